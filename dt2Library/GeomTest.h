@@ -1,0 +1,88 @@
+// The library's exact predicates: every side-of-line and in-circle decision goes through here.
+// Stage 1 is a floating-point filter, stage 2 an interval evaluation under upward rounding
+// (orientation only), stage 3 exact rational arithmetic from pooled GMP scratch.
+#pragma once
+#include <gmp.h>
+#include <cmath>
+#include "Orientation2.h"
+#include "Point2.h"
+#include "Segment2.h"
+
+namespace ORBI_LUMO2D {
+
+class GeomTest {
+public:
+    GeomTest();
+    ~GeomTest();
+    GeomTest(const GeomTest&) = delete;
+    GeomTest& operator=(const GeomTest&) = delete;
+
+    // Derives the orientation filter's error bound from the largest absolute coordinate M.
+    void setBound(double coordinateBound);
+    // Grows the bound to cover three points (sum of the magnitudes above the current bound).
+    void updateBound(const Point2* p0, const Point2* p1, const Point2* p2);
+    double getCoordinateBound() const { return coordinateBound; }
+
+    // Exact orientation; valid for all points within the coordinate bound.
+    Orientation2 getOrientation2(const Point2* p0, const Point2* p1, const Point2* p2) {
+        const double det = (p1->y() - p2->y()) * (p0->x() - p2->x()) - (p0->y() - p2->y()) * (p1->x() - p2->x());
+        if (det > posErrBound) return ORIENTATION2_CCW;
+        if (det < negErrBound) return ORIENTATION2_CW;
+        return orientationSlow(p0, p1, p2);
+    }
+    // Exact in-circle test for a counterclockwise triangle (a, b, c):
+    // +1 when d is strictly inside the circumcircle, 0 on it, -1 outside.
+    int inCircle(const Point2* a, const Point2* b, const Point2* c, const Point2* d) {
+        const double adx = a->x() - d->x(), ady = a->y() - d->y();
+        const double bdx = b->x() - d->x(), bdy = b->y() - d->y();
+        const double cdx = c->x() - d->x(), cdy = c->y() - d->y();
+        const double bdxcdy = bdx * cdy, cdxbdy = cdx * bdy;
+        const double cdxady = cdx * ady, adxcdy = adx * cdy;
+        const double adxbdy = adx * bdy, bdxady = bdx * ady;
+        const double alift = adx * adx + ady * ady;
+        const double blift = bdx * bdx + bdy * bdy;
+        const double clift = cdx * cdx + cdy * cdy;
+        const double det = alift * (bdxcdy - cdxbdy) + blift * (cdxady - adxcdy) + clift * (adxbdy - bdxady);
+        const double pa = std::fabs(bdxcdy) + std::fabs(cdxbdy);
+        const double pb = std::fabs(cdxady) + std::fabs(adxcdy);
+        const double pc = std::fabs(adxbdy) + std::fabs(bdxady);
+        const double permanent = pa * alift + pb * blift + pc * clift;
+        // The second term covers products that fell into the subnormal range (see GeomTest.cpp).
+        const double errBound = inCircleErrFactor * permanent +
+                                underflowFactor * (alift + blift + clift + pa + pb + pc + 1.0);
+        if (det > errBound) return 1;
+        if (-det > errBound) return -1;
+        return inCircleExact(a, b, c, d);
+    }
+    // Exact intersection of the supporting lines of a and b, rounded once per coordinate.
+    // Parallel lines are an assertion failure.
+    Point2 getIntersectionCoords_gmp(const Segment2& a, const Segment2& b);
+
+    // Stage counters, for benchmarks: how many calls each stage decided.
+    struct Stats {
+        unsigned long long orientInterval{0}, orientExact{0}, inCircleExact{0};
+    };
+    const Stats& getStats() const { return stats; }
+
+private:
+    Orientation2 orientationSlow(const Point2* p0, const Point2* p1, const Point2* p2);
+    Orientation2 orientationExact(const Point2* p0, const Point2* p1, const Point2* p2);
+    int inCircleExact(const Point2* a, const Point2* b, const Point2* c, const Point2* d);
+    void initGeneralPool();
+    void initIntersectionPool();
+
+    static const double inCircleErrFactor;
+    static const double underflowFactor;
+
+    mpq_t aGeneral[48];
+    mpq_t aIntersection[29];
+    double posErrBound{0.0};
+    double negErrBound{0.0};
+    double coordinateBound{0.0};
+    bool bGeneralPoolReady{false};
+    bool bIntersectionPoolReady{false};
+    int counter0{0}, counter1{1}, counter2{2};
+    Stats stats;
+};
+
+} // namespace ORBI_LUMO2D
