@@ -215,3 +215,34 @@ TEST(VertexVault, FakeBoxCorners) {
     vault.removeFakeBox();
     EXPECT_FALSE(vault.hasFakeBox());
 }
+
+namespace {
+// The key by the definition: 15 levels, one quadrant code per level, from the fixed tables.
+uint32_t referenceKey(double x, double y, double minX, double minY, double maxX, double maxY) {
+    static const int position[4][4] = {{0, 1, 3, 2}, {0, 3, 1, 2}, {2, 1, 3, 0}, {2, 3, 1, 0}};
+    static const int next[4][4] = {{1, 0, 2, 0}, {0, 3, 1, 1}, {2, 2, 0, 3}, {3, 1, 3, 2}};
+    const double G = 32768.0;
+    uint32_t X = uint32_t((x - minX) * (G / (maxX - minX)));
+    uint32_t Y = uint32_t((y - minY) * (G / (maxY - minY)));
+    X = std::min(X, 32767u);
+    Y = std::min(Y, 32767u);
+    uint32_t key = 0;
+    int state = 0;
+    for (int bit = 14; bit >= 0; --bit) {
+        const int d = int((Y >> bit) & 1u) + 2 * int((X >> bit) & 1u);
+        key |= uint32_t(position[state][d]) << (2 * bit);
+        state = next[state][d];
+    }
+    return key;
+}
+} // namespace
+
+TEST(HC2, ThirtyBitKeysMatchTheLevelByLevelDefinition) {
+    std::mt19937_64 rng(77);
+    std::uniform_real_distribution<double> d(-3.0, 5.0);
+    HC2 hc(-3.0, -3.0, 5.0, 5.0, 30);
+    for (int i = 0; i < 20000; ++i) {
+        const double x = d(rng), y = d(rng);
+        ASSERT_EQ(hc.getKey(x, y), referenceKey(x, y, -3.0, -3.0, 5.0, 5.0)) << x << " " << y;
+    }
+}
