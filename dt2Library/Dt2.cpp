@@ -596,12 +596,22 @@ void Dt2::bfsFlipIncident(Point2* q) {
         Point2* b = pT->getCorner(2);
         const int j = pN->getIntraTriangleIndex(pT);
         Point2* d = pN->getCorner(j);
-        Triangle2* pTa = pT->getOppositeTriangle(2);
         Triangle2* pTb = pT->getOppositeTriangle(1);
         Triangle2* pNad = pN->getOppositeTriangle(incIndexBy1(j));
         Triangle2* pNdb = pN->getOppositeTriangle(incIndexBy2(j));
-        pT->setPropertiesAndOppT(q, a, d, pNad, pN, pTa);
-        pN->setPropertiesAndOppT(q, d, b, pNdb, pTb, pT);
+        // pT keeps q, a and its neighbour across q-a: only corner 2 and two neighbours change.
+        pT->setVertexPointer(2, d);
+        pT->setOppTriangle(0, pNad);
+        pT->setOppTriangle(1, pN);
+        pN->setVertexPointer(0, q);
+        pN->setVertexPointer(1, d);
+        pN->setVertexPointer(2, b);
+        pN->setOppTriangle(0, pNdb);
+        pN->setOppTriangle(1, pTb);
+        pN->setOppTriangle(2, pT);
+        // Only a (was in pN) and b (was in pT) can point to a triangle that lost them.
+        a->setIncidentTriangle(pT);
+        b->setIncidentTriangle(pN);
         if (pNad != nullptr) pNad->setOppTriangle(pNad->getIntraTriangleIndex(pN), pT);
         if (pTb != nullptr) pTb->setOppTriangle(pTb->getIntraTriangleIndex(pT), pN);
         vCheckT.push_back(pN);
