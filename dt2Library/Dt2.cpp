@@ -104,6 +104,7 @@ void Dt2::updateGeomBound() {
     const double m = std::max(std::max(std::fabs(bbox.get_minX()), std::fabs(bbox.get_minY())),
                               std::max(std::fabs(bbox.get_maxX()), std::fabs(bbox.get_maxY())));
     if (m > geomTest.getCoordinateBound()) geomTest.setBound(m);
+    syncOrientBound();
 }
 
 void Dt2::updateStaticFilter() {
@@ -354,7 +355,7 @@ int Dt2::locateConflictTriangle(const Point2& q, Triangle2*& pT, int& ici) {
             const int i = aOrder[k];
             const Point2* pA = pCur->getCorner(incIndexBy1(i));
             const Point2* pB = pCur->getCorner(incIndexBy2(i));
-            const Orientation2 ori = geomTest.getOrientation2(pA, pB, &q);
+            const Orientation2 ori = orient(pA, pB, &q);
             if (ori == ORIENTATION2_CCW) continue;
             if (ori == ORIENTATION2_CW) break;
             // q is on the line of edge i.
@@ -423,7 +424,7 @@ int Dt2::locateOnHullLine(const Point2& q, Triangle2*& pT, int& ici) {
     for (int k = 1; k <= 2; ++k) {
         const int e = (hullIdx + k) % 3;
         const Orientation2 ori =
-            geomTest.getOrientation2(pT->getCorner(incIndexBy1(e)), pT->getCorner(incIndexBy2(e)), &q);
+            orient(pT->getCorner(incIndexBy1(e)), pT->getCorner(incIndexBy2(e)), &q);
         if (ori == ORIENTATION2_CW) {
             Triangle2* pN = pT->getOppositeTriangle(e);
             ici = -1;
@@ -539,7 +540,7 @@ void Dt2::prevHullEdge(Triangle2*& pT, int& idx) {
 void Dt2::insertVertexCH(Point2* q, Triangle2* pT, int hullIdx) {
     // Collect the hull edges visible from q: a contiguous chain around the start edge.
     auto isVisible = [&](Triangle2* pHT, int idx) {
-        return geomTest.getOrientation2(pHT->getCorner(incIndexBy1(idx)), pHT->getCorner(incIndexBy2(idx)), q) ==
+        return orient(pHT->getCorner(incIndexBy1(idx)), pHT->getCorner(incIndexBy2(idx)), q) ==
                ORIENTATION2_CW;
     };
     vHullChain.clear();

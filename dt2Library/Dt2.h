@@ -9,6 +9,7 @@
 #include <vector>
 #include "Bbox2.h"
 #include "Edge2.h"
+#include "ExactDiffPredicates.h"
 #include "GeomTest.h"
 #include "HC2.h"
 #include "MsgPublisher.h"
@@ -99,6 +100,27 @@ private:
     // Lawson flips of edge 0 of the stacked triangles (q is corner 0 of each).
     void bfsFlipIncident(Point2* q);
 
+    // Orientation for the walk and the hull: GeomTest's filter (same determinant, same bound,
+    // never below 2^-1000), then exact double arithmetic when the differences are exact, then
+    // GeomTest's own slow stages.
+    Orientation2 orient(const Point2* p0, const Point2* p1, const Point2* p2) {
+        const double det = (p1->y() - p2->y()) * (p0->x() - p2->x()) - (p0->y() - p2->y()) * (p1->x() - p2->x());
+        if (det > orientBound) return ORIENTATION2_CCW;
+        if (det < -orientBound) return ORIENTATION2_CW;
+        return orientSlow(p0, p1, p2);
+    }
+    Orientation2 orientSlow(const Point2* p0, const Point2* p1, const Point2* p2) {
+        const int r = exact_diff::orientation(p0, p1, p2);
+        if (r == exact_diff::NOT_DECIDED) return geomTest.getOrientation2(p0, p1, p2);
+        return r > 0 ? ORIENTATION2_CCW : (r < 0 ? ORIENTATION2_CW : ORIENTATION2_COLLINEAR);
+    }
+    // Follows GeomTest's coordinate bound (call after every change of it).
+    void syncOrientBound() {
+        const double m = geomTest.getCoordinateBound();
+        orientBound = std::max(2.6645352591003757e-15 * (1.0 + 1e-10) * m * m, 9.332636185032189e-302);
+        if (!(orientBound < HUGE_VAL)) orientBound = HUGE_VAL;
+    }
+
     // In-circle test for the flips: +1 when q is strictly inside the circumcircle of the
     // counterclockwise (a, b, c). A floating-point filter decides the clear cases in normal
     // range arithmetic; everything else goes to GeomTest::inCircle, which is exact.
@@ -130,6 +152,8 @@ private:
             if (det > errBound) return 1;
             if (-det > errBound) return -1;
         }
+        const int r = exact_diff::inCircle(a, b, c, q);
+        if (r != exact_diff::NOT_DECIDED) return r;
         return geomTest.inCircle(a, b, c, q);
     }
     // With D the largest side of the vertex box, |coordinate difference| <= D, each lift and
@@ -173,6 +197,7 @@ private:
     HC2 hc;
     std::vector<Triangle2*> vCheckT;
     double inCircleStaticBound{HUGE_VAL};
+    double orientBound{9.332636185032189e-302};
     std::vector<Edge2> vHullChain;   // scratch of insertVertexCH
     int numCPU{1};
     MsgPublisher* pMsgPublisher{nullptr};

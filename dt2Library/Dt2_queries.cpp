@@ -12,13 +12,16 @@ Triangle2* Dt2::locate(const Point2& q) {
     if (!isFinitePoint(q.x(), q.y())) return nullptr;
     // The walk's filtered orientation must cover q's magnitude too.
     const double m = q.getMaxAbs();
-    if (m > geomTest.getCoordinateBound()) geomTest.setBound(m);
+    if (m > geomTest.getCoordinateBound()) {
+        geomTest.setBound(m);
+        syncOrientBound();
+    }
     Triangle2* pT = vertexVault.getCloseTriangle(hc.getKey(q.x(), q.y()));
     int ici = -1;
     const int result = locateConflictTriangle(q, pT, ici);
     if (result == -1 || result == 4) return pT;
     const Orientation2 ori =
-        geomTest.getOrientation2(pT->getCorner(incIndexBy1(result)), pT->getCorner(incIndexBy2(result)), &q);
+        orient(pT->getCorner(incIndexBy1(result)), pT->getCorner(incIndexBy2(result)), &q);
     if (ori == ORIENTATION2_CW) return nullptr;
     return pT;
 }

@@ -5,6 +5,7 @@
 #include "DelaunayOracle.h"
 #include "Lumo_2D.h"
 
+#include "ScopedTempDir.h"
 using namespace ORBI_LUMO2D;
 
 namespace {
@@ -100,6 +101,7 @@ TEST(Adjacency, TriangleOfADirectedEdge) {
 }
 
 TEST(Adjacency, NullOrEqualVerticesAreAssertions) {
+    lumo_test::ScopedTempDir tmpDir;  // the assertion writes LUMO_LOG.txt
     Lumo_2D dt;
     std::vector<Point2*> h;
     dt.insert({Point2(0, 0), Point2(2, 0), Point2(1, 2)}, h);
