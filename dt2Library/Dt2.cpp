@@ -3,6 +3,9 @@
 #include <cstdlib>
 #include <iostream>
 #include <memory>
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 #include <sstream>
 #include <thread>
 #include "tools.h"
@@ -14,10 +17,49 @@ namespace {
 const int KEY_SHIFT = 34;
 const uint64_t INDEX_MASK = (uint64_t(1) << KEY_SHIFT) - 1;
 
+// Scratch words for the bulk path. Large buffers are mapped directly, so that their pages go
+// back to the system when the buffer dies instead of staying in the heap: the insertion's peak
+// memory is then that of the triangulation itself.
+class ScratchWords {
+public:
+    explicit ScratchWords(size_t n) : bytes(n * sizeof(uint64_t)) {
+#if defined(__linux__)
+        if (bytes >= (size_t(1) << 20)) {
+            void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+            if (p != MAP_FAILED) {
+                pWords = static_cast<uint64_t*>(p);
+                bMapped = true;
+                return;
+            }
+        }
+#endif
+        pWords = static_cast<uint64_t*>(std::malloc(bytes == 0 ? 1 : bytes));
+        if (pWords == nullptr) throw LumoException();
+    }
+    ~ScratchWords() {
+#if defined(__linux__)
+        if (bMapped) {
+            munmap(pWords, bytes);
+            return;
+        }
+#endif
+        std::free(pWords);
+    }
+    ScratchWords(const ScratchWords&) = delete;
+    ScratchWords& operator=(const ScratchWords&) = delete;
+    uint64_t* get() { return pWords; }
+    uint64_t& operator[](size_t i) { return pWords[i]; }
+
+private:
+    size_t bytes;
+    uint64_t* pWords{nullptr};
+    bool bMapped{false};
+};
+
 // Stable LSD radix sort of key/index words by their key bits, three passes of 10 bits.
 void sortKeyIndexPairs(uint64_t* a, size_t n) {
     if (n < 2) return;
-    std::unique_ptr<uint64_t[]> aTmp(new uint64_t[n]);
+    ScratchWords aTmp(n);
     uint64_t* pSrc = a;
     uint64_t* pDst = aTmp.get();
     for (int shift = KEY_SHIFT; shift < KEY_SHIFT + 30; shift += 10) {
@@ -225,7 +267,7 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
     // records are then allocated in curve order, so that neighbouring vertices share cache
     // lines. The two scratch arrays die before any triangle memory is touched.
     {
-        std::unique_ptr<uint64_t[]> aKeyIdx(new uint64_t[numValid]);
+        ScratchWords aKeyIdx(numValid);
         size_t m = 0;
         for (size_t i = 0; i < n; ++i) {
             getXY(i, x, y, ci);
