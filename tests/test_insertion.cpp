@@ -316,3 +316,41 @@ TEST(Insertion, NumCpuPolicyAndBulkInsertionStillValid) {
     dt.insert(v);
     EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
 }
+
+// ---- splitting and progress ------------------------------------------------------------------------------
+
+TEST(Insertion, PointOnAnInteriorEdgeSplitsTwoTrianglesIntoFour) {
+    Lumo_2D dt;
+    std::vector<Point2*> h;
+    dt.insert({Point2(0, 0), Point2(2, 0), Point2(2, 2), Point2(0, 2)}, h);
+    ASSERT_EQ(dt.numberOfTriangles(), 2u);
+    Point2* pMid = dt.insert(Point2(1, 1));
+    EXPECT_EQ(dt.numberOfTriangles(), 4u);
+    std::vector<Triangle2*> vInc;
+    dt.getIncidentTriangles(pMid, vInc);
+    EXPECT_EQ(vInc.size(), 4u);
+    // On a hull edge: one triangle becomes two.
+    dt.insert(Point2(1, 0));
+    EXPECT_EQ(dt.numberOfTriangles(), 5u);
+}
+
+namespace {
+struct ProgressLog : public MsgBase {
+    std::vector<std::pair<std::string, double>> v;
+    void update(MsgType, const std::string& text, double value) override { v.emplace_back(text, value); }
+};
+} // namespace
+
+TEST(Insertion, BulkInsertionReportsProgress) {
+    Lumo_2D dt;
+    ProgressLog log;
+    dt.subscribe(MSG_PROGRESS, &log);
+    dt.insert(randomPoints(1000, 31));
+    ASSERT_FALSE(log.v.empty());
+    EXPECT_EQ(log.v.back(), std::make_pair(std::string("insert vertices"), 1.0));
+    for (size_t i = 1; i < log.v.size(); ++i) EXPECT_GE(log.v[i].second, log.v[i - 1].second);
+    dt.unsubscribe(MSG_PROGRESS, &log);
+    const size_t n = log.v.size();
+    dt.insert(randomPoints(100, 32));
+    EXPECT_EQ(log.v.size(), n);
+}
