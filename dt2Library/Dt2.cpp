@@ -291,8 +291,11 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
     }
 
     if (!is2D()) {
-        // Without a triangle no walk can find duplicates: sort them out explicitly.
-        if (!createFullDimTriangle(firstNew)) vertexVault.findDupsBySorting();
+        // Without a triangle no walk can find duplicates: sort them out explicitly, so that
+        // the earliest stored vertex of a position survives (also one from an earlier call).
+        vertexVault.findDupsBySorting();
+        vertexVault.treatDupsAndHandles(aHandles, n);
+        createFullDimTriangle(firstNew);
     } else {
         VaultEntry* pBegin = vertexVault.begin() + firstNew;
         VaultEntry* pEnd = vertexVault.end();

@@ -354,3 +354,25 @@ TEST(Insertion, BulkInsertionReportsProgress) {
     dt.insert(randomPoints(100, 32));
     EXPECT_EQ(log.v.size(), n);
 }
+
+TEST(Insertion, EarlierVertexSurvivesWhenTheTriangulationBecomesTwoDimensional) {
+    Lumo_2D dt;
+    std::vector<Point2*> h1, h2;
+    std::vector<Point2> line;
+    for (int i = 0; i < 40; ++i) line.emplace_back(i, i);
+    dt.insert(line, h1);
+    ASSERT_FALSE(dt.is2D());
+    // Every old point again (in reverse), plus one point off the line.
+    std::vector<Point2> again(line.rbegin(), line.rend());
+    again.emplace_back(3, -5);
+    dt.insert(again, h2);
+    ASSERT_TRUE(dt.is2D());
+    for (size_t i = 0; i < line.size(); ++i) {
+        EXPECT_EQ(h2[line.size() - 1 - i], h1[i]);
+        EXPECT_NE(h1[i]->getIncidentTriangle(), nullptr);
+    }
+    EXPECT_EQ(dt.numberOfPoints(), 41u);
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(dt.checkValidity(true, "survivors"));
+    testing::internal::GetCapturedStdout();
+}
