@@ -195,10 +195,18 @@ Point2* Dt2::insert(const Point2& p) {
     const uint32_t key = hc.getKey(p.x(), p.y());
     vertexVault.addVertex(key, q);
     Triangle2* pStart = vertexVault.getCloseTriangle(key);
+    // Vertices inserted one by one wait unsorted behind the vault's sorted run; when the
+    // previous vertex is nearer than the vault's candidate, its triangle is the better start
+    // (a host adding points along a path would otherwise walk far every time).
+    if (pLastSingle != nullptr && pLastSingle->getIncidentTriangle() != nullptr) {
+        const Point2* pCand = pStart->getCorner(0);
+        if (sqDistance(*pLastSingle, p) < sqDistance(*pCand, p)) pStart = pLastSingle->getIncidentTriangle();
+    }
     insertOneVertex(q, pStart);
     (vertexVault.end() - 1)->bActive = q->getIncidentTriangle() != nullptr;
     Point2* pResult = vertexVault.treatOneDupGetHandle(q);
     vertexVault.mergeTailIfLarge();
+    pLastSingle = pResult;
     return pResult;
 }
 

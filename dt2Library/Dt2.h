@@ -183,6 +183,10 @@ private:
     // Grows both boxes by the given extent; re-keys the vault when the key box must grow.
     void growBoxes(double minX, double minY, double maxX, double maxY);
     void updateGeomBound();
+    static double sqDistance(const Point2& a, const Point2& b) {
+        const double dx = a.x() - b.x(), dy = a.y() - b.y();
+        return dx * dx + dy * dy;
+    }
     static bool isFinitePoint(double x, double y) { return std::isfinite(x) && std::isfinite(y); }
     static void reportBadPoint(double x, double y);
 
@@ -196,6 +200,7 @@ private:
     Bbox2 bboxVertices;   // exact extent of the vertices
     HC2 hc;
     std::vector<Triangle2*> vCheckT;
+    Point2* pLastSingle{nullptr};   // vertex of the previous single insertion (a walk hint)
     double inCircleStaticBound{HUGE_VAL};
     double orientBound{9.332636185032189e-302};
     std::vector<Edge2> vHullChain;   // scratch of insertVertexCH

@@ -376,3 +376,21 @@ TEST(Insertion, EarlierVertexSurvivesWhenTheTriangulationBecomesTwoDimensional) 
     EXPECT_TRUE(dt.checkValidity(true, "survivors"));
     testing::internal::GetCapturedStdout();
 }
+
+TEST(Insertion, SinglePointsAlongAnOutwardPath) {
+    // Every point lies outside the hull of the previous ones and beyond the vault's sorted run.
+    Lumo_2D dt;
+    std::vector<Point2> v;
+    for (int i = 0; i < 20000; ++i) {
+        const Point2 p(i * 1.0, (i % 7) * 0.5 + i * 0.001);
+        ASSERT_NE(dt.insert(p), nullptr);
+        v.push_back(p);
+    }
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(dt.checkValidity(true, "outward"));
+    testing::internal::GetCapturedStdout();
+    std::vector<Point2> head(v.begin(), v.begin() + 500);
+    Lumo_2D small;
+    for (const Point2& p : head) small.insert(p);
+    EXPECT_EQ(checkDelaunayTriangulation(head, triangles(small)), "");
+}
