@@ -394,3 +394,49 @@ TEST(Insertion, SinglePointsAlongAnOutwardPath) {
     for (const Point2& p : head) small.insert(p);
     EXPECT_EQ(checkDelaunayTriangulation(head, triangles(small)), "");
 }
+
+TEST(Insertion, MidpointsOfAllEdgesLandExactlyOnEdges) {
+    // Even integer coordinates: every edge midpoint is exact and lies on its edge.
+    std::mt19937 rng(8);
+    std::vector<Point2> v;
+    for (int i = 0; i < 300; ++i) v.emplace_back(2 * int(rng() % 200), 2 * int(rng() % 200));
+    Lumo_2D dt;
+    dt.insert(v);
+    std::vector<Triangle2*> vT = triangles(dt);
+    std::set<std::pair<double, double>> sMid;
+    for (Triangle2* pT : vT)
+        for (int i = 0; i < 3; ++i) {
+            const Point2* a = pT->getCorner((i + 1) % 3);
+            const Point2* b = pT->getCorner((i + 2) % 3);
+            sMid.insert(std::make_pair(0.5 * (a->x() + b->x()), 0.5 * (a->y() + b->y())));
+        }
+    std::vector<Point2> mids;
+    for (const auto& m : sMid) mids.emplace_back(m.first, m.second);
+    // Half of them one by one, the rest in bulk.
+    for (size_t i = 0; i < mids.size() / 2; ++i) dt.insert(mids[i]);
+    dt.insert(std::vector<Point2>(mids.begin() + long(mids.size() / 2), mids.end()));
+    v.insert(v.end(), mids.begin(), mids.end());
+    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
+}
+
+TEST(Insertion, MixedOperationsStayDelaunay) {
+    std::mt19937_64 rng(99);
+    std::uniform_real_distribution<double> d(0, 1);
+    Lumo_2D dt;
+    std::vector<Point2> all;
+    for (int round = 0; round < 6; ++round) {
+        const double scale = std::pow(10.0, round % 3);
+        std::vector<Point2> batch;
+        for (int i = 0; i < 400; ++i) batch.emplace_back(scale * d(rng), scale * d(rng));
+        for (int i = 0; i < 50; ++i) batch.push_back(all.empty() ? batch[size_t(i)] : all[rng() % all.size()]);
+        if (round % 2 == 0) {
+            std::vector<Point2*> h;
+            dt.insert(batch, h);
+            for (size_t i = 0; i < batch.size(); ++i) ASSERT_EQ(*h[i], batch[i]);
+        } else {
+            for (const Point2& p : batch) ASSERT_EQ(*dt.insert(p), p);
+        }
+        all.insert(all.end(), batch.begin(), batch.end());
+        ASSERT_EQ(checkDelaunayTriangulation(all, triangles(dt)), "") << "round " << round;
+    }
+}
