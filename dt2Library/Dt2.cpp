@@ -299,11 +299,14 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
     }
 
     if (!is2D()) {
-        // Without a triangle no walk can find duplicates: sort them out explicitly, so that
-        // the earliest stored vertex of a position survives (also one from an earlier call).
-        vertexVault.findDupsBySorting();
-        vertexVault.treatDupsAndHandles(aHandles, n);
-        createFullDimTriangle(firstNew);
+        // Vertices stored by earlier calls (all collinear so far) must survive as the vertex
+        // of their position: resolve duplicates by position before any walk can see them.
+        if (firstNew > 0) {
+            vertexVault.findDupsBySorting();
+            vertexVault.treatDupsAndHandles(aHandles, n);
+        }
+        // Without a triangle no walk can find duplicates: sort them out explicitly.
+        if (!createFullDimTriangle(firstNew)) vertexVault.findDupsBySorting();
     } else {
         VaultEntry* pBegin = vertexVault.begin() + firstNew;
         VaultEntry* pEnd = vertexVault.end();
