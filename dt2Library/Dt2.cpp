@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>
-#include <memory>
 #if defined(__linux__)
 #include <sys/mman.h>
 #endif
@@ -80,7 +79,8 @@ const int STOCHASTIC_WALK_AFTER = 1000;
 
 Dt2::Dt2(unsigned numExpectedVertices)
     : poolPoints(3125000), poolTriangles(2083333), vertexVault(this), bbox(&geomTest) {
-    const int32_t n = numExpectedVertices < 3 ? 3 : int32_t(std::min<unsigned>(numExpectedVertices, 1u << 30));
+    // The estimate only sizes the first blocks; it is capped so that 2n+10 stays an int.
+    const int32_t n = numExpectedVertices < 3 ? 3 : int32_t(std::min<unsigned>(numExpectedVertices, 1000000000u));
     poolPoints.init(n);
     poolTriangles.init(2 * n + 10);
     vCheckT.reserve(64);

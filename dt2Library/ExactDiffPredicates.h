@@ -97,6 +97,32 @@ inline int orientation(const Point2* p0, const Point2* p1, const Point2* p2) {
     return sign(n, h);
 }
 
+// a*b when it is exact; a+b when it is exact.
+inline bool exactProduct(double a, double b, double& p) {
+    p = a * b;
+    return std::fma(a, b, -p) == 0.0;
+}
+inline bool exactSum(double a, double b, double& s) {
+    double err;
+    twoSum(a, b, s, err);
+    return err == 0.0;
+}
+
+// The in-circle determinant evaluated in plain doubles, if every operation happens to be exact
+// (small integers and the like); false as soon as one is not.
+inline bool inCircleAllExact(const double* dx, const double* dy, double& det) {
+    double term[3];
+    for (int i = 0; i < 3; ++i) {
+        const int j = (i + 1) % 3, k = (i + 2) % 3;
+        double p, q, minor, xx, yy, lift;
+        if (!exactProduct(dx[j], dy[k], p) || !exactProduct(dx[k], dy[j], q) || !exactSum(p, -q, minor)) return false;
+        if (!exactProduct(dx[i], dx[i], xx) || !exactProduct(dy[i], dy[i], yy) || !exactSum(xx, yy, lift)) return false;
+        if (!exactProduct(lift, minor, term[i])) return false;
+    }
+    double s;
+    return exactSum(term[0], term[1], s) && exactSum(s, term[2], det);
+}
+
 // For counterclockwise a, b, c: +1 when d is strictly inside the circumcircle, 0 on it, -1
 // outside, or NOT_DECIDED.
 inline int inCircle(const Point2* a, const Point2* b, const Point2* c, const Point2* d) {
@@ -104,6 +130,8 @@ inline int inCircle(const Point2* a, const Point2* b, const Point2* c, const Poi
     const Point2* p[3] = {a, b, c};
     for (int i = 0; i < 3; ++i)
         if (!exactDiff(p[i]->x(), d->x(), dx[i]) || !exactDiff(p[i]->y(), d->y(), dy[i])) return NOT_DECIDED;
+    double quick;
+    if (inCircleAllExact(dx, dy, quick)) return quick > 0.0 ? 1 : (quick < 0.0 ? -1 : 0);
     // det = sum over i of lift_i * (dx_j dy_k - dx_k dy_j), (i, j, k) cyclic.
     double det[256], tmp[256], term[64], part[64];
     int detLen = 1;

@@ -18,7 +18,8 @@ Point2 gridPoint(std::mt19937_64& rng, double scale, double shift) {
 TEST(ExactDiffPredicates, AgreeWithRationalArithmeticOnDegenerateInput) {
     std::mt19937_64 rng(5);
     size_t numDecided = 0, numZero = 0;
-    for (double scale : {1.0, 0.5, 1024.0, std::ldexp(1.0, -40), std::ldexp(1.0, 150)}) {
+    // 2^27+1: exact differences whose products need more than 53 bits (the expansion path).
+    for (double scale : {1.0, 0.5, 1024.0, std::ldexp(1.0, -40), std::ldexp(1.0, 150), 134217729.0}) {
         for (double shift : {0.0, 3.0, 1e6}) {
             for (int i = 0; i < 3000; ++i) {
                 const Point2 a = gridPoint(rng, scale, shift), b = gridPoint(rng, scale, shift),
