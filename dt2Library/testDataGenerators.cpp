@@ -101,19 +101,27 @@ void generateRandomSegments(size_t numSegments, double min, double max, double m
     LUMO_ASSERT(maxLen>0);
     seedRandom(seed);
     const double range = max - min;
-    const double sqMaxLen = maxLen * maxLen;
+    // Compared in floating point with a margin far above its rounding error, so the bound also
+    // holds for the exact length.
+    const double sqMaxLen = maxLen * maxLen * (1.0 - 1e-9);
     vSegmentsOut.reserve(vSegmentsOut.size() + numSegments);
     for (size_t i = 0; i < numSegments; ++i) {
         const double sx = min + range * unitDraw(), sy = min + range * unitDraw();
         const double angle = TWO_PI * unitDraw();
-        // At most 32767/32768 of the bound: the margin absorbs the rounding of the target.
-        const double len = maxLen * unitDraw();
-        const double tx = std::min(max, std::max(min, sx + len * std::cos(angle)));
-        const double ty = std::min(max, std::max(min, sy + len * std::sin(angle)));
-        const double dx = tx - sx, dy = ty - sy;
-        if (dx * dx + dy * dy <= sqMaxLen) vSegmentsOut.emplace_back(Point2(sx, sy), Point2(tx, ty));
-        // Only when maxLen is tiny against the coordinates can rounding exceed the bound.
-        else vSegmentsOut.emplace_back(Point2(sx, sy), Point2(sx, sy));
+        double len = maxLen * unitDraw();   // at most 32767/32768 of the bound
+        for (;;) {
+            // Clamping into the box moves the target towards the source on each axis: never longer.
+            const double tx = std::min(max, std::max(min, sx + len * std::cos(angle)));
+            const double ty = std::min(max, std::max(min, sy + len * std::sin(angle)));
+            const double dx = tx - sx, dy = ty - sy;
+            if (dx * dx + dy * dy <= sqMaxLen) {
+                vSegmentsOut.emplace_back(Point2(sx, sy), Point2(tx, ty));
+                break;
+            }
+            // Only when maxLen is a few units in the last place of the coordinates can the
+            // rounded target land beyond the bound; a shorter try ends at the latest at len 0.
+            len *= 0.5;
+        }
     }
 }
 
