@@ -12,3 +12,6 @@
 #include "VertexPair2.h"
 #include "Orientation2.h"
 #include "Triangle2.h"
+#include "LumoFiles.h"
+#include "LumoVersion.h"
+#include "testDataGenerators.h"
