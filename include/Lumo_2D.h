@@ -12,3 +12,4 @@
 #include "VertexPair2.h"
 #include "Orientation2.h"
 #include "Triangle2.h"
+#include "SegmentChecker.h"
