@@ -15,3 +15,4 @@
 #include "Color.h"
 #include "Label.h"
 #include "Visualizer2.h"
+#include "MeshExport.h"
