@@ -12,4 +12,8 @@
 #include "VertexPair2.h"
 #include "Orientation2.h"
 #include "Triangle2.h"
+#include "Color.h"
+#include "Label.h"
+#include "Visualizer2.h"
+#include "MeshExport.h"
 #include "SegmentChecker.h"
