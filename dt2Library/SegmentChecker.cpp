@@ -6,6 +6,7 @@
 #include "GeomTest.h"
 #include "MsgPublisher.h"
 #include "spatial_index/RTree.h"
+#include "Visualizer2.h"
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
@@ -313,19 +314,66 @@ void SegmentChecker::unsubscribe(MsgType msgType, MsgBase* pMsg) {
 
 // ---- drawing -------------------------------------------------------------------------------------------
 
+namespace {
+// Segment i with its index at its midpoint.
+void drawLabelledSegment(Visualizer2& vis, const Segment2& seg, size_t i, const Color& c) {
+    vis.addObject(seg, c);
+    const Point2 a(seg.getSrc()), b(seg.getTrg());
+    vis.addObject(Label(Point2(0.5 * a.x() + 0.5 * b.x(), 0.5 * a.y() + 0.5 * b.y()), std::to_string(i), 6), c);
+}
+} // namespace
+
 void SegmentChecker::showSegments(const std::string& filename) const {
-    std::cout << "SegmentChecker::showSegments(), numSegments=" << pSCD->vSegments.size() << std::endl;
-    (void)filename;
+    const size_t numSegments = pSCD->vSegments.size();
+    std::cout << "SegmentChecker::showSegments(), numSegments=" << numSegments << std::endl;
+    Visualizer2 vis(filename);
+    vis.addHeaderLine("Segments: " + std::to_string(numSegments));
+    const Color black(CBLACK, 0.3f, false);
+    for (size_t i = 0; i < numSegments; ++i) drawLabelledSegment(vis, *pSCD->vSegments[i], i, black);
+    vis.writeFile();
 }
 
 void SegmentChecker::showIllegalSegments(bool bAlsoEndPointIntersections, const std::string& filename) const {
     std::vector<Segment2*> vIllegal;
     getIllegalSegments(bAlsoEndPointIntersections, vIllegal);
+    const size_t numSegments = pSCD->vSegments.size();
     std::cout << "SegmentChecker::showIllegalSegments()" << std::endl;
-    std::cout << "Number of segments: " << pSCD->vSegments.size() << std::endl;
-    std::cout << "Legal segments: " << pSCD->vSegments.size() - vIllegal.size() << std::endl;
+    std::cout << "Number of segments: " << numSegments << std::endl;
+    std::cout << "Legal segments: " << numSegments - vIllegal.size() << std::endl;
     std::cout << "Illegal segments: " << vIllegal.size() << std::endl;
-    (void)filename;
+
+    Visualizer2 vis(filename);
+    vis.addHeaderLine("Number of segments: " + std::to_string(numSegments));
+    vis.addHeaderLine("Legal segments: " + std::to_string(numSegments - vIllegal.size()) + " (green)");
+    vis.addHeaderLine("Illegal segments: " + std::to_string(vIllegal.size()) + " (red)");
+    vis.addHeaderLine("Intersection points (blue), shared pieces (orange)");
+    const Color legal(CGREEN, 0.3f, false), illegal(CRED, 0.3f, false);
+    const Color point(CBLUE, 0.5f, false), piece(CORANGE, 1.5f, false);
+    std::vector<char> vIsIllegal(numSegments, 0);
+    for (Segment2* pSeg : vIllegal) vIsIllegal[size_t(getIndex(pSeg))] = 1;
+    std::vector<std::pair<Segment2*, SegmentIntersectionType>> vIntersectors;
+    for (size_t i = 0; i < numSegments; ++i) {
+        Segment2* pSeg = pSCD->vSegments[i];
+        const size_t canonical = pSCD->vCanonicalIndex[i];
+        if (!vIsIllegal[canonical]) {
+            drawLabelledSegment(vis, *pSeg, i, legal);
+            continue;
+        }
+        drawLabelledSegment(vis, *pSeg, i, illegal);
+        if (canonical != i) continue;  // the meetings of a repeated pointer are drawn once
+        getIntersectors(pSeg, bAlsoEndPointIntersections, vIntersectors);
+        for (const auto& intersector : vIntersectors) {
+            if (pSCD->vCanonicalIndex[size_t(getIndex(intersector.first))] < canonical) continue;  // drawn already
+            if (intersector.second == SIT_SEGMENT) {
+                Segment2 shared;
+                if (getIntersectionSegment(*pSeg, *intersector.first, shared)) vis.addObject(shared, piece);
+            } else {
+                Point2 ip;
+                if (getIntersectionPoint(intersector.second, *pSeg, *intersector.first, ip)) vis.addObject(ip, point);
+            }
+        }
+    }
+    vis.writeFile();
 }
 
 } // namespace ORBI_LUMO2D

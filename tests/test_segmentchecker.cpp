@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <cmath>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <string>
@@ -486,6 +488,11 @@ TEST(SegmentChecker, DrawingsPrintTheirCounts) {
                        "Illegal segments: 2\n"),
               std::string::npos)
         << out;
+    for (const char* name : {"segcheck_all.ps", "segcheck_illegal.ps"}) {
+        std::ifstream f(name);
+        const std::string text((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
+        EXPECT_NE(text.find("showpage"), std::string::npos) << name;
+    }
 }
 
 // ---- randomized comparison with the exact all-pairs classification ------------------------------------------------
