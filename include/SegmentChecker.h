@@ -80,6 +80,7 @@ public:
     void unsubscribe(MsgType msgType, MsgBase* pMsg);
 
 private:
+    friend struct SegmentCheckerInspector;  // work counters for benchmarks, internal
     void addSegments(const std::vector<Segment2*>& vSegments);
     SegmentIntersectionType getIntersectionType_degeneratePart(const Point2& p1, const Point2& p2,
                                                                const Point2& p3, const Point2& p4) const;

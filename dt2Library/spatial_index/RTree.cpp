@@ -143,6 +143,12 @@ void RTree::query(const Entry& box, std::vector<void*>& vOut) {
     }
 }
 
+void RTree::getObjectsInLeafOrder(std::vector<void*>& vOut) {
+    if (pRoot == nullptr) build();
+    vOut.reserve(vOut.size() + vEntries.size());
+    for (const Entry& e : vEntries) vOut.push_back(e.pObject);
+}
+
 size_t RTree::getHeight() const {
     if (pRoot == nullptr) return 0;
     size_t height = 1;

@@ -34,6 +34,10 @@ public:
         query(Entry{nullptr, xmin, ymin, xmax, ymax}, vOut);
     }
 
+    // Appends every object in leaf order (builds the tree if needed): neighbours in this order
+    // are near each other, so queries made in this order reuse the cached paths of the tree.
+    void getObjectsInLeafOrder(std::vector<void*>& vOut);
+
     // ---- diagnostics ----------------------------------------------------------------
     size_t getNodeCapacity() const { return nodeCapacity; }
     size_t getNumberOfNodes() const { return vNodes.size(); }
