@@ -103,19 +103,4 @@ bool isWithinOneRounding(double v, const Rational& exact) {
     return c < 0 ? cmp(rn, exact) > 0 : cmp(rn, exact) < 0;
 }
 
-std::vector<Segment2*> bruteForceIllegal(const std::vector<Segment2*>& vSegments, bool bAlsoEndPointIntersections) {
-    std::vector<char> vIllegal(vSegments.size(), 0);
-    for (size_t i = 0; i < vSegments.size(); ++i) {
-        for (size_t j = i + 1; j < vSegments.size(); ++j) {
-            const SegmentIntersectionType t = classifyExactly(*vSegments[i], *vSegments[j]).type;
-            if (t == SIT_SEGMENT || t == SIT_POINT || (t == SIT_ENDPOINT && bAlsoEndPointIntersections))
-                vIllegal[i] = vIllegal[j] = 1;
-        }
-    }
-    std::vector<Segment2*> vOut;
-    for (size_t i = 0; i < vSegments.size(); ++i)
-        if (vIllegal[i]) vOut.push_back(vSegments[i]);
-    return vOut;
-}
-
 } // namespace lumo_test

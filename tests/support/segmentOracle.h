@@ -39,8 +39,4 @@ ExactMeeting classifyExactly(const ORBI_LUMO2D::Segment2& a, const ORBI_LUMO2D::
 // v is one of the two doubles next to the exact value (or the value itself).
 bool isWithinOneRounding(double v, const Rational& exact);
 
-// Brute force over all pairs: the illegal segments in index order.
-std::vector<ORBI_LUMO2D::Segment2*> bruteForceIllegal(const std::vector<ORBI_LUMO2D::Segment2*>& vSegments,
-                                                      bool bAlsoEndPointIntersections);
-
 } // namespace lumo_test
