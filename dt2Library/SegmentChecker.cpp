@@ -24,6 +24,7 @@ struct SegmentCheckerData {
     MsgPublisher* pPublisher{nullptr};
     GeomTest geomTest;
     SegmentCheckerWork lastIllegalSearch;
+    std::vector<void*> vQueryBuffer;  // R-tree answers, reused by every search
 
     ~SegmentCheckerData() { delete pPublisher; }
 };
@@ -236,7 +237,8 @@ void SegmentChecker::getIntersectors(Segment2* pSegment, bool bAlsoEndPointInter
                                      std::vector<std::pair<Segment2*, SegmentIntersectionType>>& vIntersectors) const {
     vIntersectors.clear();
     const Point2 a(pSegment->getSrc()), b(pSegment->getTrg());
-    std::vector<void*> vCandidates;
+    std::vector<void*>& vCandidates = pSCD->vQueryBuffer;
+    vCandidates.clear();
     pSCD->rTree.query(std::min(a.x(), b.x()), std::min(a.y(), b.y()), std::max(a.x(), b.x()),
                       std::max(a.y(), b.y()), vCandidates);
     // Index order, whatever order the tree answers in.
@@ -267,7 +269,7 @@ void SegmentChecker::getIllegalSegments(bool bAlsoEndPointIntersections,
     Segment2* const* const pFirstSlot = pSCD->vSegments.data();
     const std::vector<uint32_t>& vCanonical = pSCD->vCanonicalIndex;
     std::vector<char> vIllegal(numSegments, 0);  // by canonical index
-    std::vector<void*> vCandidates;
+    std::vector<void*>& vCandidates = pSCD->vQueryBuffer;
     vCandidates.reserve(1000);
     SegmentCheckerWork& work = pSCD->lastIllegalSearch;
     work = SegmentCheckerWork();
