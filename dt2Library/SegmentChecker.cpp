@@ -1,5 +1,6 @@
 #include "SegmentChecker.h"
 #include <algorithm>
+#include <cmath>
 #include <iostream>
 #include <map>
 #include <sstream>
@@ -78,14 +79,20 @@ SegmentIntersectionType classifyDegenerate(GeomTest& geomTest, const Point2& p1,
 // ---- construction ---------------------------------------------------------------------------
 
 SegmentChecker::SegmentChecker(const std::vector<Segment2*>& vSegments) : pSCD(new SegmentCheckerData) {
-    addSegments(vSegments);
+    try {
+        addSegments(vSegments);
+    } catch (...) {
+        delete pSCD;  // the destructor does not run for a throwing constructor
+        throw;
+    }
 }
 
 SegmentChecker::~SegmentChecker() { delete pSCD; }
 
+// Called once, by the constructor: the slots of vSegments must not move once their
+// addresses are in the R-tree.
 void SegmentChecker::addSegments(const std::vector<Segment2*>& vNewSegments) {
     const size_t offset = pSCD->vSegments.size();
-    // The slots must not move once their addresses are in the R-tree.
     pSCD->vSegments.insert(pSCD->vSegments.end(), vNewSegments.begin(), vNewSegments.end());
     double maxAbs = pSCD->geomTest.getCoordinateBound();
     size_t numDegenerate = 0, firstDegenerate = 0;
@@ -93,6 +100,12 @@ void SegmentChecker::addSegments(const std::vector<Segment2*>& vNewSegments) {
         Segment2* pSeg = vNewSegments[i];
         pSCD->mSegmentIndex[pSeg] = int(offset + i);
         const Point2 a(pSeg->getSrc()), b(pSeg->getTrg());
+        const bool bFiniteCoordinates = std::isfinite(a.x()) && std::isfinite(a.y()) && std::isfinite(b.x()) &&
+                                        std::isfinite(b.y());
+        if (!bFiniteCoordinates)
+            reportError("SegmentChecker::SegmentChecker()", "segment " + std::to_string(offset + i) +
+                                                                " has a coordinate that is not a finite number");
+        LUMO_ASSERT(bFiniteCoordinates);
         pSCD->rTree.addObject(&pSCD->vSegments[offset + i], std::min(a.x(), b.x()), std::min(a.y(), b.y()),
                               std::max(a.x(), b.x()), std::max(a.y(), b.y()));
         maxAbs = std::max(maxAbs, std::max(a.getMaxAbs(), b.getMaxAbs()));

@@ -422,6 +422,19 @@ TEST(SegmentChecker, APointerGivenTwiceTakesTheLaterIndexAndIsReportedOnce) {
     EXPECT_EQ(intersectors, (std::vector<std::pair<Segment2*, SegmentIntersectionType>>{{b, SIT_POINT}}));
 }
 
+TEST(SegmentChecker, NonFiniteCoordinatesAreRefusedAtConstruction) {
+    SegmentSet s;
+    s.add(0, 0, 1, 1);
+    s.add(0, 0, INFINITY, 1);
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(SegmentChecker checker(s.vPointers), LumoException);
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_NE(out.find("SegmentChecker::SegmentChecker(), ERROR: segment 1 has a coordinate that is not a finite number"),
+              std::string::npos)
+        << out;
+    EXPECT_NE(out.find("Condition [ bFiniteCoordinates failed ]"), std::string::npos) << out;
+}
+
 TEST(SegmentChecker, AnEmptySetHasNoIllegalSegments) {
     SegmentChecker checker(std::vector<Segment2*>{});
     std::vector<Segment2*> out{nullptr};
