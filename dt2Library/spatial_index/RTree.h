@@ -15,7 +15,10 @@ struct Entry {
 
 class RTree {
 public:
-    // Entries per leaf and children per inner node; measured best for the segment checker.
+    // Entries per leaf and children per inner node. Measured on the segment checker's work
+    // (build, then one query per box of 1M short segments, in leaf order): 6 to 16 tie,
+    // 4 is about 10% slower, 32 about 13% and 64 about 37%; 16 is the smallest of the
+    // fastest trees.
     static const size_t DEFAULT_NODE_CAPACITY = 16;
     // Bits per axis of the grid on which the Hilbert keys are computed.
     static const int HILBERT_ORDER = 30;
