@@ -15,6 +15,11 @@
 #include "LumoFiles.h"
 #include "LumoVersion.h"
 #include "testDataGenerators.h"
+#include "Color.h"
+#include "Label.h"
+#include "Visualizer2.h"
+#include "MeshExport.h"
+#include "SegmentChecker.h"
 #include <string>
 #include <vector>
 
