@@ -37,9 +37,12 @@ namespace ORBI_LUMO2D {
 //     For M < 2^-486 every product is below 2^-970 and E < 2^-1021 + 2^-1022 < 2^-1020; the filter
 //     therefore also requires |det_fl| >= 2^-1020 (orientFloor). That floor only matters when
 //     products are that small (or for an unbounded object); such calls go on to stage 2, whose
-//     directed rounding stays valid for subnormal results, and stage 3.
-// Overflow is outside the contract of the filter: products must stay finite. Stages 2 and 3
-// are exact for all finite coordinates.
+//     directed rounding stays valid for subnormal results, and stage 3. In the first branch of
+//     (c) underflow adds at most 2^-1074 absolutely, negligible against |det_fl| > max(B, 2^-1020).
+//     Without the floor, x near 2^-519 and y near 2^-538 do produce det_fl = -2^-1074 for a
+//     counterclockwise triple while B has underflowed to 0 (see the predicate tests).
+// The filter assumes the default round-to-nearest mode. Overflow is outside its contract:
+// products must stay finite. Stages 2 and 3 are exact for all finite coordinates.
 // orientFloor = 2^-1020 (GeomTest.h).
 
 // ---- In-circle filter -----------------------------------------------------------------------
