@@ -12,6 +12,14 @@
 #include "VertexPair2.h"
 #include "Orientation2.h"
 #include "Triangle2.h"
+#include "LumoFiles.h"
+#include "LumoVersion.h"
+#include "testDataGenerators.h"
+#include "Color.h"
+#include "Label.h"
+#include "Visualizer2.h"
+#include "MeshExport.h"
+#include "SegmentChecker.h"
 #include <string>
 #include <vector>
 

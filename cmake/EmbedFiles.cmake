@@ -1,0 +1,30 @@
+# Turns every file of INPUT_DIR into a byte array of a generated C++ source (OUTPUT), so that
+# the library can write the files out unchanged without carrying them beside itself.
+# Usage: cmake -DINPUT_DIR=<dir> -DNAMES=<name,name,...> -DOUTPUT=<file.cpp> -P EmbedFiles.cmake
+string(REPLACE "," ";" inputs "${NAMES}")
+set(body "// Generated from ${INPUT_DIR} at build time; edit the files there, not this one.\n")
+string(APPEND body "#include \"webFiles.h\"\n\nnamespace ORBI_LUMO2D {\nnamespace {\n")
+set(table "")
+set(i 0)
+foreach(name ${inputs})
+  file(READ ${INPUT_DIR}/${name} hex HEX)
+  string(LENGTH "${hex}" hexLen)
+  math(EXPR size "${hexLen} / 2")
+  # 32 bytes per source line keep the generated file readable by tools.
+  string(REPEAT "[0-9a-f]" 64 line)
+  string(REGEX REPLACE "(${line})" "\\1\n" hex "${hex}")
+  string(REGEX REPLACE "([0-9a-f][0-9a-f])" "'\\\\x\\1'," bytes "${hex}")
+  string(APPEND body "// ${name}\nconst char aFile${i}[] = {\n${bytes}'\\0'};\n")
+  string(APPEND table "    {\"${name}\", aFile${i}, ${size}},\n")
+  math(EXPR i "${i} + 1")
+endforeach()
+string(APPEND body "} // namespace\n\nconst EmbeddedFile aWebFiles[] = {\n${table}};\n")
+string(APPEND body "const size_t numWebFiles = ${i};\n\n} // namespace ORBI_LUMO2D\n")
+# Rewrite only on change so that an unrelated rebuild does not recompile the arrays.
+if(EXISTS ${OUTPUT})
+  file(READ ${OUTPUT} old)
+  if(old STREQUAL body)
+    return()
+  endif()
+endif()
+file(WRITE ${OUTPUT} "${body}")

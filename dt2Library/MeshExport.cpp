@@ -1,0 +1,75 @@
+#include "MeshExport_internal.h"
+#include <sys/stat.h>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iomanip>
+#include <iostream>
+#include <unordered_map>
+#include "MeshExport.h"
+#include "tools.h"
+#include "webFiles.h"
+
+namespace ORBI_LUMO2D {
+
+void writeObjTriangles(const std::string& filename, const std::vector<Triangle2*>& vTriangles) {
+    std::ofstream out(filename.c_str(), std::ios::out | std::ios::trunc);
+    if (!out) return;
+    out << std::setprecision(20);
+    std::unordered_map<const Point2*, size_t> mIndex;
+    mIndex.reserve(vTriangles.size());
+    for (const Triangle2* pT : vTriangles) {
+        for (int i = 0; i < 3; ++i) {
+            const Point2* p = pT->getCorner(i);
+            if (mIndex.emplace(p, mIndex.size() + 1).second) out << "v " << p->x() << " " << p->y() << " 0 \n";
+        }
+    }
+    for (const Triangle2* pT : vTriangles) {
+        out << "f " << mIndex[pT->getCorner(0)] << " " << mIndex[pT->getCorner(1)] << " "
+            << mIndex[pT->getCorner(2)] << "\n";
+    }
+}
+
+bool writeWebSceneFiles(const char* path) {
+    if (!createDirectory(path)) {
+        reportError("Dt2::writeWebScene()", std::string("Can't create directory ") + path);
+        return false;
+    }
+    std::cout << "writeWebScene: Creating " << path << std::endl;
+    for (const char* name : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js"}) fileReplicate(name, path);
+    return true;
+}
+
+namespace {
+bool isDirectory(const char* path) {
+    struct stat st;
+    return stat(path, &st) == 0 && S_ISDIR(st.st_mode);
+}
+} // namespace
+
+bool createDirectory(const char* path) {
+    if (mkdir(path, 0755) == 0) return true;
+    if (errno == EEXIST) return isDirectory(path);
+    if (errno != ENOENT) return false;
+    // A parent is missing: create it first, then retry.
+    const std::string s(path);
+    size_t sep = s.rfind('/');
+    if (sep == std::string::npos) sep = s.rfind('\\');
+    if (sep == std::string::npos) return false;
+    if (!createDirectory(s.substr(0, sep).c_str())) return false;
+    // A trailing separator names the parent itself, which exists by now.
+    return mkdir(path, 0755) == 0 || (errno == EEXIST && isDirectory(path));
+}
+
+void fileReplicate(const char* name, const char* directory) {
+    for (size_t i = 0; i < numWebFiles; ++i) {
+        const EmbeddedFile& f = aWebFiles[i];
+        if (std::strcmp(f.name, name) != 0) continue;
+        std::ofstream out((std::string(directory) + "/" + name).c_str(), std::ios::out | std::ios::trunc | std::ios::binary);
+        for (size_t k = 0; k < f.size && out; ++k) out.put(f.data[k]);
+        return;
+    }
+    reportError("fileReplicate", std::string("unknown file") + name);
+}
+
+} // namespace ORBI_LUMO2D

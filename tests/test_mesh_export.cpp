@@ -1,0 +1,228 @@
+// Mesh export: OBJ files read back, scene directories and the built-in scene files.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+#include "Lumo_2D.h"
+#include "MeshExport.h"
+#include "MeshExport_internal.h"
+
+using namespace ORBI_LUMO2D;
+
+namespace {
+std::string readFile(const std::string& name) {
+    std::ifstream f(name, std::ios::binary);
+    std::stringstream ss;
+    ss << f.rdbuf();
+    return ss.str();
+}
+
+bool isDir(const std::string& p) {
+    struct stat st;
+    return stat(p.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+bool exists(const std::string& p) {
+    struct stat st;
+    return stat(p.c_str(), &st) == 0;
+}
+
+struct Obj {
+    std::vector<std::pair<double, double>> vertices;
+    std::vector<std::vector<int>> faces;
+    std::vector<std::string> vLines;
+};
+
+Obj readObj(const std::string& name) {
+    Obj obj;
+    std::ifstream f(name);
+    for (std::string line; std::getline(f, line);) {
+        std::istringstream ls(line);
+        std::string tag;
+        ls >> tag;
+        if (tag == "v") {
+            double x, y, z;
+            ls >> x >> y >> z;
+            EXPECT_EQ(z, 0.0);
+            obj.vertices.emplace_back(x, y);
+            obj.vLines.push_back(line);
+        } else if (tag == "f") {
+            std::vector<int> face;
+            for (int i; ls >> i;) face.push_back(i);
+            obj.faces.push_back(face);
+        } else {
+            ADD_FAILURE() << "unexpected line: " << line;
+        }
+    }
+    return obj;
+}
+
+// A fan of n triangles around a centre vertex: n+1 rim vertices, every rim vertex but the
+// two ends shared by two triangles, the centre by all.
+struct Fan {
+    std::vector<Point2> points;
+    std::vector<Triangle2> triangles;
+    std::vector<Triangle2*> pointers;
+    explicit Fan(int n) : points(size_t(n) + 2), triangles(size_t(n)) {
+        points[0] = Point2(0.1, 0.3);
+        for (int i = 0; i <= n; ++i) points[size_t(i) + 1] = Point2(1.0 + i, 1.0 / 3.0 + (i % 2));
+        for (int i = 0; i < n; ++i) {
+            triangles[size_t(i)].setProperties(&points[0], &points[size_t(i) + 1], &points[size_t(i) + 2]);
+            pointers.push_back(&triangles[size_t(i)]);
+        }
+    }
+};
+} // namespace
+
+// ---- OBJ -----------------------------------------------------------------------------
+
+TEST(ObjExport, ReadBackGivesEachVertexOnceAndFacesInCornerOrder) {
+    Fan fan(5);
+    writeObjTriangles("fan.obj", fan.pointers);
+    const Obj obj = readObj("fan.obj");
+    ASSERT_EQ(obj.vertices.size(), 7u);
+    ASSERT_EQ(obj.faces.size(), 5u);
+    for (size_t t = 0; t < fan.pointers.size(); ++t) {
+        ASSERT_EQ(obj.faces[t].size(), 3u);
+        for (int i = 0; i < 3; ++i) {
+            const int idx = obj.faces[t][size_t(i)];
+            ASSERT_GE(idx, 1);
+            ASSERT_LE(idx, 7);
+            const Point2* p = fan.pointers[t]->getCorner(i);
+            // 20 significant digits bring every double back exactly
+            EXPECT_EQ(obj.vertices[size_t(idx) - 1].first, p->x());
+            EXPECT_EQ(obj.vertices[size_t(idx) - 1].second, p->y());
+        }
+    }
+    // indices follow first use: corner order of the first triangle, then each new rim vertex
+    EXPECT_EQ(obj.faces[0], (std::vector<int>{1, 2, 3}));
+    EXPECT_EQ(obj.faces[1], (std::vector<int>{1, 3, 4}));
+    EXPECT_EQ(obj.faces[4], (std::vector<int>{1, 6, 7}));
+    std::remove("fan.obj");
+}
+
+TEST(ObjExport, LineFormatIsExact) {
+    Fan fan(1);
+    writeObjTriangles("one.obj", fan.pointers);
+    EXPECT_EQ(readFile("one.obj"),
+              "v 0.10000000000000000555 0.2999999999999999889 0 \n"
+              "v 1 0.33333333333333331483 0 \n"
+              "v 2 1.3333333333333332593 0 \n"
+              "f 1 2 3\n");
+    std::remove("one.obj");
+}
+
+TEST(ObjExport, VerticesWithEqualCoordinatesButOtherAddressesAreDistinct) {
+    Point2 a(0, 0), b(1, 0), c(0, 1), b2(1, 0), d(1, 1);
+    Triangle2 t0, t1;
+    t0.setProperties(&a, &b, &c);
+    t1.setProperties(&b2, &d, &c);
+    writeObjTriangles("twins.obj", {&t0, &t1});
+    const Obj obj = readObj("twins.obj");
+    EXPECT_EQ(obj.vertices.size(), 5u);
+    EXPECT_EQ(obj.faces[1], (std::vector<int>{4, 5, 3}));
+    std::remove("twins.obj");
+}
+
+TEST(ObjExport, EmptyListWritesAnEmptyFileAndUnopenableFileIsSilent) {
+    writeObjTriangles("empty.obj", {});
+    EXPECT_TRUE(exists("empty.obj"));
+    EXPECT_EQ(readFile("empty.obj"), "");
+    std::remove("empty.obj");
+    Fan fan(2);
+    testing::internal::CaptureStdout();
+    writeObjTriangles("no_such_dir_q/x.obj", fan.pointers);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+// ---- directories ---------------------------------------------------------------------------
+
+TEST(CreateDirectory, MakesThreeMissingLevelsAndIsIdempotent) {
+    std::system("rm -rf cd_a");
+    EXPECT_TRUE(createDirectory("cd_a/b/c"));
+    EXPECT_TRUE(isDir("cd_a"));
+    EXPECT_TRUE(isDir("cd_a/b"));
+    EXPECT_TRUE(isDir("cd_a/b/c"));
+    EXPECT_TRUE(createDirectory("cd_a/b/c"));
+    EXPECT_TRUE(createDirectory("cd_a/b/d/"));
+    EXPECT_TRUE(isDir("cd_a/b/d"));
+    std::system("rm -rf cd_a");
+}
+
+TEST(CreateDirectory, FailsOnAFileInTheWay) {
+    { std::ofstream("cd_file") << "x"; }
+    EXPECT_FALSE(createDirectory("cd_file"));
+    EXPECT_FALSE(createDirectory("cd_file/sub/dir"));
+    std::remove("cd_file");
+}
+
+TEST(CreateDirectory, RelativeNameWithoutParentFails) {
+    EXPECT_FALSE(createDirectory(""));
+}
+
+// ---- built-in scene files ------------------------------------------------------------------
+
+TEST(FileReplicate, UnknownNameReportsAndWritesNothing) {
+    createDirectory("fr_dir");
+    testing::internal::CaptureStdout();
+    fileReplicate("other.js", "fr_dir");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "\n      [Lumo2D-Message] fileReplicate, ERROR: unknown fileother.js\n\n");
+    EXPECT_FALSE(exists("fr_dir/other.js"));
+    std::system("rm -rf fr_dir");
+}
+
+TEST(FileReplicate, AllEightNamesAreWritten) {
+    createDirectory("fr_all");
+    const char* names[] = {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js",
+                           "jsc3d.3ds.js", "jsc3d.console.js", "jsc3d.ie.js", "jsc3d.webgl.js"};
+    testing::internal::CaptureStdout();
+    for (const char* n : names) fileReplicate(n, "fr_all");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    for (const char* n : names) {
+        const std::string text = readFile(std::string("fr_all/") + n);
+        EXPECT_GT(text.size(), 100u) << n;
+        EXPECT_EQ(text.find('\0'), std::string::npos) << n;
+    }
+    std::system("rm -rf fr_all");
+}
+
+TEST(FileReplicate, PageCarriesTheViewerSetup) {
+    createDirectory("fr_page");
+    fileReplicate("index.html", "fr_page");
+    const std::string page = readFile("fr_page/index.html");
+    EXPECT_EQ(page.rfind("<!DOCTYPE html>", 0), 0u);
+    for (const char* needle :
+         {"<meta charset=\"utf-8\">", "<canvas id=\"cv\" width=\"1000\" height=\"680\"", "id=\"render_mode_list\"",
+          ">smooth<", ">flat<", ">points<", ">wireframe<", "src=\"jsc3d.js\"", "src=\"jsc3d.ctm.js\"",
+          "src=\"jsc3d.touch.js\"", "'SceneUrl', '3d.obj'", "'InitRotationX', -70", "'InitRotationY', 20",
+          "'InitRotationZ', 0", "'ModelColor', '#CAA618'", "'BackgroundColor1', '#FFFFFF'",
+          "'BackgroundColor2', '#383840'", "'RenderMode', 'smooth'", "'FaceCulling', 'off'",
+          "'ProgressBar', 'off'", "points: 'point'", "viewer.init();", "viewer.update();"})
+        EXPECT_NE(page.find(needle), std::string::npos) << needle;
+    std::system("rm -rf fr_page");
+}
+
+TEST(WebSceneFiles, CreatesTheDirectoryAndTheFourFiles) {
+    std::system("rm -rf ws_x");
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(writeWebSceneFiles("ws_x/scene"));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "writeWebScene: Creating ws_x/scene\n");
+    for (const char* n : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js"})
+        EXPECT_TRUE(exists(std::string("ws_x/scene/") + n)) << n;
+    EXPECT_FALSE(exists("ws_x/scene/jsc3d.webgl.js"));
+    std::system("rm -rf ws_x");
+}
+
+TEST(WebSceneFiles, ReportsADirectoryThatCannotBeCreated) {
+    { std::ofstream("ws_blocker") << "x"; }
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(writeWebSceneFiles("ws_blocker/scene"));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "\n      [Lumo2D-Message] Dt2::writeWebScene(), ERROR: Can't create directory ws_blocker/scene\n\n");
+    std::remove("ws_blocker");
+}
