@@ -157,7 +157,7 @@ void Dt2::updateStaticFilter() {
     }
     const double D2 = D * D;
     // 12 D^4 times the filter factor, with a relative margin for the rounding of this product.
-    inCircleStaticBound = 1.1102230246251577e-15 * (12.0 * D2 * D2) * (1.0 + 1e-12) + 9.332636185032189e-302;
+    inCircleStaticBound = inCircleRelBound * (12.0 * D2 * D2) * (1.0 + 1e-12) + 9.332636185032189e-302;
 }
 
 void Dt2::growBoxes(double minX, double minY, double maxX, double maxY) {

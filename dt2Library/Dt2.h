@@ -114,12 +114,14 @@ private:
         if (r == exact_diff::NOT_DECIDED) return geomTest.getOrientation2(p0, p1, p2);
         return r > 0 ? ORIENTATION2_CCW : (r < 0 ? ORIENTATION2_CW : ORIENTATION2_COLLINEAR);
     }
-    // Follows GeomTest's coordinate bound (call after every change of it).
+    // Follows GeomTest's error bound (call after every change of it); the floor 2^-1000 keeps
+    // determinants whose products may have underflowed out of the filter.
     void syncOrientBound() {
-        const double m = geomTest.getCoordinateBound();
-        orientBound = std::max(2.6645352591003757e-15 * (1.0 + 1e-10) * m * m, 9.332636185032189e-302);
+        orientBound = std::max(geomTest.getPositiveErrorBound(), 9.332636185032189e-302);
         if (!(orientBound < HUGE_VAL)) orientBound = HUGE_VAL;
     }
+    // 12u, u = 2^-53: the in-circle filter's relative bound (derived in GeomTest.cpp).
+    static constexpr double inCircleRelBound = 12.0 * 0x1p-53;
 
     // In-circle test for the flips: +1 when q is strictly inside the circumcircle of the
     // counterclockwise (a, b, c). A floating-point filter decides the clear cases in normal
@@ -143,12 +145,12 @@ private:
         const double pb = std::fabs(cdxady) + std::fabs(adxcdy);
         const double pc = std::fabs(adxbdy) + std::fabs(bdxady);
         const double permanent = pa * alift + pb * blift + pc * clift;
-        // Same error bound as GeomTest's filter; its allowance for subnormal products,
-        // 2^-1070 * (lifts + minors + 1), stays below 2^-1000 while that sum is below 2^69,
-        // so the allowance is replaced by 2^-1000 there (no subnormal arithmetic on this path).
+        // GeomTest's relative bound (12u times the permanent, see GeomTest.cpp). The subnormal
+        // products there need an allowance of 2^-1073 * (lifts + minors + 1), which stays below
+        // 2^-1000 while that sum is below 2^69, so a constant 2^-1000 serves on this path.
         const double sum = alift + blift + clift + pa + pb + pc;
         if (sum < 5.9e20) {
-            const double errBound = 1.1102230246251577e-15 * permanent + 9.332636185032189e-302;
+            const double errBound = inCircleRelBound * permanent + 9.332636185032189e-302;
             if (det > errBound) return 1;
             if (-det > errBound) return -1;
         }
