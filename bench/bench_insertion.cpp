@@ -6,6 +6,7 @@
 // charge other processes to whichever triangulation happens to run); the wall time of the
 // best repetition is printed alongside.
 // Usage: bench_insertion [repetitions [case-name-filter]]   (the best repetition is reported)
+// Built and run (with CGAL installed when missing) by: bash scripts/bench.sh insertion
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
