@@ -4,6 +4,7 @@
 #include <fstream>
 #include <random>
 #include "DelaunayOracle.h"
+#include "Dt2.h"
 #include "Lumo_2D.h"
 
 #include "ScopedTempDir.h"
@@ -265,4 +266,34 @@ TEST(Statistics, EquilateralAnglesFallIntoTheBinEndingAtSixty) {
     EXPECT_NE(out.find("Number of triangles: 6\n"), std::string::npos) << out;
     EXPECT_NE(out.find("INTERIOR ANGLES\n"), std::string::npos);
     EXPECT_NE(out.find("  <=  60: 18\n"), std::string::npos) << out;
+}
+
+// ---- the walk ------------------------------------------------------------------------------------------
+
+TEST(Walk, LongWalksTurnStochasticAndStillArrive) {
+    // A long thin strip: walking from one end to the other takes thousands of steps, far more
+    // than the 1000 after which the walk randomises its edge order.
+    Dt2 dt(6000);
+    std::mt19937_64 rng(12);
+    std::uniform_real_distribution<double> d(0.0, 1.0);
+    std::vector<Point2> v;
+    for (int i = 0; i < 6000; ++i) v.emplace_back(i + d(rng), 3.0 * d(rng));
+    std::vector<Point2*> h;
+    dt.insertVector(v, &h);
+    for (const Point2& q : {Point2(5990.5, 1.5), v[5999], Point2(3000.25, 0.75), Point2(7000.0, 1.0)}) {
+        Triangle2* pT = h[0]->getIncidentTriangle();
+        int ici = -1;
+        const int result = dt.locateConflictTriangle(q, pT, ici);
+        ASSERT_NE(pT, nullptr);
+        if (q.x() > 6500.0) {
+            // Beyond the hull: the answer is a hull edge that sees q.
+            ASSERT_GE(result, 0);
+            ASSERT_LE(result, 2);
+            EXPECT_EQ(pT->getOppositeTriangle(result), nullptr);
+            EXPECT_LT(lumo_test::exactOrientation(*pT->getCorner((result + 1) % 3), *pT->getCorner((result + 2) % 3), q), 0);
+        } else {
+            EXPECT_TRUE(result == -1 || result == 4);
+            EXPECT_TRUE(contains(pT, q));
+        }
+    }
 }
