@@ -40,7 +40,7 @@ void MsgPublisher::start(const std::string& text, size_t total_) {
 
 void MsgPublisher::publishProgress() {
     if (bQuiet || total == 0) return;
-    const double fraction = current >= total ? 1.0 : double(current) / double(total);
+    const double fraction = double(current) / double(total);
     publish(MSG_PROGRESS, taskText, fraction);
 }
 
@@ -78,9 +78,11 @@ double timer(const std::string& name) {
     const double elapsed = double(counterNow() - it->second) * 1e-9;
     table.erase(it);
     if (!bQuiet) {
+        const std::ios::fmtflags flags = std::cout.flags();
         std::cout << "...Timer [" << name << "] stop, elapsed time: " << std::fixed << std::setprecision(3)
                   << elapsed << " s" << std::endl;
-        std::cout.unsetf(std::ios::floatfield);
+        // The host's stream keeps its own notation; the precision goes back to the default 6.
+        std::cout.flags(flags);
         std::cout << std::setprecision(6);
     }
     return elapsed;

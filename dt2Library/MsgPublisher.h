@@ -20,9 +20,17 @@ public:
 
     // ---- progress of one task: start, step as work proceeds, finish ---------------
     void start(const std::string& text, size_t total);
-    // Advances by one step; publishes the fraction done at every reporting step.
+    // Advances by one step; publishes the fraction done at every reporting step before the
+    // end (the final 1.0 comes from finish()).
     void step() {
-        if (++current % reportStep == 0 && bActive) publishProgress();
+        ++current;
+        if (bActive && current % reportStep == 0 && current < total) publishProgress();
+    }
+    // Advances by n steps at once; publishes when a reporting step has been passed.
+    void advance(size_t n) {
+        const size_t before = current / reportStep;
+        current += n;
+        if (bActive && current / reportStep != before && current < total) publishProgress();
     }
     void finish();
     void setQuiet(bool b) { bQuiet = b; }

@@ -1,4 +1,10 @@
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <iostream>
 #include "GeomTest.h"
+#include "LumoFiles.h"
+#include "LumoVersion.h"
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
@@ -31,5 +37,240 @@ std::string getString(Orientation2 ori) {
     }
     return "UNKNOWN";
 }
+
+// ---- point and segment files ---------------------------------------------------------
+//
+// Binary layout: int32 file type, uint64 record count, then the records as doubles, in the
+// machine's byte order and without padding (the count starts at byte 4).
+
+namespace {
+const int32_t FT_POINTS2 = 20;
+const int32_t FT_SEGMENTS2 = 21;
+const int32_t FT_POINTS3 = 30;
+const int32_t FT_SEGMENTS3 = 31;
+const size_t HEADER_BYTES = 4 + 8;
+// Records are moved through a buffer of this many doubles rather than one value at a time.
+const size_t CHUNK_DOUBLES = 3 * 4096;
+
+void printFileFailure(const char* filename, const std::string& text) {
+    std::cout << filename << text << std::endl;
+}
+
+bool writeHeader(std::ofstream& f, int32_t fileType, uint64_t count) {
+    f.write(reinterpret_cast<const char*>(&fileType), sizeof(fileType));
+    f.write(reinterpret_cast<const char*>(&count), sizeof(count));
+    return bool(f);
+}
+
+void writeDoubles(std::ofstream& f, const std::vector<double>& buf) {
+    f.write(reinterpret_cast<const char*>(buf.data()), std::streamsize(buf.size() * sizeof(double)));
+}
+
+enum HeaderState { HEADER_NO_TYPE, HEADER_NO_COUNT, HEADER_COMPLETE };
+
+// Reads the type and the count of an opened binary file and the number of bytes after the
+// header; tells how much of the header the file holds.
+HeaderState readHeader(std::ifstream& f, int32_t& fileType, uint64_t& count, uint64_t& payloadBytes) {
+    f.seekg(0, std::ios::end);
+    const std::streamoff size = f.tellg();
+    f.seekg(0, std::ios::beg);
+    if (size < std::streamoff(sizeof(fileType)) || !f.read(reinterpret_cast<char*>(&fileType), sizeof(fileType)))
+        return HEADER_NO_TYPE;
+    if (size < std::streamoff(HEADER_BYTES) || !f.read(reinterpret_cast<char*>(&count), sizeof(count)))
+        return HEADER_NO_COUNT;
+    payloadBytes = uint64_t(size) - HEADER_BYTES;
+    return HEADER_COMPLETE;
+}
+
+// Reads `count` records of `stride` doubles and hands each to `emit`. Records missing at the
+// end of a truncated file are reported once; the complete ones are kept.
+template <class Emit>
+bool readRecords(std::ifstream& f, const char* filename, uint64_t count, uint64_t payloadBytes,
+                 size_t stride, Emit emit) {
+    const uint64_t recordBytes = stride * sizeof(double);
+    const uint64_t available = payloadBytes / recordBytes;
+    const uint64_t numRead = count < available ? count : available;
+    const size_t recordsPerChunk = CHUNK_DOUBLES / stride;
+    std::vector<double> buf;
+    for (uint64_t done = 0; done < numRead;) {
+        const size_t n = size_t(std::min<uint64_t>(recordsPerChunk, numRead - done));
+        buf.resize(n * stride);
+        f.read(reinterpret_cast<char*>(buf.data()), std::streamsize(buf.size() * sizeof(double)));
+        if (!f) break;
+        for (size_t i = 0; i < n; ++i) emit(&buf[i * stride]);
+        done += n;
+    }
+    if (!f || numRead < count) {
+        printFileFailure(filename, " is truncated");
+        return false;
+    }
+    return true;
+}
+} // namespace
+
+bool writePointsBIN(const char* filename, std::vector<Point2*>& vPoints) {
+    std::ofstream f(filename, std::ios::out | std::ios::binary | std::ios::trunc);
+    if (!f || !writeHeader(f, FT_POINTS2, vPoints.size())) {
+        printFileFailure(filename, " can't be written");
+        return false;
+    }
+    std::vector<double> buf;
+    buf.reserve(CHUNK_DOUBLES);
+    for (const Point2* p : vPoints) {
+        buf.push_back(p->x());
+        buf.push_back(p->y());
+        if (buf.size() >= CHUNK_DOUBLES) {
+            writeDoubles(f, buf);
+            buf.clear();
+        }
+    }
+    writeDoubles(f, buf);
+    f.close();
+    if (!f) {
+        printFileFailure(filename, " can't be written");
+        return false;
+    }
+    return true;
+}
+
+bool writePointsBIN(const char* filename, std::vector<Point2>& vPoints) {
+    std::vector<Point2*> vPointers;
+    vPointers.reserve(vPoints.size());
+    for (Point2& p : vPoints) vPointers.push_back(&p);
+    return writePointsBIN(filename, vPointers);
+}
+
+bool readPointsBIN(const char* filename, std::vector<Point2>& vPointsOut) {
+    std::ifstream f(filename, std::ios::in | std::ios::binary);
+    if (!f) {
+        printFileFailure(filename, " can't be read");
+        return false;
+    }
+    int32_t fileType(0);
+    uint64_t count(0), payloadBytes(0);
+    const HeaderState header = readHeader(f, fileType, count, payloadBytes);
+    if (header == HEADER_NO_TYPE) {
+        printFileFailure(filename, " is truncated");
+        return false;
+    }
+    if (fileType != FT_POINTS3 && fileType != FT_POINTS2) {
+        printFileFailure(filename, " has wrong filetype " + std::to_string(fileType) + ", expected: 30 or 20");
+        return false;
+    }
+    if (header != HEADER_COMPLETE) {
+        printFileFailure(filename, " is truncated");
+        return false;
+    }
+    const size_t stride = fileType == FT_POINTS2 ? 2 : 3;
+    if (payloadBytes / (stride * sizeof(double)) >= count) vPointsOut.reserve(vPointsOut.size() + size_t(count));
+    return readRecords(f, filename, count, payloadBytes, stride,
+                       [&](const double* r) { vPointsOut.emplace_back(r[0], r[1]); });
+}
+
+bool writeSegmentsBIN(const char* filename, std::vector<Segment2>& vSegments) {
+    std::ofstream f(filename, std::ios::out | std::ios::binary | std::ios::trunc);
+    if (!f || !writeHeader(f, FT_SEGMENTS2, vSegments.size())) {
+        printFileFailure(filename, " can't be written");
+        return false;
+    }
+    std::vector<double> buf;
+    buf.reserve(CHUNK_DOUBLES);
+    for (const Segment2& s : vSegments) {
+        const Point2 src(s.getSrc()), trg(s.getTrg());
+        buf.insert(buf.end(), {src.x(), src.y(), trg.x(), trg.y()});
+        if (buf.size() >= CHUNK_DOUBLES) {
+            writeDoubles(f, buf);
+            buf.clear();
+        }
+    }
+    writeDoubles(f, buf);
+    f.close();
+    if (!f) {
+        printFileFailure(filename, " can't be written");
+        return false;
+    }
+    return true;
+}
+
+bool readSegmentsBIN(const char* filename, std::vector<Segment2>& vSegmentsOut) {
+    std::ifstream f(filename, std::ios::in | std::ios::binary);
+    if (!f) {
+        printFileFailure(filename, " can't be read");
+        return false;
+    }
+    int32_t fileType(0);
+    uint64_t count(0), payloadBytes(0);
+    const HeaderState header = readHeader(f, fileType, count, payloadBytes);
+    if (header == HEADER_NO_TYPE) {
+        printFileFailure(filename, " is truncated");
+        return false;
+    }
+    if (fileType != FT_SEGMENTS3 && fileType != FT_SEGMENTS2) {
+        printFileFailure(filename, " has wrong file type: " + std::to_string(fileType) + " instead of 31 or 21");
+        return false;
+    }
+    if (header != HEADER_COMPLETE) {
+        printFileFailure(filename, " is truncated");
+        return false;
+    }
+    const size_t stride = fileType == FT_SEGMENTS2 ? 4 : 6;
+    if (payloadBytes / (stride * sizeof(double)) >= count) vSegmentsOut.reserve(vSegmentsOut.size() + size_t(count));
+    if (fileType == FT_SEGMENTS2)
+        return readRecords(f, filename, count, payloadBytes, stride, [&](const double* r) {
+            vSegmentsOut.emplace_back(Point2(r[0], r[1]), Point2(r[2], r[3]));
+        });
+    return readRecords(f, filename, count, payloadBytes, stride, [&](const double* r) {
+        vSegmentsOut.emplace_back(Point2(r[0], r[1]), Point2(r[3], r[4]));
+    });
+}
+
+bool writePointsASCII(const char* filename, const std::vector<Point2*>& vPoints) {
+    std::ofstream f(filename, std::ios::out | std::ios::trunc);
+    if (!f) {
+        printFileFailure(filename, " can't be written");
+        return false;
+    }
+    f.precision(18);
+    for (const Point2* p : vPoints) f << p->x() << " " << p->y() << "\n";
+    f.close();
+    if (!f) {
+        printFileFailure(filename, " can't be written");
+        return false;
+    }
+    return true;
+}
+
+bool writePointsASCII(const char* filename, const std::vector<Point2>& vPoints) {
+    std::vector<Point2*> vPointers;
+    vPointers.reserve(vPoints.size());
+    for (const Point2& p : vPoints) vPointers.push_back(const_cast<Point2*>(&p));
+    return writePointsASCII(filename, vPointers);
+}
+
+bool readXY(const char* filename, std::vector<Point2>& vPointsOut) {
+    std::ifstream f(filename);
+    if (!f) {
+        printFileFailure(filename, " is unreadable");
+        return false;
+    }
+    double x, y;
+    while (f >> x >> y) vPointsOut.emplace_back(x, y);
+    return true;
+}
+
+// ---- version ----------------------------------------------------------------------------
+
+namespace {
+// The numbers come from the build (the project version); the text is fixed at start-up.
+const std::string versionText = "Lumo2D " + std::to_string(LUMO2D_VERSION_MAJOR) + "." +
+                                std::to_string(LUMO2D_VERSION_MINOR) + "." + std::to_string(LUMO2D_VERSION_PATCH);
+} // namespace
+
+int getMajorVersionNumber() { return LUMO2D_VERSION_MAJOR; }
+int getMinorVersionNumber() { return LUMO2D_VERSION_MINOR; }
+int getRevisionNumber() { return LUMO2D_VERSION_PATCH; }
+// A published version, not a development snapshot.
+bool isRelease() { return true; }
+std::string getLumo2DVersion() { return versionText; }
 
 } // namespace ORBI_LUMO2D

@@ -1,5 +1,6 @@
 #include "tools.h"
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 
@@ -35,32 +36,39 @@ void reportInfo(const std::string& where, const std::string& text) {
 
 std::string qualifiedFunctionName(const char* prettyFunction) {
     const std::string s(prettyFunction);
-    // The parameter list starts at the first '(' outside template brackets that is not part
-    // of an "operator()" name.
+    // The parameter list starts at the first '(' outside template brackets. Operator names
+    // ("operator()", "operator<<", "operator->") are stepped over so that their symbols
+    // count neither as brackets nor as the parameter list.
     int depth = 0;
-    size_t paren = std::string::npos;
+    size_t paren = s.size(), opPos = std::string::npos;
     for (size_t i = 0; i < s.size(); ++i) {
         const char c = s[i];
-        if (c == '<') ++depth;
-        else if (c == '>') --depth;
-        else if (c == '(' && depth == 0) {
-            if (i >= 8 && s.compare(i - 8, 8, "operator") == 0 && i + 1 < s.size() && s[i + 1] == ')') {
-                ++i;
-                continue;
-            }
+        if (c == 'o' && s.compare(i, 8, "operator") == 0 && (i == 0 || s[i - 1] == ':' || s[i - 1] == ' ')) {
+            opPos = i;
+            size_t j = i + 8;
+            if (s.compare(j, 2, "()") == 0) j += 2;
+            else
+                while (j < s.size() && std::strchr("<>=!+-*/%^&|~[],", s[j]) != nullptr) ++j;
+            i = j - 1;
+        } else if (c == '<') {
+            ++depth;
+        } else if (c == '>') {
+            --depth;
+        } else if (c == '(' && depth == 0) {
             paren = i;
             break;
         }
     }
-    std::string head = s.substr(0, paren);
+    // The name begins after the last blank outside template brackets (return type before it).
+    const size_t scanEnd = opPos != std::string::npos && opPos < paren ? opPos : paren;
     depth = 0;
-    for (size_t i = head.size(); i-- > 0;) {
-        const char c = head[i];
+    for (size_t i = scanEnd; i-- > 0;) {
+        const char c = s[i];
         if (c == '>') ++depth;
         else if (c == '<') --depth;
-        else if (c == ' ' && depth == 0) return head.substr(i + 1);
+        else if (c == ' ' && depth == 0) return s.substr(i + 1, paren - i - 1);
     }
-    return head;
+    return s.substr(0, paren);
 }
 
 void assertionFailed(const char* condition, const char* file, int line, const char* prettyFunction) {

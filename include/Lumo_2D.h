@@ -16,3 +16,6 @@
 #include "Label.h"
 #include "Visualizer2.h"
 #include "MeshExport.h"
+#include "LumoFiles.h"
+#include "LumoVersion.h"
+#include "testDataGenerators.h"
