@@ -19,3 +19,90 @@
 #include "LumoFiles.h"
 #include "LumoVersion.h"
 #include "testDataGenerators.h"
+#include <string>
+#include <vector>
+
+namespace ORBI_LUMO2D {
+
+class Dt2;
+
+// Lumo_2D: one Delaunay triangulation. Vertices and triangles handed out as pointers belong to
+// it and stay valid until it is destroyed.
+class LUMO2D_API Lumo_2D {
+public:
+    // numExpectedVertices only sizes the memory pools in advance.
+    explicit Lumo_2D(unsigned numExpectedVertices = 3);
+    ~Lumo_2D();
+    Lumo_2D(const Lumo_2D&) = delete;
+    Lumo_2D& operator=(const Lumo_2D&) = delete;
+
+    // ---- insertion ------------------------------------------------------------------------
+    // Inserts p; returns the vertex at p (the existing one for a duplicate). A point with a
+    // NaN or infinite coordinate is refused with a warning and null is returned.
+    Point2* insert(const Point2& p);
+    // Bulk insertion (Hilbert-ordered internally). Non-finite points are refused with a warning.
+    void insert(const std::vector<Point2>& vInputPoints);
+    // As above; vHandlesOut receives one vertex per input point in input order (duplicates
+    // resolved to the surviving vertex, null for a refused point).
+    void insert(const std::vector<Point2>& vInputPoints, std::vector<Point2*>& vHandlesOut);
+    // Bulk insertion of numPoints x,y pairs; aHandles (numPoints entries, may be null)
+    // receives the vertex of each pair.
+    void insert(int numPoints, double* aCoordinates, Point2** aHandles);
+
+    // ---- state ------------------------------------------------------------------------------
+    // True once a triangle exists (not all points collinear or equal).
+    bool is2D() const;
+    // Number of vertices; duplicates are not counted.
+    size_t numberOfPoints() const;
+    // Number of live triangles.
+    size_t numberOfTriangles() const;
+    // Appends all live triangles.
+    void getTrianglePointers(std::vector<Triangle2*>& vAllTriangles) const;
+    // Appends all vertices.
+    void getVertexPointers(std::vector<Point2*>& vAllPoints) const;
+    // Exact bounding box of the vertices (invalid while empty).
+    Bbox2 computeBoundingBox() const;
+    // numCPU >= 1 is taken as the thread count for bulk insertion, 0 means all hardware
+    // threads, a negative value means 1. Returns the count now in force.
+    int setNumCPU(int numCPU);
+    // setNumCPU(0).
+    void enableMultithreading();
+    int getNumCPU() const;
+
+    // ---- queries ------------------------------------------------------------------------------
+    // The triangle containing q (boundary included); null when not 2D or q is outside the hull.
+    Triangle2* locate(const Point2& q);
+    // The triangle that has the directed edge p0->p1 counterclockwise; null if there is none.
+    Triangle2* getAdjacentTriangle(Point2* p0, Point2* p1) const;
+    // Appends the triangles around pVtx.
+    void getIncidentTriangles(Point2* pVtx, std::vector<Triangle2*>& vIncidentT) const;
+    // Appends the convex hull vertices counterclockwise; with bAllVertices false the collinear
+    // hull vertices are left out.
+    void getConvexHull(bool bAllVertices, std::vector<Point2*>& vConvexHullPoints) const;
+    // Independent self-test (neighbours, orientation, incidences, optionally empty circles);
+    // prints what fails and returns false then.
+    bool checkValidity(bool bCheckEmptyCircleProperty, const std::string& msg) const;
+    // Prints the number of triangles and a histogram of the interior angles.
+    void statistics(const std::string& name) const;
+
+    // ---- progress -------------------------------------------------------------------------------
+    void subscribe(MsgType msgType, MsgBase* pMsg);
+    void unsubscribe(MsgType msgType, MsgBase* pMsg);
+
+    // ---- drawings and exports -----------------------------------------------------------------
+    // Draws the triangles (and the convex hull) to a PostScript file. Before the first triangle
+    // exists it reports "The triangulation is not full dimensional yet, no visualization".
+    void show(const std::string& postscriptFilename) const;
+    // Adds the triangles to a caller's drawing in the given colour; the caller writes the file.
+    void show(Visualizer2* pVisualizer, const Color& color) const;
+    // Writes all triangles as a Wavefront OBJ file (z = 0, 1-based faces, counterclockwise).
+    void writeObj(const std::string& filename) const;
+    // Creates the directory path with a page, the viewer scripts and "3d.obj": a scene that a
+    // browser shows in 3D when the directory is served (e.g. python3 -m http.server).
+    void writeWebScene(const char* path) const;
+
+private:
+    Dt2* pImpl;
+};
+
+} // namespace ORBI_LUMO2D

@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
 """Opens a web scene written by the library in headless Chromium and checks what a person sees.
 
-Usage: browser_test.py WRITER [ARG ...]
+Usage: browser_test.py [--scene-subdir=NAME] WRITER [ARG ...]
   WRITER and its arguments write a scene directory; the argument "{dir}" is replaced by the
-  directory to write (e.g. `lumo2d demo {dir}`). The scene is served from 127.0.0.1 only.
+  directory to write (e.g. `lumo2d triangulate pts.txt --web {dir}`). When the writer puts the
+  scene into a subdirectory of {dir} (`lumo2d demo {dir}` writes {dir}/web), name it with
+  --scene-subdir. The scene is served from 127.0.0.1 only.
 
 Checks: the page threw no script error (its own error hook and Chromium's console log), the
 viewer loaded the mesh, and a screenshot of the canvas shows model-coloured pixels, i.e. the
@@ -147,11 +149,15 @@ def main():
     if len(sys.argv) < 2:
         print(__doc__)
         sys.exit(2)
+    args, subdir = sys.argv[1:], ""
+    if args and args[0].startswith("--scene-subdir="):
+        subdir = args.pop(0).split("=", 1)[1]
     chromium = ensure_chromium()
     work = tempfile.mkdtemp(prefix="lumo2d-browser-")
     try:
-        scene = os.path.join(work, "scene")
-        writer = [a.replace("{dir}", scene) for a in sys.argv[1:]]
+        target = os.path.join(work, "out")
+        writer = [a.replace("{dir}", target) for a in args]
+        scene = os.path.join(target, subdir) if subdir else target
         result = subprocess.run(writer, capture_output=True, text=True, timeout=300)
         if result.returncode != 0:
             fail("the scene writer failed (%d):\n%s%s" % (result.returncode, result.stdout, result.stderr))

@@ -1,0 +1,27 @@
+#include "HC2.h"
+#include <cmath>
+#include "tools.h"
+
+namespace ORBI_LUMO2D {
+
+// Rows are the curve states 0..3, columns the quadrant code d = bitY + 2*bitX.
+const uint8_t HC2::aPosition[16] = {0, 1, 3, 2, 0, 3, 1, 2, 2, 1, 3, 0, 2, 3, 1, 0};
+const uint8_t HC2::aNext[16] = {1, 0, 2, 0, 0, 3, 1, 1, 2, 2, 0, 3, 3, 1, 3, 2};
+
+HC2::HC2(double minX_, double minY_, double maxX_, double maxY_, int bitLength) : minX(minX_), minY(minY_) {
+    if (bitLength % 2 != 0 || bitLength > 32 || bitLength < 0) {
+        reportError("HC2::HC2(..)", "invalid bitlength");
+        return;
+    }
+    numLevels = bitLength / 2;
+    const double numCells = std::ldexp(1.0, numLevels);
+    maxCell = numCells - 1.0;
+    // A zero or infinite range keys that axis to one cell; the order stays valid, only coarser.
+    const double rangeX = maxX_ - minX_, rangeY = maxY_ - minY_;
+    scaleX = (rangeX > 0.0 && std::isfinite(rangeX)) ? numCells / rangeX : 0.0;
+    scaleY = (rangeY > 0.0 && std::isfinite(rangeY)) ? numCells / rangeY : 0.0;
+    if (!std::isfinite(scaleX)) scaleX = 0.0;
+    if (!std::isfinite(scaleY)) scaleY = 0.0;
+}
+
+} // namespace ORBI_LUMO2D

@@ -1,0 +1,99 @@
+// SimplePool: records handed out one after another from large blocks, never freed one by one.
+// Addresses are stable for the life of the pool, which is what makes raw handles safe.
+#pragma once
+#include <cstdint>
+#include <cstdlib>
+#include <iostream>
+#include <vector>
+#include "tools.h"
+
+namespace ORBI_LUMO2D {
+
+template <class T> class SimplePool {
+public:
+    explicit SimplePool(int32_t maxBlockSize_) : maxBlockSize(maxBlockSize_) {}
+    SimplePool(const SimplePool&) = delete;
+    SimplePool& operator=(const SimplePool&) = delete;
+    ~SimplePool() {
+        if (vContainers.size() > 1000)
+            std::cout << "SimplePool::~SimplePool: Number of containers to release: " << vContainers.size()
+                      << std::endl;
+        for (T* p : vContainers) std::free(p);
+        vContainers.clear();
+        vBlockSizes.clear();
+    }
+
+    // Adds the first block of n records.
+    void init(int32_t n) {
+        if (bInitialized) std::cout << "SimplePool::init(..), ERROR: This pool is already initialized" << std::endl;
+        firstBlockSize = n;
+        requestedBlockSize = -1;
+        addBlock(n);
+        bInitialized = true;
+    }
+
+    // The next record, uninitialised: the caller sets every field.
+    T* alloc() {
+        if (++lastUsed >= capacity) {
+            addBlock(requestedBlockSize);
+            ++lastUsed;
+        }
+        return pCurrent + lastUsed;
+    }
+
+    // Number of records handed out so far.
+    size_t numAllocated() const {
+        size_t n = 0;
+        for (size_t i = 0; i + 1 < vBlockSizes.size(); ++i) n += size_t(vBlockSizes[i]);
+        return n + size_t(lastUsed + 1);
+    }
+    // Calls f(T*) for every record handed out, in allocation order.
+    template <class F> void forEach(F f) const {
+        for (size_t b = 0; b < vContainers.size(); ++b) {
+            const int32_t n = (b + 1 == vContainers.size()) ? lastUsed + 1 : vBlockSizes[b];
+            for (int32_t i = 0; i < n; ++i) f(vContainers[b] + i);
+        }
+    }
+    const std::vector<int32_t>& getBlockSizes() const { return vBlockSizes; }
+    int32_t getMaxBlockSize() const { return maxBlockSize; }
+
+private:
+    // r < 0: automatic size; the second block is half the first (the first came from the
+    // caller's estimate), every later one doubles, capped at maxBlockSize.
+    void addBlock(int32_t r) {
+        if (r < 0) {
+            if (vBlockSizes.empty()) {
+                r = 1;
+            } else if (vBlockSizes.size() == 1) {
+                r = vBlockSizes[0] / 2;
+                if (r == 0) r = vBlockSizes[0];
+            } else {
+                r = vBlockSizes.back() > maxBlockSize / 2 ? maxBlockSize : 2 * vBlockSizes.back();
+            }
+            if (r > maxBlockSize) r = maxBlockSize;
+        }
+        if (r < 1) r = 1;
+        T* p = static_cast<T*>(std::malloc(size_t(r) * sizeof(T)));
+        if (p == nullptr) {
+            std::cout << "SimplePool::alloc(..), ERROR: Out of memory" << std::endl;
+            throw LumoException();
+        }
+        vBlockSizes.push_back(r);
+        vContainers.push_back(p);
+        pCurrent = p;
+        lastUsed = -1;
+        capacity = r;
+    }
+
+    std::vector<T*> vContainers;
+    std::vector<int32_t> vBlockSizes;
+    T* pCurrent{nullptr};
+    int32_t lastUsed{-1};
+    int32_t capacity{0};
+    int32_t firstBlockSize{0};
+    int32_t requestedBlockSize{-1};
+    bool bInitialized{false};
+    int32_t maxBlockSize;
+};
+
+} // namespace ORBI_LUMO2D

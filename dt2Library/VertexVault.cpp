@@ -1,0 +1,241 @@
+#include "VertexVault.h"
+#include <algorithm>
+#include <cstdlib>
+#include <iostream>
+#include "Bbox2.h"
+#include "GeomTest.h"
+#include "Triangle2.h"
+#include "tools.h"
+
+namespace ORBI_LUMO2D {
+
+VertexVault::~VertexVault() {
+    for (Point2* p : vFakeBoxHandles) delete p;
+}
+
+// ---- storage ------------------------------------------------------------------------------
+
+void VertexVault::rekeyAll(const HC2& hc) {
+    for (VaultEntry& e : vIdxVtxAct) e.key = hc.getKey(e.pVtx->x(), e.pVtx->y());
+    // Before the first triangle the entries stay in insertion order (the earliest of equal
+    // points survives as the vertex); they are sorted when the triangulation starts.
+    if (!bFullDimensional) return;
+    std::sort(vIdxVtxAct.begin(), vIdxVtxAct.end());
+    numSorted = vIdxVtxAct.size();
+}
+
+void VertexVault::sortTail() { std::sort(vIdxVtxAct.begin() + long(numSorted), vIdxVtxAct.end()); }
+
+void VertexVault::mergeTail() {
+    if (numSorted == vIdxVtxAct.size()) return;
+    if (numSorted > 0) std::inplace_merge(vIdxVtxAct.begin(), vIdxVtxAct.begin() + long(numSorted), vIdxVtxAct.end());
+    numSorted = vIdxVtxAct.size();
+}
+
+void VertexVault::mergeTailIfLarge() {
+    const size_t tail = vIdxVtxAct.size() - numSorted;
+    if (tail > 16 + numSorted / 2) {
+        sortTail();
+        mergeTail();
+    }
+}
+
+// ---- start triangles ------------------------------------------------------------------------
+
+Triangle2* VertexVault::getCloseTriangle(uint32_t key) const {
+    if (numSorted > 0) {
+        // First sorted entry whose key is not less than the query.
+        size_t low = 0, high = numSorted;
+        while (low < high) {
+            const size_t mid = (low + high) / 2;
+            if (vIdxVtxAct[mid].key < key) low = mid + 1;
+            else high = mid;
+        }
+        const size_t resultIdx = low < numSorted ? low : numSorted - 1;
+        const VaultEntry& e = vIdxVtxAct[resultIdx];
+        if (e.bActive) {
+            Triangle2* pT = e.pVtx->getIncidentTriangle();
+            if (pT == nullptr) {
+                std::cout << "HUH BUG" << std::endl;
+                std::cout << "Address=" << key << std::endl;
+                std::cout << "resultIdx=" << resultIdx << std::endl;
+                std::cout << "pVtx=" << *e.pVtx << std::endl;
+                for (size_t i = 0; i < vIdxVtxAct.size(); ++i)
+                    if (*vIdxVtxAct[i].pVtx == *e.pVtx) std::cout << "found at index i=" << i << std::endl;
+                LUMO_ASSERT(pT!=0);
+            }
+            return pT;
+        }
+        for (size_t i = resultIdx + 1; i < numSorted; ++i) {
+            if (vIdxVtxAct[i].bActive) {
+                Triangle2* pT = vIdxVtxAct[i].pVtx->getIncidentTriangle();
+                LUMO_ASSERT(pT!=0);
+                return pT;
+            }
+        }
+        for (size_t i = resultIdx; i-- > 0;) {
+            if (vIdxVtxAct[i].bActive) {
+                Triangle2* pT = vIdxVtxAct[i].pVtx->getIncidentTriangle();
+                LUMO_ASSERT(pT!=0);
+                return pT;
+            }
+        }
+    }
+    // Nothing active in the sorted run: the closest active key in the unsorted tail.
+    Triangle2* pBest = nullptr;
+    uint32_t bestDiff = 0;
+    for (size_t i = numSorted; i < vIdxVtxAct.size(); ++i) {
+        const VaultEntry& e = vIdxVtxAct[i];
+        if (!e.bActive) continue;
+        Triangle2* pT = e.pVtx->getIncidentTriangle();
+        if (pT == nullptr) break;
+        const int32_t d = int32_t(e.key - key);
+        const uint32_t diff = uint32_t(d < 0 ? -int64_t(d) : int64_t(d));
+        if (pBest == nullptr || diff < bestDiff) {
+            pBest = pT;
+            bestDiff = diff;
+        }
+    }
+    if (pBest == nullptr) {
+        std::cout << "getCloT() failed" << std::endl;
+        LUMO_ASSERT(pBest!=0);
+    }
+    return pBest;
+}
+
+Triangle2* VertexVault::getOneValidTriangle() const {
+    for (const VaultEntry& e : vIdxVtxAct)
+        if (e.pVtx->getIncidentTriangle() != nullptr) return e.pVtx->getIncidentTriangle();
+    reportError("getOneValidTriangle()", "No valid triangle found");
+    return nullptr;
+}
+
+size_t VertexVault::getIdxOfActiveVtx(const Point2* pQuery) const {
+    for (size_t i = 0; i < vIdxVtxAct.size(); ++i)
+        if (vIdxVtxAct[i].pVtx == pQuery) return i;
+    reportError("VertexVault::getIdxOfActiveVtx", "pQuery not found");
+    return size_t(-1);
+}
+
+bool VertexVault::getThreeInitialPoints(Point2*& a, Point2*& b, Point2*& c, GeomTest& geomTest) const {
+    LUMO_ASSERT(!bFullDimensional);
+    LUMO_ASSERT(!vIdxVtxAct.empty());
+    if (vIdxVtxAct.size() < 3) return false;
+    Point2* pA = vIdxVtxAct[0].pVtx;
+    size_t i = 1;
+    while (i < vIdxVtxAct.size() && *vIdxVtxAct[i].pVtx == *pA) ++i;
+    if (i == vIdxVtxAct.size()) return false;
+    Point2* pB = vIdxVtxAct[i].pVtx;
+    for (++i; i < vIdxVtxAct.size(); ++i) {
+        Point2* pC = vIdxVtxAct[i].pVtx;
+        const Orientation2 o = geomTest.getOrientation2(pA, pB, pC);
+        if (o == ORIENTATION2_COLLINEAR) continue;
+        if (o == ORIENTATION2_CW) std::swap(pB, pC);
+        LUMO_ASSERT(geomTest.getOrientation2(pA,pB,pC)==ORIENTATION2_CCW);
+        a = pA;
+        b = pB;
+        c = pC;
+        return true;
+    }
+    return false;
+}
+
+// ---- duplicates -------------------------------------------------------------------------------
+
+void VertexVault::registerDup(Point2* pNew, Point2* pExisting) {
+    const bool bInserted = mRedundant2UniqueVtx.emplace(pNew, pExisting).second;
+    LUMO_ASSERT(bInserted);
+}
+
+Point2* VertexVault::treatOneDupGetHandle(Point2* p) {
+    if (mRedundant2UniqueVtx.empty()) return p;
+    LUMO_ASSERT(mRedundant2UniqueVtx.size()==1);
+    auto q_it = mRedundant2UniqueVtx.find(p);
+    LUMO_ASSERT(q_it!=mRedundant2UniqueVtx.end());
+    Point2* pDup = q_it->first;
+    Point2* pExisting = q_it->second;
+    const VaultEntry* pLastItem = &vIdxVtxAct.back();
+    LUMO_ASSERT(pDup==pLastItem->pVtx);
+    vIdxVtxAct.pop_back();
+    if (numSorted > vIdxVtxAct.size()) numSorted = vIdxVtxAct.size();
+    mRedundant2UniqueVtx.clear();
+    return pExisting;
+}
+
+void VertexVault::treatDupsAndHandles(Point2** aHandles, size_t numHandles) {
+    if (mRedundant2UniqueVtx.empty()) return;
+    if (aHandles != nullptr) {
+        size_t numFoundInHandles = 0;
+        for (Point2** it = aHandles; it != aHandles + numHandles; ++it) {
+            if (*it == nullptr || (*it)->getIncidentTriangle() != nullptr) continue;
+            auto q_it = mRedundant2UniqueVtx.find(*it);
+            if (q_it == mRedundant2UniqueVtx.end()) continue;
+            Point2* pExistingVtx = q_it->second;
+            LUMO_ASSERT(**it==*pExistingVtx);
+            *it = pExistingVtx;
+            ++numFoundInHandles;
+        }
+        LUMO_ASSERT(mRedundant2UniqueVtx.size()==numFoundInHandles);
+    }
+    // Drop the duplicates' entries; erase-remove keeps the key order of both runs.
+    size_t numFoundInIdxVtxAct = 0, numFoundInSorted = 0;
+    size_t w = 0;
+    for (size_t r = 0; r < vIdxVtxAct.size(); ++r) {
+        const VaultEntry& e = vIdxVtxAct[r];
+        if (!e.bActive && mRedundant2UniqueVtx.count(e.pVtx) != 0) {
+            ++numFoundInIdxVtxAct;
+            if (r < numSorted) ++numFoundInSorted;
+            continue;
+        }
+        vIdxVtxAct[w++] = e;
+    }
+    vIdxVtxAct.resize(w);
+    numSorted -= numFoundInSorted;
+    LUMO_ASSERT(mRedundant2UniqueVtx.size()==numFoundInIdxVtxAct);
+    mRedundant2UniqueVtx.clear();
+    LUMO_ASSERT(mRedundant2UniqueVtx.empty());
+}
+
+void VertexVault::findDupsBySorting() {
+    std::vector<Point2*> v;
+    v.reserve(vIdxVtxAct.size());
+    for (const VaultEntry& e : vIdxVtxAct) v.push_back(e.pVtx);
+    // Stable: the earliest stored vertex of each coordinate pair survives.
+    std::stable_sort(v.begin(), v.end(), [](const Point2* a, const Point2* b) { return *a < *b; });
+    for (size_t i = 1; i < v.size(); ++i) {
+        size_t j = i - 1;
+        if (*v[i] == *v[j]) {
+            Point2* pSurvivor = v[j];
+            auto it = mRedundant2UniqueVtx.find(pSurvivor);
+            if (it != mRedundant2UniqueVtx.end()) pSurvivor = it->second;
+            registerDup(v[i], pSurvivor);
+        }
+    }
+}
+
+// ---- fake box ---------------------------------------------------------------------------------
+
+void VertexVault::installFakeBox(const Bbox2& bbox) {
+    Bbox2 box(bbox);
+    box.enlargeRanges(1.01);
+    std::vector<Point2> vCorners;
+    box.getCorners(vCorners);
+    for (const Point2& c : vCorners) {
+        Point2* p = new Point2(c.x(), c.y());
+        p->setCustomIndex(c.getCustomIndex());
+        vFakeBoxHandles.push_back(p);
+    }
+}
+
+Point2* VertexVault::getFakeBoxCorner(size_t i) const {
+    LUMO_ASSERT(vFakeBoxHandles.size()>i);
+    return vFakeBoxHandles[i];
+}
+
+void VertexVault::removeFakeBox() {
+    LUMO_ASSERT(vFakeBoxHandles.size()==4);
+    for (Point2* p : vFakeBoxHandles) delete p;
+    vFakeBoxHandles.clear();
+}
+
+} // namespace ORBI_LUMO2D

@@ -1,0 +1,90 @@
+// VertexVault: the vertex store of one triangulation. Vertices are kept under their Hilbert keys
+// (a leading run sorted by key, later additions behind it until the next re-sort), so that a
+// nearby start triangle for a point-location walk is one binary search away.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <unordered_map>
+#include <vector>
+#include "HC2.h"
+
+namespace ORBI_LUMO2D {
+
+class Dt2;
+class Bbox2;
+class GeomTest;
+class Point2;
+class Triangle2;
+
+struct VaultEntry {
+    uint32_t key;
+    bool bActive;   // part of the triangulation (has an incident triangle)
+    Point2* pVtx;
+    bool operator<(const VaultEntry& e) const { return key < e.key; }
+};
+
+class VertexVault {
+public:
+    explicit VertexVault(Dt2* pDt2_) : pDt2(pDt2_) {}
+    ~VertexVault();
+    VertexVault(const VertexVault&) = delete;
+    VertexVault& operator=(const VertexVault&) = delete;
+
+    // ---- storage -------------------------------------------------------------------------
+    void reserve(size_t n) { vIdxVtxAct.reserve(n); }
+    // Appends p under key behind the sorted run.
+    void addVertex(uint32_t key, Point2* p) { vIdxVtxAct.push_back(VaultEntry{key, false, p}); }
+    size_t size() const { return vIdxVtxAct.size(); }
+    size_t numSortedEntries() const { return numSorted; }
+    // Recomputes every key with hc (after the bounding box grew) and, once triangles exist,
+    // sorts everything.
+    void rekeyAll(const HC2& hc);
+    // Sorts the unsorted tail in place; the tail is then a key-ordered range of its own.
+    void sortTail();
+    // Merges the (sorted) tail into the sorted run.
+    void mergeTail();
+    // Single insertions append to the tail; merge once the tail is large enough to matter.
+    void mergeTailIfLarge();
+    VaultEntry* begin() { return vIdxVtxAct.data(); }
+    VaultEntry* end() { return vIdxVtxAct.data() + vIdxVtxAct.size(); }
+    const std::vector<VaultEntry>& getEntries() const { return vIdxVtxAct; }
+
+    // ---- start triangles ------------------------------------------------------------------
+    // A triangle near key: the active entry at or after it in the sorted run, else before it,
+    // else the active tail entry with the closest key.
+    Triangle2* getCloseTriangle(uint32_t key) const;
+    Triangle2* getOneValidTriangle() const;
+    size_t getIdxOfActiveVtx(const Point2* pQuery) const;
+    // Three non-collinear stored vertices, counterclockwise; false if none exist.
+    bool getThreeInitialPoints(Point2*& a, Point2*& b, Point2*& c, GeomTest& geomTest) const;
+
+    // ---- duplicates -----------------------------------------------------------------------
+    void registerDup(Point2* pNew, Point2* pExisting);
+    bool hasDups() const { return !mRedundant2UniqueVtx.empty(); }
+    // After a single insertion: the survivor if p was a duplicate (its entry is dropped), else p.
+    Point2* treatOneDupGetHandle(Point2* p);
+    // After a bulk insertion: duplicates in aHandles (may be null) are replaced by their
+    // survivors and their entries are dropped.
+    void treatDupsAndHandles(Point2** aHandles, size_t numHandles);
+    // Registers exact coordinate duplicates among all stored vertices (used while no triangle
+    // exists, when no walk can find them).
+    void findDupsBySorting();
+    bool dupIsClean() const { return mRedundant2UniqueVtx.empty(); }
+
+    // ---- fake box (multithreaded bulk insertion) ----------------------------------------------
+    void installFakeBox(const Bbox2& bbox);
+    Point2* getFakeBoxCorner(size_t i) const;
+    void removeFakeBox();
+    bool hasFakeBox() const { return !vFakeBoxHandles.empty(); }
+
+    bool bFullDimensional{false};
+
+private:
+    std::vector<VaultEntry> vIdxVtxAct;
+    size_t numSorted{0};
+    std::unordered_map<Point2*, Point2*> mRedundant2UniqueVtx;
+    std::vector<Point2*> vFakeBoxHandles;
+    Dt2* pDt2;
+};
+
+} // namespace ORBI_LUMO2D

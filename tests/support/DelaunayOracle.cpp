@@ -1,0 +1,201 @@
+#include "DelaunayOracle.h"
+#include <gmp.h>
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+#include <map>
+#include <set>
+#include <sstream>
+#include <utility>
+
+using ORBI_LUMO2D::Point2;
+using ORBI_LUMO2D::Triangle2;
+
+namespace lumo_test {
+
+namespace {
+const double EPS = std::ldexp(1.0, -53);
+
+// Sign of the exact value of (a-d)x(b-d)-style determinants, computed from scratch.
+int signOf(mpq_t v) { return mpq_sgn(v); }
+
+int exactOrientationGmp(const Point2& a, const Point2& b, const Point2& c) {
+    mpq_t v[10];
+    for (auto& q : v) mpq_init(q);
+    mpq_set_d(v[0], a.x()); mpq_set_d(v[1], a.y());
+    mpq_set_d(v[2], b.x()); mpq_set_d(v[3], b.y());
+    mpq_set_d(v[4], c.x()); mpq_set_d(v[5], c.y());
+    mpq_sub(v[6], v[2], v[0]);  // bx-ax
+    mpq_sub(v[7], v[5], v[1]);  // cy-ay
+    mpq_mul(v[8], v[6], v[7]);
+    mpq_sub(v[6], v[3], v[1]);  // by-ay
+    mpq_sub(v[7], v[4], v[0]);  // cx-ax
+    mpq_mul(v[9], v[6], v[7]);
+    mpq_sub(v[8], v[8], v[9]);
+    const int s = signOf(v[8]);
+    for (auto& q : v) mpq_clear(q);
+    return s;
+}
+
+int exactInCircleGmp(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
+    mpq_t dx[3], dy[3], lift[3], t0, t1, t2, sum, px, py;
+    mpq_init(t0); mpq_init(t1); mpq_init(t2); mpq_init(sum); mpq_init(px); mpq_init(py);
+    const Point2* pts[3] = {&a, &b, &c};
+    mpq_t dxq, dyq;
+    mpq_init(dxq); mpq_init(dyq);
+    mpq_set_d(dxq, d.x());
+    mpq_set_d(dyq, d.y());
+    for (int i = 0; i < 3; ++i) {
+        mpq_init(dx[i]); mpq_init(dy[i]); mpq_init(lift[i]);
+        mpq_set_d(px, pts[i]->x());
+        mpq_set_d(py, pts[i]->y());
+        mpq_sub(dx[i], px, dxq);
+        mpq_sub(dy[i], py, dyq);
+        mpq_mul(t0, dx[i], dx[i]);
+        mpq_mul(t1, dy[i], dy[i]);
+        mpq_add(lift[i], t0, t1);
+    }
+    mpq_set_ui(sum, 0, 1);
+    for (int i = 0; i < 3; ++i) {
+        const int j = (i + 1) % 3, k = (i + 2) % 3;
+        mpq_mul(t0, dx[j], dy[k]);
+        mpq_mul(t1, dx[k], dy[j]);
+        mpq_sub(t2, t0, t1);
+        mpq_mul(t0, lift[i], t2);
+        mpq_add(sum, sum, t0);
+    }
+    const int s = mpq_sgn(sum);
+    for (int i = 0; i < 3; ++i) { mpq_clear(dx[i]); mpq_clear(dy[i]); mpq_clear(lift[i]); }
+    mpq_clear(t0); mpq_clear(t1); mpq_clear(t2); mpq_clear(sum); mpq_clear(px); mpq_clear(py);
+    mpq_clear(dxq); mpq_clear(dyq);
+    return s;
+}
+
+// A magnitude range where the floating filters below are safe from underflow and overflow.
+bool inSafeRange(double v) { return v == 0.0 || (v > 1e-120 && v < 1e120); }
+} // namespace
+
+int exactOrientation(const Point2& a, const Point2& b, const Point2& c) {
+    const double l = (b.x() - a.x()) * (c.y() - a.y());
+    const double r = (b.y() - a.y()) * (c.x() - a.x());
+    const double det = l - r;
+    const double bound = 8.0 * EPS * (std::fabs(l) + std::fabs(r));
+    if (inSafeRange(std::fabs(l)) && inSafeRange(std::fabs(r)) && std::fabs(det) > bound && std::fabs(det) > 1e-200)
+        return det > 0 ? 1 : -1;
+    return exactOrientationGmp(a, b, c);
+}
+
+int exactInCircle(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
+    const double adx = a.x() - d.x(), ady = a.y() - d.y();
+    const double bdx = b.x() - d.x(), bdy = b.y() - d.y();
+    const double cdx = c.x() - d.x(), cdy = c.y() - d.y();
+    const double al = adx * adx + ady * ady, bl = bdx * bdx + bdy * bdy, cl = cdx * cdx + cdy * cdy;
+    const double det = al * (bdx * cdy - cdx * bdy) + bl * (cdx * ady - adx * cdy) + cl * (adx * bdy - bdx * ady);
+    const double perm = al * (std::fabs(bdx * cdy) + std::fabs(cdx * bdy)) +
+                        bl * (std::fabs(cdx * ady) + std::fabs(adx * cdy)) +
+                        cl * (std::fabs(adx * bdy) + std::fabs(bdx * ady));
+    if (inSafeRange(perm) && perm > 1e-100 && std::fabs(det) > 32.0 * EPS * perm) return det > 0 ? 1 : -1;
+    return exactInCircleGmp(a, b, c, d);
+}
+
+namespace {
+typedef std::pair<double, double> XY;
+XY xy(const Point2* p) { return XY(p->x(), p->y()); }
+
+// Convex hull ring (counterclockwise) of distinct points, collinear boundary points included.
+std::vector<XY> hullWithCollinear(std::vector<XY> v) {
+    std::sort(v.begin(), v.end());
+    auto cross = [](const XY& a, const XY& b, const XY& c) {
+        return exactOrientation(Point2(a.first, a.second), Point2(b.first, b.second), Point2(c.first, c.second));
+    };
+    std::vector<XY> lower, upper;
+    for (const XY& p : v) {
+        while (lower.size() >= 2 && cross(lower[lower.size() - 2], lower.back(), p) < 0) lower.pop_back();
+        lower.push_back(p);
+    }
+    for (size_t i = v.size(); i-- > 0;) {
+        const XY& p = v[i];
+        while (upper.size() >= 2 && cross(upper[upper.size() - 2], upper.back(), p) < 0) upper.pop_back();
+        upper.push_back(p);
+    }
+    lower.pop_back();
+    upper.pop_back();
+    lower.insert(lower.end(), upper.begin(), upper.end());
+    return lower;
+}
+} // namespace
+
+std::string checkDelaunayTriangulation(const std::vector<Point2>& vInput, const std::vector<Triangle2*>& vT) {
+    std::ostringstream err;
+    std::set<XY> sInput;
+    for (const Point2& p : vInput)
+        if (std::isfinite(p.x()) && std::isfinite(p.y())) sInput.insert(XY(p.x(), p.y()));
+
+    // Vertices: one record per coordinate pair, and exactly the input points.
+    std::map<const Point2*, XY> mVtx;
+    std::set<XY> sVtxCoords;
+    for (const Triangle2* pT : vT)
+        for (int i = 0; i < 3; ++i) mVtx[pT->getCorner(i)] = xy(pT->getCorner(i));
+    for (const auto& kv : mVtx) sVtxCoords.insert(kv.second);
+    if (sVtxCoords.size() != mVtx.size()) return "two vertex records share coordinates";
+    if (sVtxCoords != sInput) {
+        err << "vertex set differs from the input: " << sVtxCoords.size() << " vertices, " << sInput.size()
+            << " distinct input points";
+        return err.str();
+    }
+
+    // Orientation and the directed edge map.
+    std::map<std::pair<const Point2*, const Point2*>, const Point2*> mDirected;  // edge -> opposite vertex
+    for (const Triangle2* pT : vT) {
+        const Point2* c[3] = {pT->getCorner(0), pT->getCorner(1), pT->getCorner(2)};
+        if (exactOrientation(*c[0], *c[1], *c[2]) != 1) return "a triangle is not counterclockwise";
+        for (int i = 0; i < 3; ++i) {
+            auto key = std::make_pair(c[(i + 1) % 3], c[(i + 2) % 3]);
+            if (!mDirected.emplace(key, c[i]).second) return "a directed edge occurs twice";
+        }
+    }
+    // Boundary edges and local Delaunay property.
+    std::set<std::pair<XY, XY>> sBoundary;
+    for (const auto& kv : mDirected) {
+        auto itOpp = mDirected.find(std::make_pair(kv.first.second, kv.first.first));
+        if (itOpp == mDirected.end()) {
+            sBoundary.insert(std::make_pair(xy(kv.first.first), xy(kv.first.second)));
+            continue;
+        }
+        const Point2* a = kv.first.first;
+        const Point2* b = kv.first.second;
+        if (exactInCircle(*kv.second, *a, *b, *itOpp->second) > 0) {
+            err << "edge (" << a->x() << "," << a->y() << ")-(" << b->x() << "," << b->y()
+                << ") is not locally Delaunay";
+            return err.str();
+        }
+    }
+    // The boundary must be the convex hull.
+    std::vector<XY> vInputXY(sInput.begin(), sInput.end());
+    const std::vector<XY> vHull = hullWithCollinear(vInputXY);
+    std::set<std::pair<XY, XY>> sHull;
+    for (size_t i = 0; i < vHull.size(); ++i) sHull.insert(std::make_pair(vHull[i], vHull[(i + 1) % vHull.size()]));
+    if (sHull != sBoundary) {
+        err << "boundary (" << sBoundary.size() << " edges) is not the convex hull (" << sHull.size() << " edges)";
+        return err.str();
+    }
+    const size_t n = sInput.size(), h = vHull.size();
+    if (vT.size() != 2 * n - 2 - h) {
+        err << "Euler count: " << vT.size() << " triangles, expected " << (2 * n - 2 - h);
+        return err.str();
+    }
+    return "";
+}
+
+std::vector<std::array<double, 6>> canonicalTriangles(const std::vector<Triangle2*>& vT) {
+    std::vector<std::array<double, 6>> v;
+    for (const Triangle2* pT : vT) {
+        std::array<XY, 3> c = {xy(pT->getCorner(0)), xy(pT->getCorner(1)), xy(pT->getCorner(2))};
+        std::sort(c.begin(), c.end());
+        v.push_back({c[0].first, c[0].second, c[1].first, c[1].second, c[2].first, c[2].second});
+    }
+    std::sort(v.begin(), v.end());
+    return v;
+}
+
+} // namespace lumo_test

@@ -1,0 +1,30 @@
+// Independent checks of a triangulation, written without the library's predicates: exact
+// orientation and in-circle tests in GMP rationals (behind a conservative floating filter),
+// a monotone-chain convex hull, and an edge-by-edge Delaunay test.
+#pragma once
+#include <array>
+#include <string>
+#include <vector>
+#include "Point2.h"
+#include "Triangle2.h"
+
+namespace lumo_test {
+
+// +1 counterclockwise, -1 clockwise, 0 collinear; exact.
+int exactOrientation(const ORBI_LUMO2D::Point2& a, const ORBI_LUMO2D::Point2& b, const ORBI_LUMO2D::Point2& c);
+// For counterclockwise a, b, c: +1 when d is strictly inside the circumcircle, 0 on it, -1 outside.
+int exactInCircle(const ORBI_LUMO2D::Point2& a, const ORBI_LUMO2D::Point2& b, const ORBI_LUMO2D::Point2& c,
+                  const ORBI_LUMO2D::Point2& d);
+
+// Empty string when vT is a Delaunay triangulation of the finite points of vInput: every
+// triangle counterclockwise, every edge shared by at most two triangles in opposite directions,
+// the boundary equal to the convex hull (collinear hull points included), every interior edge
+// locally Delaunay, the vertex set equal to the distinct input points, and the Euler count
+// 2n-2-h. Otherwise a description of the first failure.
+std::string checkDelaunayTriangulation(const std::vector<ORBI_LUMO2D::Point2>& vInput,
+                                       const std::vector<ORBI_LUMO2D::Triangle2*>& vT);
+
+// The triangles as sorted coordinate triples, sorted: equal for equal triangulations.
+std::vector<std::array<double, 6>> canonicalTriangles(const std::vector<ORBI_LUMO2D::Triangle2*>& vT);
+
+} // namespace lumo_test

@@ -1,0 +1,318 @@
+// Incremental Delaunay insertion through the Lumo_2D facade, checked against the independent
+// oracle of tests/support (exact predicates in GMP, convex hull, Euler count).
+#include <gtest/gtest.h>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <set>
+#include "DelaunayOracle.h"
+#include "Lumo_2D.h"
+
+using namespace ORBI_LUMO2D;
+using lumo_test::checkDelaunayTriangulation;
+using lumo_test::canonicalTriangles;
+
+namespace {
+std::vector<Point2> randomPoints(size_t n, unsigned seed, double lo = 0.0, double hi = 1.0) {
+    std::mt19937_64 rng(seed);
+    std::uniform_real_distribution<double> d(lo, hi);
+    std::vector<Point2> v;
+    for (size_t i = 0; i < n; ++i) v.emplace_back(d(rng), d(rng));
+    return v;
+}
+std::vector<Triangle2*> triangles(const Lumo_2D& dt) {
+    std::vector<Triangle2*> v;
+    dt.getTrianglePointers(v);
+    return v;
+}
+// Triangulates v in one bulk call and checks it with the oracle and the self-test.
+void expectDelaunay(const std::vector<Point2>& v, const char* what) {
+    Lumo_2D dt;
+    testing::internal::CaptureStdout();
+    dt.insert(v);
+    const bool bValid = dt.checkValidity(true, what);
+    testing::internal::GetCapturedStdout();
+    EXPECT_TRUE(bValid) << what;
+    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "") << what;
+}
+} // namespace
+
+// ---- general position ---------------------------------------------------------------------------
+
+TEST(Insertion, RandomPointsMatchTheOracle) {
+    for (size_t n : {3u, 4u, 10u, 17u, 100u, 1000u, 20000u}) {
+        for (unsigned seed = 1; seed <= 3; ++seed) {
+            const std::vector<Point2> v = randomPoints(n, seed * 7 + unsigned(n));
+            Lumo_2D dt{unsigned(n)};
+            dt.insert(v);
+            ASSERT_TRUE(dt.is2D());
+            EXPECT_EQ(dt.numberOfPoints(), n);
+            EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "") << "n=" << n << " seed=" << seed;
+        }
+    }
+}
+
+TEST(Insertion, SingleVectorAndArrayInsertionGiveTheSameTriangulation) {
+    const std::vector<Point2> v = randomPoints(3000, 42, -5.0, 5.0);
+    Lumo_2D dtSingle, dtVector, dtArray;
+    for (const Point2& p : v) ASSERT_NE(dtSingle.insert(p), nullptr);
+    dtVector.insert(v);
+    std::vector<double> xy;
+    for (const Point2& p : v) { xy.push_back(p.x()); xy.push_back(p.y()); }
+    std::vector<Point2*> vHandles(v.size());
+    dtArray.insert(int(v.size()), xy.data(), vHandles.data());
+    const auto a = canonicalTriangles(triangles(dtSingle));
+    EXPECT_EQ(a, canonicalTriangles(triangles(dtVector)));
+    EXPECT_EQ(a, canonicalTriangles(triangles(dtArray)));
+    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dtSingle)), "");
+    for (size_t i = 0; i < v.size(); ++i) EXPECT_EQ(*vHandles[i], v[i]);
+}
+
+TEST(Insertion, RepeatedBulkCallsGrowOneTriangulation) {
+    std::vector<Point2> all;
+    Lumo_2D dt;
+    for (unsigned k = 0; k < 5; ++k) {
+        // Each batch lies further out so that the key box must grow and the vault re-key.
+        const std::vector<Point2> v = randomPoints(500, 100 + k, -std::pow(4.0, k), std::pow(4.0, k));
+        dt.insert(v);
+        all.insert(all.end(), v.begin(), v.end());
+        EXPECT_EQ(checkDelaunayTriangulation(all, triangles(dt)), "") << "batch " << k;
+    }
+}
+
+// ---- handles and duplicates --------------------------------------------------------------------------
+
+TEST(Insertion, HandlesFollowInputOrderAndResolveDuplicates) {
+    std::vector<Point2> v = {Point2(0, 0), Point2(1, 0), Point2(0, 1), Point2(1, 0), Point2(1, 1), Point2(1, 0)};
+    v[1].setCustomIndex(7);
+    Lumo_2D dt;
+    std::vector<Point2*> vHandles;
+    dt.insert(v, vHandles);
+    ASSERT_EQ(vHandles.size(), v.size());
+    for (size_t i = 0; i < v.size(); ++i) EXPECT_EQ(*vHandles[i], v[i]);
+    EXPECT_EQ(vHandles[1], vHandles[3]);
+    EXPECT_EQ(vHandles[1], vHandles[5]);
+    EXPECT_EQ(vHandles[1]->getCustomIndex(), 7);  // the first one survives
+    EXPECT_EQ(dt.numberOfPoints(), 4u);
+    EXPECT_EQ(dt.numberOfTriangles(), 2u);
+    std::vector<Point2*> vVtx;
+    dt.getVertexPointers(vVtx);
+    EXPECT_EQ(vVtx.size(), 4u);
+}
+
+TEST(Insertion, SingleDuplicateReturnsTheExistingVertex) {
+    Lumo_2D dt;
+    Point2* a = dt.insert(Point2(0, 0));
+    dt.insert(Point2(1, 0));
+    dt.insert(Point2(0, 1));
+    EXPECT_EQ(dt.insert(Point2(0, 0)), a);
+    EXPECT_EQ(dt.numberOfPoints(), 3u);
+    // Also before the triangulation is 2D.
+    Lumo_2D dt1;
+    Point2* b = dt1.insert(Point2(5, 5));
+    EXPECT_EQ(dt1.insert(Point2(5, 5)), b);
+    EXPECT_EQ(dt1.numberOfPoints(), 1u);
+}
+
+TEST(Insertion, HeavyDuplicatesInBulk) {
+    std::vector<Point2> base = randomPoints(200, 5);
+    std::vector<Point2> v;
+    std::mt19937 rng(3);
+    for (int i = 0; i < 5000; ++i) v.push_back(base[rng() % base.size()]);
+    Lumo_2D dt;
+    std::vector<Point2*> vHandles;
+    dt.insert(v, vHandles);
+    std::set<Point2*> sDistinct(vHandles.begin(), vHandles.end());
+    EXPECT_EQ(dt.numberOfPoints(), sDistinct.size());
+    for (size_t i = 0; i < v.size(); ++i) ASSERT_EQ(*vHandles[i], v[i]);
+    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
+    // The same points again: every handle is an existing vertex, nothing new.
+    std::vector<Point2*> vHandles2;
+    dt.insert(v, vHandles2);
+    EXPECT_EQ(vHandles, vHandles2);
+    EXPECT_EQ(dt.numberOfPoints(), sDistinct.size());
+}
+
+// ---- lower-dimensional state ---------------------------------------------------------------------------
+
+TEST(Insertion, CollinearPointsStayLowerDimensionalUntilOnePointIsOff) {
+    Lumo_2D dt;
+    std::vector<Point2> v;
+    for (int i = 0; i < 50; ++i) v.emplace_back(i * 0.5, i * 0.25);
+    v.push_back(v[10]);  // a duplicate while not yet 2D
+    std::vector<Point2*> vHandles;
+    dt.insert(v, vHandles);
+    EXPECT_FALSE(dt.is2D());
+    EXPECT_EQ(dt.numberOfTriangles(), 0u);
+    EXPECT_EQ(dt.numberOfPoints(), 50u);
+    EXPECT_EQ(vHandles[10], vHandles[50]);
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(dt.checkValidity(true, "collinear"));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Lumo_2D::CheckValidity(collinear) has been started\n"
+              "not fulldimensional yet (empty or all points collinear), Returning true\n");
+    Point2* pOff = dt.insert(Point2(3.0, 7.0));
+    ASSERT_NE(pOff, nullptr);
+    EXPECT_TRUE(dt.is2D());
+    EXPECT_EQ(dt.numberOfPoints(), 51u);
+    std::vector<Point2> all(v.begin(), v.end());
+    all.emplace_back(3.0, 7.0);
+    EXPECT_EQ(checkDelaunayTriangulation(all, triangles(dt)), "");
+    for (Point2* p : vHandles) EXPECT_NE(p->getIncidentTriangle(), nullptr);
+}
+
+TEST(Insertion, EmptyAndTinyInputs) {
+    Lumo_2D dt;
+    dt.insert(std::vector<Point2>());
+    EXPECT_FALSE(dt.is2D());
+    EXPECT_EQ(dt.numberOfPoints(), 0u);
+    dt.insert(Point2(1, 1));
+    dt.insert(Point2(2, 2));
+    EXPECT_FALSE(dt.is2D());
+    dt.insert(Point2(2, 1));
+    EXPECT_TRUE(dt.is2D());
+    EXPECT_EQ(dt.numberOfTriangles(), 1u);
+}
+
+// ---- degenerate configurations -----------------------------------------------------------------------------
+
+TEST(Insertion, IntegerGrid) {
+    std::vector<Point2> v;
+    for (int i = 0; i < 60; ++i)
+        for (int j = 0; j < 60; ++j) v.emplace_back(i, j);
+    expectDelaunay(v, "grid");
+    // The same grid one point at a time, in row order (long walks along hull lines).
+    Lumo_2D dt;
+    for (const Point2& p : v) dt.insert(p);
+    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
+}
+
+TEST(Insertion, PointsOnACircle) {
+    std::vector<Point2> v;
+    // Exactly cocircular: Pythagorean-style points on the circle of radius 5^4.
+    const int r = 625;
+    for (int x = -r; x <= r; ++x) {
+        const int y2 = r * r - x * x;
+        const int y = int(std::lround(std::sqrt(double(y2))));
+        if (y * y == y2) {
+            v.emplace_back(x, y);
+            if (y != 0) v.emplace_back(x, -y);
+        }
+    }
+    ASSERT_GT(v.size(), 8u);
+    expectDelaunay(v, "circle");
+    v.emplace_back(0, 0);
+    expectDelaunay(v, "circle with centre");
+}
+
+TEST(Insertion, AllCollinearThenOnePointOffTheLine) {
+    std::vector<Point2> v;
+    for (int i = 0; i < 300; ++i) v.emplace_back(i, 2 * i + 1);
+    v.emplace_back(10.0, -3.0);
+    expectDelaunay(v, "collinear plus one");
+}
+
+TEST(Insertion, PointsExactlyOnEdgesAndHullLines) {
+    Lumo_2D dt;
+    std::vector<Point2> v = {Point2(0, 0), Point2(4, 0), Point2(4, 4), Point2(0, 4)};
+    dt.insert(v);
+    // Diagonal midpoint, edge midpoints on the hull, points on hull lines beyond the hull.
+    const std::vector<Point2> extra = {Point2(2, 2), Point2(2, 0), Point2(4, 2), Point2(1, 1),
+                                       Point2(6, 0), Point2(-2, 0), Point2(0, 9), Point2(3, 3),
+                                       Point2(2, 4), Point2(0, 2)};
+    for (const Point2& p : extra) {
+        ASSERT_NE(dt.insert(p), nullptr);
+        v.push_back(p);
+        ASSERT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "") << p;
+    }
+}
+
+TEST(Insertion, FarOutsidePointsForceReKeying) {
+    Lumo_2D dt;
+    std::vector<Point2> v = randomPoints(300, 9);
+    dt.insert(v);
+    for (double f : {10.0, -1e3, 1e6, -1e9}) {
+        const Point2 p(f, 0.5 * f);
+        ASSERT_NE(dt.insert(p), nullptr);
+        v.push_back(p);
+        ASSERT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "") << f;
+    }
+    // Points between the far ones and the cluster still find their place.
+    const std::vector<Point2> w = randomPoints(300, 10, -1e3, 1e3);
+    for (const Point2& p : w) dt.insert(p);
+    v.insert(v.end(), w.begin(), w.end());
+    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
+}
+
+TEST(Insertion, HugeAndTinyMagnitudes) {
+    for (double scale : {1e150, 1e-150}) {
+        std::vector<Point2> v = randomPoints(800, 11);
+        for (Point2& p : v) p = Point2(p.x() * scale, p.y() * scale);
+        // A grid at the same scale adds exact degeneracies.
+        for (int i = 0; i < 10; ++i)
+            for (int j = 0; j < 10; ++j) v.emplace_back(i * 0.1 * scale, j * 0.1 * scale);
+        expectDelaunay(v, scale > 1 ? "huge" : "tiny");
+    }
+}
+
+TEST(Insertion, ClusteredPoints) {
+    std::mt19937_64 rng(17);
+    std::normal_distribution<double> nd(0.0, 1e-4);
+    std::vector<Point2> centres = randomPoints(20, 12);
+    std::vector<Point2> v;
+    for (int i = 0; i < 10000; ++i) {
+        const Point2& c = centres[size_t(i) % centres.size()];
+        v.emplace_back(c.x() + nd(rng), c.y() + nd(rng));
+    }
+    expectDelaunay(v, "clusters");
+}
+
+// ---- bad input ------------------------------------------------------------------------------------------------
+
+TEST(Insertion, NonFinitePointsAreRefusedWithOneWarningEach) {
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const double inf = std::numeric_limits<double>::infinity();
+    std::vector<Point2> v = randomPoints(100, 13);
+    v[5] = Point2(nan, 0.5);
+    v[50] = Point2(0.5, -inf);
+    Lumo_2D dt;
+    std::vector<Point2*> vHandles;
+    testing::internal::CaptureStdout();
+    dt.insert(v, vHandles);
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(out,
+              "\n      [Lumo2D-Message] Dt2::insert(), WARNING: point (nan, 0.5) has a NaN or infinite coordinate "
+              "and is ignored\n\n"
+              "\n      [Lumo2D-Message] Dt2::insert(), WARNING: point (0.5, -inf) has a NaN or infinite coordinate "
+              "and is ignored\n\n");
+    EXPECT_EQ(vHandles[5], nullptr);
+    EXPECT_EQ(vHandles[50], nullptr);
+    EXPECT_EQ(dt.numberOfPoints(), 98u);
+    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(dt.insert(Point2(inf, inf)), nullptr);
+    double xy[6] = {0.1, 0.2, nan, nan, 0.3, 0.9};
+    Point2* aHandles[3];
+    dt.insert(3, xy, aHandles);
+    EXPECT_TRUE(dt.checkValidity(true, "after bad input"));
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(aHandles[1], nullptr);
+    EXPECT_NE(aHandles[0], nullptr);
+    EXPECT_NE(aHandles[2], nullptr);
+}
+
+// ---- settings ---------------------------------------------------------------------------------------------
+
+TEST(Insertion, NumCpuPolicyAndBulkInsertionStillValid) {
+    Lumo_2D dt;
+    EXPECT_EQ(dt.getNumCPU(), 1);
+    EXPECT_EQ(dt.setNumCPU(3), 3);
+    EXPECT_EQ(dt.setNumCPU(-2), 1);
+    EXPECT_GE(dt.setNumCPU(0), 1);
+    dt.enableMultithreading();
+    EXPECT_GE(dt.getNumCPU(), 1);
+    dt.setNumCPU(4);
+    const std::vector<Point2> v = randomPoints(5000, 21);
+    dt.insert(v);
+    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
+}
