@@ -265,13 +265,13 @@ TEST_F(Cli, DemoWritesDrawingObjAndSceneAndIsReproducible) {
     ToolRun r = run("demo out");
     ASSERT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_EQ(r.err, "");
-    EXPECT_NE(r.out.find("points:    1120\n"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("points:    1360\n"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("triangles: "), std::string::npos);
     EXPECT_NE(r.out.find("written:   out/demo.ps  (PostScript drawing)\n"), std::string::npos) << r.out;
     for (const char* n : {"demo.ps", "demo.obj", "web/index.html", "web/jsc3d.js", "web/3d.obj"})
         EXPECT_TRUE(exists(path(std::string("out/") + n))) << n;
     const std::string first = readFile(path("out/demo.obj"));
-    EXPECT_EQ(countLinesStartingWith(first, "v "), 1120u);
+    EXPECT_EQ(countLinesStartingWith(first, "v "), 1360u);
     r = run("demo out2/");
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(readFile(path("out2/demo.obj")), first);

@@ -348,13 +348,13 @@ void runDemo(const std::vector<std::string>& vArgs, const Options& opt) {
     // A reproducible cloud: random points in a square and a ring of points around its centre.
     std::vector<Point2> vPoints;
     generateRandomPoints(1000, 0.0, 100.0, vPoints, 20260101);
-    generateCircle(120, 50.0, 50.0, 35.0, 35.0, vPoints);
+    generateCircle(360, 50.0, 50.0, 35.0, 35.0, vPoints);
 
     const bool bNewDir = !pathExists(dir);
     if (!createDirectory(dir.c_str())) inputError(dir + ": cannot create the directory");
     try {
         Outputs out{dir + "/demo.obj", dir + "/demo.ps", dir + "/web"};
-        triangulateAndWrite(vPoints, "built-in demo data (1000 random points and a ring of 120)", out, opt);
+        triangulateAndWrite(vPoints, "built-in demo data (1000 random points and a ring of 360)", out, opt);
     } catch (const CliError&) {
         if (bNewDir) rmdir(dir.c_str());
         throw;

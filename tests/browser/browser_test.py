@@ -9,7 +9,9 @@ Usage: browser_test.py [--scene-subdir=NAME] WRITER [ARG ...]
 
 Checks: the page threw no script error (its own error hook and Chromium's console log), the
 viewer loaded the mesh, and a screenshot of the canvas shows model-coloured pixels, i.e. the
-canvas is not only background. Chromium is installed from Debian's packages when missing.
+canvas is not only background. Then probe.html (beside this script, copied next to the page)
+drives the page in a frame: the render mode list, mouse drag, wheel, one-finger and pinch
+touch gestures. Chromium is installed from Debian's packages when missing.
 """
 import functools
 import http.server
@@ -166,12 +168,15 @@ def main():
                 fail("the scene lacks " + name)
         faces = sum(1 for line in open(os.path.join(scene, "3d.obj")) if line.startswith("f "))
 
+        shutil.copy(os.path.join(os.path.dirname(os.path.abspath(__file__)), "probe.html"), scene)
         server = serve(scene)
-        url = "http://127.0.0.1:%d/index.html" % server.server_address[1]
+        base = "http://127.0.0.1:%d/" % server.server_address[1]
+        url = base + "index.html"
         try:
             dom_run = run_chromium(chromium, work, url, ["--dump-dom"])
             shot = os.path.join(work, "shot.png")
             shot_run = run_chromium(chromium, work, url, ["--screenshot=" + shot])
+            probe_run = run_chromium(chromium, work, base + "probe.html", ["--dump-dom"])
         finally:
             server.shutdown()
 
@@ -208,6 +213,13 @@ def main():
                  (width, height, mesh_pixels))
         print("scene: %d triangles; screenshot %dx%d with %d mesh pixels; no script error" %
               (faces, width, height, mesh_pixels))
+
+        # 4. a person's interactions work: mode list, mouse, wheel, touch
+        probe = re.search(r'<pre id="result">(.*?)</pre>', probe_run.stdout, re.S)
+        report = probe.group(1).strip() if probe else "(no result)"
+        if not report.endswith("DONE") or "FAIL" in report or console_errors(probe_run.stderr):
+            fail("the interaction probe failed:\n" + report + "\n" + "\n".join(console_errors(probe_run.stderr)))
+        print("interactions:\n  " + report.replace("\n", "\n  "))
         print("1 passed, 0 failed")
     finally:
         shutil.rmtree(work, ignore_errors=True)
