@@ -4,8 +4,7 @@
 namespace ORBI_LUMO2D {
 
 std::ostream& operator<<(std::ostream& os, const Circle2& c) {
-    const Point2 center(c.getCenter());
-    return os << "Circle2:" << center << ", r=" << c.getRadius();
+    return os << "Circle2:" << c.center_ << ", r=" << c.getRadius();
 }
 
 } // namespace ORBI_LUMO2D

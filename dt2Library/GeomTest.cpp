@@ -1,23 +1,73 @@
 #include "GeomTest.h"
 #include <cfenv>
+#include <cfloat>
 #include <cmath>
+#include "Triangle2.h"
 #include "tools.h"
 
-#pragma STDC FENV_ACCESS ON
+// The interval stage switches the rounding mode; this file is compiled with -frounding-math
+// so that no floating-point expression is folded or simplified under round-to-nearest (GCC
+// does not honour the FENV_ACCESS pragma; the volatile hand-over in orientationSlow keeps the
+// arithmetic between the two switches).
 
 namespace ORBI_LUMO2D {
 
-// In-circle filter. With u = 2^-53 (unit roundoff), the classical forward error analysis of
-// det = alift*(bdxcdy - cdxbdy) + blift*(cdxady - adxcdy) + clift*(adxbdy - bdxady) evaluated
-// in floating point from the six rounded differences gives |det_fl - det| <= (10u + 96u^2) * P,
-// where P is the permanent computed above (the same sum with every product and difference
-// replaced by its absolute value): each difference contributes one rounding, each square and
-// lift two more, each product of a lift with a 2x2 minor three, the three-term sum two, and the
-// terms of order u^2 collect into 96u^2. The analysis assumes no underflow; a product that falls
-// below 2^-1022 is off by at most 2^-1075 absolutely, and that error is then multiplied by at
-// most one other factor (a lift or a minor) before the sum, so adding 2^-1070 times
-// (sum of lifts + sum of minors + 1) covers every such case with room to spare.
-const double GeomTest::inCircleErrFactor = (10.0 + 96.0 * std::ldexp(1.0, -53)) * std::ldexp(1.0, -53);
+// Notation: u = 2^-53 is the unit roundoff, fl(.) the double-precision result of one operation,
+// gamma_n = n*u/(1-n*u). Without underflow fl(x op y) = (x op y)(1+d) with |d| <= u. With
+// underflow a multiplication may in addition be off by an absolute amount of at most 2^-1075
+// (half the smallest subnormal); sums and differences that land in the subnormal range are
+// exact, so they never carry that absolute error.
+//
+// ---- Orientation filter ---------------------------------------------------------------------
+// det = (y1-y2)(x0-x2) - (y0-y2)(x1-x2) = t1 - t2, every |coordinate| <= M, M = 2^k * m with
+// 1 <= m < 2. The bound B = fl(fl(24u*M)*M) ~ 24u*M^2 comes from setBound.
+// (a) A difference has |A| <= 2M and is off by at most half an ulp of a number below 2^(k+2),
+//     i.e. by e <= 2^(k+1)*u. So |A*B - a*b| <= |A|e + |b|e <= 8u*m*4^k per product.
+// (b) The rounding of a product AB <= 4M^2 is at most u*2^floor(log2(AB)).
+// (c) If P1 = fl(A1*B1) and P2 are not within a factor two of each other (or differ in sign),
+//     |P1-P2| >= (|P1|+|P2|)/3 and the relative errors (about 3u each) cannot flip the sign of
+//     fl(P1-P2). Otherwise fl(P1-P2) = P1-P2 exactly (Sterbenz) and the whole error is
+//     E <= 16u*m*4^k + r1 + r2 with r_i the product roundings of (b).
+//     m = 1:        AB < 4^(k+1) unless exact, so r_i <= 2u*4^k and E <= 20u*4^k < B.
+//     m = 1+2u:     r_i <= 4u*4^k, E <= (24+32u)u*4^k, while B >= 24u*M^2(1-2u) ~ (24+48u)u*4^k.
+//     m >= 1+4u:    E <= (16m+8)u*4^k (m < sqrt 2) or (16m+8m^2)u*4^k, both below 24(1-2u)m^2*u*4^k.
+//     So |det_fl| > B implies that det has the sign of det_fl, as long as nothing underflows.
+// (d) Underflow. For M >= 2^-486, B is a normal number and a product that underflows is off by
+//     at most 2^-1075 < u*2^-1022, far inside the allowance r_i of (b); the argument stands.
+//     For M < 2^-486 every product is below 2^-970 and E < 2^-1021 + 2^-1022 < 2^-1020; the filter
+//     therefore also requires |det_fl| >= 2^-1020 (orientFloor). That floor only matters when
+//     products are that small (or for an unbounded object); such calls go on to stage 2, whose
+//     directed rounding stays valid for subnormal results, and stage 3.
+// Overflow is outside the contract of the filter: products must stay finite. Stages 2 and 3
+// are exact for all finite coordinates.
+const double GeomTest::orientFloor = std::ldexp(1.0, -1020);
+
+// ---- In-circle filter -----------------------------------------------------------------------
+// det = alift*(bdx*cdy - cdx*bdy) + blift*(cdx*ady - adx*cdy) + clift*(adx*bdy - bdx*ady),
+// with the six differences to d and lift = dx^2 + dy^2, evaluated as ((Ta + Tb) + Tc).
+// Expanding det gives 12 monomials of the form lift-part * dx * dy, e.g. adx^2*bdx*cdy. Count
+// the roundings each of them goes through (each rounding a factor (1+d)):
+//   lift  : difference squared (2), the square (1), the sum of the two squares (1)    -> 4
+//   minor : two differences (2), the product (1), the difference of the products (1) -> 4
+//   lift*minor (1), then at most two additions of the three terms (2)                 -> 3
+// so det_fl = sum of monomial_j * (1 + theta_j), |theta_j| <= gamma_11, and
+//   |det_fl - det| <= gamma_11 * P,   P = sum_i lift_i * (|dx_j*dy_k| + |dx_k*dy_j|),
+// the permanent with exact values. The computed permanent P' goes through the same number of
+// roundings per monomial (products 3, |.|+|.| 1, lift 4, product 1, two sums 2 = 11) and all its
+// terms are non-negative, so P' >= (1 - gamma_11) P, hence
+//   |det_fl - det| <= gamma_11/(1-gamma_11) * P' = 11u/(1-22u) * P'.
+// The bound itself is computed with two more roundings, fl(fl(c*P') + g) >= c*P'(1-u)^2, so any
+// c with c(1-u)^2 >= 11u/(1-22u) is sound; c = 12u has ample room (12 - 24u > 11 + 243u).
+// Underflow: the absolute errors of at most 2^-1075 arise in the 6 squares, the 6 products of
+// the minors and the 3 products lift*minor (and likewise in P'). Carried through the later
+// operations they add at most 2^-1075 * (2*sum|minor| + 2*sum lift + 3) * (1+gamma_4) to the
+// error of det_fl, and P' may be smaller by the same amount, which the relative term covers
+// only up to a factor 12u. Since |minor_i| <= p_i (p the computed |.|+|.| sums), adding
+//   g = 2^-1070 * (alift + blift + clift + pa + pb + pc + 1)
+// (rounded, still >= 7 * 2^-1073 * (sum + 1)) covers all of it at least twice over.
+// Overflow anywhere turns det or the bound into inf or NaN; neither passes the strict
+// comparisons, so such calls reach the exact stage, which is exact for all finite inputs.
+const double GeomTest::inCircleErrFactor = 12.0 * std::ldexp(1.0, -53);
 const double GeomTest::underflowFactor = std::ldexp(1.0, -1070);
 
 GeomTest::GeomTest() {}
@@ -40,7 +90,9 @@ void GeomTest::initIntersectionPool() {
 }
 
 void GeomTest::setBound(double M) {
-    const double e = 2.220446049250313e-16;
+    // Roundings: the two differences, their product and the final difference, each with
+    // relative error eps/2, on terms of size up to (2M)^2.
+    const double e = DBL_EPSILON;  // 2^-52
     const double k1 = std::ldexp(e, int(std::ceil(std::log(2.0) / std::log(2.0))));
     const double k2 = std::ldexp(e, int(std::ceil(std::log(4.0) / std::log(2.0))));
     const double k3 = std::ldexp(e, int(std::ceil(std::log(8.0) / std::log(2.0))));
@@ -51,6 +103,7 @@ void GeomTest::setBound(double M) {
 }
 
 void GeomTest::updateBound(const Point2* p0, const Point2* p1, const Point2* p2) {
+    // The sum (not the maximum) of the new magnitudes: a deliberate over-estimate.
     double sum = 0.0;
     for (const Point2* p : {p0, p1, p2}) {
         const double m = p->getMaxAbs();
@@ -60,14 +113,14 @@ void GeomTest::updateBound(const Point2* p0, const Point2* p1, const Point2* p2)
 }
 
 namespace {
-// Upper bound of |p - q| and lower bound of |p - q| under upward rounding.
+// Under upward rounding: hi >= |p - q| >= lo.
 inline void magnitudeBounds(double p, double q, double& lo, double& hi) {
     const double big = p > q ? p : q, small = p > q ? q : p;
     hi = big - small;
     lo = -(small - big);
 }
 inline int sign(double p, double q) { return p > q ? 1 : (p < q ? -1 : 0); }
-// Bounds of the product term s*|a|*|b| (s the product sign) under upward rounding.
+// Bounds of the term (a0 - a1)(b0 - b1) = s*|a|*|b| (s the product sign) under upward rounding.
 inline void termBounds(double a0, double a1, double b0, double b1, double& lo, double& hi) {
     const int s = sign(a0, a1) * sign(b0, b1);
     if (s == 0) { lo = hi = 0.0; return; }
@@ -82,18 +135,25 @@ inline void termBounds(double a0, double a1, double b0, double b1, double& lo, d
 } // namespace
 
 Orientation2 GeomTest::orientationSlow(const Point2* p0, const Point2* p1, const Point2* p2) {
-    const double x0 = p0->x(), y0 = p0->y(), x1 = p1->x(), y1 = p1->y(), x2 = p2->x(), y2 = p2->y();
-    if (x0 == x1 && x1 == x2) return ORIENTATION2_COLLINEAR;
-    if (y0 == y1 && y1 == y2) return ORIENTATION2_COLLINEAR;
-
+    if ((p0->x() == p1->x() && p1->x() == p2->x()) || (p0->y() == p1->y() && p1->y() == p2->y())) {
+        ++stats.orientShortcut;
+        return ORIENTATION2_COLLINEAR;
+    }
+    // The coordinates go through volatile storage and the results come back through it: the
+    // compiler may not move the interval arithmetic across the two rounding-mode switches.
+    volatile double in[6] = {p0->x(), p0->y(), p1->x(), p1->y(), p2->x(), p2->y()};
+    volatile double upper, lower;
     const int savedMode = std::fegetround();
     std::fesetround(FE_UPWARD);
-    // det = (y1 - y2)(x0 - x2) - (y0 - y2)(x1 - x2) = t1 - t2
-    double lo1, hi1, lo2, hi2;
-    termBounds(y1, y2, x0, x2, lo1, hi1);
-    termBounds(y0, y2, x1, x2, lo2, hi2);
-    const double upper = hi1 - lo2;
-    const double lower = -(hi2 - lo1);
+    {
+        const double x0 = in[0], y0 = in[1], x1 = in[2], y1 = in[3], x2 = in[4], y2 = in[5];
+        // det = (y1 - y2)(x0 - x2) - (y0 - y2)(x1 - x2) = t1 - t2
+        double lo1, hi1, lo2, hi2;
+        termBounds(y1, y2, x0, x2, lo1, hi1);
+        termBounds(y0, y2, x1, x2, lo2, hi2);
+        upper = hi1 - lo2;        // >= t1 - t2
+        lower = -(hi2 - lo1);     // <= t1 - t2
+    }
     std::fesetround(savedMode);
     if (upper < 0.0) { ++stats.orientInterval; return ORIENTATION2_CW; }
     if (lower > 0.0) { ++stats.orientInterval; return ORIENTATION2_CCW; }
@@ -103,7 +163,7 @@ Orientation2 GeomTest::orientationSlow(const Point2* p0, const Point2* p1, const
 Orientation2 GeomTest::orientationExact(const Point2* p0, const Point2* p1, const Point2* p2) {
     ++stats.orientExact;
     if (!bGeneralPoolReady) initGeneralPool();
-    mpq_t* q = aGeneral;
+    mpq_t* q = aGeneral;  // the first twelve: 6 coordinates, 6 intermediates
     mpq_set_d(q[0], p0->x()); mpq_set_d(q[1], p0->y());
     mpq_set_d(q[2], p1->x()); mpq_set_d(q[3], p1->y());
     mpq_set_d(q[4], p2->x()); mpq_set_d(q[5], p2->y());
@@ -121,10 +181,10 @@ int GeomTest::inCircleExact(const Point2* a, const Point2* b, const Point2* c, c
     ++stats.inCircleExact;
     if (!bGeneralPoolReady) initGeneralPool();
     mpq_t* q = aGeneral + 12;  // the 36 rationals after the orientation's twelve
-    mpq_t* dx = q + 8;   // adx bdx cdx
-    mpq_t* dy = q + 11;  // ady bdy cdy
+    mpq_t* dx = q + 8;    // adx bdx cdx
+    mpq_t* dy = q + 11;   // ady bdy cdy
     mpq_t* lift = q + 14;
-    mpq_t* t = q + 17;   // scratch
+    mpq_t* t = q + 17;    // scratch t[0..5]
     const Point2* pts[3] = {a, b, c};
     mpq_set_d(q[6], d->x());
     mpq_set_d(q[7], d->y());
@@ -137,17 +197,26 @@ int GeomTest::inCircleExact(const Point2* a, const Point2* b, const Point2* c, c
         mpq_mul(t[1], dy[i], dy[i]);
         mpq_add(lift[i], t[0], t[1]);
     }
-    // det = sum over i of lift[i] * (dx[j]*dy[k] - dx[k]*dy[j]), (i,j,k) cyclic
-    mpq_set_ui(t[4], 0, 1);
-    for (int i = 0; i < 3; ++i) {
+    // det = sum over cyclic (i,j,k) of lift[i] * (dx[j]*dy[k] - dx[k]*dy[j]); the first two terms
+    // are summed and compared with the negated third one.
+    for (int i = 0; i < 2; ++i) {
         const int j = (i + 1) % 3, k = (i + 2) % 3;
         mpq_mul(t[0], dx[j], dy[k]);
         mpq_mul(t[1], dx[k], dy[j]);
         mpq_sub(t[2], t[0], t[1]);
-        mpq_mul(t[3], lift[i], t[2]);
-        mpq_add(t[4], t[4], t[3]);
+        mpq_mul(t[3 + i], lift[i], t[2]);
     }
-    return mpq_sgn(t[4]);
+    mpq_add(t[5], t[3], t[4]);
+    mpq_mul(t[0], dx[1], dy[0]);   // -(minor of c) = bdx*ady - adx*bdy
+    mpq_mul(t[1], dx[0], dy[1]);
+    mpq_sub(t[2], t[0], t[1]);
+    mpq_mul(t[3], lift[2], t[2]);
+    const int cmp = mpq_cmp(t[5], t[3]);
+    return cmp > 0 ? 1 : (cmp < 0 ? -1 : 0);
+}
+
+int GeomTest::circleInc(const Triangle2* t, const Point2* p) {
+    return inCircle(t->getCorner(0), t->getCorner(1), t->getCorner(2), p);
 }
 
 Point2 GeomTest::getIntersectionCoords_gmp(const Segment2& sa, const Segment2& sb) {
@@ -167,7 +236,7 @@ Point2 GeomTest::getIntersectionCoords_gmp(const Segment2& sa, const Segment2& s
     mpq_sub(q[17], q[5], q[7]);  // y2 - y3
     // denom = (x0-x1)(y2-y3) - (y0-y1)(x2-x3)
     mpq_mul(q[18], q[14], q[17]); mpq_mul(q[19], q[15], q[16]); mpq_sub(q[20], q[18], q[19]);
-    if (mpq_sgn(q[20]) == 0) {
+    if (mpq_cmp(q[18], q[19]) == 0) {
         reportError("GeomTest::getIntersectionCoords()", "denom=0 -> parallel segments");
         LUMO_ASSERT(false);
     }

@@ -1,6 +1,7 @@
 // The library's exact predicates: every side-of-line and in-circle decision goes through here.
 // Stage 1 is a floating-point filter, stage 2 an interval evaluation under upward rounding
 // (orientation only), stage 3 exact rational arithmetic from pooled GMP scratch.
+// Not for concurrent use: one instance per triangulation or per thread.
 #pragma once
 #include <gmp.h>
 #include <cmath>
@@ -17,21 +18,32 @@ public:
     GeomTest(const GeomTest&) = delete;
     GeomTest& operator=(const GeomTest&) = delete;
 
+    // ---- error bound --------------------------------------------------------------
     // Derives the orientation filter's error bound from the largest absolute coordinate M.
     void setBound(double coordinateBound);
     // Grows the bound to cover three points (sum of the magnitudes above the current bound).
     void updateBound(const Point2* p0, const Point2* p1, const Point2* p2);
+    // The magnitude M the bound was derived from (0 while unbounded).
     double getCoordinateBound() const { return coordinateBound; }
+    double getPositiveErrorBound() const { return posErrBound; }
 
-    // Exact orientation; valid for all points within the coordinate bound.
+    // ---- predicates ----------------------------------------------------------------
+    // Exact orientation of (p0, p1, p2), provided every coordinate lies within the bound
+    // (an unbounded object takes any filtered determinant that is not tiny as it stands).
     Orientation2 getOrientation2(const Point2* p0, const Point2* p1, const Point2* p2) {
         const double det = (p1->y() - p2->y()) * (p0->x() - p2->x()) - (p0->y() - p2->y()) * (p1->x() - p2->x());
-        if (det > posErrBound) return ORIENTATION2_CCW;
-        if (det < negErrBound) return ORIENTATION2_CW;
+        // The floor keeps determinants out of the filter whose products may have underflowed
+        // (see the analysis in GeomTest.cpp); it costs a well-predicted second comparison.
+        if (det > posErrBound) {
+            if (det >= orientFloor) return ORIENTATION2_CCW;
+        } else if (det < negErrBound) {
+            if (det <= -orientFloor) return ORIENTATION2_CW;
+        }
         return orientationSlow(p0, p1, p2);
     }
     // Exact in-circle test for a counterclockwise triangle (a, b, c):
     // +1 when d is strictly inside the circumcircle, 0 on it, -1 outside.
+    // Exact for all finite coordinates; the filter bound is derived in GeomTest.cpp.
     int inCircle(const Point2* a, const Point2* b, const Point2* c, const Point2* d) {
         const double adx = a->x() - d->x(), ady = a->y() - d->y();
         const double bdx = b->x() - d->x(), bdy = b->y() - d->y();
@@ -47,22 +59,30 @@ public:
         const double pb = std::fabs(cdxady) + std::fabs(adxcdy);
         const double pc = std::fabs(adxbdy) + std::fabs(bdxady);
         const double permanent = pa * alift + pb * blift + pc * clift;
-        // The second term covers products that fell into the subnormal range (see GeomTest.cpp).
+        // The second term covers products that fell into the subnormal range.
         const double errBound = inCircleErrFactor * permanent +
                                 underflowFactor * (alift + blift + clift + pa + pb + pc + 1.0);
         if (det > errBound) return 1;
         if (-det > errBound) return -1;
         return inCircleExact(a, b, c, d);
     }
-    // Exact intersection of the supporting lines of a and b, rounded once per coordinate.
-    // Parallel lines are an assertion failure.
+    // The same for the corners of t (counterclockwise) and the point p.
+    int circleInc(const Triangle2* t, const Point2* p);
+    // Exact intersection of the supporting lines of a and b, rounded once per coordinate
+    // (GMP's truncating conversion). Parallel lines are an assertion failure.
     Point2 getIntersectionCoords_gmp(const Segment2& a, const Segment2& b);
 
-    // Stage counters, for benchmarks: how many calls each stage decided.
+    // ---- statistics ---------------------------------------------------------------------
+    // How many calls each later stage decided; the filter's share is the rest of the calls.
+    // Only the slow paths count, so the filter itself stays free of bookkeeping.
     struct Stats {
-        unsigned long long orientInterval{0}, orientExact{0}, inCircleExact{0};
+        unsigned long long orientShortcut{0};  // stage 2, equal x or equal y coordinates
+        unsigned long long orientInterval{0};  // stage 2, interval bounds
+        unsigned long long orientExact{0};     // stage 3
+        unsigned long long inCircleExact{0};   // in-circle, exact stage
     };
     const Stats& getStats() const { return stats; }
+    void resetStats() { stats = Stats(); }
 
 private:
     Orientation2 orientationSlow(const Point2* p0, const Point2* p1, const Point2* p2);
@@ -71,6 +91,7 @@ private:
     void initGeneralPool();
     void initIntersectionPool();
 
+    static const double orientFloor;
     static const double inCircleErrFactor;
     static const double underflowFactor;
 

@@ -10,24 +10,25 @@ std::ostream& operator<<(std::ostream& os, const Point2& p) {
 }
 
 namespace {
-// Midpoint of two doubles, moved off the ends when a double lies strictly between them.
-// Halving first keeps huge magnitudes from overflowing.
+// Midpoint of two doubles, never left on an end while a double lies strictly between them.
 double innerMid(double a, double b) {
+    if (a == b) return a;
     const double lo = std::min(a, b), hi = std::max(a, b);
-    double m = 0.5 * a + 0.5 * b;
-    if (m < lo) m = lo;
-    if (m > hi) m = hi;
-    if ((m == lo || m == hi) && std::nextafter(lo, hi) < hi) m = std::nextafter(lo, hi);
-    return m;
+    const double s = a + b;
+    // Halving the rounded sum gives the correctly rounded midpoint (up to subnormal rounding);
+    // only two huge values of one sign overflow the sum, and halving them first is exact.
+    double m = std::isfinite(s) ? 0.5 * s : 0.5 * a + 0.5 * b;
+    if (m <= lo) m = std::nextafter(lo, hi);
+    else if (m >= hi) m = std::nextafter(hi, lo);
+    return m;  // an end only when lo and hi are neighbouring doubles
 }
 } // namespace
 
 Point2 centerWithShift(const Point2& a, const Point2& b) {
-    const double mx = innerMid(a.x(), b.x()), my = innerMid(a.y(), b.y());
-    Point2 m(mx, my);
+    Point2 m(innerMid(a.x(), b.x()), innerMid(a.y(), b.y()));
     if ((m == a || m == b) && a.x() != b.x() && a.y() != b.y()) {
-        // Both coordinates are neighbouring doubles: no interior value exists on either axis,
-        // but the mixed corner of the box differs from both ends.
+        // Neighbouring doubles on both axes: nothing lies strictly between, but the mixed
+        // corner of the box still differs from both ends.
         m = Point2(a.x(), b.y());
     }
     return m;

@@ -21,17 +21,22 @@ public:
     // Grows the box to contain p; returns whether it changed.
     bool add(const Point2& p);
     // Range forms over Point2 values or Point2 pointers; return whether any bound changed.
+    // Each point may move both ends of an axis. An empty range changes nothing (a fresh box
+    // stays invalid), like n = 0 below.
     template <class It> bool add(It first, It last) {
+        if (first == last) return false;
         bool changed = false;
         for (; first != last; ++first) changed |= addNoElse(deref(*first));
-        bValid = bValid || changed;  // an empty range leaves a fresh box invalid
+        bValid = true;
         return changed;
     }
-    // n interleaved x,y pairs.
+    // n interleaved x,y pairs; n = 0 returns false at once.
     bool add(size_t n, const double* xy);
-    // Merges other into this box and returns a copy of this box.
+    // Merges other into this box (this box changes too) and returns a copy of it; an invalid
+    // other box is a warning and changes nothing.
     Bbox2 operator+(const Bbox2& other);
-    // Scales the ranges by factor about the centre; informs the linked GeomTest.
+    // Scales the ranges by factor about the centre; then a linked GeomTest gets the new
+    // largest absolute coordinate as its bound. Adding points never informs it.
     void enlargeRanges(double factor);
     void doubleTheBox() { enlargeRanges(2.0); }
     // Moves the upper end of a zero-width axis up by amount.
@@ -42,8 +47,9 @@ public:
     bool isInBox(const Point2& p) const {
         return bValid && minX <= p.x() && p.x() <= maxX && minY <= p.y() && p.y() <= maxY;
     }
-    // Closed-box overlap; warns and answers false for an invalid box.
+    // Closed-box overlap (touching boxes intersect); warns and answers false for an invalid box.
     bool doIntersect(const Bbox2& other) const;
+    // Midpoint of the bounds; an invalid box is a warning, the midpoint is returned anyway.
     Point2 computeCenter() const;
     double get_minX() const { return minX; }
     double get_minY() const { return minY; }

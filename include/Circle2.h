@@ -6,6 +6,10 @@
 
 namespace ORBI_LUMO2D {
 
+class Circle2;
+// "Circle2:<centre in the Point2 format>, r=<radius>"
+LUMO2D_API std::ostream& operator<<(std::ostream& os, const Circle2& c);
+
 class LUMO2D_API Circle2 {
 public:
     // sqRadius is stored as given.
@@ -17,11 +21,9 @@ public:
     double getSqRadius() const { return sqRadius_; }
 
 private:
+    friend std::ostream& operator<<(std::ostream& os, const Circle2& c);
     Point2 center_;
     double sqRadius_;
 };
-
-// "Circle2:<centre>, r=<radius>"
-LUMO2D_API std::ostream& operator<<(std::ostream& os, const Circle2& c);
 
 } // namespace ORBI_LUMO2D

@@ -47,7 +47,12 @@ private:
 // "Point2 (<address>,<custom index>): x, y"
 LUMO2D_API std::ostream& operator<<(std::ostream& os, const Point2& p);
 
-// A point strictly between a and b when they differ (the midpoint, nudged off the ends).
+// The midpoint of a and b, nudged so that it lies strictly between them. Per axis: the
+// correctly rounded midpoint (no overflow even for +-1e308), moved one double inwards when
+// rounding left it on an end. The result thus differs from a and b and lies in the open range
+// of every axis that has a double between the two ends. When both axes hold neighbouring
+// doubles the mixed corner (a.x, b.y) is returned; when the ends differ on one axis only and
+// are neighbours there, no such point exists and one of the ends is returned.
 LUMO2D_API Point2 centerWithShift(const Point2& a, const Point2& b);
 
 } // namespace ORBI_LUMO2D

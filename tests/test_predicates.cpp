@@ -1,0 +1,658 @@
+// Exact predicates: orientation (three stages), in-circle, exact line intersection and the free
+// orientation functions, each checked against an independent exact oracle on random,
+// near-degenerate and adversarial inputs.
+#include <gtest/gtest.h>
+#include <cfenv>
+#include <cfloat>
+#include <cmath>
+#include <random>
+#include <thread>
+#include <vector>
+#include "ExactOracle.h"
+#include "GeomTest.h"
+#include "Lumo_2D.h"
+
+using namespace ORBI_LUMO2D;
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr int kScale = 1;  // sanitizer builds: fewer cases, same families
+#else
+constexpr int kScale = 2;
+#endif
+
+const double kOrientFloor = std::ldexp(1.0, -1020);
+
+int toSign(Orientation2 o) { return o == ORIENTATION2_CCW ? 1 : (o == ORIENTATION2_CW ? -1 : 0); }
+
+double filteredDet(const Point2& p0, const Point2& p1, const Point2& p2) {
+    return (p1.y() - p2.y()) * (p0.x() - p2.x()) - (p0.y() - p2.y()) * (p1.x() - p2.x());
+}
+
+double ulpsAway(double v, int k) {
+    for (; k > 0; --k) v = std::nextafter(v, HUGE_VAL);
+    for (; k < 0; ++k) v = std::nextafter(v, -HUGE_VAL);
+    return v;
+}
+
+struct Rng {
+    std::mt19937_64 gen;
+    explicit Rng(unsigned long long seed) : gen(seed) {}
+    double uni(double lo, double hi) { return std::uniform_real_distribution<double>(lo, hi)(gen); }
+    int integer(int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(gen); }
+};
+
+// Checks one orientation query on a bounded GeomTest against the oracle, and the filter's
+// own guarantee: whenever the filtered determinant clears the bound its sign is the true one.
+struct OrientChecker {
+    GeomTest geomTest;
+    long long cases = 0, filterBand = 0;
+    void check(const Point2& p0, const Point2& p1, const Point2& p2) {
+        geomTest.updateBound(&p0, &p1, &p2);
+        const int expected = lumo_oracle::orient(p0.x(), p0.y(), p1.x(), p1.y(), p2.x(), p2.y());
+        ASSERT_EQ(toSign(geomTest.getOrientation2(&p0, &p1, &p2)), expected)
+            << std::hexfloat << p0.x() << " " << p0.y() << " " << p1.x() << " " << p1.y() << " " << p2.x() << " "
+            << p2.y();
+        const double det = filteredDet(p0, p1, p2), bound = geomTest.getPositiveErrorBound();
+        if (std::fabs(det) > bound && std::fabs(det) >= kOrientFloor) {
+            ASSERT_EQ(det > 0 ? 1 : -1, expected);
+        }
+        if (std::fabs(det) > 0.5 * bound && std::fabs(det) < 2.0 * bound) ++filterBand;
+        ++cases;
+    }
+};
+
+int inCircleOracle(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
+    return lumo_oracle::inCircle(a.x(), a.y(), b.x(), b.y(), c.x(), c.y(), d.x(), d.y());
+}
+
+// Puts a, b, c in counterclockwise order (by the oracle) and checks inCircle against it.
+void checkInCircle(GeomTest& g, Point2 a, Point2 b, Point2 c, const Point2& d) {
+    if (lumo_oracle::orient(a.x(), a.y(), b.x(), b.y(), c.x(), c.y()) < 0) std::swap(b, c);
+    ASSERT_EQ(g.inCircle(&a, &b, &c, &d), inCircleOracle(a, b, c, d))
+        << std::hexfloat << a.x() << " " << a.y() << " " << b.x() << " " << b.y() << " " << c.x() << " " << c.y()
+        << " " << d.x() << " " << d.y();
+}
+
+// Lattice points of x^2 + y^2 = r^2.
+std::vector<std::pair<int, int>> circlePoints(int r) {
+    std::vector<std::pair<int, int>> v;
+    for (int x = -r; x <= r; ++x) {
+        const int y2 = r * r - x * x;
+        const int y = static_cast<int>(std::lround(std::sqrt(double(y2))));
+        if (y * y != y2) continue;
+        v.emplace_back(x, y);
+        if (y != 0) v.emplace_back(x, -y);
+    }
+    return v;
+}
+
+} // namespace
+
+// ---- the oracle itself ------------------------------------------------------------------------
+
+TEST(ExactOracle, AgreesWithInt128OnIntegerInputs) {
+    Rng rng(1);
+    EXPECT_EQ(lumo_oracle::inCircle(0, 0, 1, 0, 0, 1, 0.25, 0.25), 1);
+    EXPECT_EQ(lumo_oracle::inCircle(0, 0, 1, 0, 0, 1, 2, 2), -1);
+    EXPECT_EQ(lumo_oracle::inCircle(0, 0, 1, 0, 0, 1, 1, 1), 0);
+    EXPECT_EQ(lumo_oracle::orient(0, 0, 1, 0, 0, 1), 1);
+    for (int i = 0; i < 5000 * kScale; ++i) {
+        long long p[8];
+        const int range = i % 2 ? 20 : (1 << 19);
+        for (auto& v : p) v = rng.integer(-range, range);
+        ASSERT_EQ(lumo_oracle::inCircle(p[0], p[1], p[2], p[3], p[4], p[5], p[6], p[7]), lumo_oracle::inCircleInt128(p));
+        ASSERT_EQ(lumo_oracle::orient(p[0], p[1], p[2], p[3], p[4], p[5]),
+                  lumo_oracle::orientInt128(p[0], p[1], p[2], p[3], p[4], p[5]));
+    }
+}
+
+// ---- orientation: the documented cases ------------------------------------------------------------
+
+TEST(Orientation, BasicTurns) {
+    GeomTest g;
+    const Point2 a(0, 0), b(1, 0), c(0, 1);
+    EXPECT_EQ(g.getOrientation2(&a, &b, &c), ORIENTATION2_CCW);
+    EXPECT_EQ(g.getOrientation2(&a, &c, &b), ORIENTATION2_CW);
+    EXPECT_EQ(int(ORIENTATION2_COLLINEAR), 0);
+    EXPECT_EQ(int(ORIENTATION2_CCW), 1);
+    EXPECT_EQ(int(ORIENTATION2_CW), 2);
+}
+
+TEST(Orientation, VerticalAndHorizontalLinesAreCollinearByTheShortcut) {
+    GeomTest g;
+    const Point2 a(3, 0), b(3, 1e-300), c(3, -7e200), d(-1, 5), e(1e10, 5);
+    EXPECT_EQ(g.getOrientation2(&a, &b, &c), ORIENTATION2_COLLINEAR);
+    EXPECT_EQ(g.getOrientation2(&d, &e, &d), ORIENTATION2_COLLINEAR);
+    EXPECT_EQ(g.getStats().orientShortcut, 2u);
+    EXPECT_EQ(g.getStats().orientInterval, 0u);
+    EXPECT_EQ(g.getStats().orientExact, 0u);
+}
+
+TEST(Orientation, CollinearAtLargeMagnitudeNeedsTheBound) {
+    GeomTest g;
+    const Point2 a(1e15, 1e15), b(1e15 + 2, 1e15 + 2), c(1e15 + 4, 1e15 + 4);
+    g.updateBound(&a, &b, &c);
+    EXPECT_EQ(g.getOrientation2(&a, &b, &c), ORIENTATION2_COLLINEAR);
+    EXPECT_EQ(getOrientation2(&a, &b, &c), ORIENTATION2_COLLINEAR);
+    EXPECT_EQ(getOrientation2_mt(&a, &b, &c), ORIENTATION2_COLLINEAR);
+    // The same on a line whose differences round.
+    const Point2 d(0.1 * 1e15, 0.3 * 1e15), e(0.2 * 1e15, 0.6 * 1e15), f(0.4 * 1e15, 1.2 * 1e15);
+    EXPECT_EQ(toSign(getOrientation2(&d, &e, &f)), lumo_oracle::orient(d.x(), d.y(), e.x(), e.y(), f.x(), f.y()));
+}
+
+TEST(Orientation, FreshObjectAcceptsTinyDeterminantInTheFilter) {
+    GeomTest g;
+    EXPECT_EQ(g.getCoordinateBound(), 0.0);
+    EXPECT_EQ(g.getPositiveErrorBound(), 0.0);
+    const Point2 a(0, 0), b(1e-150, 0), c(0, 1e-150);  // det = 1e-300
+    EXPECT_EQ(g.getOrientation2(&a, &b, &c), ORIENTATION2_CCW);
+    EXPECT_EQ(g.getStats().orientShortcut + g.getStats().orientInterval + g.getStats().orientExact, 0u);
+}
+
+TEST(Orientation, UnboundedObjectTrustsTheFilteredDeterminantBoundedOneIsExact) {
+    // (a,b), (2a,2b), (4a,4b) are collinear, yet the filtered determinant is often not zero.
+    Rng rng(2);
+    int found = 0;
+    for (int i = 0; i < 10000 && found < 20; ++i) {
+        const double x = rng.uni(0.1, 10), y = rng.uni(0.1, 10);
+        const Point2 p0(x, y), p1(2 * x, 2 * y), p2(4 * x, 4 * y);
+        const double det = filteredDet(p0, p1, p2);
+        if (det == 0.0) continue;
+        ++found;
+        GeomTest unbounded;
+        EXPECT_EQ(toSign(unbounded.getOrientation2(&p0, &p1, &p2)), det > 0 ? 1 : -1);
+        EXPECT_EQ(unbounded.getStats().orientExact, 0u);
+        GeomTest bounded;
+        bounded.updateBound(&p0, &p1, &p2);
+        EXPECT_EQ(bounded.getOrientation2(&p0, &p1, &p2), ORIENTATION2_COLLINEAR);
+        EXPECT_EQ(bounded.getStats().orientExact, 1u);
+    }
+    EXPECT_EQ(found, 20);
+}
+
+TEST(Orientation, GetStringNamesEveryValue) {
+    EXPECT_EQ(getString(ORIENTATION2_COLLINEAR), "ORIENTATION2_COLLINEAR");
+    EXPECT_EQ(getString(ORIENTATION2_CCW), "ORIENTATION2_CCW");
+    EXPECT_EQ(getString(ORIENTATION2_CW), "ORIENTATION2_CW");
+    EXPECT_EQ(getString(static_cast<Orientation2>(7)), "UNKNOWN");
+    EXPECT_EQ(getString(static_cast<Orientation2>(-1)), "UNKNOWN");
+}
+
+// ---- error bound -----------------------------------------------------------------------------------
+
+TEST(ErrorBound, SetBoundScalesWithTheSquare) {
+    GeomTest g;
+    g.setBound(1.0);
+    EXPECT_EQ(g.getPositiveErrorBound(), 2.6645352591003757e-15);
+    EXPECT_EQ(g.getPositiveErrorBound(), 3.0 * std::ldexp(1.0, -50));
+    g.setBound(-4.0);
+    EXPECT_EQ(g.getCoordinateBound(), 4.0);
+    EXPECT_EQ(g.getPositiveErrorBound(), 16 * 2.6645352591003757e-15);
+}
+
+TEST(ErrorBound, UpdateBoundAddsTheMagnitudesAboveTheCurrentBound) {
+    GeomTest g;
+    const Point2 a(3, -1), b(0, -4), c(5, 2);
+    g.updateBound(&a, &b, &c);
+    EXPECT_EQ(g.getCoordinateBound(), 12.0);  // 3 + 4 + 5, not the maximum
+    const Point2 d(1, 1), e(-2, 2), f(0, 13);
+    g.updateBound(&d, &e, &f);
+    EXPECT_EQ(g.getCoordinateBound(), 13.0);  // only 13 exceeds 12
+    const Point2 h(11, 0), i(12, 0), j(-12, 0);
+    g.updateBound(&h, &i, &j);
+    EXPECT_EQ(g.getCoordinateBound(), 13.0);  // never shrinks
+    const Point2 k(7, 8), l(-9, 10), m(1, 1);
+    g.updateBound(&k, &l, &m);
+    EXPECT_EQ(g.getCoordinateBound(), 13.0);  // none is above 13
+    const Point2 n(14, 0), o(-15, 0), q(0, 1);
+    g.updateBound(&n, &o, &q);
+    EXPECT_EQ(g.getCoordinateBound(), 29.0);
+    EXPECT_EQ(g.getPositiveErrorBound(), 29.0 * 29.0 * 2.6645352591003757e-15);
+}
+
+// ---- orientation against the oracle -----------------------------------------------------------------
+
+TEST(Orientation, RandomPointsAtManyScales) {
+    Rng rng(3);
+    const double scales[] = {1.0, 1e15, 1e-15, 1e150, 1e-150, 1e-160, 1e-300};
+    for (double s : scales) {
+        OrientChecker oc;
+        for (int i = 0; i < 3000 * kScale; ++i) {
+            const Point2 p0(s * rng.uni(-1, 1), s * rng.uni(-1, 1)), p1(s * rng.uni(-1, 1), s * rng.uni(-1, 1)),
+                p2(s * rng.uni(-1, 1), s * rng.uni(-1, 1));
+            oc.check(p0, p1, p2);
+            if (HasFatalFailure()) return;
+        }
+    }
+}
+
+TEST(Orientation, NearlyCollinearPointsPerturbedByUlps) {
+    Rng rng(4);
+    const double scales[] = {1.0, 1e15, 1e-15, 1e100, 1e-100, 1e-150, 1e-160, 3e-155};
+    long long exactCalls = 0;
+    for (double s : scales) {
+        OrientChecker oc;
+        for (int i = 0; i < 2500 * kScale; ++i) {
+            const double ax = s * rng.uni(-1, 1), ay = s * rng.uni(-1, 1);
+            const double bx = s * rng.uni(-1, 1), by = s * rng.uni(-1, 1);
+            const double t = rng.uni(-1, 2);
+            double cx = ax + t * (bx - ax), cy = ay + t * (by - ay);
+            const int k = rng.integer(-2, 2);
+            if (rng.integer(0, 1)) cx = ulpsAway(cx, k); else cy = ulpsAway(cy, k);
+            const Point2 a(ax, ay), b(bx, by), c(cx, cy);
+            // every rotation and reflection of the triple
+            oc.check(a, b, c); oc.check(b, c, a); oc.check(c, a, b);
+            oc.check(b, a, c); oc.check(a, c, b); oc.check(c, b, a);
+            if (HasFatalFailure()) return;
+        }
+        exactCalls += oc.geomTest.getStats().orientExact;
+    }
+    EXPECT_GT(exactCalls, 0);  // the families do reach the exact stage
+}
+
+TEST(Orientation, ExactlyCollinearAcrossTheExponentRange) {
+    Rng rng(5);
+    OrientChecker oc;
+    for (int i = 0; i < 4000 * kScale; ++i) {
+        // integer points on a line, scaled by a power of two: still exactly collinear
+        const int x0 = rng.integer(-1000000, 1000000), y0 = rng.integer(-1000000, 1000000);
+        const int dx = rng.integer(-50, 50), dy = rng.integer(-50, 50);
+        const int k1 = rng.integer(-3000, 3000), k2 = rng.integer(-3000, 3000);
+        const int e = rng.integer(-1070, 940);
+        const Point2 p0(std::ldexp(x0, e), std::ldexp(y0, e));
+        const Point2 p1(std::ldexp(x0 + k1 * dx, e), std::ldexp(y0 + k1 * dy, e));
+        const Point2 p2(std::ldexp(x0 + k2 * dx, e), std::ldexp(y0 + k2 * dy, e));
+        oc.check(p0, p1, p2);
+        if (HasFatalFailure()) return;
+    }
+    // ulp grid around a large coordinate: many exact and near collinearities
+    for (int i = 0; i < 4000 * kScale; ++i) {
+        const double base = 1e15 * (1 + (i % 7)), u = std::nextafter(base, HUGE_VAL) - base;
+        Point2 p[3];
+        for (auto& q : p) q = Point2(base + u * rng.integer(-6, 6), base + u * rng.integer(-6, 6));
+        oc.check(p[0], p[1], p[2]);
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST(Orientation, AdversarialNearTheFilterBound) {
+    // Coordinates near +-M with M a power of two (or just above one): the differences round by
+    // up to half an ulp of 2M and the filtered determinant lands around the bound itself.
+    Rng rng(6);
+    long long band = 0;
+    for (int k : {0, 1, 30, -40, 200, -300, 500}) {
+        for (double mScale : {1.0, 1.0 + DBL_EPSILON, 1.5, 2.0 - DBL_EPSILON}) {
+            OrientChecker oc;
+            const double M = std::ldexp(mScale, k), u = std::ldexp(1.0, k - 52);
+            oc.geomTest.setBound(M);
+            for (int i = 0; i < 800 * kScale; ++i) {
+                const double s = rng.integer(0, 1) ? 1.0 : -1.0;
+                const Point2 p0(s * (M - u * rng.integer(0, 40)), s * (M - u * rng.integer(0, 40)));
+                const Point2 p1(s * (M - u * rng.integer(0, 40)), s * (M - u * rng.integer(0, 40)));
+                const Point2 p2(-s * (M - u * rng.integer(0, 40)), -s * (M - u * rng.integer(0, 40)));
+                oc.check(p0, p1, p2);
+                oc.check(p2, p0, p1);
+                if (HasFatalFailure()) return;
+            }
+            band += oc.filterBand;
+        }
+    }
+    EXPECT_GT(band, 100);  // the family does probe the filter's threshold
+}
+
+TEST(Orientation, TinyCoordinatesWithSubnormalProducts) {
+    // Products of the differences between 2^-1010 and 2^-1080: the filter must not trust them.
+    Rng rng(7);
+    OrientChecker oc;
+    for (int i = 0; i < 6000 * kScale; ++i) {
+        const int e = rng.integer(-545, -500);
+        Point2 p[3];
+        for (auto& q : p) q = Point2(std::ldexp(rng.uni(-1, 1), e), std::ldexp(rng.uni(-1, 1), e));
+        if (i % 2) p[2] = Point2(std::ldexp(rng.integer(-8, 8), e - 52), std::ldexp(rng.integer(-8, 8), e - 52));
+        oc.check(p[0], p[1], p[2]);
+        if (HasFatalFailure()) return;
+    }
+    // Mixed scales: one far point, two tiny ones.
+    for (int i = 0; i < 3000 * kScale; ++i) {
+        const Point2 a(std::ldexp(rng.uni(-1, 1), -520), std::ldexp(rng.uni(-1, 1), -520));
+        const Point2 b(std::ldexp(rng.uni(-1, 1), -530), std::ldexp(rng.uni(-1, 1), -530));
+        const Point2 c(rng.uni(-1e100, 1e100), rng.uni(-1e-300, 1e-300));
+        oc.check(a, b, c);
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST(Orientation, AdversarialSubnormalProductsWithAVanishingBound) {
+    // x near 2^-519, y near 2^-538: the bound 24u*M^2 underflows to zero while the products lie
+    // around 2^-1058 in the subnormal range. The x differences round by a tie of half an ulp and
+    // the y differences are small multiples b1, b2 of one power of two; with b1*a1 placed next to
+    // a rounding boundary of the product, the filtered determinant is +-2^-1074 with the wrong
+    // sign. Trusting it would be wrong; the filter's floor sends all of them on to stage 2.
+    const double h = std::ldexp(1.0, -540), U = std::ldexp(1.0, -572), x2 = -std::ldexp(1.0, -520);
+    OrientChecker oc;
+    int wrongFilteredSigns = 0;
+    for (int b1 = 1; b1 <= 7; ++b1) {
+        for (int b2 = 1; b2 <= 7; ++b2) {
+            if (b1 == b2) continue;
+            for (long long k = (1LL << 15) * b1; k < (1LL << 15) * b1 + 40 * kScale; ++k) {
+                for (int s = -3; s <= 3; ++s) {
+                    const long long n1 = std::llround((k + 0.5) * std::ldexp(1.0, 38) / b1) + s;  // a1 in units U
+                    if (n1 < (1LL << 53) || n1 >= (1LL << 54)) continue;
+                    const long long n2c = std::llround(double(b1) * double(n1) / b2);
+                    for (long long n2 = n2c - 3; n2 <= n2c + 3; ++n2) {
+                        if (n2 < (1LL << 53) || n2 >= (1LL << 54)) continue;
+                        const Point2 p0(double(n1 - (1LL << 53)) * U - x2, b2 * h);
+                        const Point2 p1(double(n2 - (1LL << 53)) * U - x2, b1 * h);
+                        const Point2 p2(x2, 0.0);
+                        const double det = filteredDet(p0, p1, p2);
+                        const int truth = lumo_oracle::orient(p0.x(), p0.y(), p1.x(), p1.y(), p2.x(), p2.y());
+                        if (det != 0.0 && (det > 0 ? 1 : -1) != truth) ++wrongFilteredSigns;
+                        oc.check(p0, p1, p2);
+                        if (HasFatalFailure()) return;
+                    }
+                }
+            }
+        }
+    }
+    EXPECT_EQ(oc.geomTest.getPositiveErrorBound(), 0.0);
+    EXPECT_GT(wrongFilteredSigns, 50);
+    // One of them, spelt out.
+    GeomTest g;
+    const Point2 a(0x1.0000800000001p-520, 0x1.8p-539), b(0x1.aaab555555556p-520, 0x1p-538), c(-0x1p-520, 0.0);
+    g.updateBound(&a, &b, &c);
+    EXPECT_EQ(filteredDet(a, b, c), -std::ldexp(1.0, -1074));
+    EXPECT_EQ(lumo_oracle::orient(a.x(), a.y(), b.x(), b.y(), c.x(), c.y()), 1);
+    EXPECT_EQ(g.getOrientation2(&a, &b, &c), ORIENTATION2_CCW);
+}
+
+TEST(Orientation, IntervalStageUsesUpwardRounding) {
+    // A bound this large leaves every decision to stages 2 and 3. On the collinear triples
+    // (x,y), (2x,2y), (4x,4y) the products round and a round-to-nearest evaluation of the
+    // "upper" and "lower" bounds would often have a definite sign; with upward rounding they
+    // enclose zero, the interval stage never decides and the exact stage says COLLINEAR.
+    GeomTest g;
+    g.setBound(1e100);
+    Rng rng(8);
+    int nonzeroDets = 0;
+    for (int i = 0; i < 3000 * kScale; ++i) {
+        const double x = rng.uni(0.1, 10), y = rng.uni(0.1, 10);
+        const Point2 p0(x, y), p1(2 * x, 2 * y), p2(4 * x, 4 * y);
+        if (filteredDet(p0, p1, p2) != 0.0) ++nonzeroDets;
+        ASSERT_EQ(g.getOrientation2(&p0, &p1, &p2), ORIENTATION2_COLLINEAR);
+        ASSERT_EQ(g.getOrientation2(&p2, &p0, &p1), ORIENTATION2_COLLINEAR);
+    }
+    EXPECT_GT(nonzeroDets, 100);
+    EXPECT_EQ(g.getStats().orientInterval, 0u);
+    EXPECT_EQ(fegetround(), FE_TONEAREST);
+    // Some ulps off the line: the interval stage decides most of them, always correctly.
+    g.resetStats();
+    for (int i = 0; i < 3000 * kScale; ++i) {
+        const double x = rng.uni(0.1, 10), y = rng.uni(0.1, 10);
+        const Point2 p0(x, y), p1(2 * x, 2 * y), p2(4 * x, ulpsAway(4 * y, i % 2 ? 16 : -16));
+        ASSERT_EQ(toSign(g.getOrientation2(&p0, &p1, &p2)),
+                  lumo_oracle::orient(p0.x(), p0.y(), p1.x(), p1.y(), p2.x(), p2.y()));
+    }
+    EXPECT_GT(g.getStats().orientInterval, g.getStats().orientExact);
+}
+
+TEST(Orientation, CallerRoundingModeIsRestored) {
+    GeomTest g;
+    g.setBound(1e100);
+    const Point2 p0(0.3, 0.7), p1(1.1, 0.2), p2(-0.4, 2.5);
+    ASSERT_EQ(fesetround(FE_TOWARDZERO), 0);
+    const Orientation2 o = g.getOrientation2(&p0, &p1, &p2);
+    EXPECT_EQ(fegetround(), FE_TOWARDZERO);
+    fesetround(FE_TONEAREST);
+    EXPECT_EQ(toSign(o), lumo_oracle::orient(0.3, 0.7, 1.1, 0.2, -0.4, 2.5));
+    EXPECT_EQ(g.getStats().orientInterval, 1u);
+}
+
+// ---- free functions -------------------------------------------------------------------------------------
+
+TEST(FreeOrientation, BothVariantsAgreeWithTheOracleWhileTheSharedBoundGrows) {
+    Rng rng(9);
+    // small, then huge, then small again: the shared object's bound only grows and stays valid
+    for (double s : {1e-10, 1.0, 1e15, 1e150, 1e-150, 1.0, 1e-300}) {
+        for (int i = 0; i < 1000 * kScale; ++i) {
+            const double ax = s * rng.uni(-1, 1), ay = s * rng.uni(-1, 1);
+            const double bx = s * rng.uni(-1, 1), by = s * rng.uni(-1, 1);
+            const double t = rng.uni(-1, 2);
+            const Point2 a(ax, ay), b(bx, by), c(ulpsAway(ax + t * (bx - ax), rng.integer(-1, 1)), ay + t * (by - ay));
+            const int expected = lumo_oracle::orient(ax, ay, bx, by, c.x(), c.y());
+            ASSERT_EQ(toSign(getOrientation2(&a, &b, &c)), expected);
+            ASSERT_EQ(toSign(getOrientation2_mt(&a, &b, &c)), expected);
+        }
+    }
+}
+
+TEST(FreeOrientation, ConcurrentCallersOfTheMtVariant) {
+    Rng rng(10);
+    std::vector<Point2> pts;
+    std::vector<int> expected;
+    for (int i = 0; i < 2000; ++i) {
+        const double x = rng.uni(0.1, 10), y = rng.uni(0.1, 10);
+        pts.emplace_back(x, y);
+        pts.emplace_back(2 * x, 2 * y);
+        pts.emplace_back(4 * x, ulpsAway(4 * y, i % 3 - 1));
+        expected.push_back(lumo_oracle::orient(x, y, 2 * x, 2 * y, 4 * x, pts.back().y()));
+    }
+    std::vector<int> bad(4, 0);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&, t] {
+            for (size_t i = 0; i < expected.size(); ++i)
+                if (toSign(getOrientation2_mt(&pts[3 * i], &pts[3 * i + 1], &pts[3 * i + 2])) != expected[i]) ++bad[t];
+        });
+    for (auto& th : threads) th.join();
+    EXPECT_EQ(bad, std::vector<int>(4, 0));
+}
+
+TEST(FreeOrientation, NullPointersAreAssertions) {
+    const Point2 a(0, 0), b(1, 0);
+    for (int which = 0; which < 3; ++which) {
+        const Point2* p[3] = {&a, &b, &a};
+        p[which] = nullptr;
+        for (int mt = 0; mt < 2; ++mt) {
+            testing::internal::CaptureStdout();
+            if (mt) EXPECT_THROW(getOrientation2_mt(p[0], p[1], p[2]), LumoException);
+            else EXPECT_THROW(getOrientation2(p[0], p[1], p[2]), LumoException);
+            const std::string out = testing::internal::GetCapturedStdout();
+            const std::string cond = "p" + std::to_string(which) + "!=0";
+            EXPECT_NE(out.find("      [Lumo2D-Message] * Lumo, , ERROR: Condition [ " + cond + " failed ]\n"),
+                      std::string::npos) << out;
+            EXPECT_NE(out.find("  dt2Library/freeFunctions.cpp:"), std::string::npos) << out;
+            EXPECT_NE(out.find(mt ? "  Function: ORBI_LUMO2D::getOrientation2_mt()\n"
+                                  : "  Function: ORBI_LUMO2D::getOrientation2()\n"),
+                      std::string::npos) << out;
+        }
+    }
+}
+
+// ---- in-circle --------------------------------------------------------------------------------------------
+
+TEST(InCircle, SidesOfTheUnitCircle) {
+    GeomTest g;
+    const Point2 a(1, 0), b(0, 1), c(-1, 0);
+    const Point2 inside(0.5, 0.5), on(0, -1), outside(1, 1);
+    EXPECT_EQ(g.inCircle(&a, &b, &c, &inside), 1);
+    EXPECT_EQ(g.inCircle(&a, &b, &c, &on), 0);
+    EXPECT_EQ(g.inCircle(&a, &b, &c, &outside), -1);
+    EXPECT_EQ(g.inCircle(&a, &b, &c, &a), 0);
+    Triangle2 t;
+    t.setVertexPointer(0, const_cast<Point2*>(&a));
+    t.setVertexPointer(1, const_cast<Point2*>(&b));
+    t.setVertexPointer(2, const_cast<Point2*>(&c));
+    EXPECT_EQ(g.circleInc(&t, &inside), 1);
+    EXPECT_EQ(g.circleInc(&t, &on), 0);
+    EXPECT_EQ(g.circleInc(&t, &outside), -1);
+}
+
+TEST(InCircle, RandomPointsAtManyScales) {
+    Rng rng(11);
+    GeomTest g;
+    for (double s : {1.0, 1e15, 1e-15, 1e70, 1e-70, 1e150, 1e-150, 1e-160, 1e-300, 1e300}) {
+        for (int i = 0; i < 2000 * kScale; ++i) {
+            Point2 p[4];
+            for (auto& q : p) q = Point2(s * rng.uni(-1, 1), s * rng.uni(-1, 1));
+            checkInCircle(g, p[0], p[1], p[2], p[3]);
+            if (HasFatalFailure()) return;
+        }
+    }
+}
+
+TEST(InCircle, IntegerInputsAgreeWithInt128) {
+    Rng rng(12);
+    GeomTest g;
+    for (int i = 0; i < 10000 * kScale; ++i) {
+        long long p[8];
+        const int range = i % 3 == 0 ? 3 : (i % 3 == 1 ? 100 : (1 << 19));
+        for (auto& v : p) v = rng.integer(-range, range);
+        const Point2 a(p[0], p[1]), b(p[2], p[3]), c(p[4], p[5]), d(p[6], p[7]);
+        ASSERT_EQ(g.inCircle(&a, &b, &c, &d), lumo_oracle::inCircleInt128(p));
+    }
+}
+
+TEST(InCircle, CocircularPythagoreanPointsAndOneUlpAcross) {
+    Rng rng(13);
+    GeomTest g;
+    long long onCircle = 0;
+    for (int r : {5, 25, 65, 85, 325, 1105, 5525}) {
+        const auto pts = circlePoints(r);
+        for (int i = 0; i < 300 * kScale; ++i) {
+            const int ox = rng.integer(-100000, 100000), oy = rng.integer(-100000, 100000);
+            const int e = rng.integer(-1000, 850) / (i % 4 == 0 ? 1 : 4) * (i % 4 == 0 ? 1 : 4);
+            Point2 q[4];
+            for (auto& v : q) {
+                const auto& lp = pts[rng.integer(0, int(pts.size()) - 1)];
+                v = Point2(std::ldexp(ox + lp.first, e), std::ldexp(oy + lp.second, e));
+            }
+            if (q[0] == q[1] || q[1] == q[2] || q[0] == q[2]) continue;
+            Point2 a = q[0], b = q[1], c = q[2];
+            if (lumo_oracle::orient(a.x(), a.y(), b.x(), b.y(), c.x(), c.y()) < 0) std::swap(b, c);
+            const int side = g.inCircle(&a, &b, &c, &q[3]);
+            ASSERT_EQ(side, 0) << r << " " << e;
+            ++onCircle;
+            // one ulp across the circle, in each direction on each axis
+            for (int k : {-1, 1}) {
+                checkInCircle(g, a, b, c, Point2(ulpsAway(q[3].x(), k), q[3].y()));
+                checkInCircle(g, a, b, c, Point2(q[3].x(), ulpsAway(q[3].y(), k)));
+                checkInCircle(g, Point2(ulpsAway(a.x(), k), a.y()), b, c, q[3]);
+            }
+            if (HasFatalFailure()) return;
+        }
+    }
+    EXPECT_GT(onCircle, 1000);
+}
+
+TEST(InCircle, NearlyCocircularFromRoundedAngles) {
+    Rng rng(14);
+    GeomTest g;
+    for (double s : {1.0, 1e12, 1e-12, 1e60, 1e-60, 1e-78, 1e-80, 1e-150}) {
+        for (int i = 0; i < 1500 * kScale; ++i) {
+            const double cx = s * rng.uni(-10, 10), cy = s * rng.uni(-10, 10), r = s * rng.uni(0.001, 5);
+            Point2 p[4];
+            for (auto& q : p) {
+                const double t = rng.uni(0, 6.283185307179586);
+                q = Point2(cx + r * std::cos(t), cy + r * std::sin(t));
+            }
+            if (i % 2) p[3] = Point2(ulpsAway(p[3].x(), rng.integer(-2, 2)), ulpsAway(p[3].y(), rng.integer(-2, 2)));
+            checkInCircle(g, p[0], p[1], p[2], p[3]);
+            if (HasFatalFailure()) return;
+        }
+    }
+}
+
+TEST(InCircle, SubnormalIntermediatesAndMixedScales) {
+    // Scales where lifts times minors straddle the subnormal range (coordinates 2^-240..2^-280),
+    // tiny triangles far from the origin and large triangles with a tiny query offset.
+    Rng rng(15);
+    GeomTest g;
+    for (int i = 0; i < 8000 * kScale; ++i) {
+        const int e = rng.integer(-285, -235);
+        Point2 p[4];
+        for (auto& q : p) q = Point2(std::ldexp(rng.uni(-1, 1), e), std::ldexp(rng.uni(-1, 1), e));
+        if (i % 3 == 0) p[3] = Point2(std::ldexp(rng.integer(-3, 3), e - 52), std::ldexp(rng.integer(-3, 3), e - 52));
+        checkInCircle(g, p[0], p[1], p[2], p[3]);
+        if (HasFatalFailure()) return;
+    }
+    for (int i = 0; i < 3000 * kScale; ++i) {
+        const double off = rng.uni(-1e6, 1e6);
+        Point2 p[4];
+        for (auto& q : p) q = Point2(off + std::ldexp(rng.uni(-1, 1), -20), off + std::ldexp(rng.uni(-1, 1), -20));
+        checkInCircle(g, p[0], p[1], p[2], p[3]);
+        const Point2 a(rng.uni(-1, 1), rng.uni(-1, 1)), b(rng.uni(-1, 1), rng.uni(-1, 1)), c(rng.uni(-1, 1), rng.uni(-1, 1));
+        checkInCircle(g, a, b, c, Point2(std::ldexp(rng.uni(-1, 1), -1074 + rng.integer(0, 60)), 1e-300));
+        checkInCircle(g, Point2(1e-160, 0), Point2(0, 1e-160), Point2(-1e-160, 3e-170), Point2(rng.uni(-2e-160, 2e-160), 1e-161));
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST(InCircle, FilterDecidesOrdinaryInputs) {
+    Rng rng(16);
+    GeomTest g;
+    const int n = 20000;
+    for (int i = 0; i < n; ++i) {
+        Point2 p[4];
+        for (auto& q : p) q = Point2(rng.uni(0, 1), rng.uni(0, 1));
+        checkInCircle(g, p[0], p[1], p[2], p[3]);
+    }
+    EXPECT_LT(g.getStats().inCircleExact, static_cast<unsigned long long>(n / 1000));
+}
+
+// ---- exact line intersection ---------------------------------------------------------------------------
+
+TEST(Intersection, DocumentedCases) {
+    GeomTest g;
+    const Point2 r = g.getIntersectionCoords_gmp(Segment2(Point2(0, 0), Point2(2, 2)), Segment2(Point2(0, 2), Point2(2, 0)));
+    EXPECT_EQ(r.x(), 1.0);
+    EXPECT_EQ(r.y(), 1.0);
+    EXPECT_EQ(r.getCustomIndex(), -1);
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(g.getIntersectionCoords_gmp(Segment2(Point2(0, 0), Point2(1, 0)), Segment2(Point2(0, 1), Point2(1, 1))),
+                 LumoException);
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(out.find("\n      [Lumo2D-Message] GeomTest::getIntersectionCoords(), ERROR: denom=0 -> parallel segments\n\n"),
+              0u) << out;
+    EXPECT_NE(out.find("Condition [ false failed ]"), std::string::npos);
+    EXPECT_NE(out.find("  Function: ORBI_LUMO2D::GeomTest::getIntersectionCoords_gmp()\n"), std::string::npos) << out;
+    // collinear overlapping segments are parallel too
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(g.getIntersectionCoords_gmp(Segment2(Point2(0, 0), Point2(2, 2)), Segment2(Point2(1, 1), Point2(3, 3))),
+                 LumoException);
+    testing::internal::GetCapturedStdout();
+    // the object stays usable after the failure
+    const Point2 s = g.getIntersectionCoords_gmp(Segment2(Point2(0, 0), Point2(4, 0)), Segment2(Point2(1, -1), Point2(1, 1)));
+    EXPECT_EQ(s, Point2(1, 0));
+}
+
+TEST(Intersection, TruncationOfTheExactPoint) {
+    Rng rng(17);
+    GeomTest g;
+    mpq_t x, y;
+    mpq_init(x);
+    mpq_init(y);
+    long long checked = 0;
+    for (double s : {1.0, 1e15, 1e-15, 1e100, 1e-100, 1e-150}) {
+        for (int i = 0; i < 1500 * kScale; ++i) {
+            double c[8];
+            for (auto& v : c) v = s * rng.uni(-1, 1);
+            if (i % 4 == 1) {  // nearly parallel: second segment is the first one rotated a few ulps
+                c[4] = c[0] + s * 0.25; c[5] = c[1];
+                c[6] = c[2] + s * 0.25; c[7] = ulpsAway(c[3], rng.integer(1, 3));
+            }
+            if (!lumo_oracle::lineIntersection(c, x, y)) continue;
+            const Point2 r = g.getIntersectionCoords_gmp(Segment2(Point2(c[0], c[1]), Point2(c[2], c[3])),
+                                                         Segment2(Point2(c[4], c[5]), Point2(c[6], c[7])));
+            if (mpq_get_d(x) == HUGE_VAL || std::fabs(mpq_get_d(x)) > DBL_MAX / 2 || std::fabs(mpq_get_d(y)) > DBL_MAX / 2)
+                continue;  // far outside the double range
+            ASSERT_TRUE(lumo_oracle::isTruncation(r.x(), x)) << std::hexfloat << r.x();
+            ASSERT_TRUE(lumo_oracle::isTruncation(r.y(), y)) << std::hexfloat << r.y();
+            ++checked;
+        }
+    }
+    mpq_clear(x);
+    mpq_clear(y);
+    EXPECT_GT(checked, 5000 * kScale);
+}
