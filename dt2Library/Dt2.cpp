@@ -186,19 +186,26 @@ template <class GetXY> void Dt2::insertBulk(size_t n, GetXY getXY, Point2** aHan
     }
     const size_t firstNew = vertexVault.size();
     vertexVault.reserve(firstNew + numValid);
+    // Keys first, with the input index parked in the entry: the vertex records are then
+    // allocated in curve order, so that neighbouring vertices share cache lines.
     for (size_t i = 0; i < n; ++i) {
         getXY(i, x, y, ci);
-        if (!isFinitePoint(x, y)) continue;
-        Point2* p = createVertex(x, y, ci);
-        vertexVault.addVertex(hc.getKey(x, y), p);
-        if (aHandles != nullptr) aHandles[i] = p;
+        if (isFinitePoint(x, y)) vertexVault.addVertex(hc.getKey(x, y), reinterpret_cast<Point2*>(uintptr_t(i)));
+    }
+    std::sort(vertexVault.begin() + firstNew, vertexVault.end(), [](const VaultEntry& a, const VaultEntry& b) {
+        return a.key < b.key || (a.key == b.key && uintptr_t(a.pVtx) < uintptr_t(b.pVtx));
+    });
+    for (VaultEntry* e = vertexVault.begin() + firstNew; e != vertexVault.end(); ++e) {
+        const size_t i = size_t(reinterpret_cast<uintptr_t>(e->pVtx));
+        getXY(i, x, y, ci);
+        e->pVtx = createVertex(x, y, ci);
+        if (aHandles != nullptr) aHandles[i] = e->pVtx;
     }
 
     if (!is2D()) {
         // Without a triangle no walk can find duplicates: sort them out explicitly.
         if (!createFullDimTriangle(firstNew)) vertexVault.findDupsBySorting();
     } else {
-        vertexVault.sortTail();
         VaultEntry* pBegin = vertexVault.begin() + firstNew;
         VaultEntry* pEnd = vertexVault.end();
         Triangle2* pStartT = vertexVault.getCloseTriangle(pBegin[(pEnd - pBegin) / 2].key);
@@ -534,7 +541,7 @@ void Dt2::bfsFlipIncident(Point2* q) {
         Triangle2* pT = vCheckT.back();
         Triangle2* pN = pT->getOppositeTriangle(0);
         if (pN == nullptr ||
-            geomTest.inCircle(pN->getCorner(0), pN->getCorner(1), pN->getCorner(2), q) <= 0 ||
+            inCircleFlip(pN->getCorner(0), pN->getCorner(1), pN->getCorner(2), q) <= 0 ||
             isConstraintEdge(pT->getCorner(1), pT->getCorner(2))) {
             vCheckT.pop_back();
             continue;

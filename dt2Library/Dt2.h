@@ -106,6 +106,36 @@ private:
     // Lawson flips of edge 0 of the stacked triangles (q is corner 0 of each).
     void bfsFlipIncident(Point2* q);
 
+    // In-circle test for the flips: +1 when q is strictly inside the circumcircle of the
+    // counterclockwise (a, b, c). A floating-point filter decides the clear cases in normal
+    // range arithmetic; everything else goes to GeomTest::inCircle, which is exact.
+    int inCircleFlip(const Point2* a, const Point2* b, const Point2* c, const Point2* q) {
+        const double adx = a->x() - q->x(), ady = a->y() - q->y();
+        const double bdx = b->x() - q->x(), bdy = b->y() - q->y();
+        const double cdx = c->x() - q->x(), cdy = c->y() - q->y();
+        const double bdxcdy = bdx * cdy, cdxbdy = cdx * bdy;
+        const double cdxady = cdx * ady, adxcdy = adx * cdy;
+        const double adxbdy = adx * bdy, bdxady = bdx * ady;
+        const double alift = adx * adx + ady * ady;
+        const double blift = bdx * bdx + bdy * bdy;
+        const double clift = cdx * cdx + cdy * cdy;
+        const double det = alift * (bdxcdy - cdxbdy) + blift * (cdxady - adxcdy) + clift * (adxbdy - bdxady);
+        const double pa = std::fabs(bdxcdy) + std::fabs(cdxbdy);
+        const double pb = std::fabs(cdxady) + std::fabs(adxcdy);
+        const double pc = std::fabs(adxbdy) + std::fabs(bdxady);
+        const double permanent = pa * alift + pb * blift + pc * clift;
+        // Same error bound as GeomTest's filter; its allowance for subnormal products,
+        // 2^-1070 * (lifts + minors + 1), stays below 2^-1000 while that sum is below 2^69,
+        // so the allowance is replaced by 2^-1000 there (no subnormal arithmetic on this path).
+        const double sum = alift + blift + clift + pa + pb + pc;
+        if (sum < 5.9e20) {
+            const double errBound = 1.1102230246251577e-15 * permanent + 9.332636185032189e-302;
+            if (det > errBound) return 1;
+            if (-det > errBound) return -1;
+        }
+        return geomTest.inCircle(a, b, c, q);
+    }
+
     // ---- storage helpers ----------------------------------------------------------------------
     Point2* createVertex(double x, double y, int customIndex) {
         Point2* p = new (poolPoints.alloc()) Point2(x, y);

@@ -19,6 +19,7 @@
 #include "LumoFiles.h"
 #include "LumoVersion.h"
 #include "testDataGenerators.h"
+#include "SegmentChecker.h"
 #include <string>
 #include <vector>
 

@@ -1,0 +1,171 @@
+// Bulk insertion timing: uniform random points (100k, 1M, 4M), an integer grid (1000x1000) and
+// clustered points. Prints seconds, nanoseconds per point and peak memory per point; when CGAL
+// is available, also its Delaunay_triangulation_2 (exact predicates, inexact constructions,
+// range insertion of the same points) and the ratio of our time to CGAL's.
+// Usage: bench_insertion [repetitions [case-name-filter]]   (the best repetition is reported)
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <random>
+#include <string>
+#include <vector>
+#include "Lumo_2D.h"
+
+#ifdef LUMO2D_HAVE_CGAL
+#include <CGAL/Delaunay_triangulation_2.h>
+#include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
+typedef CGAL::Exact_predicates_inexact_constructions_kernel K;
+typedef CGAL::Delaunay_triangulation_2<K> CgalDt;
+#endif
+
+using namespace ORBI_LUMO2D;
+
+namespace {
+
+// ---- memory: the kernel's high-water mark, reset before each run -----------------------------
+long readStatusKb(const char* field) {
+    std::ifstream f("/proc/self/status");
+    std::string line;
+    const size_t len = std::strlen(field);
+    while (std::getline(f, line))
+        if (line.compare(0, len, field) == 0) return std::atol(line.c_str() + len);
+    return -1;
+}
+void resetPeak() {
+    std::ofstream f("/proc/self/clear_refs");
+    f << "5";
+}
+
+double now() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+struct Result {
+    double seconds{1e300};
+    double bytesPerPoint{0.0};
+    size_t numTriangles{0};
+};
+
+Result runLumo(const std::vector<Point2>& v) {
+    resetPeak();
+    const long rssBefore = readStatusKb("VmRSS:");
+    Result r;
+    {
+        const double t0 = now();
+        Lumo_2D dt(unsigned(v.size()));
+        dt.insert(v);
+        r.seconds = now() - t0;
+        r.numTriangles = dt.numberOfTriangles();
+        const long peak = readStatusKb("VmHWM:");
+        r.bytesPerPoint = double(peak - rssBefore) * 1024.0 / double(v.size());
+    }
+    return r;
+}
+
+#ifdef LUMO2D_HAVE_CGAL
+Result runCgal(const std::vector<K::Point_2>& v) {
+    resetPeak();
+    const long rssBefore = readStatusKb("VmRSS:");
+    Result r;
+    {
+        const double t0 = now();
+        CgalDt dt;
+        dt.insert(v.begin(), v.end());
+        r.seconds = now() - t0;
+        r.numTriangles = dt.number_of_faces();
+        const long peak = readStatusKb("VmHWM:");
+        r.bytesPerPoint = double(peak - rssBefore) * 1024.0 / double(v.size());
+    }
+    return r;
+}
+#endif
+
+std::vector<Point2> uniform(size_t n, unsigned seed) {
+    std::mt19937_64 rng(seed);
+    std::uniform_real_distribution<double> d(0.0, 1.0);
+    std::vector<Point2> v;
+    v.reserve(n);
+    for (size_t i = 0; i < n; ++i) {
+        const double x = d(rng);
+        v.emplace_back(x, d(rng));
+    }
+    return v;
+}
+
+std::vector<Point2> grid(int k) {
+    std::vector<Point2> v;
+    v.reserve(size_t(k) * size_t(k));
+    for (int i = 0; i < k; ++i)
+        for (int j = 0; j < k; ++j) v.emplace_back(i, j);
+    // Grid rows in order would flatter a sweep; shuffle like real input.
+    std::mt19937_64 rng(5);
+    std::shuffle(v.begin(), v.end(), rng);
+    return v;
+}
+
+std::vector<Point2> clustered(size_t n, unsigned seed) {
+    std::mt19937_64 rng(seed);
+    std::uniform_real_distribution<double> d(0.0, 1.0);
+    std::normal_distribution<double> nd(0.0, 0.002);
+    std::vector<Point2> centres;
+    for (int i = 0; i < 100; ++i) centres.emplace_back(d(rng), d(rng));
+    std::vector<Point2> v;
+    v.reserve(n);
+    for (size_t i = 0; i < n; ++i) {
+        const Point2& c = centres[rng() % centres.size()];
+        const double x = c.x() + nd(rng);
+        v.emplace_back(x, c.y() + nd(rng));
+    }
+    return v;
+}
+
+const char* gFilter = nullptr;
+
+void runCase(const char* name, const std::vector<Point2>& v, int reps) {
+    Result best;
+#ifdef LUMO2D_HAVE_CGAL
+    std::vector<K::Point_2> vc;
+    vc.reserve(v.size());
+    for (const Point2& p : v) vc.emplace_back(p.x(), p.y());
+    Result bestCgal;
+#endif
+    for (int r = 0; r < reps; ++r) {
+        // Alternate the two so that both see the same machine load.
+        const Result a = runLumo(v);
+        if (a.seconds < best.seconds) best = a;
+#ifdef LUMO2D_HAVE_CGAL
+        const Result c = runCgal(vc);
+        if (c.seconds < bestCgal.seconds) bestCgal = c;
+#endif
+    }
+    std::printf("%-18s %9zu  lumo %8.3f s %7.1f ns/pt %6.1f B/pt", name, v.size(), best.seconds,
+                best.seconds * 1e9 / double(v.size()), best.bytesPerPoint);
+#ifdef LUMO2D_HAVE_CGAL
+    std::printf("  | cgal %8.3f s %7.1f ns/pt %6.1f B/pt  | ratio %.3f", bestCgal.seconds,
+                bestCgal.seconds * 1e9 / double(v.size()), bestCgal.bytesPerPoint, best.seconds / bestCgal.seconds);
+    if (bestCgal.numTriangles != best.numTriangles)
+        std::printf("  (triangles %zu vs %zu)", best.numTriangles, bestCgal.numTriangles);
+#endif
+    std::printf("\n");
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const int reps = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
+    gFilter = argc > 2 ? argv[2] : nullptr;
+    auto wanted = [](const char* name) { return gFilter == nullptr || std::strstr(name, gFilter) != nullptr; };
+#ifndef LUMO2D_HAVE_CGAL
+    std::printf("CGAL not found: the peer columns are skipped\n");
+#endif
+    if (wanted("uniform 100k")) runCase("uniform 100k", uniform(100000, 1), reps);
+    if (wanted("uniform 1M")) runCase("uniform 1M", uniform(1000000, 2), reps);
+    if (wanted("uniform 4M")) runCase("uniform 4M", uniform(4000000, 3), std::min(reps, 2));
+    if (wanted("grid 1000x1000")) runCase("grid 1000x1000", grid(1000), reps);
+    if (wanted("clustered 1M")) runCase("clustered 1M", clustered(1000000, 4), reps);
+    return 0;
+}

@@ -1,0 +1,42 @@
+// Independent exact classification of two segments with GMP rationals, for the checker's tests.
+#pragma once
+#include <gmp.h>
+#include <string>
+#include <vector>
+#include "Point2.h"
+#include "Segment2.h"
+#include "SegmentChecker.h"
+
+namespace lumo_test {
+
+// A GMP rational with value semantics.
+class Rational {
+public:
+    Rational() { mpq_init(q); }
+    explicit Rational(double d) { mpq_init(q); mpq_set_d(q, d); }
+    Rational(const Rational& o) { mpq_init(q); mpq_set(q, o.q); }
+    Rational& operator=(const Rational& o) { mpq_set(q, o.q); return *this; }
+    ~Rational() { mpq_clear(q); }
+    mpq_t q;
+};
+Rational operator+(const Rational& a, const Rational& b);
+Rational operator-(const Rational& a, const Rational& b);
+Rational operator*(const Rational& a, const Rational& b);
+Rational operator/(const Rational& a, const Rational& b);
+int cmp(const Rational& a, const Rational& b);
+int sgn(const Rational& a);
+
+// What the closed segments have in common, computed from their exact intersection set:
+// empty (SIT_NONE), a piece of positive length (SIT_SEGMENT), or one point that is an
+// endpoint of both (SIT_ENDPOINT) or interior to at least one (SIT_POINT).
+struct ExactMeeting {
+    ORBI_LUMO2D::SegmentIntersectionType type{ORBI_LUMO2D::SIT_UNINITIALIZED};
+    Rational x, y;                              // the point, for SIT_POINT and SIT_ENDPOINT
+    ORBI_LUMO2D::Point2 pieceA, pieceB;         // the shared piece, for SIT_SEGMENT
+};
+ExactMeeting classifyExactly(const ORBI_LUMO2D::Segment2& a, const ORBI_LUMO2D::Segment2& b);
+
+// v is one of the two doubles next to the exact value (or the value itself).
+bool isWithinOneRounding(double v, const Rational& exact);
+
+} // namespace lumo_test
