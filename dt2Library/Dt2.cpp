@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>
+#include <memory>
 #include <sstream>
 #include <thread>
 #include "tools.h"
@@ -9,6 +10,26 @@
 namespace ORBI_LUMO2D {
 
 namespace {
+// A sort word: the 30-bit Hilbert key above a 34-bit input index.
+const int KEY_SHIFT = 34;
+const uint64_t INDEX_MASK = (uint64_t(1) << KEY_SHIFT) - 1;
+
+// Stable LSD radix sort of key/index words by their key bits, three passes of 10 bits.
+void sortKeyIndexPairs(uint64_t* a, size_t n) {
+    if (n < 2) return;
+    std::unique_ptr<uint64_t[]> aTmp(new uint64_t[n]);
+    uint64_t* pSrc = a;
+    uint64_t* pDst = aTmp.get();
+    for (int shift = KEY_SHIFT; shift < KEY_SHIFT + 30; shift += 10) {
+        size_t aCount[1025] = {};
+        for (size_t i = 0; i < n; ++i) ++aCount[((pSrc[i] >> shift) & 1023u) + 1];
+        for (int b = 0; b < 1024; ++b) aCount[b + 1] += aCount[b];
+        for (size_t i = 0; i < n; ++i) pDst[aCount[(pSrc[i] >> shift) & 1023u]++] = pSrc[i];
+        std::swap(pSrc, pDst);
+    }
+    if (pSrc != a) std::copy(pSrc, pSrc + n, a);
+}
+
 // Ranges below this size are inserted one after another instead of middle first.
 const size_t MIN_RECURSION_RANGE = 16;
 // Walk steps after which the edge order is randomised (guards against cycling).
@@ -85,10 +106,22 @@ void Dt2::updateGeomBound() {
     if (m > geomTest.getCoordinateBound()) geomTest.setBound(m);
 }
 
+void Dt2::updateStaticFilter() {
+    const double D = bboxVertices.getMaxRange();
+    if (!(D < 6.0e9)) {
+        inCircleStaticBound = HUGE_VAL;
+        return;
+    }
+    const double D2 = D * D;
+    // 12 D^4 times the filter factor, with a relative margin for the rounding of this product.
+    inCircleStaticBound = 1.1102230246251577e-15 * (12.0 * D2 * D2) * (1.0 + 1e-12) + 9.332636185032189e-302;
+}
+
 void Dt2::growBoxes(double minX, double minY, double maxX, double maxY) {
     const Point2 pMin(minX, minY), pMax(maxX, maxY);
     bboxVertices.add(pMin);
     bboxVertices.add(pMax);
+    updateStaticFilter();
     if (bbox.isInBox(pMin) && bbox.isInBox(pMax)) return;
     // The key box grows with room to spare so that re-keying stays rare.
     bbox.add(pMin);
@@ -140,7 +173,7 @@ void Dt2::insertVector(const std::vector<Point2>& vPoints, std::vector<Point2*>*
             y = aPoints[i].y();
             ci = aPoints[i].getCustomIndex();
         },
-        aHandles);
+        [aPoints](size_t i) { __builtin_prefetch(aPoints + i); }, aHandles);
 }
 
 void Dt2::insertArray(int numPoints, const double* aCoordinates, Point2** aHandles) {
@@ -152,10 +185,11 @@ void Dt2::insertArray(int numPoints, const double* aCoordinates, Point2** aHandl
             y = aCoordinates[2 * i + 1];
             ci = -1;
         },
-        aHandles);
+        [aCoordinates](size_t i) { __builtin_prefetch(aCoordinates + 2 * i); }, aHandles);
 }
 
-template <class GetXY> void Dt2::insertBulk(size_t n, GetXY getXY, Point2** aHandles) {
+template <class GetXY, class Prefetch>
+void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles) {
     // Refuse non-finite points, measure the rest.
     double minX = DBL_MAX, minY = DBL_MAX, maxX = -DBL_MAX, maxY = -DBL_MAX;
     size_t numValid = 0;
@@ -186,20 +220,31 @@ template <class GetXY> void Dt2::insertBulk(size_t n, GetXY getXY, Point2** aHan
     }
     const size_t firstNew = vertexVault.size();
     vertexVault.reserve(firstNew + numValid);
-    // Keys first, with the input index parked in the entry: the vertex records are then
-    // allocated in curve order, so that neighbouring vertices share cache lines.
-    for (size_t i = 0; i < n; ++i) {
-        getXY(i, x, y, ci);
-        if (isFinitePoint(x, y)) vertexVault.addVertex(hc.getKey(x, y), reinterpret_cast<Point2*>(uintptr_t(i)));
-    }
-    std::sort(vertexVault.begin() + firstNew, vertexVault.end(), [](const VaultEntry& a, const VaultEntry& b) {
-        return a.key < b.key || (a.key == b.key && uintptr_t(a.pVtx) < uintptr_t(b.pVtx));
-    });
-    for (VaultEntry* e = vertexVault.begin() + firstNew; e != vertexVault.end(); ++e) {
-        const size_t i = size_t(reinterpret_cast<uintptr_t>(e->pVtx));
-        getXY(i, x, y, ci);
-        e->pVtx = createVertex(x, y, ci);
-        if (aHandles != nullptr) aHandles[i] = e->pVtx;
+    // Keys first, packed with the input index into one 64-bit word and sorted: the vertex
+    // records are then allocated in curve order, so that neighbouring vertices share cache
+    // lines. The two scratch arrays die before any triangle memory is touched.
+    {
+        std::unique_ptr<uint64_t[]> aKeyIdx(new uint64_t[numValid]);
+        size_t m = 0;
+        for (size_t i = 0; i < n; ++i) {
+            getXY(i, x, y, ci);
+            if (isFinitePoint(x, y)) aKeyIdx[m++] = uint64_t(hc.getKey(x, y)) << KEY_SHIFT | uint64_t(i);
+        }
+        sortKeyIndexPairs(aKeyIdx.get(), m);
+        // Curve order visits the input at random: fetch a few points ahead.
+        const size_t ahead = 12;
+        for (size_t k = 0; k < m; ++k) {
+            if (k + ahead < m) {
+                const size_t iAhead = size_t(aKeyIdx[k + ahead] & INDEX_MASK);
+                prefetch(iAhead);
+                if (aHandles != nullptr) __builtin_prefetch(aHandles + iAhead, 1);
+            }
+            const size_t i = size_t(aKeyIdx[k] & INDEX_MASK);
+            getXY(i, x, y, ci);
+            Point2* p = createVertex(x, y, ci);
+            vertexVault.addVertex(uint32_t(aKeyIdx[k] >> KEY_SHIFT), p);
+            if (aHandles != nullptr) aHandles[i] = p;
+        }
     }
 
     if (!is2D()) {

@@ -90,7 +90,9 @@ public:
 
 private:
     // ---- insertion steps -------------------------------------------------------------------------
-    template <class GetXY> void insertBulk(size_t n, GetXY getXY, Point2** aHandles);
+    // getXY(i, x, y, customIndex) reads input point i; prefetch(i) hints that it comes soon.
+    template <class GetXY, class Prefetch>
+    void insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles);
     Triangle2* insertOneVertex(Point2* q, Triangle2* pStartTriangle);
     // Dispatches a key-sorted range; a later multithreaded inserter takes large ranges here.
     void insertSortedRange(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT);
@@ -120,6 +122,10 @@ private:
         const double blift = bdx * bdx + bdy * bdy;
         const double clift = cdx * cdx + cdy * cdy;
         const double det = alift * (bdxcdy - cdxbdy) + blift * (cdxady - adxcdy) + clift * (adxbdy - bdxady);
+        // Static stage: every coordinate difference is bounded by the vertex box (see
+        // updateStaticFilter), which bounds the permanent below without computing it.
+        if (det > inCircleStaticBound) return 1;
+        if (-det > inCircleStaticBound) return -1;
         const double pa = std::fabs(bdxcdy) + std::fabs(cdxbdy);
         const double pb = std::fabs(cdxady) + std::fabs(adxcdy);
         const double pc = std::fabs(adxbdy) + std::fabs(bdxady);
@@ -135,6 +141,12 @@ private:
         }
         return geomTest.inCircle(a, b, c, q);
     }
+    // With D the largest side of the vertex box, |coordinate difference| <= D, each lift and
+    // each minor sum is at most 2D^2, so the permanent is at most 12 D^4 and the sum of lifts
+    // and minors at most 12 D^2. The static bound is the dynamic one for that worst case;
+    // it is disabled (infinite) where that sum could reach 2^69. Any vertex that enters the
+    // triangulation (also a helper vertex such as a fake-box corner) must lie in the box.
+    void updateStaticFilter();
 
     // ---- storage helpers ----------------------------------------------------------------------
     Point2* createVertex(double x, double y, int customIndex) {
@@ -169,6 +181,7 @@ private:
     Bbox2 bboxVertices;   // exact extent of the vertices
     HC2 hc;
     std::vector<Triangle2*> vCheckT;
+    double inCircleStaticBound{HUGE_VAL};
     std::vector<Edge2> vHullChain;   // scratch of insertVertexCH
     int numCPU{1};
     MsgPublisher* pMsgPublisher{nullptr};

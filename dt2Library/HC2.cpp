@@ -8,6 +8,32 @@ namespace ORBI_LUMO2D {
 const uint8_t HC2::aPosition[16] = {0, 1, 3, 2, 0, 3, 1, 2, 2, 1, 3, 0, 2, 3, 1, 0};
 const uint8_t HC2::aNext[16] = {1, 0, 2, 0, 0, 3, 1, 1, 2, 2, 0, 3, 3, 1, 3, 2};
 
+const uint8_t HC2::aSpread[8] = {0, 1, 4, 5, 16, 17, 20, 21};
+
+namespace {
+const uint8_t* buildTripleTable() {
+    static uint8_t table[256];
+    static const uint8_t pos[16] = {0, 1, 3, 2, 0, 3, 1, 2, 2, 1, 3, 0, 2, 3, 1, 0};
+    static const uint8_t nxt[16] = {1, 0, 2, 0, 0, 3, 1, 1, 2, 2, 0, 3, 3, 1, 3, 2};
+    for (uint32_t state0 = 0; state0 < 4; ++state0) {
+        for (uint32_t d6 = 0; d6 < 64; ++d6) {
+            // d6 holds, per level from the top, the pair (bitX, bitY) as bits (2k+1, 2k).
+            uint32_t state = state0, key = 0;
+            for (int level = 2; level >= 0; --level) {
+                const uint32_t bx = (d6 >> (2 * level + 1)) & 1u, by = (d6 >> (2 * level)) & 1u;
+                const uint32_t idx = state << 2 | (by | bx << 1);
+                key = key << 2 | pos[idx];
+                state = nxt[idx];
+            }
+            table[state0 << 6 | d6] = uint8_t(key | state << 6);
+        }
+    }
+    return table;
+}
+} // namespace
+
+const uint8_t* const HC2::aTriple = buildTripleTable();
+
 HC2::HC2(double minX_, double minY_, double maxX_, double maxY_, int bitLength) : minX(minX_), minY(minY_) {
     if (bitLength % 2 != 0 || bitLength > 32 || bitLength < 0) {
         reportError("HC2::HC2(..)", "invalid bitlength");

@@ -16,7 +16,16 @@ public:
         const uint32_t X = toCell((x - minX) * scaleX);
         const uint32_t Y = toCell((y - minY) * scaleY);
         uint32_t key = 0, state = 0;
-        for (int bit = numLevels - 1; bit >= 0; --bit) {
+        int bit = numLevels - 1;
+        // Three levels at a time through the combined table, the rest one by one.
+        for (; bit >= 2; bit -= 3) {
+            const uint32_t xs = (X >> (bit - 2)) & 7u, ys = (Y >> (bit - 2)) & 7u;
+            const uint32_t d = aSpread[xs] << 1 | aSpread[ys];
+            const uint8_t v = aTriple[state << 6 | d];
+            key = (key << 6) | (v & 63u);
+            state = v >> 6;
+        }
+        for (; bit >= 0; --bit) {
             const uint32_t d = ((Y >> bit) & 1u) | (((X >> bit) & 1u) << 1);
             const uint32_t idx = (state << 2) | d;
             key = (key << 2) | aPosition[idx];
@@ -34,6 +43,11 @@ private:
 
     static const uint8_t aPosition[16];
     static const uint8_t aNext[16];
+    // aSpread[b] spreads the 3 bits of b to the even bit positions (b2 b1 b0 -> b2 0 b1 0 b0).
+    static const uint8_t aSpread[8];
+    // For a state and three quadrant codes (interleaved as bitX, bitY per level, top level
+    // first): the 6 key bits in the low bits and the next state in the top two bits.
+    static const uint8_t* const aTriple;
     double minX{0.0}, minY{0.0};
     double scaleX{0.0}, scaleY{0.0};
     double maxCell{0.0};

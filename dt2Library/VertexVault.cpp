@@ -24,7 +24,30 @@ void VertexVault::rekeyAll(const HC2& hc) {
     numSorted = vIdxVtxAct.size();
 }
 
-void VertexVault::sortTail() { std::sort(vIdxVtxAct.begin() + long(numSorted), vIdxVtxAct.end()); }
+void VertexVault::sortByKey(VaultEntry* pBegin, VaultEntry* pEnd) {
+    const size_t n = size_t(pEnd - pBegin);
+    if (n < 256) {
+        std::stable_sort(pBegin, pEnd);
+        return;
+    }
+    if (std::is_sorted(pBegin, pEnd)) return;
+    // Stable LSD radix sort over the 30 key bits in three passes of 10 bits. The scratch buffer
+    // is freed before any vertex or triangle memory is touched, so it does not raise the peak.
+    std::vector<VaultEntry> vTmp(n);
+    VaultEntry* pSrc = pBegin;
+    VaultEntry* pDst = vTmp.data();
+    for (int shift = 0; shift < 30; shift += 10) {
+        size_t aCount[1025] = {};
+        for (size_t i = 0; i < n; ++i) ++aCount[((pSrc[i].key >> shift) & 1023u) + 1];
+        for (int b = 0; b < 1024; ++b) aCount[b + 1] += aCount[b];
+        for (size_t i = 0; i < n; ++i) pDst[aCount[(pSrc[i].key >> shift) & 1023u]++] = pSrc[i];
+        std::swap(pSrc, pDst);
+    }
+    // Keys above 30 bits (never produced by HC2 with 30 bits) would need one more pass.
+    if (pSrc != pBegin) std::copy(pSrc, pSrc + n, pBegin);
+}
+
+void VertexVault::sortTail() { sortByKey(begin() + numSorted, end()); }
 
 void VertexVault::mergeTail() {
     if (numSorted == vIdxVtxAct.size()) return;

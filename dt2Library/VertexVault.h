@@ -39,6 +39,8 @@ public:
     // Recomputes every key with hc (after the bounding box grew) and, once triangles exist,
     // sorts everything.
     void rekeyAll(const HC2& hc);
+    // Stable sort by key (keys of at most 30 bits).
+    static void sortByKey(VaultEntry* pBegin, VaultEntry* pEnd);
     // Sorts the unsorted tail in place; the tail is then a key-ordered range of its own.
     void sortTail();
     // Merges the (sorted) tail into the sorted run.

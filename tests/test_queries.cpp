@@ -1,0 +1,259 @@
+// Point location, adjacency, incident triangles, convex hull, the self-test and statistics.
+#include <gtest/gtest.h>
+#include <cmath>
+#include <random>
+#include "DelaunayOracle.h"
+#include "Lumo_2D.h"
+
+using namespace ORBI_LUMO2D;
+
+namespace {
+std::vector<Point2> randomPoints(size_t n, unsigned seed) {
+    std::mt19937_64 rng(seed);
+    std::uniform_real_distribution<double> d(0.0, 1.0);
+    std::vector<Point2> v;
+    for (size_t i = 0; i < n; ++i) v.emplace_back(d(rng), d(rng));
+    return v;
+}
+// Closed triangle containment, decided by the oracle's exact orientation.
+bool contains(const Triangle2* pT, const Point2& q) {
+    for (int i = 0; i < 3; ++i)
+        if (lumo_test::exactOrientation(*pT->getCorner((i + 1) % 3), *pT->getCorner((i + 2) % 3), q) < 0)
+            return false;
+    return true;
+}
+} // namespace
+
+// ---- locate --------------------------------------------------------------------------------------
+
+TEST(Locate, NullWhileNotTwoDimensional) {
+    Lumo_2D dt;
+    EXPECT_EQ(dt.locate(Point2(0, 0)), nullptr);
+    dt.insert(Point2(0, 0));
+    dt.insert(Point2(1, 1));
+    EXPECT_EQ(dt.locate(Point2(0.5, 0.5)), nullptr);
+}
+
+TEST(Locate, FindsAContainingTriangleOrNullOutside) {
+    Lumo_2D dt;
+    std::vector<Point2*> h;
+    const std::vector<Point2> v = randomPoints(2000, 3);
+    dt.insert(v, h);
+    std::mt19937_64 rng(4);
+    std::uniform_real_distribution<double> d(-0.2, 1.2);
+    size_t numInside = 0;
+    for (int i = 0; i < 2000; ++i) {
+        const Point2 q(d(rng), d(rng));
+        Triangle2* pT = dt.locate(q);
+        if (pT != nullptr) {
+            ++numInside;
+            EXPECT_TRUE(contains(pT, q));
+        } else {
+            // Outside: some hull edge must see q strictly on its outer side.
+            std::vector<Point2*> hull;
+            dt.getConvexHull(true, hull);
+            bool bOutside = false;
+            for (size_t k = 0; k < hull.size(); ++k)
+                if (lumo_test::exactOrientation(*hull[k], *hull[(k + 1) % hull.size()], q) < 0) bOutside = true;
+            EXPECT_TRUE(bOutside);
+        }
+    }
+    EXPECT_GT(numInside, 1000u);
+    // A vertex is located in a triangle that has it as a corner.
+    for (size_t i = 0; i < 50; ++i) EXPECT_TRUE(dt.locate(v[i])->hasVertex(h[i]));
+}
+
+TEST(Locate, FarOutsidePointIsNullAndLaterInsertionStillWorks) {
+    Lumo_2D dt;
+    std::vector<Point2> v = randomPoints(100, 5);
+    dt.insert(v);
+    EXPECT_EQ(dt.locate(Point2(1e200, -1e200)), nullptr);
+    EXPECT_EQ(dt.locate(Point2(0.5, 1e-300 + 7)), nullptr);
+    const Point2 far(1e12, 3e12);
+    ASSERT_NE(dt.insert(far), nullptr);
+    v.push_back(far);
+    std::vector<Triangle2*> vT;
+    dt.getTrianglePointers(vT);
+    EXPECT_EQ(lumo_test::checkDelaunayTriangulation(v, vT), "");
+    Point2* pFar = dt.insert(far);
+    const Point2 inner = pFar->getIncidentTriangle()->getBarycenter();
+    Triangle2* pT = dt.locate(inner);
+    ASSERT_NE(pT, nullptr);
+    EXPECT_TRUE(contains(pT, inner));
+}
+
+// ---- adjacency -------------------------------------------------------------------------------------
+
+TEST(Adjacency, TriangleOfADirectedEdge) {
+    Lumo_2D dt;
+    std::vector<Point2*> h;
+    dt.insert({Point2(0, 0), Point2(2, 0), Point2(1, 2), Point2(1, -2)}, h);
+    Triangle2* pT = dt.getAdjacentTriangle(h[0], h[1]);
+    ASSERT_NE(pT, nullptr);
+    EXPECT_TRUE(pT->hasVertex(h[2]));
+    Triangle2* pT2 = dt.getAdjacentTriangle(h[1], h[0]);
+    ASSERT_NE(pT2, nullptr);
+    EXPECT_TRUE(pT2->hasVertex(h[3]));
+    EXPECT_EQ(dt.getAdjacentTriangle(h[2], h[3]), nullptr);  // not an edge
+    EXPECT_EQ(dt.getAdjacentTriangle(h[2], h[0]), pT);
+    EXPECT_EQ(dt.getAdjacentTriangle(h[0], h[2]), nullptr);  // outer side of a hull edge
+}
+
+TEST(Adjacency, NullOrEqualVerticesAreAssertions) {
+    Lumo_2D dt;
+    std::vector<Point2*> h;
+    dt.insert({Point2(0, 0), Point2(2, 0), Point2(1, 2)}, h);
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(dt.getAdjacentTriangle(nullptr, h[0]), LumoException);
+    EXPECT_THROW(dt.getAdjacentTriangle(h[0], nullptr), LumoException);
+    EXPECT_THROW(dt.getAdjacentTriangle(h[0], h[0]), LumoException);
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_NE(out.find("Condition [ p0!=0 failed ]"), std::string::npos);
+    EXPECT_NE(out.find("Condition [ p1!=0 failed ]"), std::string::npos);
+    EXPECT_NE(out.find("Condition [ p0!=p1 failed ]"), std::string::npos);
+}
+
+TEST(Adjacency, IncidentTrianglesInteriorAndHull) {
+    Lumo_2D dt;
+    std::vector<Point2*> h;
+    dt.insert({Point2(0, 0), Point2(4, 0), Point2(4, 4), Point2(0, 4), Point2(2, 2.1)}, h);
+    std::vector<Triangle2*> v;
+    dt.getIncidentTriangles(h[4], v);
+    EXPECT_EQ(v.size(), 4u);
+    for (Triangle2* pT : v) EXPECT_TRUE(pT->hasVertex(h[4]));
+    for (int i = 0; i < 4; ++i) {
+        std::vector<Triangle2*> w;
+        dt.getIncidentTriangles(h[size_t(i)], w);
+        EXPECT_GE(w.size(), 1u);
+        for (Triangle2* pT : w) {
+            ASSERT_NE(pT, nullptr);
+            EXPECT_TRUE(pT->hasVertex(h[size_t(i)]));
+        }
+    }
+}
+
+// ---- convex hull -------------------------------------------------------------------------------------
+
+TEST(ConvexHull, AllVerticesOrOnlyCorners) {
+    Lumo_2D dt;
+    std::vector<Point2> v;
+    for (int i = 0; i <= 4; ++i) {
+        v.emplace_back(i, 0);
+        v.emplace_back(i, 4);
+    }
+    for (int j = 1; j < 4; ++j) {
+        v.emplace_back(0, j);
+        v.emplace_back(4, j);
+    }
+    v.emplace_back(2, 2);
+    dt.insert(v);
+    std::vector<Point2*> all, corners;
+    dt.getConvexHull(true, all);
+    dt.getConvexHull(false, corners);
+    EXPECT_EQ(all.size(), 16u);
+    ASSERT_EQ(corners.size(), 4u);
+    // Counterclockwise, starting at the lexicographically smallest vertex.
+    EXPECT_EQ(*corners[0], Point2(0, 0));
+    EXPECT_EQ(*corners[1], Point2(4, 0));
+    EXPECT_EQ(*corners[2], Point2(4, 4));
+    EXPECT_EQ(*corners[3], Point2(0, 4));
+    for (size_t i = 0; i < all.size(); ++i)
+        EXPECT_GE(lumo_test::exactOrientation(*all[i], *all[(i + 1) % all.size()], Point2(2, 2)), 1);
+}
+
+TEST(ConvexHull, NotTwoDimensionalIsReported) {
+    Lumo_2D dt;
+    std::vector<Point2*> hull;
+    testing::internal::CaptureStdout();
+    dt.getConvexHull(true, hull);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "\n      [Lumo2D-Message] Dt2::getConvexHull(), WARNING: is2D() is false, the triangulation is not "
+              "full dimensional yet\n\n");
+    EXPECT_TRUE(hull.empty());
+}
+
+// ---- self-test ----------------------------------------------------------------------------------------
+
+TEST(CheckValidity, PassesOnValidTriangulations) {
+    Lumo_2D dt;
+    dt.insert(randomPoints(3000, 8));
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(dt.checkValidity(true, "random"));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Lumo_2D::CheckValidity(random) has been started\n");
+}
+
+TEST(CheckValidity, DetectsABrokenNeighbourLink) {
+    Lumo_2D dt;
+    dt.insert(randomPoints(50, 9));
+    std::vector<Triangle2*> vT;
+    dt.getTrianglePointers(vT);
+    Triangle2* pT = nullptr;
+    int i = 0;
+    for (Triangle2* t : vT)
+        for (int k = 0; k < 3 && pT == nullptr; ++k)
+            if (t->getOppositeTriangle(k) != nullptr) { pT = t; i = k; }
+    ASSERT_NE(pT, nullptr);
+    Triangle2* pN = pT->getOppositeTriangle(i);
+    pT->setOppTriangle(i, nullptr);
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(dt.checkValidity(true, "broken"));
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_NE(out.find("Inconsistent neighborships:"), std::string::npos) << out;
+    EXPECT_NE(out.find("\ncheckValidity, bug, name=broken"), std::string::npos);
+    pT->setOppTriangle(i, pN);
+}
+
+TEST(CheckValidity, DetectsANonDelaunayEdgeAndClockwiseCorners) {
+    // Two triangles over a convex quadrilateral, with the wrong diagonal forced by hand.
+    Lumo_2D dt;
+    std::vector<Point2*> h;
+    dt.insert({Point2(0, 0), Point2(4, -1), Point2(8, 0), Point2(4, 1)}, h);
+    std::vector<Triangle2*> vT;
+    dt.getTrianglePointers(vT);
+    ASSERT_EQ(vT.size(), 2u);
+    Triangle2* a = vT[0];
+    Triangle2* b = vT[1];
+    const int ia = a->getIntraTriangleIndex(b), ib = b->getIntraTriangleIndex(a);
+    // Flip the shared diagonal (the same Lawson flip the insertion uses).
+    Point2* pa = a->getCorner(ia);
+    Point2* pb = b->getCorner(ib);
+    Point2* s = a->getCorner((ia + 1) % 3);
+    Point2* t = a->getCorner((ia + 2) % 3);
+    a->setPropertiesAndOppT(pa, s, pb, nullptr, b, nullptr);
+    b->setPropertiesAndOppT(pb, t, pa, nullptr, a, nullptr);
+    // Hull neighbours are all null for two triangles, so only the diagonal links matter.
+    testing::internal::CaptureStdout();
+    const bool bValid = dt.checkValidity(true, "flipped");
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_FALSE(bValid);
+    EXPECT_NE(out.find("Sphere inclusion test failed"), std::string::npos) << out;
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(dt.checkValidity(false, "flipped, no circle test"));
+    testing::internal::GetCapturedStdout();
+    // Clockwise corners.
+    a->setPropertiesAndOppT(pa, pb, s, nullptr, nullptr, b);
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(dt.checkValidity(false, "cw"));
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("Corners are not counterclockwise:"), std::string::npos);
+}
+
+// ---- statistics ------------------------------------------------------------------------------------------
+
+TEST(Statistics, EquilateralAnglesFallIntoTheBinEndingAtSixty) {
+    Lumo_2D dt;
+    std::vector<Point2> v;
+    const double h = std::sqrt(3.0) / 2.0;
+    // A regular hexagon around its centre: six equilateral triangles.
+    v.emplace_back(0, 0);
+    for (const Point2& p : {Point2(1, 0), Point2(0.5, h), Point2(-0.5, h), Point2(-1, 0), Point2(-0.5, -h),
+                            Point2(0.5, -h)})
+        v.push_back(p);
+    dt.insert(v);
+    testing::internal::CaptureStdout();
+    dt.statistics("tri");
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(out.rfind("\n\n\n********* MESH STATISTICS (tri) **********\n\n", 0), 0u);
+    EXPECT_NE(out.find("Number of triangles: 6\n"), std::string::npos) << out;
+    EXPECT_NE(out.find("INTERIOR ANGLES\n"), std::string::npos);
+    EXPECT_NE(out.find("  <=  60: 18\n"), std::string::npos) << out;
+}

@@ -1,0 +1,248 @@
+// Object pools, Hilbert keys and the vertex vault.
+#include <gtest/gtest.h>
+#include <random>
+#include <set>
+#include "Dt2.h"
+#include "HC2.h"
+#include "SimplePool.h"
+#include "VertexVault.h"
+
+using namespace ORBI_LUMO2D;
+
+// ---- SimplePool ---------------------------------------------------------------------------------
+
+TEST(SimplePool, SecondBlockIsHalfThenEveryBlockDoubles) {
+    SimplePool<Point2> pool(1000);
+    pool.init(10);
+    for (int i = 0; i < 10 + 5 + 10 + 20 + 1; ++i) pool.alloc();
+    EXPECT_EQ(pool.getBlockSizes(), (std::vector<int32_t>{10, 5, 10, 20, 40}));
+    EXPECT_EQ(pool.numAllocated(), 46u);
+}
+
+TEST(SimplePool, FirstBlockOfOneIsFollowedByOne) {
+    SimplePool<Point2> pool(1000);
+    pool.init(1);
+    pool.alloc();
+    pool.alloc();
+    pool.alloc();
+    EXPECT_EQ(pool.getBlockSizes(), (std::vector<int32_t>{1, 1, 2}));
+}
+
+TEST(SimplePool, AutomaticBlocksNeverExceedTheMaximum) {
+    SimplePool<Triangle2> pool(64);
+    pool.init(50);
+    for (int i = 0; i < 1000; ++i) pool.alloc();
+    for (int32_t s : pool.getBlockSizes()) EXPECT_LE(s, 64);
+}
+
+TEST(SimplePool, AddressesAreStableAndDistinct) {
+    SimplePool<Point2> pool(100);
+    pool.init(3);
+    std::set<Point2*> s;
+    std::vector<Point2*> v;
+    for (int i = 0; i < 500; ++i) {
+        Point2* p = new (pool.alloc()) Point2(i, i);
+        v.push_back(p);
+        s.insert(p);
+    }
+    EXPECT_EQ(s.size(), 500u);
+    for (int i = 0; i < 500; ++i) EXPECT_EQ(v[size_t(i)]->x(), i);
+}
+
+TEST(SimplePool, SecondInitPrintsAndAddsABlock) {
+    SimplePool<Point2> pool(100);
+    pool.init(4);
+    testing::internal::CaptureStdout();
+    pool.init(4);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "SimplePool::init(..), ERROR: This pool is already initialized\n");
+    EXPECT_EQ(pool.getBlockSizes().size(), 2u);
+}
+
+TEST(Dt2Pools, FirstBlocksFollowTheExpectedVertexCount) {
+    for (unsigned n : {0u, 1u, 2u}) {
+        Dt2 dt(n);
+        EXPECT_EQ(dt.getPointPool().getBlockSizes()[0], 3);
+        EXPECT_EQ(dt.getTrianglePool().getBlockSizes()[0], 16);
+    }
+    Dt2 dt(1000);
+    EXPECT_EQ(dt.getPointPool().getBlockSizes()[0], 1000);
+    EXPECT_EQ(dt.getTrianglePool().getBlockSizes()[0], 2010);
+    EXPECT_EQ(dt.getPointPool().getMaxBlockSize(), 3125000);
+    EXPECT_EQ(dt.getTrianglePool().getMaxBlockSize(), 2083333);
+}
+
+TEST(Dt2Pools, RecycledTrianglesAreCountedOnceAndNotFresh) {
+    Dt2 dt(10);
+    std::vector<Point2> v = {Point2(0, 0), Point2(1, 0), Point2(0, 1), Point2(1, 1)};
+    dt.insertVector(v, nullptr);
+    std::vector<Triangle2*> vFresh;
+    dt.getFreshTriangles(vFresh);
+    EXPECT_EQ(vFresh.size(), 2u);
+    vFresh.clear();
+    dt.getFreshTriangles(vFresh);
+    EXPECT_TRUE(vFresh.empty());
+    // Give one triangle back: the count drops, the next creation reuses it silently.
+    std::vector<Triangle2*> vT;
+    dt.getTrianglePointers(vT);
+    const size_t before = dt.numberOfTriangles();
+    Triangle2* pVictim = vT[0];
+    Triangle2* pOther = vT[1];
+    const int j = pOther->getIntraTriangleIndex(pVictim);
+    pOther->setOppTriangle(j, nullptr);
+    // Rebuild a consistent state afterwards is not the point here: only the counts.
+    dt.killTriangle(pVictim);
+    EXPECT_EQ(dt.numberOfTriangles(), before - 1);
+    vT.clear();
+    dt.getTrianglePointers(vT);
+    EXPECT_EQ(vT.size(), before - 1);
+}
+
+// ---- Hilbert keys -------------------------------------------------------------------------------------
+
+TEST(HC2, InvalidBitLengthIsReported) {
+    testing::internal::CaptureStdout();
+    HC2 hc(0, 0, 1, 1, 31);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "\n      [Lumo2D-Message] HC2::HC2(..), ERROR: invalid bitlength\n\n");
+    testing::internal::CaptureStdout();
+    HC2 hc2(0, 0, 1, 1, 34);
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("invalid bitlength"), std::string::npos);
+}
+
+TEST(HC2, FirstLevelFollowsTheTables) {
+    // One level (2 bits): state 0, position table row 0 = 0, 1, 3, 2 for d = bitY + 2*bitX.
+    HC2 hc(0, 0, 2, 2, 2);
+    EXPECT_EQ(hc.getKey(0.5, 0.5), 0u);  // d = 0
+    EXPECT_EQ(hc.getKey(0.5, 1.5), 1u);  // d = 1
+    EXPECT_EQ(hc.getKey(1.5, 0.5), 3u);  // d = 2
+    EXPECT_EQ(hc.getKey(1.5, 1.5), 2u);  // d = 3
+}
+
+TEST(HC2, KeysAreAHilbertCurveOverTheCells) {
+    // 16 x 16 cells: every key once, and consecutive keys in edge-adjacent cells.
+    HC2 hc(0, 0, 16, 16, 8);
+    std::vector<std::pair<int, int>> cellOfKey(256, std::make_pair(-1, -1));
+    for (int x = 0; x < 16; ++x)
+        for (int y = 0; y < 16; ++y) {
+            const uint32_t k = hc.getKey(x + 0.5, y + 0.5);
+            ASSERT_LT(k, 256u);
+            EXPECT_EQ(cellOfKey[k].first, -1);
+            cellOfKey[k] = std::make_pair(x, y);
+        }
+    for (size_t k = 1; k < 256; ++k) {
+        const int dx = std::abs(cellOfKey[k].first - cellOfKey[k - 1].first);
+        const int dy = std::abs(cellOfKey[k].second - cellOfKey[k - 1].second);
+        EXPECT_EQ(dx + dy, 1) << k;
+    }
+}
+
+TEST(HC2, ThirtyBitsAndClampingOutsideTheBox) {
+    HC2 hc(0, 0, 1, 1, 30);
+    EXPECT_EQ(hc.getKey(0, 0), 0u);
+    EXPECT_LT(hc.getKey(1, 1), 1u << 30);
+    EXPECT_EQ(hc.getKey(-5, -5), hc.getKey(0, 0));
+    EXPECT_EQ(hc.getKey(7, 0.99999999999), hc.getKey(1, 0.99999999999));
+}
+
+// ---- vertex vault --------------------------------------------------------------------------------------
+
+TEST(VertexVault, CloseTriangleAtBothEndsOfTheKeyRange) {
+    Dt2 dt(100);
+    std::mt19937_64 rng(1);
+    std::uniform_real_distribution<double> d(0, 1);
+    std::vector<Point2> v;
+    for (int i = 0; i < 100; ++i) v.emplace_back(d(rng), d(rng));
+    dt.insertVector(v, nullptr);
+    VertexVault& vault = dt.getVertexVault();
+    const std::vector<VaultEntry>& e = vault.getEntries();
+    ASSERT_EQ(e.size(), 100u);
+    for (size_t i = 1; i < e.size(); ++i) ASSERT_LE(e[i - 1].key, e[i].key);
+    for (const VaultEntry& x : e) ASSERT_TRUE(x.bActive);
+    EXPECT_EQ(vault.getCloseTriangle(0), e.front().pVtx->getIncidentTriangle());
+    EXPECT_EQ(vault.getCloseTriangle(0xFFFFFFFFu), e.back().pVtx->getIncidentTriangle());
+    EXPECT_EQ(vault.getCloseTriangle(e[37].key), e[37].pVtx->getIncidentTriangle());
+    EXPECT_EQ(vault.getIdxOfActiveVtx(e[37].pVtx), 37u);
+    EXPECT_NE(vault.getOneValidTriangle(), nullptr);
+    EXPECT_TRUE(vault.dupIsClean());
+}
+
+TEST(VertexVault, UnknownVertexIsReported) {
+    Dt2 dt(10);
+    dt.insert(Point2(0, 0));
+    Point2 stranger(1, 1);
+    testing::internal::CaptureStdout();
+    dt.getVertexVault().getIdxOfActiveVtx(&stranger);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "\n      [Lumo2D-Message] VertexVault::getIdxOfActiveVtx, ERROR: pQuery not found\n\n");
+}
+
+TEST(VertexVault, ThreeInitialPointsSkipDuplicatesAndCollinearOnes) {
+    Dt2 dt(10);
+    for (const Point2& p : {Point2(0, 0), Point2(0, 0), Point2(1, 1), Point2(2, 2), Point2(3, 3)}) dt.insert(p);
+    EXPECT_FALSE(dt.is2D());
+    EXPECT_EQ(dt.numberOfPoints(), 4u);
+    Point2 *a, *b, *c;
+    EXPECT_FALSE(dt.getVertexVault().getThreeInitialPoints(a, b, c, dt.getGeomTest()));
+    dt.insert(Point2(3, 0));
+    EXPECT_TRUE(dt.is2D());
+    EXPECT_EQ(dt.numberOfTriangles(), 3u);
+}
+
+TEST(VertexVault, DuplicateRegisteredTwiceIsAnAssertion) {
+    Dt2 dt(10);
+    Point2* p = dt.insert(Point2(0, 0));
+    Point2 q(0, 0);
+    VertexVault& vault = dt.getVertexVault();
+    vault.registerDup(&q, p);
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(vault.registerDup(&q, p), LumoException);
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("Condition [ bInserted failed ]"), std::string::npos);
+}
+
+TEST(VertexVault, FakeBoxCorners) {
+    Dt2 dt(10);
+    VertexVault& vault = dt.getVertexVault();
+    Bbox2 box;
+    box.add(Point2(0, 0));
+    box.add(Point2(100, 50));
+    vault.installFakeBox(box);
+    ASSERT_TRUE(vault.hasFakeBox());
+    EXPECT_EQ(vault.getFakeBoxCorner(0)->x(), -0.5);
+    EXPECT_EQ(vault.getFakeBoxCorner(0)->y(), -0.25);
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(vault.getFakeBoxCorner(4), LumoException);
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("vFakeBoxHandles.size()>i"), std::string::npos);
+    vault.removeFakeBox();
+    EXPECT_FALSE(vault.hasFakeBox());
+}
+
+namespace {
+// The key by the definition: 15 levels, one quadrant code per level, from the fixed tables.
+uint32_t referenceKey(double x, double y, double minX, double minY, double maxX, double maxY) {
+    static const int position[4][4] = {{0, 1, 3, 2}, {0, 3, 1, 2}, {2, 1, 3, 0}, {2, 3, 1, 0}};
+    static const int next[4][4] = {{1, 0, 2, 0}, {0, 3, 1, 1}, {2, 2, 0, 3}, {3, 1, 3, 2}};
+    const double G = 32768.0;
+    uint32_t X = uint32_t((x - minX) * (G / (maxX - minX)));
+    uint32_t Y = uint32_t((y - minY) * (G / (maxY - minY)));
+    X = std::min(X, 32767u);
+    Y = std::min(Y, 32767u);
+    uint32_t key = 0;
+    int state = 0;
+    for (int bit = 14; bit >= 0; --bit) {
+        const int d = int((Y >> bit) & 1u) + 2 * int((X >> bit) & 1u);
+        key |= uint32_t(position[state][d]) << (2 * bit);
+        state = next[state][d];
+    }
+    return key;
+}
+} // namespace
+
+TEST(HC2, ThirtyBitKeysMatchTheLevelByLevelDefinition) {
+    std::mt19937_64 rng(77);
+    std::uniform_real_distribution<double> d(-3.0, 5.0);
+    HC2 hc(-3.0, -3.0, 5.0, 5.0, 30);
+    for (int i = 0; i < 20000; ++i) {
+        const double x = d(rng), y = d(rng);
+        ASSERT_EQ(hc.getKey(x, y), referenceKey(x, y, -3.0, -3.0, 5.0, 5.0)) << x << " " << y;
+    }
+}
