@@ -7,6 +7,7 @@
 // only when something fails, so that standard output carries just the summary.
 #include <sys/stat.h>
 #include <unistd.h>
+#include <cctype>
 #include <cerrno>
 #include <chrono>
 #include <cmath>

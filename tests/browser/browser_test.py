@@ -28,6 +28,7 @@ import zlib
 CHROMIUM_FLAGS = [
     "--headless", "--no-sandbox", "--disable-gpu", "--no-first-run",
     "--disable-background-networking", "--disable-component-update", "--disable-sync",
+    "--disable-dev-shm-usage",  # containers often have a tiny /dev/shm
 ]
 VIRTUAL_TIME_MS = 10000   # budget of page time for loading and drawing the scene
 RUN_TIMEOUT_S = 120       # wall-clock bound of one Chromium run
