@@ -37,10 +37,13 @@ namespace ORBI_LUMO2D {
 //     For M < 2^-486 every product is below 2^-970 and E < 2^-1021 + 2^-1022 < 2^-1020; the filter
 //     therefore also requires |det_fl| >= 2^-1020 (orientFloor). That floor only matters when
 //     products are that small (or for an unbounded object); such calls go on to stage 2, whose
-//     directed rounding stays valid for subnormal results, and stage 3.
-// Overflow is outside the contract of the filter: products must stay finite. Stages 2 and 3
-// are exact for all finite coordinates.
-const double GeomTest::orientFloor = std::ldexp(1.0, -1020);
+//     directed rounding stays valid for subnormal results, and stage 3. In the first branch of
+//     (c) underflow adds at most 2^-1074 absolutely, negligible against |det_fl| > max(B, 2^-1020).
+//     Without the floor, x near 2^-519 and y near 2^-538 do produce det_fl = -2^-1074 for a
+//     counterclockwise triple while B has underflowed to 0 (see the predicate tests).
+// The filter assumes the default round-to-nearest mode. Overflow is outside its contract:
+// products must stay finite. Stages 2 and 3 are exact for all finite coordinates.
+// orientFloor = 2^-1020 (GeomTest.h).
 
 // ---- In-circle filter -----------------------------------------------------------------------
 // det = alift*(bdx*cdy - cdx*bdy) + blift*(cdx*ady - adx*cdy) + clift*(adx*bdy - bdx*ady),
@@ -62,13 +65,13 @@ const double GeomTest::orientFloor = std::ldexp(1.0, -1020);
 // the minors and the 3 products lift*minor (and likewise in P'). Carried through the later
 // operations they add at most 2^-1075 * (2*sum|minor| + 2*sum lift + 3) * (1+gamma_4) to the
 // error of det_fl, and P' may be smaller by the same amount, which the relative term covers
-// only up to a factor 12u. Since |minor_i| <= p_i (p the computed |.|+|.| sums), adding
-//   g = 2^-1070 * (alift + blift + clift + pa + pb + pc + 1)
-// (rounded, still >= 7 * 2^-1073 * (sum + 1)) covers all of it at least twice over.
-// Overflow anywhere turns det or the bound into inf or NaN; neither passes the strict
-// comparisons, so such calls reach the exact stage, which is exact for all finite inputs.
-const double GeomTest::inCircleErrFactor = 12.0 * std::ldexp(1.0, -53);
-const double GeomTest::underflowFactor = std::ldexp(1.0, -1070);
+// only up to a factor 12u. Since |minor_i| <= p_i (p the computed |.|+|.| sums), all of it stays
+// below 2^-1073 * (alift + blift + clift + pa + pb + pc + 1). The filter adds
+//   g = 2^-1022 * (alift + blift + clift + pa + pb + pc + 1),
+// far more than needed, but a normal number: a subnormal guard would cost a microcode assist of
+// some hundred cycles on every call. Only data whose differences are below about 2^-511 lose
+// the filter through it, and those go to the exact stage.
+// inCircleErrFactor = 12u, underflowFactor = 2^-1022 (GeomTest.h).
 
 GeomTest::GeomTest() {}
 
@@ -89,14 +92,23 @@ void GeomTest::initIntersectionPool() {
     bIntersectionPoolReady = true;
 }
 
-void GeomTest::setBound(double M) {
-    // Roundings: the two differences, their product and the final difference, each with
-    // relative error eps/2, on terms of size up to (2M)^2.
+namespace {
+// ((e*2^1 + 0.5*e*2^2)*2 + 0.5*e*2^3) = 3*2^-50 with e = 2^-52: the differences, their product
+// and the final difference each round by e/2 on terms of size up to (2M)^2.
+double orientationBoundFactor() {
     const double e = DBL_EPSILON;  // 2^-52
     const double k1 = std::ldexp(e, int(std::ceil(std::log(2.0) / std::log(2.0))));
     const double k2 = std::ldexp(e, int(std::ceil(std::log(4.0) / std::log(2.0))));
     const double k3 = std::ldexp(e, int(std::ceil(std::log(8.0) / std::log(2.0))));
-    const double bound = ((k1 + 0.5 * k2) * 2.0 + 0.5 * k3) * M * M;
+    return (k1 + 0.5 * k2) * 2.0 + 0.5 * k3;
+}
+} // namespace
+
+void GeomTest::setBound(double M) {
+    // Computed once (under -frounding-math the compiler may not fold the logarithms), on first
+    // use, so that boxes set up during static initialisation get the right factor too.
+    static const double factor = orientationBoundFactor();
+    const double bound = factor * M * M;
     posErrBound = bound;
     negErrBound = -bound;
     coordinateBound = std::fabs(M);

@@ -91,9 +91,11 @@ private:
     void initGeneralPool();
     void initIntersectionPool();
 
-    static const double orientFloor;
-    static const double inCircleErrFactor;
-    static const double underflowFactor;
+    // Filter constants, derived in GeomTest.cpp. Constant expressions, so that no static
+    // initialisation order can leave them zero.
+    static constexpr double orientFloor = 0x1p-1020;
+    static constexpr double inCircleErrFactor = 12.0 * 0x1p-53;
+    static constexpr double underflowFactor = 0x1p-1022;
 
     mpq_t aGeneral[48];
     mpq_t aIntersection[29];

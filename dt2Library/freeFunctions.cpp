@@ -150,7 +150,8 @@ bool readPointsBIN(const char* filename, std::vector<Point2>& vPointsOut) {
     uint64_t count(0), payloadBytes(0);
     const HeaderState header = readHeader(f, fileType, count, payloadBytes);
     if (header == HEADER_NO_TYPE) {
-        printFileFailure(filename, " is truncated");
+        // A stream that fails outright (a directory, say) was not readable in the first place.
+        printFileFailure(filename, f.bad() ? " can't be read" : " is truncated");
         return false;
     }
     if (fileType != FT_POINTS3 && fileType != FT_POINTS2) {
@@ -202,7 +203,8 @@ bool readSegmentsBIN(const char* filename, std::vector<Segment2>& vSegmentsOut) 
     uint64_t count(0), payloadBytes(0);
     const HeaderState header = readHeader(f, fileType, count, payloadBytes);
     if (header == HEADER_NO_TYPE) {
-        printFileFailure(filename, " is truncated");
+        // A stream that fails outright (a directory, say) was not readable in the first place.
+        printFileFailure(filename, f.bad() ? " can't be read" : " is truncated");
         return false;
     }
     if (fileType != FT_SEGMENTS3 && fileType != FT_SEGMENTS2) {
@@ -255,6 +257,11 @@ bool readXY(const char* filename, std::vector<Point2>& vPointsOut) {
     }
     double x, y;
     while (f >> x >> y) vPointsOut.emplace_back(x, y);
+    // A parse failure ends the data; a failing stream (a directory, say) is unreadable.
+    if (f.bad()) {
+        printFileFailure(filename, " is unreadable");
+        return false;
+    }
     return true;
 }
 

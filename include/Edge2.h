@@ -7,6 +7,7 @@ namespace ORBI_LUMO2D {
 
 class LUMO2D_API Edge2 {
 public:
+    // The default edge has no triangle.
     Edge2() : pT(nullptr), oppIdx(0) {}
     Edge2(Triangle2* pT_, int oppIdx_) : pT(pT_), oppIdx(oppIdx_) {}
 
@@ -21,6 +22,7 @@ public:
     // Squared length (no square root).
     double getLength2D() const;
 
+    // Ordered by triangle address, then by index.
     bool operator<(const Edge2& e) const {
         return std::less<Triangle2*>()(pT, e.pT) || (pT == e.pT && oppIdx < e.oppIdx);
     }

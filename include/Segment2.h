@@ -6,17 +6,20 @@
 namespace ORBI_LUMO2D {
 
 class Segment2;
-// "Segment2 (<address>): <source>,<target>"
+// "Segment2 (<address>): <source>,<target>", the ends in the Point2 format.
 LUMO2D_API std::ostream& operator<<(std::ostream& os, const Segment2& s);
 
 class LUMO2D_API Segment2 {
 public:
+    // The default segment joins two default points.
     Segment2() {}
     Segment2(const Point2& src, const Point2& trg) : src_(src), trg_(trg) {}
 
+    // ---- ends (copies, with their custom indices) -----------------------------------
     Point2 getSrc() const { return src_; }
     Point2 getTrg() const { return trg_; }
     void swapSrcTrg() { Point2 t(src_); src_ = trg_; trg_ = t; }
+    // Squared Euclidean length.
     double getSqLen2D() const {
         const double dx = trg_.x() - src_.x(), dy = trg_.y() - src_.y();
         return dx * dx + dy * dy;

@@ -368,6 +368,22 @@ TEST_F(Files, ReadXYOfAMissingFileIsUnreadable) {
     EXPECT_TRUE(out.empty());
 }
 
+TEST_F(Files, ADirectoryIsNeitherReadNorWritten) {
+    std::vector<Point2> pts;
+    std::vector<Segment2> segs;
+    const std::string d = dir;
+    testing::internal::CaptureStdout();
+    EXPECT_FALSE(readPointsBIN(d.c_str(), pts));
+    EXPECT_FALSE(readSegmentsBIN(d.c_str(), segs));
+    EXPECT_FALSE(readXY(d.c_str(), pts));
+    EXPECT_FALSE(writePointsBIN(d.c_str(), pts));
+    EXPECT_FALSE(writeSegmentsBIN(d.c_str(), segs));
+    EXPECT_FALSE(writePointsASCII(d.c_str(), pts));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), d + " can't be read\n" + d + " can't be read\n" + d +
+                                                          " is unreadable\n" + d + " can't be written\n" + d +
+                                                          " can't be written\n" + d + " can't be written\n");
+}
+
 // ---- version ------------------------------------------------------------------------
 
 TEST(Version, NumbersAndText) {

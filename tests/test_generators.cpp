@@ -41,6 +41,10 @@ bool onClosedSegment(const Point2& p, const Point2& a, const Point2& b) {
 
 bool closedSegmentsMeet(const Segment2& s, const Segment2& t) {
     const Point2 a(s.getSrc()), b(s.getTrg()), c(t.getSrc()), d(t.getTrg());
+    // Disjoint bounding boxes (compared exactly on doubles) cannot meet.
+    if (std::max(a.x(), b.x()) < std::min(c.x(), d.x()) || std::max(c.x(), d.x()) < std::min(a.x(), b.x()) ||
+        std::max(a.y(), b.y()) < std::min(c.y(), d.y()) || std::max(c.y(), d.y()) < std::min(a.y(), b.y()))
+        return false;
     const int o1 = orient(a, b, c), o2 = orient(a, b, d), o3 = orient(c, d, a), o4 = orient(c, d, b);
     if (o1 * o2 < 0 && o3 * o4 < 0) return true;
     return onClosedSegment(c, a, b) || onClosedSegment(d, a, b) || onClosedSegment(a, c, d) || onClosedSegment(b, c, d);
@@ -251,6 +255,17 @@ TEST(RandomPolygon, ClosedSimpleCounterclockwiseInsideTheBox) {
             }
         }
     }
+}
+
+TEST(RandomPolygon, TheSimplicityOracleSeesCrossingsAndTouches) {
+    const Point2 a(0, 0), b(2, 2), c(2, 0), d(0, 2), e(1, 1), f(3, 3);
+    EXPECT_TRUE(closedSegmentsMeet(Segment2(a, b), Segment2(c, d)));    // proper crossing
+    EXPECT_TRUE(closedSegmentsMeet(Segment2(a, b), Segment2(e, c)));    // endpoint on the interior
+    EXPECT_TRUE(closedSegmentsMeet(Segment2(a, e), Segment2(b, e)));    // shared endpoint
+    EXPECT_TRUE(closedSegmentsMeet(Segment2(a, b), Segment2(e, f)));    // collinear overlap
+    EXPECT_FALSE(closedSegmentsMeet(Segment2(a, e), Segment2(b, f)));   // collinear, apart
+    EXPECT_FALSE(closedSegmentsMeet(Segment2(a, c), Segment2(d, b)));   // parallel
+    EXPECT_FALSE(closedSegmentsMeet(Segment2(a, b), Segment2(c, Point2(1.5, 0.4))));   // boxes overlap, apart
 }
 
 TEST(RandomPolygon, ReproducibleAndAppended) {
