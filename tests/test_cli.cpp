@@ -61,8 +61,10 @@ protected:
     void TearDown() override {
         if (!dir.empty()) std::system(("rm -rf " + dir).c_str());
     }
-    ToolRun run(const std::string& args) {
-        const std::string cmd = "cd " + dir + " && " + tool + " " + args + " >stdout.txt 2>stderr.txt";
+    ToolRun run(const std::string& args) { return runShell(tool + " " + args); }
+    // Runs a shell command line in the test's directory.
+    ToolRun runShell(const std::string& commandLine) {
+        const std::string cmd = "cd " + dir + " && " + commandLine + " >stdout.txt 2>stderr.txt";
         const int rc = std::system(cmd.c_str());
         ToolRun r{WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, readFile(dir + "/stdout.txt"), readFile(dir + "/stderr.txt")};
         std::remove((dir + "/stdout.txt").c_str());
@@ -290,4 +292,26 @@ TEST_F(Cli, DemoIntoAFileFailsAndWritesNothing) {
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "lumo2d: taken: taken is not a directory\n");
     EXPECT_EQ(listing(), "taken\n");
+}
+
+// ---- progress ----------------------------------------------------------------------------------
+
+TEST_F(Cli, LargeInputShowsProgressOnATerminalOnly) {
+    if (std::system("command -v script >/dev/null 2>&1") != 0) GTEST_SKIP() << "no script(1) for a terminal";
+    std::vector<Point2> v;
+    generateRandomPoints(200000, 0.0, 1000.0, v, 5);
+    testing::internal::CaptureStdout();
+    ASSERT_TRUE(writePointsBIN(path("big.dat").c_str(), v));
+    testing::internal::GetCapturedStdout();
+    // not a terminal: standard error stays empty
+    ToolRun r = run("triangulate big.dat");
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    // a terminal (script runs the tool on a pseudo-terminal): the bar advances to 100%
+    r = runShell("script -qec '" + tool + " triangulate big.dat' /dev/null");
+    ASSERT_EQ(r.status, 0) << r.out << r.err;
+    EXPECT_NE(r.out.find("insert vertices      ["), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("] 100%"), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("\r"), std::string::npos);  // the line overwrites itself
+    EXPECT_NE(r.out.find("input:     big.dat (binary, 200000 points)"), std::string::npos) << r.out;
 }
