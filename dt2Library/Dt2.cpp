@@ -2,7 +2,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>
-#include <memory>
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 #include <sstream>
 #include <thread>
 #include "tools.h"
@@ -14,10 +16,49 @@ namespace {
 const int KEY_SHIFT = 34;
 const uint64_t INDEX_MASK = (uint64_t(1) << KEY_SHIFT) - 1;
 
+// Scratch words for the bulk path. Large buffers are mapped directly, so that their pages go
+// back to the system when the buffer dies instead of staying in the heap: the insertion's peak
+// memory is then that of the triangulation itself.
+class ScratchWords {
+public:
+    explicit ScratchWords(size_t n) : bytes(n * sizeof(uint64_t)) {
+#if defined(__linux__)
+        if (bytes >= (size_t(1) << 20)) {
+            void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+            if (p != MAP_FAILED) {
+                pWords = static_cast<uint64_t*>(p);
+                bMapped = true;
+                return;
+            }
+        }
+#endif
+        pWords = static_cast<uint64_t*>(std::malloc(bytes == 0 ? 1 : bytes));
+        if (pWords == nullptr) throw LumoException();
+    }
+    ~ScratchWords() {
+#if defined(__linux__)
+        if (bMapped) {
+            munmap(pWords, bytes);
+            return;
+        }
+#endif
+        std::free(pWords);
+    }
+    ScratchWords(const ScratchWords&) = delete;
+    ScratchWords& operator=(const ScratchWords&) = delete;
+    uint64_t* get() { return pWords; }
+    uint64_t& operator[](size_t i) { return pWords[i]; }
+
+private:
+    size_t bytes;
+    uint64_t* pWords{nullptr};
+    bool bMapped{false};
+};
+
 // Stable LSD radix sort of key/index words by their key bits, three passes of 10 bits.
 void sortKeyIndexPairs(uint64_t* a, size_t n) {
     if (n < 2) return;
-    std::unique_ptr<uint64_t[]> aTmp(new uint64_t[n]);
+    ScratchWords aTmp(n);
     uint64_t* pSrc = a;
     uint64_t* pDst = aTmp.get();
     for (int shift = KEY_SHIFT; shift < KEY_SHIFT + 30; shift += 10) {
@@ -38,7 +79,8 @@ const int STOCHASTIC_WALK_AFTER = 1000;
 
 Dt2::Dt2(unsigned numExpectedVertices)
     : poolPoints(3125000), poolTriangles(2083333), vertexVault(this), bbox(&geomTest) {
-    const int32_t n = numExpectedVertices < 3 ? 3 : int32_t(std::min<unsigned>(numExpectedVertices, 1u << 30));
+    // The estimate only sizes the first blocks; it is capped so that 2n+10 stays an int.
+    const int32_t n = numExpectedVertices < 3 ? 3 : int32_t(std::min<unsigned>(numExpectedVertices, 1000000000u));
     poolPoints.init(n);
     poolTriangles.init(2 * n + 10);
     vCheckT.reserve(64);
@@ -104,6 +146,7 @@ void Dt2::updateGeomBound() {
     const double m = std::max(std::max(std::fabs(bbox.get_minX()), std::fabs(bbox.get_minY())),
                               std::max(std::fabs(bbox.get_maxX()), std::fabs(bbox.get_maxY())));
     if (m > geomTest.getCoordinateBound()) geomTest.setBound(m);
+    syncOrientBound();
 }
 
 void Dt2::updateStaticFilter() {
@@ -114,7 +157,7 @@ void Dt2::updateStaticFilter() {
     }
     const double D2 = D * D;
     // 12 D^4 times the filter factor, with a relative margin for the rounding of this product.
-    inCircleStaticBound = 1.1102230246251577e-15 * (12.0 * D2 * D2) * (1.0 + 1e-12) + 9.332636185032189e-302;
+    inCircleStaticBound = inCircleRelBound * (12.0 * D2 * D2) * (1.0 + 1e-12) + 9.332636185032189e-302;
 }
 
 void Dt2::growBoxes(double minX, double minY, double maxX, double maxY) {
@@ -152,10 +195,18 @@ Point2* Dt2::insert(const Point2& p) {
     const uint32_t key = hc.getKey(p.x(), p.y());
     vertexVault.addVertex(key, q);
     Triangle2* pStart = vertexVault.getCloseTriangle(key);
+    // Vertices inserted one by one wait unsorted behind the vault's sorted run; when the
+    // previous vertex is nearer than the vault's candidate, its triangle is the better start
+    // (a host adding points along a path would otherwise walk far every time).
+    if (pLastSingle != nullptr && pLastSingle->getIncidentTriangle() != nullptr) {
+        const Point2* pCand = pStart->getCorner(0);
+        if (sqDistance(*pLastSingle, p) < sqDistance(*pCand, p)) pStart = pLastSingle->getIncidentTriangle();
+    }
     insertOneVertex(q, pStart);
     (vertexVault.end() - 1)->bActive = q->getIncidentTriangle() != nullptr;
     Point2* pResult = vertexVault.treatOneDupGetHandle(q);
     vertexVault.mergeTailIfLarge();
+    pLastSingle = pResult;
     return pResult;
 }
 
@@ -224,7 +275,7 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
     // records are then allocated in curve order, so that neighbouring vertices share cache
     // lines. The two scratch arrays die before any triangle memory is touched.
     {
-        std::unique_ptr<uint64_t[]> aKeyIdx(new uint64_t[numValid]);
+        ScratchWords aKeyIdx(numValid);
         size_t m = 0;
         for (size_t i = 0; i < n; ++i) {
             getXY(i, x, y, ci);
@@ -248,6 +299,12 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
     }
 
     if (!is2D()) {
+        // Vertices stored by earlier calls (all collinear so far) must survive as the vertex
+        // of their position: resolve duplicates by position before any walk can see them.
+        if (firstNew > 0) {
+            vertexVault.findDupsBySorting();
+            vertexVault.treatDupsAndHandles(aHandles, n);
+        }
         // Without a triangle no walk can find duplicates: sort them out explicitly.
         if (!createFullDimTriangle(firstNew)) vertexVault.findDupsBySorting();
     } else {
@@ -354,7 +411,7 @@ int Dt2::locateConflictTriangle(const Point2& q, Triangle2*& pT, int& ici) {
             const int i = aOrder[k];
             const Point2* pA = pCur->getCorner(incIndexBy1(i));
             const Point2* pB = pCur->getCorner(incIndexBy2(i));
-            const Orientation2 ori = geomTest.getOrientation2(pA, pB, &q);
+            const Orientation2 ori = orient(pA, pB, &q);
             if (ori == ORIENTATION2_CCW) continue;
             if (ori == ORIENTATION2_CW) break;
             // q is on the line of edge i.
@@ -423,7 +480,7 @@ int Dt2::locateOnHullLine(const Point2& q, Triangle2*& pT, int& ici) {
     for (int k = 1; k <= 2; ++k) {
         const int e = (hullIdx + k) % 3;
         const Orientation2 ori =
-            geomTest.getOrientation2(pT->getCorner(incIndexBy1(e)), pT->getCorner(incIndexBy2(e)), &q);
+            orient(pT->getCorner(incIndexBy1(e)), pT->getCorner(incIndexBy2(e)), &q);
         if (ori == ORIENTATION2_CW) {
             Triangle2* pN = pT->getOppositeTriangle(e);
             ici = -1;
@@ -539,7 +596,7 @@ void Dt2::prevHullEdge(Triangle2*& pT, int& idx) {
 void Dt2::insertVertexCH(Point2* q, Triangle2* pT, int hullIdx) {
     // Collect the hull edges visible from q: a contiguous chain around the start edge.
     auto isVisible = [&](Triangle2* pHT, int idx) {
-        return geomTest.getOrientation2(pHT->getCorner(incIndexBy1(idx)), pHT->getCorner(incIndexBy2(idx)), q) ==
+        return orient(pHT->getCorner(incIndexBy1(idx)), pHT->getCorner(incIndexBy2(idx)), q) ==
                ORIENTATION2_CW;
     };
     vHullChain.clear();
@@ -596,12 +653,22 @@ void Dt2::bfsFlipIncident(Point2* q) {
         Point2* b = pT->getCorner(2);
         const int j = pN->getIntraTriangleIndex(pT);
         Point2* d = pN->getCorner(j);
-        Triangle2* pTa = pT->getOppositeTriangle(2);
         Triangle2* pTb = pT->getOppositeTriangle(1);
         Triangle2* pNad = pN->getOppositeTriangle(incIndexBy1(j));
         Triangle2* pNdb = pN->getOppositeTriangle(incIndexBy2(j));
-        pT->setPropertiesAndOppT(q, a, d, pNad, pN, pTa);
-        pN->setPropertiesAndOppT(q, d, b, pNdb, pTb, pT);
+        // pT keeps q, a and its neighbour across q-a: only corner 2 and two neighbours change.
+        pT->setVertexPointer(2, d);
+        pT->setOppTriangle(0, pNad);
+        pT->setOppTriangle(1, pN);
+        pN->setVertexPointer(0, q);
+        pN->setVertexPointer(1, d);
+        pN->setVertexPointer(2, b);
+        pN->setOppTriangle(0, pNdb);
+        pN->setOppTriangle(1, pTb);
+        pN->setOppTriangle(2, pT);
+        // Only a (was in pN) and b (was in pT) can point to a triangle that lost them.
+        a->setIncidentTriangle(pT);
+        b->setIncidentTriangle(pN);
         if (pNad != nullptr) pNad->setOppTriangle(pNad->getIntraTriangleIndex(pN), pT);
         if (pTb != nullptr) pTb->setOppTriangle(pTb->getIntraTriangleIndex(pT), pN);
         vCheckT.push_back(pN);

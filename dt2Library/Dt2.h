@@ -9,6 +9,7 @@
 #include <vector>
 #include "Bbox2.h"
 #include "Edge2.h"
+#include "ExactDiffPredicates.h"
 #include "GeomTest.h"
 #include "HC2.h"
 #include "MsgPublisher.h"
@@ -108,6 +109,29 @@ private:
     // Lawson flips of edge 0 of the stacked triangles (q is corner 0 of each).
     void bfsFlipIncident(Point2* q);
 
+    // Orientation for the walk and the hull: GeomTest's filter (same determinant, same bound,
+    // never below 2^-1000), then exact double arithmetic when the differences are exact, then
+    // GeomTest's own slow stages.
+    Orientation2 orient(const Point2* p0, const Point2* p1, const Point2* p2) {
+        const double det = (p1->y() - p2->y()) * (p0->x() - p2->x()) - (p0->y() - p2->y()) * (p1->x() - p2->x());
+        if (det > orientBound) return ORIENTATION2_CCW;
+        if (det < -orientBound) return ORIENTATION2_CW;
+        return orientSlow(p0, p1, p2);
+    }
+    Orientation2 orientSlow(const Point2* p0, const Point2* p1, const Point2* p2) {
+        const int r = exact_diff::orientation(p0, p1, p2);
+        if (r == exact_diff::NOT_DECIDED) return geomTest.getOrientation2(p0, p1, p2);
+        return r > 0 ? ORIENTATION2_CCW : (r < 0 ? ORIENTATION2_CW : ORIENTATION2_COLLINEAR);
+    }
+    // Follows GeomTest's error bound (call after every change of it); the floor 2^-1000 keeps
+    // determinants whose products may have underflowed out of the filter.
+    void syncOrientBound() {
+        orientBound = std::max(geomTest.getPositiveErrorBound(), 9.332636185032189e-302);
+        if (!(orientBound < HUGE_VAL)) orientBound = HUGE_VAL;
+    }
+    // 12u, u = 2^-53: the in-circle filter's relative bound (derived in GeomTest.cpp).
+    static constexpr double inCircleRelBound = 12.0 * 0x1p-53;
+
     // In-circle test for the flips: +1 when q is strictly inside the circumcircle of the
     // counterclockwise (a, b, c). A floating-point filter decides the clear cases in normal
     // range arithmetic; everything else goes to GeomTest::inCircle, which is exact.
@@ -130,15 +154,17 @@ private:
         const double pb = std::fabs(cdxady) + std::fabs(adxcdy);
         const double pc = std::fabs(adxbdy) + std::fabs(bdxady);
         const double permanent = pa * alift + pb * blift + pc * clift;
-        // Same error bound as GeomTest's filter; its allowance for subnormal products,
-        // 2^-1070 * (lifts + minors + 1), stays below 2^-1000 while that sum is below 2^69,
-        // so the allowance is replaced by 2^-1000 there (no subnormal arithmetic on this path).
+        // GeomTest's relative bound (12u times the permanent, see GeomTest.cpp). The subnormal
+        // products there need an allowance of 2^-1073 * (lifts + minors + 1), which stays below
+        // 2^-1000 while that sum is below 2^69, so a constant 2^-1000 serves on this path.
         const double sum = alift + blift + clift + pa + pb + pc;
         if (sum < 5.9e20) {
-            const double errBound = 1.1102230246251577e-15 * permanent + 9.332636185032189e-302;
+            const double errBound = inCircleRelBound * permanent + 9.332636185032189e-302;
             if (det > errBound) return 1;
             if (-det > errBound) return -1;
         }
+        const int r = exact_diff::inCircle(a, b, c, q);
+        if (r != exact_diff::NOT_DECIDED) return r;
         return geomTest.inCircle(a, b, c, q);
     }
     // With D the largest side of the vertex box, |coordinate difference| <= D, each lift and
@@ -168,6 +194,10 @@ private:
     // Grows both boxes by the given extent; re-keys the vault when the key box must grow.
     void growBoxes(double minX, double minY, double maxX, double maxY);
     void updateGeomBound();
+    static double sqDistance(const Point2& a, const Point2& b) {
+        const double dx = a.x() - b.x(), dy = a.y() - b.y();
+        return dx * dx + dy * dy;
+    }
     static bool isFinitePoint(double x, double y) { return std::isfinite(x) && std::isfinite(y); }
     static void reportBadPoint(double x, double y);
 
@@ -181,7 +211,9 @@ private:
     Bbox2 bboxVertices;   // exact extent of the vertices
     HC2 hc;
     std::vector<Triangle2*> vCheckT;
+    Point2* pLastSingle{nullptr};   // vertex of the previous single insertion (a walk hint)
     double inCircleStaticBound{HUGE_VAL};
+    double orientBound{9.332636185032189e-302};
     std::vector<Edge2> vHullChain;   // scratch of insertVertexCH
     int numCPU{1};
     MsgPublisher* pMsgPublisher{nullptr};

@@ -2,7 +2,10 @@
 // self-test and the statistics printout.
 #include <iomanip>
 #include <iostream>
+#include "Circle2.h"
+#include "Color.h"
 #include "Dt2.h"
+#include "Visualizer2.h"
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
@@ -12,13 +15,16 @@ Triangle2* Dt2::locate(const Point2& q) {
     if (!isFinitePoint(q.x(), q.y())) return nullptr;
     // The walk's filtered orientation must cover q's magnitude too.
     const double m = q.getMaxAbs();
-    if (m > geomTest.getCoordinateBound()) geomTest.setBound(m);
+    if (m > geomTest.getCoordinateBound()) {
+        geomTest.setBound(m);
+        syncOrientBound();
+    }
     Triangle2* pT = vertexVault.getCloseTriangle(hc.getKey(q.x(), q.y()));
     int ici = -1;
     const int result = locateConflictTriangle(q, pT, ici);
     if (result == -1 || result == 4) return pT;
     const Orientation2 ori =
-        geomTest.getOrientation2(pT->getCorner(incIndexBy1(result)), pT->getCorner(incIndexBy2(result)), &q);
+        orient(pT->getCorner(incIndexBy1(result)), pT->getCorner(incIndexBy2(result)), &q);
     if (ori == ORIENTATION2_CW) return nullptr;
     return pT;
 }
@@ -118,12 +124,15 @@ bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name)
     getTrianglePointers(vT);
     size_t numErrors = 0;
     const size_t maxReports = 10;
-    auto report = [&](const char* text, const Triangle2* pT) {
+    std::vector<Triangle2*> vBadT;
+    auto report = [&](const char* text, Triangle2* pT) {
         if (++numErrors <= maxReports) {
             std::cout << text << std::endl;
             if (pT != nullptr) std::cout << *pT << std::endl;
         }
+        if (pT != nullptr && vBadT.size() < maxReports) vBadT.push_back(pT);
     };
+    bool bBadCircleDrawn = false;
     size_t numHullEdges = 0;
     for (Triangle2* pT : vT) {
         Point2* c[3] = {pT->getCorner(0), pT->getCorner(1), pT->getCorner(2)};
@@ -153,8 +162,20 @@ bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name)
                 continue;
             }
             if (bCheckEmptyCircleProperty && !isConstraintEdge(c[incIndexBy1(i)], c[incIndexBy2(i)]) &&
-                gt.inCircle(c[0], c[1], c[2], pN->getCorner(j)) > 0)
+                gt.inCircle(c[0], c[1], c[2], pN->getCorner(j)) > 0) {
                 report("Sphere inclusion test failed", pT);
+                if (!bBadCircleDrawn) {
+                    // The first offender: the triangle, its circumcircle and the vertex inside.
+                    bBadCircleDrawn = true;
+                    Visualizer2 vis("badEmptyCircle.ps");
+                    vis.addObject(*pT, Color(CBLACK, 0.001f, false));
+                    vis.addObject(*pN, Color(CGRAY, 0.001f, false));
+                    const std::pair<Point2, bool> cc = pT->getDual();
+                    vis.addObject(Circle2(cc.first, sqDistance(cc.first, *c[0])), Color(CBLUE, 0.001f, false));
+                    vis.addObject(*pN->getCorner(j), Color(CRED, 0.002f, true));
+                    vis.writeFile();
+                }
+            }
         }
     }
     // Every vertex must know a live triangle that really has it as a corner.
@@ -175,6 +196,21 @@ bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name)
     if (numErrors == 0 && vT.size() + 2 + numHullEdges != 2 * numVtxInT) report("Euler count mismatch", nullptr);
     if (numErrors == 0) return true;
     std::cout << "\ncheckValidity, bug, name=" << name << " (" << numErrors << " failed tests)" << std::endl;
+    // The whole triangulation, and the offending triangles in red over their neighbourhood.
+    Visualizer2 visAll("currentState.ps");
+    visAll.addObject(vT, Color(CBLACK, 0.001f, false));
+    visAll.writeFile();
+    if (!vBadT.empty()) {
+        Visualizer2 visBad("checkValidityFail_" + name + ".ps");
+        for (Triangle2* pT : vBadT) {
+            for (int i = 0; i < 3; ++i)
+                if (pT->getOppositeTriangle(i) != nullptr && pT->getOppositeTriangle(i)->getCorner(0) != nullptr)
+                    visBad.addObject(*pT->getOppositeTriangle(i), Color(CGRAY, 0.001f, false));
+            if (pT->getCorner(0) != nullptr && pT->getCorner(1) != nullptr && pT->getCorner(2) != nullptr)
+                visBad.addObject(*pT, Color(CRED, 0.001f, true));
+        }
+        visBad.writeFile();
+    }
     return false;
 }
 

@@ -316,3 +316,127 @@ TEST(Insertion, NumCpuPolicyAndBulkInsertionStillValid) {
     dt.insert(v);
     EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
 }
+
+// ---- splitting and progress ------------------------------------------------------------------------------
+
+TEST(Insertion, PointOnAnInteriorEdgeSplitsTwoTrianglesIntoFour) {
+    Lumo_2D dt;
+    std::vector<Point2*> h;
+    dt.insert({Point2(0, 0), Point2(2, 0), Point2(2, 2), Point2(0, 2)}, h);
+    ASSERT_EQ(dt.numberOfTriangles(), 2u);
+    Point2* pMid = dt.insert(Point2(1, 1));
+    EXPECT_EQ(dt.numberOfTriangles(), 4u);
+    std::vector<Triangle2*> vInc;
+    dt.getIncidentTriangles(pMid, vInc);
+    EXPECT_EQ(vInc.size(), 4u);
+    // On a hull edge: one triangle becomes two.
+    dt.insert(Point2(1, 0));
+    EXPECT_EQ(dt.numberOfTriangles(), 5u);
+}
+
+namespace {
+struct ProgressLog : public MsgBase {
+    std::vector<std::pair<std::string, double>> v;
+    void update(MsgType, const std::string& text, double value) override { v.emplace_back(text, value); }
+};
+} // namespace
+
+TEST(Insertion, BulkInsertionReportsProgress) {
+    Lumo_2D dt;
+    ProgressLog log;
+    dt.subscribe(MSG_PROGRESS, &log);
+    dt.insert(randomPoints(1000, 31));
+    ASSERT_FALSE(log.v.empty());
+    EXPECT_EQ(log.v.back(), std::make_pair(std::string("insert vertices"), 1.0));
+    for (size_t i = 1; i < log.v.size(); ++i) EXPECT_GE(log.v[i].second, log.v[i - 1].second);
+    dt.unsubscribe(MSG_PROGRESS, &log);
+    const size_t n = log.v.size();
+    dt.insert(randomPoints(100, 32));
+    EXPECT_EQ(log.v.size(), n);
+}
+
+TEST(Insertion, EarlierVertexSurvivesWhenTheTriangulationBecomesTwoDimensional) {
+    Lumo_2D dt;
+    std::vector<Point2*> h1, h2;
+    std::vector<Point2> line;
+    for (int i = 0; i < 40; ++i) line.emplace_back(i, i);
+    dt.insert(line, h1);
+    ASSERT_FALSE(dt.is2D());
+    // Every old point again (in reverse), plus one point off the line.
+    std::vector<Point2> again(line.rbegin(), line.rend());
+    again.emplace_back(3, -5);
+    dt.insert(again, h2);
+    ASSERT_TRUE(dt.is2D());
+    for (size_t i = 0; i < line.size(); ++i) {
+        EXPECT_EQ(h2[line.size() - 1 - i], h1[i]);
+        EXPECT_NE(h1[i]->getIncidentTriangle(), nullptr);
+    }
+    EXPECT_EQ(dt.numberOfPoints(), 41u);
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(dt.checkValidity(true, "survivors"));
+    testing::internal::GetCapturedStdout();
+}
+
+TEST(Insertion, SinglePointsAlongAnOutwardPath) {
+    // Every point lies outside the hull of the previous ones and beyond the vault's sorted run.
+    Lumo_2D dt;
+    std::vector<Point2> v;
+    for (int i = 0; i < 20000; ++i) {
+        const Point2 p(i * 1.0, (i % 7) * 0.5 + i * 0.001);
+        ASSERT_NE(dt.insert(p), nullptr);
+        v.push_back(p);
+    }
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(dt.checkValidity(true, "outward"));
+    testing::internal::GetCapturedStdout();
+    std::vector<Point2> head(v.begin(), v.begin() + 500);
+    Lumo_2D small;
+    for (const Point2& p : head) small.insert(p);
+    EXPECT_EQ(checkDelaunayTriangulation(head, triangles(small)), "");
+}
+
+TEST(Insertion, MidpointsOfAllEdgesLandExactlyOnEdges) {
+    // Even integer coordinates: every edge midpoint is exact and lies on its edge.
+    std::mt19937 rng(8);
+    std::vector<Point2> v;
+    for (int i = 0; i < 300; ++i) v.emplace_back(2 * int(rng() % 200), 2 * int(rng() % 200));
+    Lumo_2D dt;
+    dt.insert(v);
+    std::vector<Triangle2*> vT = triangles(dt);
+    std::set<std::pair<double, double>> sMid;
+    for (Triangle2* pT : vT)
+        for (int i = 0; i < 3; ++i) {
+            const Point2* a = pT->getCorner((i + 1) % 3);
+            const Point2* b = pT->getCorner((i + 2) % 3);
+            sMid.insert(std::make_pair(0.5 * (a->x() + b->x()), 0.5 * (a->y() + b->y())));
+        }
+    std::vector<Point2> mids;
+    for (const auto& m : sMid) mids.emplace_back(m.first, m.second);
+    // Half of them one by one, the rest in bulk.
+    for (size_t i = 0; i < mids.size() / 2; ++i) dt.insert(mids[i]);
+    dt.insert(std::vector<Point2>(mids.begin() + long(mids.size() / 2), mids.end()));
+    v.insert(v.end(), mids.begin(), mids.end());
+    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
+}
+
+TEST(Insertion, MixedOperationsStayDelaunay) {
+    std::mt19937_64 rng(99);
+    std::uniform_real_distribution<double> d(0, 1);
+    Lumo_2D dt;
+    std::vector<Point2> all;
+    for (int round = 0; round < 6; ++round) {
+        const double scale = std::pow(10.0, round % 3);
+        std::vector<Point2> batch;
+        for (int i = 0; i < 400; ++i) batch.emplace_back(scale * d(rng), scale * d(rng));
+        for (int i = 0; i < 50; ++i) batch.push_back(all.empty() ? batch[size_t(i)] : all[rng() % all.size()]);
+        if (round % 2 == 0) {
+            std::vector<Point2*> h;
+            dt.insert(batch, h);
+            for (size_t i = 0; i < batch.size(); ++i) ASSERT_EQ(*h[i], batch[i]);
+        } else {
+            for (const Point2& p : batch) ASSERT_EQ(*dt.insert(p), p);
+        }
+        all.insert(all.end(), batch.begin(), batch.end());
+        ASSERT_EQ(checkDelaunayTriangulation(all, triangles(dt)), "") << "round " << round;
+    }
+}

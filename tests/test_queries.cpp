@@ -1,10 +1,12 @@
 // Point location, adjacency, incident triangles, convex hull, the self-test and statistics.
 #include <gtest/gtest.h>
 #include <cmath>
+#include <fstream>
 #include <random>
 #include "DelaunayOracle.h"
 #include "Lumo_2D.h"
 
+#include "ScopedTempDir.h"
 using namespace ORBI_LUMO2D;
 
 namespace {
@@ -100,6 +102,7 @@ TEST(Adjacency, TriangleOfADirectedEdge) {
 }
 
 TEST(Adjacency, NullOrEqualVerticesAreAssertions) {
+    lumo_test::ScopedTempDir tmpDir;  // the assertion writes LUMO_LOG.txt
     Lumo_2D dt;
     std::vector<Point2*> h;
     dt.insert({Point2(0, 0), Point2(2, 0), Point2(1, 2)}, h);
@@ -183,6 +186,7 @@ TEST(CheckValidity, PassesOnValidTriangulations) {
 }
 
 TEST(CheckValidity, DetectsABrokenNeighbourLink) {
+    lumo_test::ScopedTempDir tmpDir;  // failures are drawn into PostScript files
     Lumo_2D dt;
     dt.insert(randomPoints(50, 9));
     std::vector<Triangle2*> vT;
@@ -200,10 +204,14 @@ TEST(CheckValidity, DetectsABrokenNeighbourLink) {
     const std::string out = testing::internal::GetCapturedStdout();
     EXPECT_NE(out.find("Inconsistent neighborships:"), std::string::npos) << out;
     EXPECT_NE(out.find("\ncheckValidity, bug, name=broken"), std::string::npos);
+    std::ifstream fAll("currentState.ps"), fBad("checkValidityFail_broken.ps");
+    EXPECT_TRUE(fAll.good());
+    EXPECT_TRUE(fBad.good());
     pT->setOppTriangle(i, pN);
 }
 
 TEST(CheckValidity, DetectsANonDelaunayEdgeAndClockwiseCorners) {
+    lumo_test::ScopedTempDir tmpDir;  // failures are drawn into PostScript files
     // Two triangles over a convex quadrilateral, with the wrong diagonal forced by hand.
     Lumo_2D dt;
     std::vector<Point2*> h;
@@ -227,6 +235,7 @@ TEST(CheckValidity, DetectsANonDelaunayEdgeAndClockwiseCorners) {
     const std::string out = testing::internal::GetCapturedStdout();
     EXPECT_FALSE(bValid);
     EXPECT_NE(out.find("Sphere inclusion test failed"), std::string::npos) << out;
+    EXPECT_TRUE(std::ifstream("badEmptyCircle.ps").good());
     testing::internal::CaptureStdout();
     EXPECT_TRUE(dt.checkValidity(false, "flipped, no circle test"));
     testing::internal::GetCapturedStdout();

@@ -7,6 +7,7 @@
 #include "SimplePool.h"
 #include "VertexVault.h"
 
+#include "ScopedTempDir.h"
 using namespace ORBI_LUMO2D;
 
 // ---- SimplePool ---------------------------------------------------------------------------------
@@ -189,6 +190,7 @@ TEST(VertexVault, ThreeInitialPointsSkipDuplicatesAndCollinearOnes) {
 }
 
 TEST(VertexVault, DuplicateRegisteredTwiceIsAnAssertion) {
+    lumo_test::ScopedTempDir tmpDir;  // the assertion writes LUMO_LOG.txt
     Dt2 dt(10);
     Point2* p = dt.insert(Point2(0, 0));
     Point2 q(0, 0);
@@ -200,6 +202,7 @@ TEST(VertexVault, DuplicateRegisteredTwiceIsAnAssertion) {
 }
 
 TEST(VertexVault, FakeBoxCorners) {
+    lumo_test::ScopedTempDir tmpDir;  // the assertion writes LUMO_LOG.txt
     Dt2 dt(10);
     VertexVault& vault = dt.getVertexVault();
     Bbox2 box;

@@ -4,6 +4,7 @@
 #include <sstream>
 #include "Lumo_2D.h"
 
+#include "ScopedTempDir.h"
 using namespace ORBI_LUMO2D;
 
 namespace {
@@ -103,6 +104,7 @@ TEST(Triangle2, AreaByHeronAndZeroForCollinearCorners) {
 }
 
 TEST(Triangle2, NotANumberAreaIsAnAssertion) {
+    lumo_test::ScopedTempDir tmpDir;  // the assertion writes LUMO_LOG.txt
     const double nan = std::nan("");
     Tri x(Point2(0, 0), Point2(nan, 0), Point2(0, 3));
     testing::internal::CaptureStdout();
@@ -231,6 +233,7 @@ TEST(TriangleAroundVertexIterator, WrapsOnceThroughNullAtTheHull) {
 }
 
 TEST(TriangleAroundVertexIterator, ThrowsForAVertexWithoutTriangles) {
+    lumo_test::ScopedTempDir tmpDir;  // the assertion writes LUMO_LOG.txt
     Point2 lonely(1, 2);
     EXPECT_THROW(TriangleAroundVertexIterator it(&lonely), std::exception);
 }
