@@ -20,6 +20,8 @@
 
 namespace ORBI_LUMO2D {
 
+class Color;
+
 class Dt2 {
 public:
     explicit Dt2(unsigned numExpectedVertices);
@@ -58,6 +60,13 @@ public:
     void getConvexHull(bool bAllVertices, std::vector<Point2*>& vConvexHullPoints) const;
     bool checkValidity(bool bCheckEmptyCircleProperty, const std::string& name) const;
     void statistics(const std::string& name) const;
+
+    // ---- drawings and exports (Dt2_output.cpp) --------------------------------------------------
+    void show(const std::string& postscriptFilename) const;
+    void show(Visualizer2* pVis, const Color& color) const;
+    // pTriangles: the triangles to write (a zone's), or null for the whole triangulation.
+    void writeObj(const std::string& filename, const std::vector<Triangle2*>* pTriangles) const;
+    void writeWebScene(const char* path, const std::vector<Triangle2*>* pTriangles) const;
 
     // ---- internal steps (public for the tests and the later inserters) -------------------------
     // Walk from pT towards q. -1: q in pT (ici = -1 inside, else the edge q lies on);

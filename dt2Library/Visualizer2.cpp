@@ -3,6 +3,7 @@
 #include <cfloat>
 #include <cmath>
 #include <iostream>
+#include "LumoVersion.h"
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
@@ -170,7 +171,7 @@ void Visualizer2::writeProlog() {
     out << 0.05 << "\tsetlinewidth\n\t0\t0\t0\tsetrgbcolor\n\t/Times-Roman findfont 17 scalefont\n\tsetfont\n";
     out << "40\t740\tmoveto\n\t(" << filename << ")\tshow\n";
     out << "0.4\t0.4\t0.4\tsetrgbcolor\n\t/Times-Roman findfont 10 scalefont\n\tsetfont\n";
-    out << "40\t725\tmoveto\n(Lumo 2D - robust 2D Delaunay triangulation, community edition)\tshow\n";
+    out << "40\t725\tmoveto\n(" << getLumo2DVersion() << " - robust 2D Delaunay triangulation, community edition)\tshow\n";
     out << "0.0\t0.0\t0.0\tsetrgbcolor\n\t/Times-Roman findfont 10 scalefont\n\tsetfont\n";
     out << "40\t705\tmoveto\n";
     out << "(x-Range: [" << minX << " - " << maxX << "] =" << (maxX - minX) << ")\tshow" << "\n";

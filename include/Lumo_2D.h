@@ -12,13 +12,13 @@
 #include "VertexPair2.h"
 #include "Orientation2.h"
 #include "Triangle2.h"
-#include "LumoFiles.h"
-#include "LumoVersion.h"
-#include "testDataGenerators.h"
 #include "Color.h"
 #include "Label.h"
 #include "Visualizer2.h"
 #include "MeshExport.h"
+#include "LumoFiles.h"
+#include "LumoVersion.h"
+#include "testDataGenerators.h"
 #include "SegmentChecker.h"
 #include <string>
 #include <vector>
@@ -89,6 +89,18 @@ public:
     // ---- progress -------------------------------------------------------------------------------
     void subscribe(MsgType msgType, MsgBase* pMsg);
     void unsubscribe(MsgType msgType, MsgBase* pMsg);
+
+    // ---- drawings and exports -----------------------------------------------------------------
+    // Draws the triangles (and the convex hull) to a PostScript file. Before the first triangle
+    // exists it reports "The triangulation is not full dimensional yet, no visualization".
+    void show(const std::string& postscriptFilename) const;
+    // Adds the triangles to a caller's drawing in the given colour; the caller writes the file.
+    void show(Visualizer2* pVisualizer, const Color& color) const;
+    // Writes all triangles as a Wavefront OBJ file (z = 0, 1-based faces, counterclockwise).
+    void writeObj(const std::string& filename) const;
+    // Creates the directory path with a page, the viewer scripts and "3d.obj": a scene that a
+    // browser shows in 3D when the directory is served (e.g. python3 -m http.server).
+    void writeWebScene(const char* path) const;
 
 private:
     Dt2* pImpl;

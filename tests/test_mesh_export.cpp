@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -225,4 +226,121 @@ TEST(WebSceneFiles, ReportsADirectoryThatCannotBeCreated) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "\n      [Lumo2D-Message] Dt2::writeWebScene(), ERROR: Can't create directory ws_blocker/scene\n\n");
     std::remove("ws_blocker");
+}
+
+// ---- the triangulation's exports --------------------------------------------------------------
+
+namespace {
+const char* const notFullDim =
+    "\n      [Lumo2D-Message] Dt2::show(), ERROR: The triangulation is not full dimensional yet, no visualization\n\n";
+
+// Random points on a coarse grid, so that duplicates and collinear runs occur.
+std::vector<Point2> gridCloud(int n, unsigned seed) {
+    std::srand(seed);
+    std::vector<Point2> v;
+    for (int i = 0; i < n; ++i) v.emplace_back(std::rand() % 40, std::rand() % 30);
+    return v;
+}
+} // namespace
+
+TEST(TriangulationExport, NothingBeforeTheFirstTriangle) {
+    Lumo_2D empty;
+    Lumo_2D line;
+    line.insert(std::vector<Point2>{Point2(0, 0), Point2(1, 1), Point2(2, 2)});
+    for (Lumo_2D* dt : {&empty, &line}) {
+        testing::internal::CaptureStdout();
+        dt->writeObj("never.obj");
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), notFullDim);
+        EXPECT_FALSE(exists("never.obj"));
+        testing::internal::CaptureStdout();
+        dt->show("never.ps");
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), notFullDim);
+        EXPECT_FALSE(exists("never.ps"));
+    }
+}
+
+TEST(TriangulationExport, ObjHoldsEveryVertexOnceAndEveryTriangleInCornerOrder) {
+    Lumo_2D dt;
+    dt.insert(gridCloud(400, 7));
+    dt.writeObj("dt.obj");
+    const Obj obj = readObj("dt.obj");
+    EXPECT_EQ(obj.vertices.size(), dt.numberOfPoints());
+    ASSERT_EQ(obj.faces.size(), dt.numberOfTriangles());
+    std::vector<Triangle2*> vT;
+    dt.getTrianglePointers(vT);
+    ASSERT_EQ(vT.size(), obj.faces.size());
+    std::set<std::pair<double, double>> distinct(obj.vertices.begin(), obj.vertices.end());
+    EXPECT_EQ(distinct.size(), obj.vertices.size());  // shared vertices written once
+    for (size_t t = 0; t < vT.size(); ++t) {
+        for (int i = 0; i < 3; ++i) {
+            const auto& v = obj.vertices[size_t(obj.faces[t][size_t(i)]) - 1];
+            EXPECT_EQ(v.first, vT[t]->getCorner(i)->x());
+            EXPECT_EQ(v.second, vT[t]->getCorner(i)->y());
+        }
+        // counterclockwise in the file as in the triangulation
+        const auto& a = obj.vertices[size_t(obj.faces[t][0]) - 1];
+        const auto& b = obj.vertices[size_t(obj.faces[t][1]) - 1];
+        const auto& c = obj.vertices[size_t(obj.faces[t][2]) - 1];
+        EXPECT_GT((b.first - a.first) * (c.second - a.second) - (b.second - a.second) * (c.first - a.first), 0.0);
+    }
+    std::remove("dt.obj");
+}
+
+TEST(TriangulationExport, WebSceneHoldsThePageScriptsAndTheSameObj) {
+    Lumo_2D dt;
+    dt.insert(gridCloud(100, 3));
+    dt.writeObj("ref.obj");
+    std::system("rm -rf wsd");
+    testing::internal::CaptureStdout();
+    dt.writeWebScene("wsd/a/b");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "writeWebScene: Creating wsd/a/b\n");
+    for (const char* n : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js"})
+        EXPECT_TRUE(exists(std::string("wsd/a/b/") + n)) << n;
+    EXPECT_EQ(readFile("wsd/a/b/3d.obj"), readFile("ref.obj"));
+    std::system("rm -rf wsd");
+    std::remove("ref.obj");
+}
+
+TEST(TriangulationExport, ShowDrawsEveryTriangle) {
+    Lumo_2D dt;
+    dt.insert(gridCloud(200, 11));
+    testing::internal::CaptureStdout();
+    dt.show("dt.ps");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Visualizer2:: Writing dt.ps\n");
+    const std::string ps = readFile("dt.ps");
+    size_t closepaths = 0;
+    for (size_t p = ps.find("\nclosepath\n"); p != std::string::npos; p = ps.find("\nclosepath\n", p + 1)) ++closepaths;
+    EXPECT_EQ(closepaths, dt.numberOfTriangles());
+    EXPECT_NE(ps.find("(" + std::to_string(dt.numberOfPoints()) + " points, " + std::to_string(dt.numberOfTriangles()) +
+                      " triangles)\tshow\n"),
+              std::string::npos);
+    std::remove("dt.ps");
+}
+
+TEST(TriangulationExport, ShowIntoACallersDrawingUsesItsColour) {
+    Lumo_2D dt;
+    dt.insert(std::vector<Point2>{Point2(0, 0), Point2(2, 0), Point2(0, 2), Point2(2, 2)});
+    testing::internal::CaptureStdout();
+    {
+        Visualizer2 vis("mine.ps");
+        dt.show(&vis, Color(CPURPLE, 0.5f, false));
+        vis.addObject(Point2(1, 1), Color(CRED, 1.0f, false));
+        vis.writeFile();
+    }
+    testing::internal::GetCapturedStdout();
+    const std::string ps = readFile("mine.ps");
+    EXPECT_NE(ps.find("stroke\n0.627\t0.125\t0.941\tsetrgbcolor\n0.5\tsetlinewidth\n"), std::string::npos);
+    size_t closepaths = 0;
+    for (size_t p = ps.find("\nclosepath\n"); p != std::string::npos; p = ps.find("\nclosepath\n", p + 1)) ++closepaths;
+    EXPECT_EQ(closepaths, 2u);
+    std::remove("mine.ps");
+    Lumo_2D empty;
+    testing::internal::CaptureStdout();
+    {
+        Visualizer2 vis("empty.ps");
+        empty.show(&vis, Color());
+    }
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_NE(out.find(notFullDim), std::string::npos);
+    std::remove("empty.ps");
 }

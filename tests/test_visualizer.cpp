@@ -370,3 +370,37 @@ TEST(Visualizer2, UnopenableFileIsSilent) {
     }
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Visualizer2:: Writing no_such_dir_x/y/z.ps\n");
 }
+
+TEST(Visualizer2, LabelTextKeepsPostScriptStringsBalanced) {
+    testing::internal::CaptureStdout();
+    {
+        Visualizer2 vis("vis_label.ps");
+        vis.addObject(Label(Point2(0, 0), "f(x) = 1)\\", 7), Color());
+        vis.addObject(Point2(1, 1), Color());
+        vis.writeFile();
+    }
+    testing::internal::GetCapturedStdout();
+    const std::string ps = readFile("vis_label.ps");
+    EXPECT_NE(ps.find("/Arial findfont 7 scalefont\n setfont\n50\t200\tmoveto\n(f\\(x\\) = 1\\)\\\\)\tshow\n"),
+              std::string::npos) << ps;
+    std::remove("vis_label.ps");
+}
+
+TEST(Visualizer2, EmptyDrawingStillHasAFinitePage) {
+    testing::internal::CaptureStdout();
+    { Visualizer2 vis("vis_empty.ps"); }
+    testing::internal::GetCapturedStdout();
+    const std::string ps = readFile("vis_empty.ps");
+    EXPECT_NE(ps.find("(x-Range: [0 - 1] =1)\tshow\n"), std::string::npos);
+    EXPECT_EQ(ps.substr(ps.size() - 26), "stroke\nshowpage\n%%Trailer\n");
+    std::remove("vis_empty.ps");
+}
+
+TEST(Color, DefaultIsABlackUnfilledHairline) {
+    const Color c;
+    EXPECT_EQ(c.getR(), 0.0f);
+    EXPECT_EQ(c.getG(), 0.0f);
+    EXPECT_EQ(c.getB(), 0.0f);
+    EXPECT_FALSE(c.isFill());
+    EXPECT_GT(c.getWidth(), 0.0f);
+}

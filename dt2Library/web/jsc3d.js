@@ -296,51 +296,82 @@ var JSC3D = (function () {
     this.depth.fill(-Infinity);
   };
 
+  // Camera distance in model radii: a mild perspective that lets a flat mesh read as tilted.
+  var CAMERA_DISTANCE = 3.5;
+
+  // Rotates the centred model into view space (vx, vy, vz; z towards the viewer) and projects
+  // it to the screen (sx, sy; sz keeps the view depth for the z-buffer).
   Viewer.prototype.drawMesh = function (w, h) {
-    var m = this.mesh, v = m.vertices, r = this.rotation;
-    var n = m.vertexCount, sx = new Float64Array(n), sy = new Float64Array(n), sz = new Float64Array(n);
-    var scale = this.zoom * 0.45 * Math.min(w, h) / m.radius, cx = m.center[0], cy = m.center[1], cz = m.center[2];
+    var m = this.mesh, v = m.vertices, r = this.rotation, n = m.vertexCount;
+    var view = { x: new Float64Array(n), y: new Float64Array(n), z: new Float64Array(n) };
+    var sx = new Float64Array(n), sy = new Float64Array(n), sz = view.z;
+    var d = CAMERA_DISTANCE * m.radius;
+    var scale = this.zoom * 0.4 * Math.min(w, h) / m.radius, cx = m.center[0], cy = m.center[1], cz = m.center[2];
     for (var i = 0; i < n; i++) {
       var x = v[i * 3] - cx, y = v[i * 3 + 1] - cy, z = v[i * 3 + 2] - cz;
-      sx[i] = w / 2 + (r[0] * x + r[1] * y + r[2] * z) * scale;
-      sy[i] = h / 2 - (r[3] * x + r[4] * y + r[5] * z) * scale;
-      sz[i] = r[6] * x + r[7] * y + r[8] * z;
+      var vx = r[0] * x + r[1] * y + r[2] * z, vy = r[3] * x + r[4] * y + r[5] * z, vz = r[6] * x + r[7] * y + r[8] * z;
+      var p = d / (d - vz);
+      view.x[i] = vx; view.y[i] = vy; view.z[i] = vz;
+      sx[i] = w / 2 + vx * scale * p;
+      sy[i] = h / 2 - vy * scale * p;
     }
+    this.view = view;
     if (this.renderMode === 'point') this.drawPoints(sx, sy, sz, w, h);
     else if (this.renderMode === 'wireframe') this.drawWireframe(sx, sy, sz, w, h);
     else this.drawFaces(sx, sy, sz, w, h, this.renderMode === 'smooth');
   };
 
-  // Light from the front and a little above; both sides of a face are lit unless culled.
-  var LIGHT = [0, 0.6, 0.8];
-
-  Viewer.prototype.intensity = function (nx, ny, nz) {
-    var r = this.rotation;
-    var ry = r[3] * nx + r[4] * ny + r[5] * nz, rz = r[6] * nx + r[7] * ny + r[8] * nz;
-    var rx = r[0] * nx + r[1] * ny + r[2] * nz;
-    var d = Math.abs(rx * LIGHT[0] + ry * LIGHT[1] + rz * LIGHT[2]);
-    return 0.25 + 0.75 * d;
+  // A point light above and in front of the model, and a Blinn-Phong highlight: even a flat
+  // mesh shows a gradient (smooth) or its facets (flat). Both sides of a face are lit.
+  // Returns the diffuse factor (times the model colour) and the highlight (added as white).
+  Viewer.prototype.shade = function (nx, ny, nz, px, py, pz, out) {
+    var r = this.rotation, rad = this.mesh.radius, d = CAMERA_DISTANCE * rad;
+    var rx = r[0] * nx + r[1] * ny + r[2] * nz, ry = r[3] * nx + r[4] * ny + r[5] * nz, rz = r[6] * nx + r[7] * ny + r[8] * nz;
+    var lx = 0.5 * rad - px, ly = 2.5 * rad - py, lz = 2.5 * rad - pz;
+    var ll = Math.sqrt(lx * lx + ly * ly + lz * lz) || 1;
+    lx /= ll; ly /= ll; lz /= ll;
+    var dot = rx * lx + ry * ly + rz * lz;
+    if (dot < 0) { rx = -rx; ry = -ry; rz = -rz; dot = -dot; }
+    var ex = -px, ey = -py, ez = d - pz, el = Math.sqrt(ex * ex + ey * ey + ez * ez) || 1;
+    var hx = lx + ex / el, hy = ly + ey / el, hz = lz + ez / el, hl = Math.sqrt(hx * hx + hy * hy + hz * hz) || 1;
+    var spec = Math.max(0, (rx * hx + ry * hy + rz * hz) / hl);
+    out[0] = 0.2 + 0.8 * dot;
+    out[1] = 0.35 * Math.pow(spec, 24);
   };
 
   Viewer.prototype.drawFaces = function (sx, sy, sz, w, h, smooth) {
-    var m = this.mesh, f = m.faces, fn = m.faceNormals, vn = m.vertexNormals, mc = this.modelColor;
-    var shade = new Float64Array(smooth ? m.vertexCount : 0);
-    for (var k = 0; k < shade.length; k++) shade[k] = this.intensity(vn[k * 3], vn[k * 3 + 1], vn[k * 3 + 2]);
+    var m = this.mesh, f = m.faces, fn = m.faceNormals, vn = m.vertexNormals, view = this.view;
+    var diffuse = new Float64Array(m.vertexCount), highlight = new Float64Array(m.vertexCount), out = [0, 0];
+    if (smooth) {
+      for (var k = 0; k < m.vertexCount; k++) {
+        this.shade(vn[k * 3], vn[k * 3 + 1], vn[k * 3 + 2], view.x[k], view.y[k], view.z[k], out);
+        diffuse[k] = out[0];
+        highlight[k] = out[1];
+      }
+    }
+    var shades = [0, 0, 0, 0, 0, 0];
     for (var t = 0; t < f.length; t += 3) {
       var a = f[t], b = f[t + 1], c = f[t + 2];
       // screen y points down, so a face turned to the viewer has a negative signed area
       var area = (sx[b] - sx[a]) * (sy[c] - sy[a]) - (sx[c] - sx[a]) * (sy[b] - sy[a]);
       if (area === 0 || (this.faceCulling && area > 0)) continue;
-      var ia, ib, ic;
-      if (smooth) { ia = shade[a]; ib = shade[b]; ic = shade[c]; }
-      else ia = ib = ic = this.intensity(fn[t], fn[t + 1], fn[t + 2]);
-      this.fillTriangle(sx, sy, sz, a, b, c, ia, ib, ic, area, mc, w, h);
+      if (smooth) {
+        shades[0] = diffuse[a]; shades[1] = diffuse[b]; shades[2] = diffuse[c];
+        shades[3] = highlight[a]; shades[4] = highlight[b]; shades[5] = highlight[c];
+      } else {
+        this.shade(fn[t], fn[t + 1], fn[t + 2], (view.x[a] + view.x[b] + view.x[c]) / 3,
+          (view.y[a] + view.y[b] + view.y[c]) / 3, (view.z[a] + view.z[b] + view.z[c]) / 3, out);
+        shades[0] = shades[1] = shades[2] = out[0];
+        shades[3] = shades[4] = shades[5] = out[1];
+      }
+      this.fillTriangle(sx, sy, sz, a, b, c, shades, area, w, h);
     }
   };
 
-  // Edge functions over the bounding box; depth and intensity interpolated linearly.
-  Viewer.prototype.fillTriangle = function (sx, sy, sz, a, b, c, ia, ib, ic, area, mc, w, h) {
-    var px = this.pixels, depth = this.depth;
+  // Edge functions over the bounding box; depth, diffuse factor and highlight interpolated
+  // linearly in screen space (shades: diffuse at a, b, c, then highlight at a, b, c).
+  Viewer.prototype.fillTriangle = function (sx, sy, sz, a, b, c, shades, area, w, h) {
+    var px = this.pixels, depth = this.depth, mc = this.modelColor;
     var x0 = Math.max(0, Math.floor(Math.min(sx[a], sx[b], sx[c])));
     var x1 = Math.min(w - 1, Math.ceil(Math.max(sx[a], sx[b], sx[c])));
     var y0 = Math.max(0, Math.floor(Math.min(sy[a], sy[b], sy[c])));
@@ -357,8 +388,10 @@ var JSC3D = (function () {
         var z = wa * sz[a] + wb * sz[b] + wc * sz[c], o = y * w + x;
         if (z <= depth[o]) continue;
         depth[o] = z;
-        var s = wa * ia + wb * ib + wc * ic;
-        px[o] = packColor(Math.min(255, mc[0] * s) | 0, Math.min(255, mc[1] * s) | 0, Math.min(255, mc[2] * s) | 0);
+        var s = wa * shades[0] + wb * shades[1] + wc * shades[2];
+        var hl = 255 * (wa * shades[3] + wb * shades[4] + wc * shades[5]);
+        px[o] = packColor(Math.min(255, mc[0] * s + hl) | 0, Math.min(255, mc[1] * s + hl) | 0,
+          Math.min(255, mc[2] * s + hl) | 0);
       }
     }
   };
