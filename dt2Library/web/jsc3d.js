@@ -334,9 +334,9 @@ var JSC3D = (function () {
     if (dot < 0) { rx = -rx; ry = -ry; rz = -rz; dot = -dot; }
     var ex = -px, ey = -py, ez = d - pz, el = Math.sqrt(ex * ex + ey * ey + ez * ez) || 1;
     var hx = lx + ex / el, hy = ly + ey / el, hz = lz + ez / el, hl = Math.sqrt(hx * hx + hy * hy + hz * hz) || 1;
-    var spec = Math.max(0, (rx * hx + ry * hy + rz * hz) / hl);
+    var specular = Math.max(0, (rx * hx + ry * hy + rz * hz) / hl);
     out[0] = 0.2 + 0.8 * dot;
-    out[1] = 0.35 * Math.pow(spec, 24);
+    out[1] = 0.35 * Math.pow(specular, 24);
   };
 
   Viewer.prototype.drawFaces = function (sx, sy, sz, w, h, smooth) {
