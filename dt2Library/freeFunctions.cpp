@@ -106,19 +106,18 @@ bool readRecords(std::ifstream& f, const char* filename, uint64_t count, uint64_
     }
     return true;
 }
-} // namespace
 
-bool writePointsBIN(const char* filename, std::vector<Point2*>& vPoints) {
+// Writes the header and `count` records; fill(buf, i) appends the doubles of record i.
+template <class Fill> bool writeBinary(const char* filename, int32_t fileType, size_t count, Fill fill) {
     std::ofstream f(filename, std::ios::out | std::ios::binary | std::ios::trunc);
-    if (!f || !writeHeader(f, FT_POINTS2, vPoints.size())) {
+    if (!f || !writeHeader(f, fileType, count)) {
         printFileFailure(filename, " can't be written");
         return false;
     }
     std::vector<double> buf;
-    buf.reserve(CHUNK_DOUBLES);
-    for (const Point2* p : vPoints) {
-        buf.push_back(p->x());
-        buf.push_back(p->y());
+    buf.reserve(CHUNK_DOUBLES + 6);
+    for (size_t i = 0; i < count; ++i) {
+        fill(buf, i);
         if (buf.size() >= CHUNK_DOUBLES) {
             writeDoubles(f, buf);
             buf.clear();
@@ -131,6 +130,46 @@ bool writePointsBIN(const char* filename, std::vector<Point2*>& vPoints) {
         return false;
     }
     return true;
+}
+
+// Reads a binary file of 2D (type2) or 3D (type3) records of `dim` coordinates per point and
+// `pointsPerRecord` points; emit(r, b3D) receives each record. wrongType(t) is the reader's
+// own message for an unexpected type.
+template <class WrongType, class Emit>
+bool readBinary(const char* filename, int32_t type2, int32_t type3, size_t pointsPerRecord, WrongType wrongType,
+                Emit emit) {
+    std::ifstream f(filename, std::ios::in | std::ios::binary);
+    if (!f) {
+        printFileFailure(filename, " can't be read");
+        return false;
+    }
+    int32_t fileType(0);
+    uint64_t count(0), payloadBytes(0);
+    const HeaderState header = readHeader(f, fileType, count, payloadBytes);
+    if (header == HEADER_NO_TYPE) {
+        // A stream that fails outright (a directory, say) was not readable in the first place.
+        printFileFailure(filename, f.bad() ? " can't be read" : " is truncated");
+        return false;
+    }
+    if (fileType != type3 && fileType != type2) {
+        printFileFailure(filename, wrongType(fileType));
+        return false;
+    }
+    if (header != HEADER_COMPLETE) {
+        printFileFailure(filename, " is truncated");
+        return false;
+    }
+    const bool b3D = fileType == type3;
+    const size_t stride = pointsPerRecord * (b3D ? 3 : 2);
+    return readRecords(f, filename, count, payloadBytes, stride, [&](const double* r) { emit(r, b3D); });
+}
+} // namespace
+
+bool writePointsBIN(const char* filename, std::vector<Point2*>& vPoints) {
+    return writeBinary(filename, FT_POINTS2, vPoints.size(), [&](std::vector<double>& buf, size_t i) {
+        buf.push_back(vPoints[i]->x());
+        buf.push_back(vPoints[i]->y());
+    });
 }
 
 bool writePointsBIN(const char* filename, std::vector<Point2>& vPoints) {
@@ -141,89 +180,27 @@ bool writePointsBIN(const char* filename, std::vector<Point2>& vPoints) {
 }
 
 bool readPointsBIN(const char* filename, std::vector<Point2>& vPointsOut) {
-    std::ifstream f(filename, std::ios::in | std::ios::binary);
-    if (!f) {
-        printFileFailure(filename, " can't be read");
-        return false;
-    }
-    int32_t fileType(0);
-    uint64_t count(0), payloadBytes(0);
-    const HeaderState header = readHeader(f, fileType, count, payloadBytes);
-    if (header == HEADER_NO_TYPE) {
-        // A stream that fails outright (a directory, say) was not readable in the first place.
-        printFileFailure(filename, f.bad() ? " can't be read" : " is truncated");
-        return false;
-    }
-    if (fileType != FT_POINTS3 && fileType != FT_POINTS2) {
-        printFileFailure(filename, " has wrong filetype " + std::to_string(fileType) + ", expected: 30 or 20");
-        return false;
-    }
-    if (header != HEADER_COMPLETE) {
-        printFileFailure(filename, " is truncated");
-        return false;
-    }
-    const size_t stride = fileType == FT_POINTS2 ? 2 : 3;
-    if (payloadBytes / (stride * sizeof(double)) >= count) vPointsOut.reserve(vPointsOut.size() + size_t(count));
-    return readRecords(f, filename, count, payloadBytes, stride,
-                       [&](const double* r) { vPointsOut.emplace_back(r[0], r[1]); });
+    return readBinary(
+        filename, FT_POINTS2, FT_POINTS3, 1,
+        [](int32_t t) { return " has wrong filetype " + std::to_string(t) + ", expected: 30 or 20"; },
+        [&](const double* r, bool) { vPointsOut.emplace_back(r[0], r[1]); });
 }
 
 bool writeSegmentsBIN(const char* filename, std::vector<Segment2>& vSegments) {
-    std::ofstream f(filename, std::ios::out | std::ios::binary | std::ios::trunc);
-    if (!f || !writeHeader(f, FT_SEGMENTS2, vSegments.size())) {
-        printFileFailure(filename, " can't be written");
-        return false;
-    }
-    std::vector<double> buf;
-    buf.reserve(CHUNK_DOUBLES);
-    for (const Segment2& s : vSegments) {
-        const Point2 src(s.getSrc()), trg(s.getTrg());
+    return writeBinary(filename, FT_SEGMENTS2, vSegments.size(), [&](std::vector<double>& buf, size_t i) {
+        const Point2 src(vSegments[i].getSrc()), trg(vSegments[i].getTrg());
         buf.insert(buf.end(), {src.x(), src.y(), trg.x(), trg.y()});
-        if (buf.size() >= CHUNK_DOUBLES) {
-            writeDoubles(f, buf);
-            buf.clear();
-        }
-    }
-    writeDoubles(f, buf);
-    f.close();
-    if (!f) {
-        printFileFailure(filename, " can't be written");
-        return false;
-    }
-    return true;
+    });
 }
 
 bool readSegmentsBIN(const char* filename, std::vector<Segment2>& vSegmentsOut) {
-    std::ifstream f(filename, std::ios::in | std::ios::binary);
-    if (!f) {
-        printFileFailure(filename, " can't be read");
-        return false;
-    }
-    int32_t fileType(0);
-    uint64_t count(0), payloadBytes(0);
-    const HeaderState header = readHeader(f, fileType, count, payloadBytes);
-    if (header == HEADER_NO_TYPE) {
-        // A stream that fails outright (a directory, say) was not readable in the first place.
-        printFileFailure(filename, f.bad() ? " can't be read" : " is truncated");
-        return false;
-    }
-    if (fileType != FT_SEGMENTS3 && fileType != FT_SEGMENTS2) {
-        printFileFailure(filename, " has wrong file type: " + std::to_string(fileType) + " instead of 31 or 21");
-        return false;
-    }
-    if (header != HEADER_COMPLETE) {
-        printFileFailure(filename, " is truncated");
-        return false;
-    }
-    const size_t stride = fileType == FT_SEGMENTS2 ? 4 : 6;
-    if (payloadBytes / (stride * sizeof(double)) >= count) vSegmentsOut.reserve(vSegmentsOut.size() + size_t(count));
-    if (fileType == FT_SEGMENTS2)
-        return readRecords(f, filename, count, payloadBytes, stride, [&](const double* r) {
-            vSegmentsOut.emplace_back(Point2(r[0], r[1]), Point2(r[2], r[3]));
+    return readBinary(
+        filename, FT_SEGMENTS2, FT_SEGMENTS3, 2,
+        [](int32_t t) { return " has wrong file type: " + std::to_string(t) + " instead of 31 or 21"; },
+        [&](const double* r, bool b3D) {
+            const double* t = r + (b3D ? 3 : 2);
+            vSegmentsOut.emplace_back(Point2(r[0], r[1]), Point2(t[0], t[1]));
         });
-    return readRecords(f, filename, count, payloadBytes, stride, [&](const double* r) {
-        vSegmentsOut.emplace_back(Point2(r[0], r[1]), Point2(r[3], r[4]));
-    });
 }
 
 bool writePointsASCII(const char* filename, const std::vector<Point2*>& vPoints) {
