@@ -149,22 +149,11 @@ void Dt2::updateGeomBound() {
     syncOrientBound();
 }
 
-void Dt2::updateStaticFilter() {
-    const double D = bboxVertices.getMaxRange();
-    if (!(D < 6.0e9)) {
-        inCircleStaticBound = HUGE_VAL;
-        return;
-    }
-    const double D2 = D * D;
-    // 12 D^4 times the filter factor, with a relative margin for the rounding of this product.
-    inCircleStaticBound = inCircleRelBound * (12.0 * D2 * D2) * (1.0 + 1e-12) + 9.332636185032189e-302;
-}
-
 void Dt2::growBoxes(double minX, double minY, double maxX, double maxY) {
     const Point2 pMin(minX, minY), pMax(maxX, maxY);
     bboxVertices.add(pMin);
     bboxVertices.add(pMax);
-    updateStaticFilter();
+    geomTest.setDifferenceBound(bboxVertices.getMaxRange());
     if (bbox.isInBox(pMin) && bbox.isInBox(pMax)) return;
     // The key box grows with room to spare so that re-keying stays rare.
     bbox.add(pMin);
@@ -643,7 +632,7 @@ void Dt2::bfsFlipIncident(Point2* q) {
         Triangle2* pT = vCheckT.back();
         Triangle2* pN = pT->getOppositeTriangle(0);
         if (pN == nullptr ||
-            inCircleFlip(pN->getCorner(0), pN->getCorner(1), pN->getCorner(2), q) <= 0 ||
+            geomTest.inCircle(pN->getCorner(0), pN->getCorner(1), pN->getCorner(2), q) <= 0 ||
             isConstraintEdge(pT->getCorner(1), pT->getCorner(2))) {
             vCheckT.pop_back();
             continue;

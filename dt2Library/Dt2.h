@@ -129,50 +129,6 @@ private:
         orientBound = std::max(geomTest.getPositiveErrorBound(), 9.332636185032189e-302);
         if (!(orientBound < HUGE_VAL)) orientBound = HUGE_VAL;
     }
-    // 12u, u = 2^-53: the in-circle filter's relative bound (derived in GeomTest.cpp).
-    static constexpr double inCircleRelBound = 12.0 * 0x1p-53;
-
-    // In-circle test for the flips: +1 when q is strictly inside the circumcircle of the
-    // counterclockwise (a, b, c). A floating-point filter decides the clear cases in normal
-    // range arithmetic; everything else goes to GeomTest::inCircle, which is exact.
-    int inCircleFlip(const Point2* a, const Point2* b, const Point2* c, const Point2* q) {
-        const double adx = a->x() - q->x(), ady = a->y() - q->y();
-        const double bdx = b->x() - q->x(), bdy = b->y() - q->y();
-        const double cdx = c->x() - q->x(), cdy = c->y() - q->y();
-        const double bdxcdy = bdx * cdy, cdxbdy = cdx * bdy;
-        const double cdxady = cdx * ady, adxcdy = adx * cdy;
-        const double adxbdy = adx * bdy, bdxady = bdx * ady;
-        const double alift = adx * adx + ady * ady;
-        const double blift = bdx * bdx + bdy * bdy;
-        const double clift = cdx * cdx + cdy * cdy;
-        const double det = alift * (bdxcdy - cdxbdy) + blift * (cdxady - adxcdy) + clift * (adxbdy - bdxady);
-        // Static stage: every coordinate difference is bounded by the vertex box (see
-        // updateStaticFilter), which bounds the permanent below without computing it.
-        if (det > inCircleStaticBound) return 1;
-        if (-det > inCircleStaticBound) return -1;
-        const double pa = std::fabs(bdxcdy) + std::fabs(cdxbdy);
-        const double pb = std::fabs(cdxady) + std::fabs(adxcdy);
-        const double pc = std::fabs(adxbdy) + std::fabs(bdxady);
-        const double permanent = pa * alift + pb * blift + pc * clift;
-        // GeomTest's relative bound (12u times the permanent, see GeomTest.cpp). The subnormal
-        // products there need an allowance of 2^-1073 * (lifts + minors + 1), which stays below
-        // 2^-1000 while that sum is below 2^69, so a constant 2^-1000 serves on this path.
-        const double sum = alift + blift + clift + pa + pb + pc;
-        if (sum < 5.9e20) {
-            const double errBound = inCircleRelBound * permanent + 9.332636185032189e-302;
-            if (det > errBound) return 1;
-            if (-det > errBound) return -1;
-        }
-        const int r = exact_diff::inCircle(a, b, c, q);
-        if (r != exact_diff::NOT_DECIDED) return r;
-        return geomTest.inCircle(a, b, c, q);
-    }
-    // With D the largest side of the vertex box, |coordinate difference| <= D, each lift and
-    // each minor sum is at most 2D^2, so the permanent is at most 12 D^4 and the sum of lifts
-    // and minors at most 12 D^2. The static bound is the dynamic one for that worst case;
-    // it is disabled (infinite) where that sum could reach 2^69. Any vertex that enters the
-    // triangulation (also a helper vertex such as a fake-box corner) must lie in the box.
-    void updateStaticFilter();
 
     // ---- storage helpers ----------------------------------------------------------------------
     Point2* createVertex(double x, double y, int customIndex) {
@@ -212,7 +168,6 @@ private:
     HC2 hc;
     std::vector<Triangle2*> vCheckT;
     Point2* pLastSingle{nullptr};   // vertex of the previous single insertion (a walk hint)
-    double inCircleStaticBound{HUGE_VAL};
     double orientBound{9.332636185032189e-302};
     std::vector<Edge2> vHullChain;   // scratch of insertVertexCH
     int numCPU{1};

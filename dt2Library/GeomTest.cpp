@@ -114,6 +114,20 @@ void GeomTest::setBound(double M) {
     coordinateBound = std::fabs(M);
 }
 
+// With |coordinate difference| <= D, each lift and each minor sum is at most 2D^2, so the
+// permanent is at most 12 D^4 and lifts plus minors at most 12 D^2 + 1. The static bound is the
+// dynamic one for that worst case, with a relative margin for the rounding of this product;
+// beyond D = 6e9 it would not be finite-safe and stays disabled.
+void GeomTest::setDifferenceBound(double D) {
+    if (!(D < 6.0e9)) {
+        inCircleStaticBound = HUGE_VAL;
+        return;
+    }
+    const double D2 = D * D;
+    inCircleStaticBound = inCircleErrFactor * (12.0 * D2 * D2) * (1.0 + 1e-12) +
+                          underflowFactor * (12.0 * D2 + 1.0) * (1.0 + 1e-12);
+}
+
 void GeomTest::updateBound(const Point2* p0, const Point2* p1, const Point2* p2) {
     // The sum (not the maximum) of the new magnitudes: a deliberate over-estimate.
     double sum = 0.0;

@@ -5,6 +5,7 @@
 #pragma once
 #include <gmp.h>
 #include <cmath>
+#include "ExactDiffPredicates.h"
 #include "Orientation2.h"
 #include "Point2.h"
 #include "Segment2.h"
@@ -23,6 +24,9 @@ public:
     void setBound(double coordinateBound);
     // Grows the bound to cover three points (sum of the magnitudes above the current bound).
     void updateBound(const Point2* p0, const Point2* p1, const Point2* p2);
+    // Promises that no coordinate difference of the points passed to inCircle exceeds D in
+    // magnitude; enables a cheaper first in-circle stage. Infinity (the default) disables it.
+    void setDifferenceBound(double D);
     // The magnitude M the bound was derived from (0 while unbounded).
     double getCoordinateBound() const { return coordinateBound; }
     double getPositiveErrorBound() const { return posErrBound; }
@@ -55,6 +59,10 @@ public:
         const double blift = bdx * bdx + bdy * bdy;
         const double clift = cdx * cdx + cdy * cdy;
         const double det = alift * (bdxcdy - cdxbdy) + blift * (cdxady - adxcdy) + clift * (adxbdy - bdxady);
+        // Static stage: with every coordinate difference bounded (setDifferenceBound), the
+        // permanent is bounded too, and clear cases need no permanent at all.
+        if (det > inCircleStaticBound) return 1;
+        if (-det > inCircleStaticBound) return -1;
         const double pa = std::fabs(bdxcdy) + std::fabs(cdxbdy);
         const double pb = std::fabs(cdxady) + std::fabs(adxcdy);
         const double pc = std::fabs(adxbdy) + std::fabs(bdxady);
@@ -64,6 +72,10 @@ public:
                                 underflowFactor * (alift + blift + clift + pa + pb + pc + 1.0);
         if (det > errBound) return 1;
         if (-det > errBound) return -1;
+        // Exact in plain doubles when the coordinate differences are exact (grids, shared
+        // exponents); rationals only for the rest.
+        const int r = exact_diff::inCircle(a, b, c, d);
+        if (r != exact_diff::NOT_DECIDED) return r;
         return inCircleExact(a, b, c, d);
     }
     // The same for the corners of t (counterclockwise) and the point p.
@@ -102,6 +114,7 @@ private:
     double posErrBound{0.0};
     double negErrBound{0.0};
     double coordinateBound{0.0};
+    double inCircleStaticBound{HUGE_VAL};
     bool bGeneralPoolReady{false};
     bool bIntersectionPoolReady{false};
     int counter0{0}, counter1{1}, counter2{2};
