@@ -10,7 +10,6 @@
 
 namespace ORBI_LUMO2D {
 
-class Dt2;
 class Bbox2;
 class GeomTest;
 class Point2;
@@ -25,7 +24,7 @@ struct VaultEntry {
 
 class VertexVault {
 public:
-    explicit VertexVault(Dt2* pDt2_) : pDt2(pDt2_) {}
+    VertexVault() = default;
     ~VertexVault();
     VertexVault(const VertexVault&) = delete;
     VertexVault& operator=(const VertexVault&) = delete;
@@ -43,6 +42,9 @@ public:
     static void sortByKey(VaultEntry* pBegin, VaultEntry* pEnd);
     // Sorts the unsorted tail in place; the tail is then a key-ordered range of its own.
     void sortTail();
+    // Before the first triangle (nothing sorted yet): sorts the first n entries, which become
+    // the sorted run; the rest stays the tail.
+    void sortRun(size_t n);
     // Merges the (sorted) tail into the sorted run.
     void mergeTail();
     // Single insertions append to the tail; merge once the tail is large enough to matter.
@@ -86,7 +88,6 @@ private:
     size_t numSorted{0};
     std::unordered_map<Point2*, Point2*> mRedundant2UniqueVtx;
     std::vector<Point2*> vFakeBoxHandles;
-    Dt2* pDt2;
 };
 
 } // namespace ORBI_LUMO2D
