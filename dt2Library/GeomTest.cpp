@@ -110,6 +110,7 @@ void GeomTest::setBound(double M) {
     const double bound = factor * M * M;
     posErrBound = bound;
     negErrBound = -bound;
+    orientBound = !(bound <= orientFloor) ? bound : orientFloor;  // a NaN bound lets nothing through
     coordinateBound = std::fabs(M);
 }
 

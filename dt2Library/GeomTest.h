@@ -36,13 +36,10 @@ public:
     // (an unbounded object takes any filtered determinant that is not tiny as it stands).
     Orientation2 getOrientation2(const Point2* p0, const Point2* p1, const Point2* p2) {
         const double det = (p1->y() - p2->y()) * (p0->x() - p2->x()) - (p0->y() - p2->y()) * (p1->x() - p2->x());
-        // The floor keeps determinants out of the filter whose products may have underflowed
-        // (see the analysis in GeomTest.cpp); it costs a well-predicted second comparison.
-        if (det > posErrBound) {
-            if (det >= orientFloor) return ORIENTATION2_CCW;
-        } else if (det < negErrBound) {
-            if (det <= -orientFloor) return ORIENTATION2_CW;
-        }
+        // The bound is floored so that determinants whose products may have underflowed stay
+        // out of the filter (see the analysis in GeomTest.cpp).
+        if (det > orientBound) return ORIENTATION2_CCW;
+        if (det < -orientBound) return ORIENTATION2_CW;
         return orientationAfterFilter(p0, p1, p2);
     }
     // Exact in-circle test for a counterclockwise triangle (a, b, c):
@@ -128,6 +125,7 @@ private:
 
     mpq_t aGeneral[48];
     mpq_t aIntersection[29];
+    double orientBound{orientFloor};   // max(posErrBound, orientFloor): the door's filter
     double posErrBound{0.0};
     double negErrBound{0.0};
     double coordinateBound{0.0};

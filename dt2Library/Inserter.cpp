@@ -109,14 +109,14 @@ Triangle2* Inserter::insertOneVertex(Point2* q, Triangle2* pStartTriangle) {
     switch (loc.kind) {
     case Location::LOC_FACE:
         topo::splitTriangle(store, loc.pT, q, aT);
-        for (int k = 0; k < 3; ++k) pushCheck(aT[k], 0);
+        vCheckT.insert(vCheckT.end(), aT, aT + 3);
         reportSplit(q, aT, 3);
         break;
     case Location::LOC_EDGE: {
         Triangle2* pT = loc.pT;
         notifyEdgeSplit(pT->getCorner(incIndexBy1(loc.idx)), pT->getCorner(incIndexBy2(loc.idx)), q);
         const int n = topo::splitEdge(store, pT, loc.idx, q, aT);
-        for (int k = 0; k < n; ++k) pushCheck(aT[k], 0);
+        vCheckT.insert(vCheckT.end(), aT, aT + n);
         reportSplit(q, aT, size_t(n));
         break;
     }
@@ -126,7 +126,7 @@ Triangle2* Inserter::insertOneVertex(Point2* q, Triangle2* pStartTriangle) {
         insertVertexCH(q, loc.pT, loc.idx);
         return q->getIncidentTriangle();
     }
-    legalize();
+    legalizeStar();
     return q->getIncidentTriangle();
 }
 
@@ -166,9 +166,9 @@ void Inserter::insertVertexCH(Point2* q, Triangle2* pT, int hullIdx) {
     }
     vHullFan.clear();
     topo::attachHullFan(store, q, vHullChain, vHullFan);
-    for (Triangle2* pNew : vHullFan) pushCheck(pNew, 0);
+    vCheckT.insert(vCheckT.end(), vHullFan.begin(), vHullFan.end());
     reportSplit(q, vHullFan.data(), vHullFan.size());
-    legalize();
+    legalizeStar();
 }
 
 // ---- ranges ------------------------------------------------------------------------------------
@@ -198,30 +198,49 @@ Triangle2* Inserter::triangulateRec(VaultEntry* pBegin, VaultEntry* pEnd, Triang
 // ---- flips ---------------------------------------------------------------------------------------
 
 void Inserter::legalize(bool bAllFour) {
-    if (pGuard == nullptr && pObserver == nullptr) legalizeLoop<false>(bAllFour);
-    else legalizeLoop<true>(bAllFour);
+    if (pGuard == nullptr && pObserver == nullptr) legalizeLoop<false, false>(bAllFour);
+    else legalizeLoop<false, true>(bAllFour);
 }
 
-template <bool bHooks>
+void Inserter::legalizeStar() {
+    if (pGuard == nullptr && pObserver == nullptr) legalizeLoop<true, false>(false);
+    else legalizeLoop<true, true>(false);
+}
+
+template <bool bStar, bool bHooks>
 void Inserter::legalizeLoop(bool bAllFour) {
-    while (!vCheckE.empty()) {
-        const Edge2 e = vCheckE.back();
-        Triangle2* pT = e.getTriangle();
-        const int i = e.getIndex();
+    for (;;) {
+        // The star stack holds triangles whose apex is corner 0; the general one holds edges.
+        Triangle2* pT;
+        int i;
+        if (bStar) {
+            if (vCheckT.empty()) return;
+            pT = vCheckT.back();
+            i = 0;
+        } else {
+            if (vCheckE.empty()) return;
+            pT = vCheckE.back().getTriangle();
+            i = vCheckE.back().getIndex();
+        }
         Triangle2* pN = pT->getOppositeTriangle(i);
         if (pN == nullptr ||
             geomTest.inCircle(pN->getCorner(0), pN->getCorner(1), pN->getCorner(2), pT->getCorner(i)) <= 0 ||
             (bHooks && !mayFlip(pT->getCorner(incIndexBy1(i)), pT->getCorner(incIndexBy2(i))))) {
-            vCheckE.pop_back();
+            if (bStar) vCheckT.pop_back();
+            else vCheckE.pop_back();
             continue;
         }
-        // (pT, i) stays on the stack: after the flip it names the edge a-d opposite the apex.
+        // The top entry stays: after the flip (pT, i) names the edge a-d opposite the apex.
         topo::flipEdge(pT, i);
-        vCheckE.push_back(Edge2(pN, i));
-        if (bAllFour) {
-            // The two outer edges at the apex: p-a in pT and b-p in pN.
-            vCheckE.push_back(Edge2(pT, incIndexBy2(i)));
-            vCheckE.push_back(Edge2(pN, incIndexBy1(i)));
+        if (bStar) {
+            vCheckT.push_back(pN);
+        } else {
+            vCheckE.push_back(Edge2(pN, i));
+            if (bAllFour) {
+                // The two outer edges at the apex: p-a in pT and b-p in pN.
+                vCheckE.push_back(Edge2(pT, incIndexBy2(i)));
+                vCheckE.push_back(Edge2(pN, incIndexBy1(i)));
+            }
         }
         if (bHooks && pObserver != nullptr) pObserver->onFlip(pT, pN);
     }

@@ -62,6 +62,7 @@ class Inserter {
 public:
     Inserter(SimplePool<Triangle2>* pTrianglePool, VertexVault* pVault_)
         : store(pTrianglePool), pVault(pVault_) {
+        vCheckT.reserve(64);
         vCheckE.reserve(64);
     }
     Inserter(const Inserter&) = delete;
@@ -113,8 +114,11 @@ private:
     void reportSplit(Point2* q, Triangle2* const* apT, size_t n) {
         if (pObserver != nullptr) pObserver->onSplit(q, apT, n);
     }
-    // The flip loop, with or without the hooks (without them it is the plain Lawson loop).
-    template <bool bHooks>
+    // legalize() for the star of a vertex just inserted (apex = corner 0 of each stacked
+    // triangle): the insertion's fast case of the same loop.
+    void legalizeStar();
+    // The flip loop over the star stack or the edge stack, with or without the hooks.
+    template <bool bStar, bool bHooks>
     void legalizeLoop(bool bAllFour);
     int nextRandom3() {
         // xorshift32: cheap, and private to this inserter.
@@ -127,7 +131,8 @@ private:
     GeomTest geomTest;
     TriangleStore store;
     VertexVault* pVault;
-    std::vector<Edge2> vCheckE;          // the check stack
+    std::vector<Triangle2*> vCheckT;     // the check stack of insertion (edge 0 of each)
+    std::vector<Edge2> vCheckE;          // the check stack of legalize()
     std::vector<Edge2> vHullChain;       // scratch of insertVertexCH
     std::vector<Triangle2*> vHullFan;    // scratch of insertVertexCH
     const FlipGuard* pGuard{nullptr};

@@ -1,5 +1,6 @@
 // Independent checks of a triangulation, written without the library's predicates: exact
-// orientation and in-circle tests in GMP rationals (behind a conservative floating filter),
+// orientation and in-circle tests (the exact oracle of ExactOracle.h behind a conservative
+// floating filter),
 // a monotone-chain convex hull, and an edge-by-edge Delaunay test.
 #pragma once
 #include <array>
