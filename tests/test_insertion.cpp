@@ -1,6 +1,7 @@
 // Incremental Delaunay insertion through the Lumo_2D facade, checked against the independent
 // oracle of tests/support (exact predicates in GMP, convex hull, Euler count).
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -159,6 +160,50 @@ TEST(Insertion, CollinearPointsStayLowerDimensionalUntilOnePointIsOff) {
     all.emplace_back(3.0, 7.0);
     EXPECT_EQ(checkDelaunayTriangulation(all, triangles(dt)), "");
     for (Point2* p : vHandles) EXPECT_NE(p->getIncidentTriangle(), nullptr);
+}
+
+TEST(Insertion, CollinearOneAtATimeThenOffTheLine) {
+    // Each retry tests only the new point against two stored ones (a long run stays linear).
+    struct Case {
+        const char* name;
+        bool bShuffle;
+        bool bLeadingDuplicates;
+    };
+    for (const Case& c : {Case{"along the line", false, false}, Case{"shuffled", true, false},
+                          Case{"duplicates first", true, true}}) {
+        std::vector<Point2> v;
+        if (c.bLeadingDuplicates) v.assign(3, Point2(-3.0, 9.0));
+        for (int i = 0; i < 3000; ++i) v.emplace_back(3.0 * i, 7.0 - 2.0 * i);
+        if (c.bShuffle) std::shuffle(v.begin() + 1, v.end(), std::mt19937(5));
+        v.push_back(v[17]);
+        Lumo_2D dt;
+        std::set<Point2*> sHandles;
+        for (const Point2& p : v) sHandles.insert(dt.insert(p));
+        EXPECT_FALSE(dt.is2D()) << c.name;
+        EXPECT_EQ(dt.numberOfPoints(), sHandles.size()) << c.name;
+        v.emplace_back(1.0, 1.0);
+        dt.insert(v.back());
+        EXPECT_TRUE(dt.is2D()) << c.name;
+        EXPECT_EQ(dt.numberOfTriangles(), sHandles.size() - 1) << c.name;
+        EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "") << c.name;
+    }
+}
+
+TEST(Insertion, StoredCollinearVerticesThenCocircularBulk) {
+    // The vertices stored before the triangulation starts go in first, then the new ones.
+    Lumo_2D dt;
+    std::vector<Point2> v = {Point2(-5, 0), Point2(5, 0), Point2(0, 0), Point2(-3, 0)};
+    std::vector<Point2*> vFirst;
+    dt.insert(v, vFirst);
+    ASSERT_FALSE(dt.is2D());
+    const std::vector<Point2> w = {Point2(3, 4), Point2(-3, 4), Point2(4, -3), Point2(-4, -3), Point2(0, 5),
+                                   Point2(0, -5), Point2(3, 0), Point2(-5, 0)};
+    std::vector<Point2*> vSecond;
+    dt.insert(w, vSecond);
+    v.insert(v.end(), w.begin(), w.end());
+    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
+    EXPECT_EQ(vSecond.back(), vFirst[0]);   // the stored vertex survives its duplicate
+    for (Point2* p : vFirst) EXPECT_NE(p->getIncidentTriangle(), nullptr);
 }
 
 TEST(Insertion, EmptyAndTinyInputs) {
