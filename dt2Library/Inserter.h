@@ -73,7 +73,6 @@ public:
     TriangleStore& getStore() { return store; }
     const TriangleStore& getStore() const { return store; }
     void setFlipGuard(const FlipGuard* pGuard_) { pGuard = pGuard_; }
-    const FlipGuard* getFlipGuard() const { return pGuard; }
     void setObserver(TopologyObserver* pObserver_) { pObserver = pObserver_; }
     // Progress goes to pPublisher (may be null) one step per vertex.
     void setProgress(MsgPublisher* pPublisher) { pMsgPublisher = pPublisher; }

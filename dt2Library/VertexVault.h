@@ -34,7 +34,6 @@ public:
     // Appends p under key behind the sorted run.
     void addVertex(uint32_t key, Point2* p) { vIdxVtxAct.push_back(VaultEntry{key, false, p}); }
     size_t size() const { return vIdxVtxAct.size(); }
-    size_t numSortedEntries() const { return numSorted; }
     // Recomputes every key with hc (after the bounding box grew) and, once triangles exist,
     // sorts everything.
     void rekeyAll(const HC2& hc);
@@ -64,7 +63,6 @@ public:
 
     // ---- duplicates -----------------------------------------------------------------------
     void registerDup(Point2* pNew, Point2* pExisting);
-    bool hasDups() const { return !mRedundant2UniqueVtx.empty(); }
     // After a single insertion: the survivor if p was a duplicate (its entry is dropped), else p.
     Point2* treatOneDupGetHandle(Point2* p);
     // After a bulk insertion: duplicates in aHandles (may be null) are replaced by their
