@@ -221,40 +221,69 @@ TEST(Insertion, EmptyAndTinyInputs) {
 
 // ---- degenerate configurations -----------------------------------------------------------------------------
 
-TEST(Insertion, IntegerGrid) {
+namespace {
+std::vector<Point2> grid(int n) {
     std::vector<Point2> v;
-    for (int i = 0; i < 60; ++i)
-        for (int j = 0; j < 60; ++j) v.emplace_back(i, j);
-    expectDelaunay(v, "grid");
-    // The same grid one point at a time, in row order (long walks along hull lines).
-    Lumo_2D dt;
-    for (const Point2& p : v) dt.insert(p);
-    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j < n; ++j) v.emplace_back(i, j);
+    return v;
 }
-
-TEST(Insertion, PointsOnACircle) {
+// Exactly cocircular: the integer points on the circle of radius 5^4, optionally its centre.
+std::vector<Point2> circle(bool bCentre) {
     std::vector<Point2> v;
-    // Exactly cocircular: Pythagorean-style points on the circle of radius 5^4.
     const int r = 625;
     for (int x = -r; x <= r; ++x) {
-        const int y2 = r * r - x * x;
-        const int y = int(std::lround(std::sqrt(double(y2))));
-        if (y * y == y2) {
-            v.emplace_back(x, y);
-            if (y != 0) v.emplace_back(x, -y);
-        }
+        const int y2 = r * r - x * x, y = int(std::lround(std::sqrt(double(y2))));
+        if (y * y != y2) continue;
+        v.emplace_back(x, y);
+        if (y != 0) v.emplace_back(x, -y);
     }
-    ASSERT_GT(v.size(), 8u);
-    expectDelaunay(v, "circle");
-    v.emplace_back(0, 0);
-    expectDelaunay(v, "circle with centre");
+    if (bCentre) v.emplace_back(0, 0);
+    return v;
 }
-
-TEST(Insertion, AllCollinearThenOnePointOffTheLine) {
+std::vector<Point2> collinearPlusOne() {
     std::vector<Point2> v;
     for (int i = 0; i < 300; ++i) v.emplace_back(i, 2 * i + 1);
     v.emplace_back(10.0, -3.0);
-    expectDelaunay(v, "collinear plus one");
+    return v;
+}
+// Random points and a grid at one scale: exact degeneracies at huge or tiny magnitudes.
+std::vector<Point2> scaled(double scale) {
+    std::vector<Point2> v = randomPoints(800, 11);
+    for (Point2& p : v) p = Point2(p.x() * scale, p.y() * scale);
+    for (int i = 0; i < 10; ++i)
+        for (int j = 0; j < 10; ++j) v.emplace_back(i * 0.1 * scale, j * 0.1 * scale);
+    return v;
+}
+std::vector<Point2> clusters() {
+    std::mt19937_64 rng(17);
+    std::normal_distribution<double> nd(0.0, 1e-4);
+    const std::vector<Point2> centres = randomPoints(20, 12);
+    std::vector<Point2> v;
+    for (int i = 0; i < 10000; ++i) {
+        const Point2& c = centres[size_t(i) % centres.size()];
+        v.emplace_back(c.x() + nd(rng), c.y() + nd(rng));
+    }
+    return v;
+}
+} // namespace
+
+TEST(Insertion, DegenerateConfigurationsMatchTheOracle) {
+    const struct {
+        const char* name;
+        std::vector<Point2> v;
+    } aCases[] = {{"grid", grid(60)},           {"circle", circle(false)}, {"circle with centre", circle(true)},
+                  {"collinear plus one", collinearPlusOne()}, {"huge", scaled(1e150)}, {"tiny", scaled(1e-150)},
+                  {"clusters", clusters()}};
+    for (const auto& c : aCases) {
+        ASSERT_GT(c.v.size(), 8u) << c.name;
+        expectDelaunay(c.v, c.name);
+    }
+    // The grid one point at a time, in row order (long walks along hull lines).
+    Lumo_2D dt;
+    const std::vector<Point2> v = grid(60);
+    for (const Point2& p : v) dt.insert(p);
+    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
 }
 
 TEST(Insertion, PointsExactlyOnEdgesAndHullLines) {
@@ -287,29 +316,6 @@ TEST(Insertion, FarOutsidePointsForceReKeying) {
     for (const Point2& p : w) dt.insert(p);
     v.insert(v.end(), w.begin(), w.end());
     EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
-}
-
-TEST(Insertion, HugeAndTinyMagnitudes) {
-    for (double scale : {1e150, 1e-150}) {
-        std::vector<Point2> v = randomPoints(800, 11);
-        for (Point2& p : v) p = Point2(p.x() * scale, p.y() * scale);
-        // A grid at the same scale adds exact degeneracies.
-        for (int i = 0; i < 10; ++i)
-            for (int j = 0; j < 10; ++j) v.emplace_back(i * 0.1 * scale, j * 0.1 * scale);
-        expectDelaunay(v, scale > 1 ? "huge" : "tiny");
-    }
-}
-
-TEST(Insertion, ClusteredPoints) {
-    std::mt19937_64 rng(17);
-    std::normal_distribution<double> nd(0.0, 1e-4);
-    std::vector<Point2> centres = randomPoints(20, 12);
-    std::vector<Point2> v;
-    for (int i = 0; i < 10000; ++i) {
-        const Point2& c = centres[size_t(i) % centres.size()];
-        v.emplace_back(c.x() + nd(rng), c.y() + nd(rng));
-    }
-    expectDelaunay(v, "clusters");
 }
 
 // ---- bad input ------------------------------------------------------------------------------------------------
