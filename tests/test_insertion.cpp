@@ -10,22 +10,12 @@
 #include "Lumo_2D.h"
 
 using namespace ORBI_LUMO2D;
+using lumo_test::randomPoints;
+using lumo_test::triangles;
 using lumo_test::checkDelaunayTriangulation;
 using lumo_test::canonicalTriangles;
 
 namespace {
-std::vector<Point2> randomPoints(size_t n, unsigned seed, double lo = 0.0, double hi = 1.0) {
-    std::mt19937_64 rng(seed);
-    std::uniform_real_distribution<double> d(lo, hi);
-    std::vector<Point2> v;
-    for (size_t i = 0; i < n; ++i) v.emplace_back(d(rng), d(rng));
-    return v;
-}
-std::vector<Triangle2*> triangles(const Lumo_2D& dt) {
-    std::vector<Triangle2*> v;
-    dt.getTrianglePointers(v);
-    return v;
-}
 // Triangulates v in one bulk call and checks it with the oracle and the self-test.
 void expectDelaunay(const std::vector<Point2>& v, const char* what) {
     Lumo_2D dt;

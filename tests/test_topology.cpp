@@ -9,29 +9,19 @@
 #include "Dt2.h"
 
 using namespace ORBI_LUMO2D;
+using lumo_test::randomPoints;
+using lumo_test::triangles;
 using lumo_test::canonicalTriangles;
 using lumo_test::checkDelaunayTriangulation;
 using lumo_test::exactInCircle;
 using lumo_test::exactOrientation;
 
 namespace {
-std::vector<Point2> randomPoints(size_t n, unsigned seed) {
-    std::mt19937_64 rng(seed);
-    std::uniform_real_distribution<double> d(0.0, 1.0);
-    std::vector<Point2> v;
-    for (size_t i = 0; i < n; ++i) v.emplace_back(d(rng), d(rng));
-    return v;
-}
 // Even integer grid: every edge midpoint is exact.
 std::vector<Point2> evenGrid(int n) {
     std::vector<Point2> v;
     for (int i = 0; i < n; ++i)
         for (int j = 0; j < n; ++j) v.emplace_back(2.0 * i + (j % 3 == 1 ? 0.5 : 0.0), 2.0 * j);
-    return v;
-}
-std::vector<Triangle2*> triangles(const Dt2& dt) {
-    std::vector<Triangle2*> v;
-    dt.getTrianglePointers(v);
     return v;
 }
 std::string structureFaults(const Dt2& dt) {
