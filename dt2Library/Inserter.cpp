@@ -5,7 +5,21 @@
 
 namespace ORBI_LUMO2D {
 
+// The inserter runs the steps of Dt2's insertion: its broken conditions are reported under the
+// Dt2 operation whose step failed, as the triangulation's own.
+#define DT2_ASSERT(cond, dt2Function)                                                  \
+    do {                                                                              \
+        if (!(cond)) ::ORBI_LUMO2D::assertionFailed(#cond, __FILE__, __LINE__, dt2Function); \
+    } while (0)
+
 namespace {
+const char* const LOCATE_FUNCTION =
+    "int ORBI_LUMO2D::Dt2::locateConflictTriangle(const ORBI_LUMO2D::Point2&, ORBI_LUMO2D::Triangle2*&, int&)";
+const char* const DUPLICATE_FUNCTION = "ORBI_LUMO2D::Triangle2* ORBI_LUMO2D::Dt2::triangulateCoplanarOrDuplicate("
+                                       "ORBI_LUMO2D::Point2*, ORBI_LUMO2D::Triangle2*, int)";
+const char* const REC_FUNCTION = "ORBI_LUMO2D::Triangle2* ORBI_LUMO2D::Dt2::triangulateRec(ORBI_LUMO2D::VaultEntry*, "
+                                 "ORBI_LUMO2D::VaultEntry*, ORBI_LUMO2D::Triangle2*)";
+
 // Ranges below this size are inserted one after another instead of middle first.
 const size_t MIN_RECURSION_RANGE = 16;
 // Walk steps after which the edge order is randomised (guards against cycling).
@@ -15,7 +29,7 @@ const int STOCHASTIC_WALK_AFTER = 1000;
 // ---- the walk ----------------------------------------------------------------------------------
 
 Location Inserter::locate(const Point2& q, Triangle2* pStartTriangle) {
-    LUMO_ASSERT(pStartTriangle!=0);
+    DT2_ASSERT(pStartTriangle!=0, LOCATE_FUNCTION);
     Triangle2* pCur = pStartTriangle;
     int aOrder[3] = {0, 1, 2};
     int numTests = 3;
@@ -138,7 +152,7 @@ Triangle2* Inserter::treatDuplicate(Point2* q, Triangle2* pT) {
             return pT;
         }
     }
-    assertionFailed("Proxy not found", __FILE__, __LINE__, __PRETTY_FUNCTION__);
+    assertionFailed("Proxy not found", __FILE__, __LINE__, DUPLICATE_FUNCTION);
 }
 
 void Inserter::insertVertexCH(Point2* q, Triangle2* pT, int hullIdx) {
@@ -191,7 +205,7 @@ Triangle2* Inserter::triangulateRec(VaultEntry* pBegin, VaultEntry* pEnd, Triang
     Triangle2* pIncT = pMid->pVtx->getIncidentTriangle();
     if (pIncT == nullptr) pIncT = pMidT;
     if (pIncT == nullptr) pIncT = pVault->getCloseTriangle(pMid->key);
-    LUMO_ASSERT(pIncT!=NULL);
+    DT2_ASSERT(pIncT!=NULL, REC_FUNCTION);
     return triangulateRec(pMid + 1, pEnd, pIncT);
 }
 
