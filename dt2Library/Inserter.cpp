@@ -123,14 +123,16 @@ Triangle2* Inserter::insertOneVertex(Point2* q, Triangle2* pStartTriangle) {
     switch (loc.kind) {
     case Location::LOC_FACE:
         topo::splitTriangle(store, loc.pT, q, aT);
-        vCheckT.insert(vCheckT.end(), aT, aT + 3);
+        vCheckT.push_back(aT[0]);
+        vCheckT.push_back(aT[1]);
+        vCheckT.push_back(aT[2]);
         reportSplit(q, aT, 3);
         break;
     case Location::LOC_EDGE: {
         Triangle2* pT = loc.pT;
         notifyEdgeSplit(pT->getCorner(incIndexBy1(loc.idx)), pT->getCorner(incIndexBy2(loc.idx)), q);
         const int n = topo::splitEdge(store, pT, loc.idx, q, aT);
-        vCheckT.insert(vCheckT.end(), aT, aT + n);
+        for (int k = 0; k < n; ++k) vCheckT.push_back(aT[k]);
         reportSplit(q, aT, size_t(n));
         break;
     }
@@ -140,7 +142,7 @@ Triangle2* Inserter::insertOneVertex(Point2* q, Triangle2* pStartTriangle) {
         insertVertexCH(q, loc.pT, loc.idx);
         return q->getIncidentTriangle();
     }
-    legalizeStar();
+    legalizeStar(q);
     return q->getIncidentTriangle();
 }
 
@@ -180,9 +182,9 @@ void Inserter::insertVertexCH(Point2* q, Triangle2* pT, int hullIdx) {
     }
     vHullFan.clear();
     topo::attachHullFan(store, q, vHullChain, vHullFan);
-    vCheckT.insert(vCheckT.end(), vHullFan.begin(), vHullFan.end());
+    for (Triangle2* pNew : vHullFan) vCheckT.push_back(pNew);
     reportSplit(q, vHullFan.data(), vHullFan.size());
-    legalizeStar();
+    legalizeStar(q);
 }
 
 // ---- ranges ------------------------------------------------------------------------------------
@@ -212,17 +214,17 @@ Triangle2* Inserter::triangulateRec(VaultEntry* pBegin, VaultEntry* pEnd, Triang
 // ---- flips ---------------------------------------------------------------------------------------
 
 void Inserter::legalize(bool bAllFour) {
-    if (pGuard == nullptr && pObserver == nullptr) legalizeLoop<false, false>(bAllFour);
-    else legalizeLoop<false, true>(bAllFour);
+    if (pGuard == nullptr && pObserver == nullptr) legalizeLoop<false, false>(bAllFour, nullptr);
+    else legalizeLoop<false, true>(bAllFour, nullptr);
 }
 
-void Inserter::legalizeStar() {
-    if (pGuard == nullptr && pObserver == nullptr) legalizeLoop<true, false>(false);
-    else legalizeLoop<true, true>(false);
+void Inserter::legalizeStar(Point2* q) {
+    if (pGuard == nullptr && pObserver == nullptr) legalizeLoop<true, false>(false, q);
+    else legalizeLoop<true, true>(false, q);
 }
 
 template <bool bStar, bool bHooks>
-void Inserter::legalizeLoop(bool bAllFour) {
+void Inserter::legalizeLoop(bool bAllFour, const Point2* q) {
     for (;;) {
         // The star stack holds triangles whose apex is corner 0; the general one holds edges.
         Triangle2* pT;
@@ -237,8 +239,8 @@ void Inserter::legalizeLoop(bool bAllFour) {
             i = vCheckE.back().getIndex();
         }
         Triangle2* pN = pT->getOppositeTriangle(i);
-        if (pN == nullptr ||
-            geomTest.inCircle(pN->getCorner(0), pN->getCorner(1), pN->getCorner(2), pT->getCorner(i)) <= 0 ||
+        const Point2* pApex = bStar ? q : pT->getCorner(i);
+        if (pN == nullptr || geomTest.inCircle(pN->getCorner(0), pN->getCorner(1), pN->getCorner(2), pApex) <= 0 ||
             (bHooks && !mayFlip(pT->getCorner(incIndexBy1(i)), pT->getCorner(incIndexBy2(i))))) {
             if (bStar) vCheckT.pop_back();
             else vCheckE.pop_back();

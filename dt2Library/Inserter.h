@@ -113,12 +113,12 @@ private:
     void reportSplit(Point2* q, Triangle2* const* apT, size_t n) {
         if (pObserver != nullptr) pObserver->onSplit(q, apT, n);
     }
-    // legalize() for the star of a vertex just inserted (apex = corner 0 of each stacked
-    // triangle): the insertion's fast case of the same loop.
-    void legalizeStar();
-    // The flip loop over the star stack or the edge stack, with or without the hooks.
+    // legalize() for the star of q just inserted (q is corner 0 of every stacked triangle):
+    // the insertion's fast case of the same loop.
+    void legalizeStar(Point2* q);
+    // The flip loop over the star stack (apex q) or the edge stack, with or without the hooks.
     template <bool bStar, bool bHooks>
-    void legalizeLoop(bool bAllFour);
+    void legalizeLoop(bool bAllFour, const Point2* q);
     int nextRandom3() {
         // xorshift32: cheap, and private to this inserter.
         rngState ^= rngState << 13;
