@@ -179,23 +179,6 @@ TEST(Insertion, CollinearOneAtATimeThenOffTheLine) {
     }
 }
 
-TEST(Insertion, StoredCollinearVerticesThenCocircularBulk) {
-    // The vertices stored before the triangulation starts go in first, then the new ones.
-    Lumo_2D dt;
-    std::vector<Point2> v = {Point2(-5, 0), Point2(5, 0), Point2(0, 0), Point2(-3, 0)};
-    std::vector<Point2*> vFirst;
-    dt.insert(v, vFirst);
-    ASSERT_FALSE(dt.is2D());
-    const std::vector<Point2> w = {Point2(3, 4), Point2(-3, 4), Point2(4, -3), Point2(-4, -3), Point2(0, 5),
-                                   Point2(0, -5), Point2(3, 0), Point2(-5, 0)};
-    std::vector<Point2*> vSecond;
-    dt.insert(w, vSecond);
-    v.insert(v.end(), w.begin(), w.end());
-    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
-    EXPECT_EQ(vSecond.back(), vFirst[0]);   // the stored vertex survives its duplicate
-    for (Point2* p : vFirst) EXPECT_NE(p->getIncidentTriangle(), nullptr);
-}
-
 TEST(Insertion, EmptyAndTinyInputs) {
     Lumo_2D dt;
     dt.insert(std::vector<Point2>());
@@ -358,22 +341,7 @@ TEST(Insertion, NumCpuPolicyAndBulkInsertionStillValid) {
     EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
 }
 
-// ---- splitting and progress ------------------------------------------------------------------------------
-
-TEST(Insertion, PointOnAnInteriorEdgeSplitsTwoTrianglesIntoFour) {
-    Lumo_2D dt;
-    std::vector<Point2*> h;
-    dt.insert({Point2(0, 0), Point2(2, 0), Point2(2, 2), Point2(0, 2)}, h);
-    ASSERT_EQ(dt.numberOfTriangles(), 2u);
-    Point2* pMid = dt.insert(Point2(1, 1));
-    EXPECT_EQ(dt.numberOfTriangles(), 4u);
-    std::vector<Triangle2*> vInc;
-    dt.getIncidentTriangles(pMid, vInc);
-    EXPECT_EQ(vInc.size(), 4u);
-    // On a hull edge: one triangle becomes two.
-    dt.insert(Point2(1, 0));
-    EXPECT_EQ(dt.numberOfTriangles(), 5u);
-}
+// ---- progress ----------------------------------------------------------------------------------------------
 
 namespace {
 struct ProgressLog : public MsgBase {
@@ -396,6 +364,7 @@ TEST(Insertion, BulkInsertionReportsProgress) {
     EXPECT_EQ(log.v.size(), n);
 }
 
+// The vertices stored before the triangulation starts go in first, then the new ones.
 TEST(Insertion, EarlierVertexSurvivesWhenTheTriangulationBecomesTwoDimensional) {
     Lumo_2D dt;
     std::vector<Point2*> h1, h2;
