@@ -63,6 +63,7 @@ public:
 
     // ---- drawings and exports (Dt2_output.cpp) --------------------------------------------------
     void show(const std::string& postscriptFilename) const;
+    void showSvg(const std::string& svgFilename) const;
     void show(Visualizer2* pVis, const Color& color) const;
     // pTriangles: the triangles to write (a zone's), or null for the whole triangulation.
     void writeObj(const std::string& filename, const std::vector<Triangle2*>* pTriangles) const;
