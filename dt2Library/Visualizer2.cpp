@@ -212,7 +212,10 @@ void Visualizer2::writeProlog() {
 
 std::string Visualizer2::rangeText(const char* axis, double lo, double hi) {
     std::ostringstream ss;
-    ss << axis << "-Range: [" << lo << " - " << hi << "] =" << (hi - lo);
+    ss << axis << "-Range: [" << lo << " - " << hi << "] =";
+    // Ends 1e308 apart: the extent is no double, so it is shown as twice its half.
+    if (std::isfinite(hi - lo)) ss << (hi - lo);
+    else ss << "2*" << (hi * 0.5 - lo * 0.5);
     return ss.str();
 }
 
