@@ -7,7 +7,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/jobs.sh
 build=${1:-build-shared}
-bash scripts/install-deps.sh
+bash scripts/install-deps.sh --tests
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS=ON -DLUMO2D_BUILD_TESTS=ON -DLUMO2D_BUILD_APPS=ON
 cmake --build "$build" -j"$LUMO2D_JOBS" --target lumo2d lumo2d_cli example_hello
 ctest --test-dir "$build" --output-on-failure -R '^(shared_library_exports|example_hello|package_consumer)$'
