@@ -15,6 +15,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 #include "Lumo_2D.h"
 #include "ScopedTempDir.h"
@@ -86,6 +87,16 @@ protected:
         std::remove(".stderr");
         return r;
     }
+    // Each run fails with the status, nothing on standard output and exactly the message.
+    void expectFailures(const std::vector<std::pair<std::string, std::string>>& vArgsAndMessages, int status,
+                        const std::string& hint = "") {
+        for (const auto& c : vArgsAndMessages) {
+            const ToolRun r = run(c.first);
+            EXPECT_EQ(r.status, status) << c.first;
+            EXPECT_EQ(r.out, "") << c.first;
+            EXPECT_EQ(r.err, "lumo2d: " + c.second + "\n" + hint) << c.first;
+        }
+    }
     // The names in the directory, sorted, one per line.
     static std::string listing() {
         std::set<std::string> names;
@@ -121,27 +132,17 @@ TEST_F(Cli, HelpAndVersion) {
 }
 
 TEST_F(Cli, UsageErrorsExitWithTwoAndWriteNothing) {
-    const struct {
-        const char* args;
-        const char* message;
-    } aCases[] = {
-        {"", "missing COMMAND"},
-        {"frobnicate", "unknown command 'frobnicate'"},
-        {"triangulate", "triangulate: missing INPUT"},
-        {"triangulate pts.txt --obj", "--obj needs a file name"},
-        {"triangulate pts.txt --svg", "--svg needs a file name"},
-        {"triangulate pts.txt --format", "--format needs a format name"},
-        {"triangulate pts.txt --format stl", "--format: unknown format 'stl' (auto, xy, csv, node or binary)"},
-        {"triangulate pts.txt --stl x.stl", "triangulate: unknown option '--stl'"},
-        {"triangulate a.txt b.txt", "triangulate: more than one INPUT ('a.txt', 'b.txt')"},
-        {"demo a b", "demo takes at most one directory, got 2"},
-    };
-    for (const auto& c : aCases) {
-        const ToolRun r = run(c.args);
-        EXPECT_EQ(r.status, 2) << c.args;
-        EXPECT_EQ(r.out, "") << c.args;
-        EXPECT_EQ(r.err, "lumo2d: " + std::string(c.message) + "\n" + usageHint) << c.args;
-    }
+    expectFailures({{"", "missing COMMAND"},
+                    {"frobnicate", "unknown command 'frobnicate'"},
+                    {"triangulate", "triangulate: missing INPUT"},
+                    {"triangulate pts.txt --obj", "--obj needs a file name"},
+                    {"triangulate pts.txt --svg", "--svg needs a file name"},
+                    {"triangulate pts.txt --format", "--format needs a format name"},
+                    {"triangulate pts.txt --format stl", "--format: unknown format 'stl' (auto, xy, csv, node or binary)"},
+                    {"triangulate pts.txt --stl x.stl", "triangulate: unknown option '--stl'"},
+                    {"triangulate a.txt b.txt", "triangulate: more than one INPUT ('a.txt', 'b.txt')"},
+                    {"demo a b", "demo takes at most one directory, got 2"}},
+                   2, usageHint);
     EXPECT_EQ(listing(), "");
 }
 
@@ -326,44 +327,29 @@ TEST_F(Cli, UnusableInputsNameFileAndLineAndWriteNothing) {
         {"line.txt", "0 0\n1 1\n2 2\n3 3\n", "no triangle: the 4 distinct points are all on one line"},
         {".", "", ".: is a directory"},
     };
-    std::string files;
+    std::set<std::string> sFiles;
     for (const auto& c : aCases) {
-        if (!c.content.empty()) {
-            writeFile(c.file, c.content);
-            files += std::string(c.file) + "\n";
-        }
+        if (!c.content.empty()) writeFile(c.file, c.content);
+        if (!c.content.empty()) sFiles.insert(c.file);
     }
-    for (const auto& c : aCases) {
-        const ToolRun r = run(std::string("triangulate ") + c.file + " --obj out.obj --ps out.ps --web web --ele o.ele");
-        EXPECT_EQ(r.status, 1) << c.file;
-        EXPECT_EQ(r.out, "") << c.file;
-        EXPECT_EQ(r.err, "lumo2d: " + std::string(c.message) + "\n") << c.file;
-    }
-    std::vector<std::string> vNames;
-    for (std::istringstream ss(files); std::getline(ss, files);) vNames.push_back(files);
-    std::sort(vNames.begin(), vNames.end());
+    std::vector<std::pair<std::string, std::string>> vRuns;
+    for (const auto& c : aCases)
+        vRuns.emplace_back(std::string("triangulate ") + c.file + " --obj out.obj --ps out.ps --web web --ele o.ele", c.message);
+    expectFailures(vRuns, 1);
     std::string expected;
-    for (const std::string& name : vNames) expected += name + "\n";
+    for (const std::string& name : sFiles) expected += name + "\n";
     EXPECT_EQ(listing(), expected);
 }
 
 TEST_F(Cli, UnwritableTargetIsFoundBeforeAnythingIsWritten) {
     writeFile("pts.txt", "0 0\n1 0\n0 1\n");
     writeFile("blocker", "x");
-    const struct {
-        const char* args;
-        const char* message;
-    } aCases[] = {
-        {"--ps out.ps --obj nosuchdir/out.obj", "nosuchdir/out.obj: directory nosuchdir does not exist"},
-        {"--ps out.ps --svg blocker/x.svg", "blocker/x.svg: directory blocker does not exist"},
-        {"--ps out.ps --ele .", ".: is a directory"},
-        {"--ps out.ps --web blocker/scene", "blocker/scene: blocker is not a directory"},
-    };
-    for (const auto& c : aCases) {
-        const ToolRun r = run(std::string("triangulate pts.txt ") + c.args);
-        EXPECT_EQ(r.status, 1) << c.args;
-        EXPECT_EQ(r.err, "lumo2d: " + std::string(c.message) + "\n") << c.args;
-    }
+    expectFailures({{"triangulate pts.txt --ps out.ps --obj nosuchdir/out.obj",
+                     "nosuchdir/out.obj: directory nosuchdir does not exist"},
+                    {"triangulate pts.txt --ps out.ps --svg blocker/x.svg", "blocker/x.svg: directory blocker does not exist"},
+                    {"triangulate pts.txt --ps out.ps --ele .", ".: is a directory"},
+                    {"triangulate pts.txt --ps out.ps --web blocker/scene", "blocker/scene: blocker is not a directory"}},
+                   1);
     const ToolRun r = run("triangulate pts.txt");
     EXPECT_TRUE(contains(r.out, "written:   nothing (use --obj, --ps, --svg, --web, --node or --ele)\n")) << r.out;
     EXPECT_EQ(listing(), "blocker\npts.txt\n");

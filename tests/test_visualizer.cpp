@@ -121,22 +121,27 @@ class Drawing : public testing::Test {
 };
 } // namespace
 
-TEST_F(Drawing, SmallSceneHasTheExactLayout) {
-    const std::string fn = "vis_scene.ps";
+// Two triangles, a circle, a segment, a point and a two-line label with a header line.
+static void addSmallScene(Visualizer2& vis, const std::string& header) {
     Point2 a(0, 0), b(10, 0), c(0, 10), d(10, 10);
     Triangle2 filled, unfilled;
     filled.setProperties(&a, &b, &c);
     unfilled.setProperties(&b, &d, &c);
+    vis.addHeaderLine(header);
+    vis.addObject(filled, Color(CRED, 0.5f, true));
+    vis.addObject(unfilled, Color(CBLUE, 0.1f, false));
+    vis.addObject(Circle2(Point2(5, 5), 4.0), Color(CGREEN, 0.2f, false));
+    vis.addObject(Segment2(a, d), Color(CPINK, 0.3f, false));
+    vis.addObject(d, Color(CGRAY, 0.25f, false));
+    vis.addObject(Label(Point2(1, 1), "A\nB", 10), Color(CBLACK, 0.01f, false));
+}
+
+TEST_F(Drawing, SmallSceneHasTheExactLayout) {
+    const std::string fn = "vis_scene.ps";
     testing::internal::CaptureStdout();
     {
         Visualizer2 vis(fn);
-        vis.addHeaderLine("hello");
-        vis.addObject(filled, Color(CRED, 0.5f, true));
-        vis.addObject(unfilled, Color(CBLUE, 0.1f, false));
-        vis.addObject(Circle2(Point2(5, 5), 4.0), Color(CGREEN, 0.2f, false));
-        vis.addObject(Segment2(a, d), Color(CPINK, 0.3f, false));
-        vis.addObject(d, Color(CGRAY, 0.25f, false));
-        vis.addObject(Label(Point2(1, 1), "A\nB", 10), Color(CBLACK, 0.01f, false));
+        addSmallScene(vis, "hello");
         vis.writeFile();
     }
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Visualizer2:: Writing vis_scene.ps\n");
@@ -432,21 +437,7 @@ TEST_F(Drawing, LabelTextKeepsPostScriptStringsBalanced) {
 // The SVG drawing: the PostScript page flipped upside down (y = 842 - page y), one path per
 // colour group, texts escaped for XML.
 TEST_F(Drawing, SvgShowsTheSamePage) {
-    Point2 a(0, 0), b(10, 0), c(0, 10), d(10, 10);
-    Triangle2 filled, unfilled;
-    filled.setProperties(&a, &b, &c);
-    unfilled.setProperties(&b, &d, &c);
-    const std::string svg = draw(
-        [&](Visualizer2& vis) {
-            vis.addHeaderLine("hello <&>");
-            vis.addObject(filled, Color(CRED, 0.5f, true));
-            vis.addObject(unfilled, Color(CBLUE, 0.1f, false));
-            vis.addObject(Circle2(Point2(5, 5), 4.0), Color(CGREEN, 0.2f, false));
-            vis.addObject(Segment2(a, d), Color(CPINK, 0.3f, false));
-            vis.addObject(d, Color(CGRAY, 0.25f, false));
-            vis.addObject(Label(Point2(1, 1), "A\nB", 10), Color(CBLACK, 0.01f, false));
-        },
-        DF_SVG);
+    const std::string svg = draw([](Visualizer2& vis) { addSmallScene(vis, "hello <&>"); }, DF_SVG);
     for (const char* line : {
              "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"550\" "
              "height=\"620\" viewBox=\"30 40 550 620\">\n<title>drawing.svg</title>\n",
