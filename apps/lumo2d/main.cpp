@@ -7,12 +7,8 @@
 // only when something fails, so that standard output carries just the summary.
 #include <sys/stat.h>
 #include <unistd.h>
-#include <cerrno>
 #include <chrono>
-#include <cmath>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <functional>
 #include <iomanip>
