@@ -47,6 +47,7 @@ void Lumo_2D::unsubscribe(MsgType msgType, MsgBase* pMsg) { pImpl->unsubscribe(m
 // Drawings and exports.
 void Lumo_2D::show(const std::string& postscriptFilename) const { pImpl->show(postscriptFilename); }
 void Lumo_2D::show(Visualizer2* pVisualizer, const Color& color) const { pImpl->show(pVisualizer, color); }
+void Lumo_2D::showSvg(const std::string& svgFilename) const { pImpl->showSvg(svgFilename); }
 void Lumo_2D::writeObj(const std::string& filename) const { pImpl->writeObj(filename, nullptr); }
 void Lumo_2D::writeWebScene(const char* path) const { pImpl->writeWebScene(path, nullptr); }
 
