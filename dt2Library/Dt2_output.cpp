@@ -61,14 +61,3 @@ void Dt2::writeWebScene(const char* path, const std::vector<Triangle2*>* pTriang
 }
 
 } // namespace ORBI_LUMO2D
-
-// ---- the facade's side ---------------------------------------------------------------------------
-
-namespace ORBI_LUMO2D {
-
-void Lumo_2D::show(const std::string& postscriptFilename) const { pImpl->show(postscriptFilename); }
-void Lumo_2D::show(Visualizer2* pVisualizer, const Color& color) const { pImpl->show(pVisualizer, color); }
-void Lumo_2D::writeObj(const std::string& filename) const { pImpl->writeObj(filename, nullptr); }
-void Lumo_2D::writeWebScene(const char* path) const { pImpl->writeWebScene(path, nullptr); }
-
-} // namespace ORBI_LUMO2D
