@@ -107,7 +107,13 @@ HeaderState readHeader(std::ifstream& f, int32_t& fileType, uint64_t& count, uin
 // says, with one warning each.
 template <class Emit>
 bool readRecords(std::ifstream& f, const char* filename, uint64_t count, uint64_t payloadBytes,
-                 size_t stride, Emit emit) {
+                 size_t stride, size_t dim, Emit emit) {
+    // x and y of every point of a record; a z, which is dropped, does not count.
+    auto isFiniteRecord = [stride, dim](const double* r) {
+        for (size_t k = 0; k < stride; k += dim)
+            if (!std::isfinite(r[k]) || !std::isfinite(r[k + 1])) return false;
+        return true;
+    };
     const uint64_t recordBytes = stride * sizeof(double);
     const uint64_t available = payloadBytes / recordBytes;
     const uint64_t numRead = count < available ? count : available;
@@ -121,7 +127,7 @@ bool readRecords(std::ifstream& f, const char* filename, uint64_t count, uint64_
         if (!f) break;
         for (size_t i = 0; i < n; ++i) {
             const double* r = &buf[i * stride];
-            if (!std::all_of(r, r + stride, [](double v) { return std::isfinite(v); }) && numNonFinite++ == 0)
+            if (!isFiniteRecord(r) && numNonFinite++ == 0)
                 firstNonFinite = done + i;
             emit(r);
         }
@@ -198,7 +204,7 @@ bool readBinary(const char* filename, const char* where, int32_t type2, int32_t 
     }
     const bool b3D = fileType == type3;
     const size_t stride = pointsPerRecord * (b3D ? 3 : 2);
-    return readRecords(f, filename, count, payloadBytes, stride, [&](const double* r) { emit(r, b3D); });
+    return readRecords(f, filename, count, payloadBytes, stride, b3D ? 3 : 2, [&](const double* r) { emit(r, b3D); });
 }
 } // namespace
 
