@@ -85,6 +85,8 @@ TEST(Fuzz, FileReadersOnRandomBytes) {
             Silence quiet;
             okPoints = readPointsBIN("f.bin", vPoints);
             okSegments = readSegmentsBIN("f.bin", vSegments);
+            std::vector<Point2> vGarbage;  // the binary file as text: whatever stands there
+            EXPECT_TRUE(readXY("f.bin", vGarbage));
         }
         EXPECT_EQ(okPoints, bPoints && bComplete);
         EXPECT_EQ(okSegments, bSegments && bComplete);
