@@ -14,6 +14,7 @@
 #include "DelaunayOracle.h"
 #include "Lumo_2D.h"
 #include "ScopedTempDir.h"
+#include "VertexVault.h"
 
 using namespace ORBI_LUMO2D;
 
@@ -168,6 +169,14 @@ const Row aRows[] = {
          Triangle2 t;
          t.setProperties(&p0, &p1, &p2);
          EXPECT_THROW(t.getArea2D(), LumoException);
+     }},
+
+    {"vertex store: a start triangle before the first triangle", [](Env&) { return assertion("getCloT() failed", "ORBI_LUMO2D::VertexVault::getCloseTriangle"); },
+     [](Env&) {
+         VertexVault vault(nullptr);
+         Point2 p(1, 1);
+         vault.addVertex(7, &p);  // stored, not yet part of a triangle
+         EXPECT_THROW(vault.getCloseTriangle(5), LumoException);
      }},
 
     // ---- the segment checker --------------------------------------------------------------------
