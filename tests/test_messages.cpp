@@ -257,6 +257,16 @@ TEST(Publisher, ProgressProtocol) {
     Calls everyTenth;  // 1000 steps: a report every 10 steps before the end, then the final 1.0
     for (int i = 1; i < 100; ++i) everyTenth.emplace_back("insert vertices", i * 10 / 1000.0);
     everyTenth.emplace_back("insert vertices", 1.0);
+    auto silentTask = [](bool bQuiet) {
+        return [bQuiet](MsgPublisher& p, Recorder& r) {
+            p.subscribe(MSG_PROGRESS, &r);
+            if (bQuiet) p.setQuiet(true);
+            else p.setDisabled(true);
+            p.start("silent", 100);
+            for (int i = 0; i < 100; ++i) p.step();
+            p.finish();
+        };
+    };
     const struct {
         const char* what;
         std::function<void(MsgPublisher&, Recorder&)> run;
@@ -289,20 +299,8 @@ TEST(Publisher, ProgressProtocol) {
              p.step();
              p.finish();
          }, {{"late", 0.1}, {"late", 1.0}}},
-        {"quiet", [](MsgPublisher& p, Recorder& r) {
-             p.subscribe(MSG_PROGRESS, &r);
-             p.setQuiet(true);
-             p.start("silent", 100);
-             for (int i = 0; i < 100; ++i) p.step();
-             p.finish();
-         }, {}},
-        {"disabled", [](MsgPublisher& p, Recorder& r) {
-             p.subscribe(MSG_PROGRESS, &r);
-             p.setDisabled(true);
-             p.start("silent", 100);
-             for (int i = 0; i < 100; ++i) p.step();
-             p.finish();
-         }, {}},
+        {"quiet", silentTask(true), {}},
+        {"disabled", silentTask(false), {}},
     };
     for (const auto& c : aCases) {
         MsgPublisher pub("TEST");
