@@ -404,21 +404,24 @@ TEST(SegmentChecker, DrawingsPrintTheirCounts) {
 namespace {
 struct RandomCase {
     const char* what;
-    void (*make)(SegmentSet&, unsigned);
+    void (*make)(SegmentSet&, size_t, unsigned);
+    size_t n;
     unsigned seed;
     size_t minSegment, minEndpoint, minPoint;  // the data must really hold these kinds
 };
+// Large coordinates with tiny differences: the floating-point filter cannot decide.
+void farIntegerGridSegments(SegmentSet& s, size_t n, unsigned seed) { integerGridSegments(s, n, seed, 1e15); }
+void nearIntegerGridSegments(SegmentSet& s, size_t n, unsigned seed) { integerGridSegments(s, n, seed, 0.0); }
 const RandomCase aRandomCases[] = {
-    {"short segments", [](SegmentSet& s, unsigned seed) { randomShortSegments(s, 200, seed); }, 1, 0, 0, 50},
-    {"short segments", [](SegmentSet& s, unsigned seed) { randomShortSegments(s, 200, seed); }, 2, 0, 0, 50},
-    {"shared endpoints", [](SegmentSet& s, unsigned seed) { sharedEndpointSegments(s, 150, seed); }, 3, 10, 1000, 1000},
-    {"shared endpoints", [](SegmentSet& s, unsigned seed) { sharedEndpointSegments(s, 150, seed); }, 4, 10, 1000, 1000},
-    {"collinear chains", [](SegmentSet& s, unsigned seed) { collinearChains(s, 180, seed); }, 5, 100, 100, 100},
-    {"collinear chains", [](SegmentSet& s, unsigned seed) { collinearChains(s, 180, seed); }, 6, 100, 100, 100},
-    {"integer grid", [](SegmentSet& s, unsigned seed) { integerGridSegments(s, 160, seed, 0.0); }, 7, 50, 500, 500},
-    {"integer grid", [](SegmentSet& s, unsigned seed) { integerGridSegments(s, 160, seed, 0.0); }, 8, 50, 500, 500},
-    // Large coordinates with tiny differences: the floating-point filter cannot decide.
-    {"integer grid at 1e15", [](SegmentSet& s, unsigned seed) { integerGridSegments(s, 160, seed, 1e15); }, 9, 50, 0, 0},
+    {"short segments", randomShortSegments, 200, 1, 0, 0, 50},
+    {"short segments", randomShortSegments, 200, 2, 0, 0, 50},
+    {"shared endpoints", sharedEndpointSegments, 150, 3, 10, 1000, 1000},
+    {"shared endpoints", sharedEndpointSegments, 150, 4, 10, 1000, 1000},
+    {"collinear chains", collinearChains, 180, 5, 100, 100, 100},
+    {"collinear chains", collinearChains, 180, 6, 100, 100, 100},
+    {"integer grid", nearIntegerGridSegments, 160, 7, 50, 500, 500},
+    {"integer grid", nearIntegerGridSegments, 160, 8, 50, 500, 500},
+    {"integer grid at 1e15", farIntegerGridSegments, 160, 9, 50, 0, 0},
 };
 } // namespace
 
@@ -426,7 +429,7 @@ TEST(SegmentCheckerRandomized, AgreesWithTheExactAllPairsClassification) {
     for (const RandomCase& c : aRandomCases) {
         SCOPED_TRACE(std::string(c.what) + ", seed " + std::to_string(c.seed));
         SegmentSet s;
-        c.make(s, c.seed);
+        c.make(s, c.n, c.seed);
         const std::vector<size_t> counts = compareWithExactClassification(s);
         EXPECT_GE(counts[SIT_SEGMENT], c.minSegment);
         EXPECT_GE(counts[SIT_ENDPOINT], c.minEndpoint);
