@@ -146,6 +146,26 @@ const Row aRows[] = {
     {"getConvexHull: empty triangulation", [](Env&) { return warning("Dt2::getConvexHull()", "is2D() is false, the triangulation is not full dimensional yet"); },
      [](Env&) { Lumo_2D empty; std::vector<Point2*> v; empty.getConvexHull(true, v); EXPECT_TRUE(v.empty()); }},
 
+    {"createDirectory: null path", [](Env&) { return warning("createDirectory()", "path is null, nothing created"); },
+     [](Env&) { EXPECT_FALSE(createDirectory(nullptr)); }},
+    {"fileReplicate: null directory", [](Env&) { return error("fileReplicate", "null name or directory, nothing written"); },
+     [](Env&) { fileReplicate("index.html", nullptr); }},
+    {"visualizer: broken triangle, loose edge and null pointers",
+     [](Env& e) {
+         const std::string skip = "Visualizer2::addObject()";
+         return "Visualizer2:: Writing " + e.file("v.ps") + "\n" + warning(skip, "triangle with a null corner, not drawn") +
+                warning(skip, "edge without a triangle, not drawn") + warning(skip, "2 null pointer(s) skipped") +
+                warning(skip, "1 null pointer(s) skipped");
+     },
+     [](Env& e) {
+         Visualizer2 vis(e.file("v.ps"));
+         vis.addObject(Triangle2(), Color(CRED, 1, false));
+         vis.addObject(Edge2(), Color(CRED, 1, false));
+         vis.addObject(std::vector<Triangle2*>{nullptr, nullptr}, Color(CRED, 1, false));
+         vis.addObject(std::vector<Point2*>{e.vOwn[0], nullptr}, Color(CRED, 1, false));
+         vis.writeFile();
+     }},
+
     // ---- triangles and the iterator -----------------------------------------------------------
     {"iterator: null vertex stands on null", [](Env&) { return warning("TriangleAroundVertexIterator::TriangleAroundVertexIterator()", "pVtx is null"); },
      [](Env&) {
