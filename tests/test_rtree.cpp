@@ -6,6 +6,7 @@
 #include <set>
 #include <vector>
 #include "Lumo_2D.h"
+#include "ScopedTempDir.h"
 #include "spatial_index/RTree.h"
 
 using ORBI_LOCATE2::Entry;
@@ -75,6 +76,7 @@ TEST(RTree, ClosedBoxQueriesOnSmallTrees) {
 }
 
 TEST(RTree, InvertedBoxesAreAssertionFailures) {
+    lumo_test::ScopedTempDir tmp;  // the assertions write the log file
     RTree tree;
     testing::internal::CaptureStdout();
     EXPECT_THROW(tree.addObject(tag(0), 1.0, 0.0, 0.0, 1.0), ORBI_LUMO2D::LumoException);

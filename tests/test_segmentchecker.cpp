@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 #include "Lumo_2D.h"
+#include "ScopedTempDir.h"
 #include "segmentOracle.h"
 
 using namespace ORBI_LUMO2D;
@@ -219,6 +220,7 @@ const PairCase aPairCases[] = {
 } // namespace
 
 TEST(SegmentChecker, ClassificationTable) {
+    lumo_test::ScopedTempDir tmp;  // the failing rows write the log file
     for (const PairCase& c : aPairCases) {
         SegmentSet s;
         Segment2* a = s.add(c.a[0], c.a[1], c.a[2], c.a[3]);
