@@ -93,7 +93,7 @@ TEST(Fuzz, FileReadersOnRandomBytes) {
         const size_t numKept = bytes.size() >= 12 ? size_t(std::min<uint64_t>(count, available)) : 0;
         EXPECT_EQ(vPoints.size(), bPoints ? numKept : 0);
         EXPECT_EQ(vSegments.size(), bSegments ? numKept : 0);
-        // Every value read is the one stored, bit for bit.
+        // Every value read is the one stored (a NaN as a NaN).
         for (size_t i = 0; i < vPoints.size(); ++i) {
             double xy[2];
             std::memcpy(xy, bytes.data() + 12 + i * recordBytes, 16);
