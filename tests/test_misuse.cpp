@@ -9,10 +9,10 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <regex>
 #include <thread>
 #include "DelaunayOracle.h"
 #include "Lumo_2D.h"
+#include "MessageText.h"
 #include "ScopedTempDir.h"
 #include "VertexVault.h"
 
@@ -22,21 +22,9 @@ namespace {
 const double NaN = std::nan("");
 const double Inf = HUGE_VAL;
 
-std::string message(const std::string& where, const char* kind, const std::string& text) {
-    return "\n      [Lumo2D-Message] " + where + ", " + kind + ": " + text + "\n\n";
-}
-std::string warning(const std::string& where, const std::string& text) { return message(where, "WARNING", text); }
-std::string error(const std::string& where, const std::string& text) { return message(where, "ERROR", text); }
-// The assertion report with the source position masked (see normalized()).
-std::string assertion(const std::string& condition, const std::string& function) {
-    const std::string cond = "Condition [ " + condition + " failed ]";
-    return error("* Lumo, ", cond) + "* Lumo, " + cond + "\n  SOURCE\n  Function: " + function + "()\n";
-}
-// Addresses and source lines differ from run to run and build to build.
-std::string normalized(const std::string& out) {
-    const std::string s = std::regex_replace(out, std::regex("0x[0-9a-f]+"), "ADDR");
-    return std::regex_replace(s, std::regex("\n  [^ \n]+:[0-9]+\n"), "\n  SOURCE\n");
-}
+using lumo_test::assertion;
+using lumo_test::error;
+using lumo_test::warning;
 
 void writeBytes(const std::string& name, const std::vector<char>& bytes) {
     std::ofstream f(name, std::ios::binary);
@@ -351,7 +339,7 @@ TEST(Misuse, EveryEntryPointGivesItsMessageAndANeutralResult) {
         Env e;
         testing::internal::CaptureStdout();
         row.call(e);
-        const std::string out = normalized(testing::internal::GetCapturedStdout());
+        const std::string out = lumo_test::normalized(testing::internal::GetCapturedStdout());
         EXPECT_EQ(out, row.expected(e));
         // The triangulation answers as before: the Delaunay triangulation of its input.
         std::vector<Triangle2*> vT;

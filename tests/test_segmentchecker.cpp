@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 #include "Lumo_2D.h"
+#include "MessageText.h"
 #include "ScopedTempDir.h"
 #include "segmentOracle.h"
 
@@ -18,11 +19,7 @@ using lumo_test::classifyExactly;
 using lumo_test::ExactMeeting;
 
 namespace {
-const std::string warningPrefix = "\n      [Lumo2D-Message] ";
-
-std::string warning(const std::string& where, const std::string& text) {
-    return warningPrefix + where + ", WARNING: " + text + "\n\n";
-}
+using lumo_test::warning;
 
 // Owns a set of segments and hands out the pointer vector the checker takes.
 struct SegmentSet {
@@ -241,11 +238,8 @@ TEST(SegmentChecker, ClassificationTable) {
             }
             testing::internal::CaptureStdout();
             EXPECT_THROW(checker.getIntersectionType(aOrders[k].first, aOrders[k].second), LumoException) << c.what;
-            const std::string out = testing::internal::GetCapturedStdout();
-            EXPECT_NE(out.find(std::string("Condition [ ") + c.aConditions[k] + " failed ]\n"), std::string::npos) << out;
-            EXPECT_NE(out.find("Function: ORBI_LUMO2D::SegmentChecker::getIntersectionType_degeneratePart()"),
-                      std::string::npos)
-                << out;
+            EXPECT_EQ(lumo_test::normalized(testing::internal::GetCapturedStdout()),
+                      lumo_test::assertion(c.aConditions[k], "ORBI_LUMO2D::SegmentChecker::getIntersectionType_degeneratePart"));
         }
     }
 }
