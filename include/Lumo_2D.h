@@ -99,12 +99,15 @@ public:
 
     // ---- drawings and exports -----------------------------------------------------------------
     // Draws the triangles (and the convex hull) to a PostScript file. Before the first triangle
-    // exists it reports "The triangulation is not full dimensional yet, no visualization".
+    // exists it reports "The triangulation is not full dimensional yet, no visualization". A
+    // file that can't be opened is left unwritten without a message, as for every drawing.
     void show(const std::string& postscriptFilename) const;
     // Adds the triangles to a caller's drawing in the given colour; the caller writes the file.
     // A null pVisualizer warns and draws nothing.
     void show(Visualizer2* pVisualizer, const Color& color) const;
     // Writes all triangles as a Wavefront OBJ file (z = 0, 1-based faces, counterclockwise).
+    // Before the first triangle exists it reports the message of show(), under "Dt2::show()";
+    // a file that can't be opened is left unwritten without a message.
     void writeObj(const std::string& filename) const;
     // Creates the directory path with a page, the viewer scripts and "3d.obj": a scene that a
     // browser shows in 3D when the directory is served (e.g. python3 -m http.server). A null
