@@ -65,9 +65,8 @@ int Lumo_2D::setNumCPU(int numCPU) {
     if (numCPU > maxCPU) {
         std::ostringstream text;
         text << "numCPU=" << numCPU << " is more than " << MAX_CPU_PER_HARDWARE_THREAD << " times the " << numHardware
-             << " hardware thread(s), capped at " << maxCPU;
+             << " hardware thread(s); bulk insertion starts no more threads than it has work for";
         reportWarning("Lumo_2D::setNumCPU()", text.str());
-        numCPU = maxCPU;
     }
     return pImpl->setNumCPU(numCPU);
 }

@@ -66,8 +66,8 @@ public:
     // Exact bounding box of the vertices (invalid while empty).
     Bbox2 computeBoundingBox() const;
     // numCPU >= 1 is taken as the thread count for bulk insertion, 0 means all hardware
-    // threads, a negative value means 1; more than 8 per hardware thread is capped there with
-    // a warning. Returns the count now in force.
+    // threads, a negative value means 1; more than 8 per hardware thread is kept but warned
+    // about (bulk insertion starts no more threads than it has work for). Returns the count.
     int setNumCPU(int numCPU);
     // setNumCPU(0).
     void enableMultithreading();
