@@ -85,25 +85,6 @@ TEST(Insertion, HandlesFollowInputOrderAndResolveDuplicates) {
     EXPECT_EQ(dt1.numberOfPoints(), 1u);
 }
 
-TEST(Insertion, HeavyDuplicatesInBulk) {
-    std::vector<Point2> base = randomPoints(200, 5);
-    std::vector<Point2> v;
-    std::mt19937 rng(3);
-    for (int i = 0; i < 5000; ++i) v.push_back(base[rng() % base.size()]);
-    Lumo_2D dt;
-    std::vector<Point2*> vHandles;
-    dt.insert(v, vHandles);
-    std::set<Point2*> sDistinct(vHandles.begin(), vHandles.end());
-    EXPECT_EQ(dt.numberOfPoints(), sDistinct.size());
-    for (size_t i = 0; i < v.size(); ++i) ASSERT_EQ(*vHandles[i], v[i]);
-    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
-    // The same points again: every handle is an existing vertex, nothing new.
-    std::vector<Point2*> vHandles2;
-    dt.insert(v, vHandles2);
-    EXPECT_EQ(vHandles, vHandles2);
-    EXPECT_EQ(dt.numberOfPoints(), sDistinct.size());
-}
-
 // ---- lower-dimensional state ---------------------------------------------------------------------------
 
 TEST(Insertion, CollinearPointsStayLowerDimensionalUntilOnePointIsOff) {
@@ -381,6 +362,11 @@ std::vector<std::vector<Batch>> growthCases(std::vector<std::string>& vNames) {
     const auto half = mids.begin() + long(mids.size() / 2);
     *add("edge midpoints") = {{v, true}, {std::vector<Point2>(mids.begin(), half), false},
                               {std::vector<Point2>(half, mids.end()), true}};
+    // Heavy duplicates in bulk, then the same points again: nothing new.
+    std::vector<Point2> vDup;
+    const std::vector<Point2> base = randomPoints(200, 5);
+    for (int i = 0; i < 5000; ++i) vDup.push_back(base[rng() % base.size()]);
+    *add("heavy duplicates") = {{vDup, true}, {vDup, true}};
     // Alternating bulk and single rounds at three scales, with duplicates of earlier points.
     c = add("mixed rounds");
     std::mt19937_64 rng64(99);
