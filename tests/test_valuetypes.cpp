@@ -2,11 +2,11 @@
 // comparisons, stream formats and messages.
 #include <gtest/gtest.h>
 #include <algorithm>
-#include <cctype>
 #include <cfloat>
 #include <cmath>
 #include <limits>
 #include <random>
+#include <regex>
 #include <sstream>
 #include <tuple>
 #include <vector>
@@ -27,21 +27,8 @@ std::string addr(const void* p) {
     os << p;
     return os.str();
 }
-// Replaces every printed address ("0x" and hex digits) by "ADDR".
-std::string maskAddresses(const std::string& s) {
-    std::string out;
-    for (size_t i = 0; i < s.size();) {
-        if (s.compare(i, 2, "0x") == 0) {
-            out += "ADDR";
-            i += 2;
-            while (i < s.size() && std::isxdigit(static_cast<unsigned char>(s[i]))) ++i;
-        } else {
-            out += s[i++];
-        }
-    }
-    return out;
-}
-
+// Replaces every printed address by "ADDR".
+std::string maskAddresses(const std::string& s) { return std::regex_replace(s, std::regex("0x[0-9a-f]+"), "ADDR"); }
 std::pair<double, double> xy(const Vector2& v) { return {v.x(), v.y()}; }
 std::pair<double, double> xy(double x, double y) { return {x, y}; }
 // The two corners of a box, for one-line comparisons.
