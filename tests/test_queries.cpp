@@ -83,6 +83,15 @@ TEST(Adjacency, TriangleOfADirectedEdge) {
         if (c[2] < 0) EXPECT_EQ(pT, nullptr) << c[0] << c[1];
         else EXPECT_TRUE(pT != nullptr && pT->hasVertex(h[size_t(c[2])])) << c[0] << c[1];
     }
+    // Every directed edge of a larger triangulation, hull vertices with long fans included.
+    Lumo_2D big;
+    big.insert(randomPoints(300, 6));
+    for (Triangle2* pT : triangles(big))
+        for (int i = 0; i < 3; ++i) {
+            Point2 *a = pT->getCorner((i + 1) % 3), *b = pT->getCorner((i + 2) % 3);
+            ASSERT_EQ(big.getAdjacentTriangle(a, b), pT);
+            ASSERT_EQ(big.getAdjacentTriangle(b, a), pT->getOppositeTriangle(i));
+        }
 }
 
 TEST(Adjacency, NullOrEqualVerticesAreAssertions) {
