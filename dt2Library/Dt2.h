@@ -9,7 +9,6 @@
 #include <vector>
 #include "Bbox2.h"
 #include "Edge2.h"
-#include "ExactDiffPredicates.h"
 #include "GeomTest.h"
 #include "HC2.h"
 #include "MsgPublisher.h"
@@ -109,9 +108,8 @@ private:
     // Lawson flips of edge 0 of the stacked triangles (q is corner 0 of each).
     void bfsFlipIncident(Point2* q);
 
-    // Orientation for the walk and the hull: GeomTest's filter (same determinant, same bound,
-    // never below 2^-1000), then exact double arithmetic when the differences are exact, then
-    // GeomTest's own slow stages.
+    // Orientation for the walk and the hull: GeomTest's filter (same determinant, the bound of
+    // getDoorBound), then GeomTest's own slow stages.
     Orientation2 orient(const Point2* p0, const Point2* p1, const Point2* p2) {
         const double det = (p1->y() - p2->y()) * (p0->x() - p2->x()) - (p0->y() - p2->y()) * (p1->x() - p2->x());
         if (det > orientBound) return ORIENTATION2_CCW;
@@ -119,16 +117,10 @@ private:
         return orientSlow(p0, p1, p2);
     }
     Orientation2 orientSlow(const Point2* p0, const Point2* p1, const Point2* p2) {
-        const int r = exact_diff::orientation(p0, p1, p2);
-        if (r == exact_diff::NOT_DECIDED) return geomTest.getOrientation2(p0, p1, p2);
-        return r > 0 ? ORIENTATION2_CCW : (r < 0 ? ORIENTATION2_CW : ORIENTATION2_COLLINEAR);
+        return geomTest.orientationSlow(p0, p1, p2);
     }
-    // Follows GeomTest's error bound (call after every change of it); the floor 2^-1000 keeps
-    // determinants whose products may have underflowed out of the filter.
-    void syncOrientBound() {
-        orientBound = std::max(geomTest.getPositiveErrorBound(), 9.332636185032189e-302);
-        if (!(orientBound < HUGE_VAL)) orientBound = HUGE_VAL;
-    }
+    // Follows GeomTest's error bound (call after every change of it).
+    void syncOrientBound() { orientBound = geomTest.getDoorBound(); }
 
     // ---- storage helpers ----------------------------------------------------------------------
     Point2* createVertex(double x, double y, int customIndex) {
