@@ -290,6 +290,37 @@ inline bool inCircleAllExact(const double* dx, const double* dy, double& det) {
     double s;
     return exactSum(term[0], term[1], s) && exactSum(s, term[2], det);
 }
+
+// The determinant of the rounded differences in double-double arithmetic: each minor and lift
+// as an unevaluated sum hi + lo (two-product, two-sum, one rounded low part), their product to
+// first order, the three terms summed with two-sum. Against the exact value, a minor and a lift
+// are off by at most 3u^2 times their permanent, a term by 23u^2 * lift * |minor|-permanent, the
+// sum of the low parts by 32u^2 P more, and the final addition by u |result|: in all at most
+// 55u^2 P + u |result|, with P the permanent (the callers allow 128u^2 P). Products of rounded
+// low parts may underflow by 2^-1075 each, which INCIRCLE_ERR_FLOOR covers.
+inline double inCircleDoubleDouble(const double* dx, const double* dy) {
+    double hi[3], lo[3];
+    for (int i = 0; i < 3; ++i) {
+        const int j = (i + 1) % 3, k = (i + 2) % 3;
+        double p1, p0, q1, q0, mh, e, a1, a0, b1, b0, lh, f;
+        twoProd(dx[j], dy[k], p1, p0);
+        twoProd(dx[k], dy[j], q1, q0);
+        twoDiff(p1, q1, mh, e);
+        const double ml = e + (p0 - q0);
+        twoProd(dx[i], dx[i], a1, a0);
+        twoProd(dy[i], dy[i], b1, b0);
+        twoSum(a1, b1, lh, f);
+        const double ll = f + (a0 + b0);
+        double t0;
+        twoProd(lh, mh, hi[i], t0);
+        lo[i] = t0 + (lh * ml + ll * mh);
+    }
+    double h1, g1, h, g2;
+    twoSum(hi[0], hi[1], h1, g1);
+    twoSum(h1, hi[2], h, g2);
+    return h + (((g1 + g2) + (lo[0] + lo[1])) + lo[2]);
+}
+constexpr double INCIRCLE_ERR_DD = 128.0 * EPS * EPS * (1.0 + 8.0 * EPS);
 } // namespace detail
 
 // For c = {ax, ay, bx, by, cx, cy, dx, dy} in the window and a, b, c counterclockwise: +1 when d
@@ -307,31 +338,39 @@ inline int inCircle(const double* c, int* pStage = nullptr) {
         double quick;
         if (detail::inCircleAllExact(dx, dy, quick)) return signOf(quick);
     }
-    // Stage B: the determinant of the rounded differences, exactly.
-    double minor[3][4], part[3][32];
-    int partLen[3];
+    // Stage B: the determinant of the rounded differences, to about u^2 P.
     double permanent = 0.0;
     for (int i = 0; i < 3; ++i) {
         const int j = (i + 1) % 3, k = (i + 2) % 3;
-        productDifference(dx[j], dy[k], dx[k], dy[j], minor[i]);
-        double xs[8], xxs[16], ys[8], yys[16];
-        const int xn = scaleExpansion(4, minor[i], dx[i], xs);
-        const int xxn = scaleExpansion(xn, xs, dx[i], xxs);
-        const int yn = scaleExpansion(4, minor[i], dy[i], ys);
-        const int yyn = scaleExpansion(yn, ys, dy[i], yys);
-        partLen[i] = sumExpansions(xxn, xxs, yyn, yys, part[i]);
         permanent += (std::fabs(dx[j] * dy[k]) + std::fabs(dx[k] * dy[j])) * (dx[i] * dx[i] + dy[i] * dy[i]);
     }
-    double ab[64], fin[96];
-    const int abLen = sumExpansions(partLen[0], part[0], partLen[1], part[1], ab);
-    const int finLen = sumExpansions(abLen, ab, partLen[2], part[2], fin);
-    if (exactDiffs) return signOf(fin[finLen - 1]);
-    double det = estimate(finLen, fin);
-    double errBound = INCIRCLE_ERR_B * permanent;
-    if (det >= errBound || -det >= errBound) return signOf(det);
+    double det = detail::inCircleDoubleDouble(dx, dy);
+    double errBound = (exactDiffs ? 0.0 : INCIRCLE_ERR_B * permanent) + detail::INCIRCLE_ERR_DD * permanent +
+                      INCIRCLE_ERR_FLOOR;
+    if (det > errBound || -det > errBound) return signOf(det);
+    if (exactDiffs) {
+        // Exact differences, determinant too close to zero: its exact expansion.
+        if (pStage) *pStage = 3;
+        double part[3][32];
+        int partLen[3];
+        for (int i = 0; i < 3; ++i) {
+            const int j = (i + 1) % 3, k = (i + 2) % 3;
+            double minor[4], xs[8], xxs[16], ys[8], yys[16];
+            productDifference(dx[j], dy[k], dx[k], dy[j], minor);
+            const int xn = scaleExpansion(4, minor, dx[i], xs);
+            const int xxn = scaleExpansion(xn, xs, dx[i], xxs);
+            const int yn = scaleExpansion(4, minor, dy[i], ys);
+            const int yyn = scaleExpansion(yn, ys, dy[i], yys);
+            partLen[i] = sumExpansions(xxn, xxs, yyn, yys, part[i]);
+        }
+        double ab[64], fin[96];
+        const int abLen = sumExpansions(partLen[0], part[0], partLen[1], part[1], ab);
+        const int finLen = sumExpansions(abLen, ab, partLen[2], part[2], fin);
+        return signOf(fin[finLen - 1]);
+    }
 
     // Stage C: the first-order terms of the differences' tails.
-    errBound = INCIRCLE_ERR_C * permanent + RESULT_ERR * std::fabs(det) + INCIRCLE_ERR_FLOOR;
+    errBound = (INCIRCLE_ERR_C + detail::INCIRCLE_ERR_DD) * permanent + RESULT_ERR * std::fabs(det) + INCIRCLE_ERR_FLOOR;
     if (pStage) *pStage = 2;
     double corr[3];
     for (int i = 0; i < 3; ++i) {
