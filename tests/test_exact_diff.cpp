@@ -134,8 +134,9 @@ TEST(AdaptivePredicates, InCircleAgreesWithTheOracleInEveryStage) {
                 putCounterclockwise(c);
                 double v[8];
                 std::copy(c, c + 8, v);
-                if (!adaptive::inWindow(v, 8, adaptive::INCIRCLE_WINDOW))  // a rare tiny sine
+                if (!adaptive::inWindow(v, 8, adaptive::INCIRCLE_WINDOW)) {  // a rare tiny sine
                     ASSERT_TRUE(adaptive::scaleIntoWindow(v, 8, adaptive::INCIRCLE_WINDOW)) << f.name;
+                }
                 int stage = 0;
                 const int expected = inCircleOracle(c);
                 ASSERT_EQ(adaptive::inCircle(v, &stage), expected)
