@@ -1,9 +1,10 @@
 // Exact orientation and in-circle signs in plain double arithmetic: error-free transformations
 // (two-sum, two-product) and nonoverlapping floating-point expansions, evaluated adaptively.
-// Each predicate first computes the determinant of the rounded coordinate differences exactly
-// and accepts it when a bound on the effect of that rounding is below it; then adds the
-// first-order terms of the differences' rounding errors under a second bound; only what is
-// still undecided gets the full exact expansion. Every answer is exact.
+// Each predicate first computes the determinant of the rounded coordinate differences (exactly
+// for orientation, in double-double for in-circle) and accepts it when a bound on the effect of
+// that rounding is below it; then adds the first-order terms of the differences' rounding errors
+// under a second bound; only what is still undecided gets the full exact expansion. Every
+// answer is exact.
 //
 // Contract: round-to-nearest, and every non-zero coordinate inside the predicate's window
 // (ORIENT_WINDOW, INCIRCLE_WINDOW: 2^-w <= |c| < 2^w). There no product, square or expansion
