@@ -268,28 +268,30 @@ inline int inCircleExact(const double (*dx)[2], const double (*dy)[2]) {
     return signOf(det[detLen - 1]);
 }
 
-// Exactly when every operation of the plain evaluation is exact (small integers and the like).
-inline bool exactProduct(double a, double b, double& p) {
-    double e;
-    twoProd(a, b, p, e);
-    return e == 0.0;
+// Whether the six differences are integer multiples of one power of two 2^g, all below
+// 2^(g+12) in magnitude: then every quantity of the plain evaluation is a multiple of 2^(4g)
+// below 2^(4g+52), so each of its operations is exact.
+inline bool onSmallGrid(const double* dx, const double* dy) {
+    int lo = INT_MAX, hi = INT_MIN;
+    for (int i = 0; i < 6; ++i) {
+        const double v = i < 3 ? dx[i] : dy[i - 3];
+        if (v == 0.0) continue;
+        uint64_t bits;
+        std::memcpy(&bits, &v, sizeof bits);
+        const int e = int((bits >> 52) & 0x7ff) - 1023;
+        const int t = e - 52 + __builtin_ctzll((bits & 0x000fffffffffffffull) | (1ull << 52));
+        if (t < lo) lo = t;
+        if (e > hi) hi = e;
+    }
+    return hi - lo < 12;
 }
-inline bool exactSum(double a, double b, double& s) {
-    double e;
-    twoSum(a, b, s, e);
-    return e == 0.0;
-}
-inline bool inCircleAllExact(const double* dx, const double* dy, double& det) {
-    double term[3];
+inline double inCirclePlain(const double* dx, const double* dy) {
+    double det = 0.0;
     for (int i = 0; i < 3; ++i) {
         const int j = (i + 1) % 3, k = (i + 2) % 3;
-        double p, q, minor, xx, yy, lift;
-        if (!exactProduct(dx[j], dy[k], p) || !exactProduct(dx[k], dy[j], q) || !exactSum(p, -q, minor)) return false;
-        if (!exactProduct(dx[i], dx[i], xx) || !exactProduct(dy[i], dy[i], yy) || !exactSum(xx, yy, lift)) return false;
-        if (!exactProduct(lift, minor, term[i])) return false;
+        det += (dx[i] * dx[i] + dy[i] * dy[i]) * (dx[j] * dy[k] - dx[k] * dy[j]);
     }
-    double s;
-    return exactSum(term[0], term[1], s) && exactSum(s, term[2], det);
+    return det;
 }
 
 // The determinant of the rounded differences in double-double arithmetic: each minor and lift
@@ -335,10 +337,7 @@ inline int inCircle(const double* c, int* pStage = nullptr) {
         exactDiffs = exactDiffs && dxt[i] == 0.0 && dyt[i] == 0.0;
     }
     if (pStage) *pStage = 1;
-    if (exactDiffs) {
-        double quick;
-        if (detail::inCircleAllExact(dx, dy, quick)) return signOf(quick);
-    }
+    if (exactDiffs && detail::onSmallGrid(dx, dy)) return signOf(detail::inCirclePlain(dx, dy));
     // Stage B: the determinant of the rounded differences, to about u^2 P.
     double permanent = 0.0;
     for (int i = 0; i < 3; ++i) {
