@@ -117,7 +117,7 @@ private:
         return orientSlow(p0, p1, p2);
     }
     Orientation2 orientSlow(const Point2* p0, const Point2* p1, const Point2* p2) {
-        return geomTest.orientationSlow(p0, p1, p2);
+        return geomTest.orientationSlowForDoor(p0, p1, p2);
     }
     // Follows GeomTest's error bound (call after every change of it).
     void syncOrientBound() { orientBound = geomTest.getDoorBound(); }

@@ -226,6 +226,23 @@ inline int orientation(const double* c, int* pStage = nullptr) {
     return signOf(D[d - 1]);
 }
 
+// The same when the four coordinate differences are exact (grids, shared exponents): then the
+// product difference of the rounded differences is the determinant; otherwise NOT_DECIDED.
+constexpr int NOT_DECIDED = 2;
+inline int orientationOfExactDifferences(const double* c) {
+    double acx, bcx, acy, bcy, t0, t1, t2, t3;
+    twoDiff(c[0], c[4], acx, t0);
+    twoDiff(c[2], c[4], bcx, t1);
+    twoDiff(c[1], c[5], acy, t2);
+    twoDiff(c[3], c[5], bcy, t3);
+    if (t0 != 0.0 || t1 != 0.0 || t2 != 0.0 || t3 != 0.0) return NOT_DECIDED;
+    double B[4];
+    productDifference(acx, bcy, acy, bcx, B);
+    for (int i = 3; i >= 0; --i)
+        if (B[i] != 0.0) return signOf(B[i]);
+    return 0;
+}
+
 // ---- in-circle ---------------------------------------------------------------------------------
 
 namespace detail {

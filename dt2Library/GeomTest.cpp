@@ -228,6 +228,18 @@ Orientation2 GeomTest::orientationSlow(const Point2* p0, const Point2* p1, const
     return orientationExact(p0, p1, p2);
 }
 
+Orientation2 GeomTest::orientationSlowForDoor(const Point2* p0, const Point2* p1, const Point2* p2) {
+    const double v[6] = {p0->x(), p0->y(), p1->x(), p1->y(), p2->x(), p2->y()};
+    if (adaptive::inWindow(v, 6, adaptive::ORIENT_WINDOW)) {
+        const int r = adaptive::orientationOfExactDifferences(v);
+        if (r != adaptive::NOT_DECIDED) {
+            ++stats.orientAdaptive;
+            return toOrientation(r);
+        }
+    }
+    return orientationSlow(p0, p1, p2);
+}
+
 int GeomTest::inCircleSlow(const Point2* a, const Point2* b, const Point2* c, const Point2* d) {
     double v[8] = {a->x(), a->y(), b->x(), b->y(), c->x(), c->y(), d->x(), d->y()};
     if (!adaptive::inWindow(v, 8, adaptive::INCIRCLE_WINDOW)) {

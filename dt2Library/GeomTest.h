@@ -58,6 +58,10 @@ public:
     // The stages after the filter, for callers that ran the filter above with this object's
     // bound (or a larger one) themselves and found it undecided.
     Orientation2 orientationSlow(const Point2* p0, const Point2* p1, const Point2* p2);
+    // The same for the library's own inline orientation door (walk, hull): triples whose
+    // coordinate differences are exact (grids, shared exponents) are decided at once, without
+    // switching the rounding mode; the rest go through orientationSlow.
+    Orientation2 orientationSlowForDoor(const Point2* p0, const Point2* p1, const Point2* p2);
     // Exact in-circle test for a counterclockwise triangle (a, b, c):
     // +1 when d is strictly inside the circumcircle, 0 on it, -1 outside.
     // Exact for all finite coordinates; the filter bound is derived in GeomTest.cpp.

@@ -116,8 +116,16 @@ TEST(AdaptivePredicates, OrientationAgreesWithTheOracleInEveryStage) {
                     << f.name << std::hexfloat << " " << c[0] << " " << c[1] << " " << c[2] << " " << c[3] << " "
                     << c[4] << " " << c[5];
                 ++reached[stage];
+                const int quick = adaptive::orientationOfExactDifferences(c);
+                if (quick != adaptive::NOT_DECIDED) {
+                    ASSERT_EQ(quick, orientOracle(c)) << f.name;
+                    ++reached[0];
+                }
             }
         EXPECT_GT(reached[f.minStage], 100) << f.name;
+        if (f.minStage == 1) {
+            EXPECT_GT(reached[0], 1000) << f.name;  // exact differences decide at once
+        }
     }
 }
 
