@@ -3,7 +3,9 @@
 #include <cfenv>
 #include <cfloat>
 #include <cmath>
-#include "Triangle2.h"
+#if defined(__SSE2__)
+#include <xmmintrin.h>
+#endif
 #include "tools.h"
 
 // The interval stage switches the rounding mode; this file is compiled with -frounding-math
@@ -42,8 +44,8 @@ namespace ORBI_LUMO2D {
 //     (c) underflow adds at most 2^-1074 absolutely, negligible against |det_fl| > max(B, 2^-1020).
 //     Without the floor, x near 2^-519 and y near 2^-538 do produce det_fl = -2^-1074 for a
 //     counterclockwise triple while B has underflowed to 0 (see the predicate tests).
-// (e) Overflow. A product that overflows makes det_fl infinite or NaN; the filter accepts only
-//     finite values, and for M > 2^500 the slow path repeats it on scaled coordinates (setBound).
+// (e) Overflow. For M <= 2^500 every product stays below 2^1002. Beyond, the filter's bound is
+//     infinite and the slow path repeats the filter on scaled coordinates (setBound).
 // The filter assumes the default round-to-nearest mode. Every later stage is exact for all
 // finite coordinates.
 // orientFloor = 2^-1020 (GeomTest.h).
@@ -114,6 +116,7 @@ void GeomTest::setBound(double M) {
     const double bound = factor * M * M;
     posErrBound = bound;
     negErrBound = -bound;
+    orientBound = !(bound <= orientFloor) ? bound : orientFloor;  // a NaN bound lets nothing through
     coordinateBound = std::fabs(M);
     // Beyond these magnitudes the bound overflows, or it and the products sink towards the
     // floor: the slow path then repeats the filter on coordinates scaled by 2^-e, e the exponent
@@ -128,6 +131,7 @@ void GeomTest::setBound(double M) {
         const double scaledM = adaptive::timesPow2(m, orientScaleExp);
         scaledErrBound = factor * scaledM * scaledM;
     }
+    if (m > 0x1p500) orientBound = HUGE_VAL;  // products may overflow: only the scaled filter decides
 }
 
 // With |coordinate difference| <= D, each lift and each minor sum is at most 2D^2, so the
@@ -194,10 +198,6 @@ Orientation2 GeomTest::orientationSlow(const Point2* p0, const Point2* p1, const
             return det > 0.0 ? ORIENTATION2_CCW : ORIENTATION2_CW;
         }
     }
-    if ((p0->x() == p1->x() && p1->x() == p2->x()) || (p0->y() == p1->y() && p1->y() == p2->y())) {
-        ++stats.orientShortcut;
-        return ORIENTATION2_COLLINEAR;
-    }
     // The coordinates go through volatile storage and the results come back through it: the
     // compiler may not move the interval arithmetic across the two rounding-mode switches.
     volatile double in[6] = {p0->x(), p0->y(), p1->x(), p1->y(), p2->x(), p2->y()};
@@ -228,9 +228,24 @@ Orientation2 GeomTest::orientationSlow(const Point2* p0, const Point2* p1, const
     return orientationExact(p0, p1, p2);
 }
 
-Orientation2 GeomTest::orientationSlowForDoor(const Point2* p0, const Point2* p1, const Point2* p2) {
+namespace {
+// The adaptive arithmetic needs round-to-nearest; a caller in another mode gets rationals.
+bool roundsToNearest() {
+#if defined(__SSE2__)
+    return (_mm_getcsr() & 0x6000u) == 0;  // the SSE rounding-control bits
+#else
+    return std::fegetround() == FE_TONEAREST;
+#endif
+}
+} // namespace
+
+Orientation2 GeomTest::orientationAfterFilter(const Point2* p0, const Point2* p1, const Point2* p2) {
+    if ((p0->x() == p1->x() && p1->x() == p2->x()) || (p0->y() == p1->y() && p1->y() == p2->y())) {
+        ++stats.orientShortcut;
+        return ORIENTATION2_COLLINEAR;
+    }
     const double v[6] = {p0->x(), p0->y(), p1->x(), p1->y(), p2->x(), p2->y()};
-    if (adaptive::inWindow(v, 6, adaptive::ORIENT_WINDOW)) {
+    if (adaptive::inWindow(v, 6, adaptive::ORIENT_WINDOW) && roundsToNearest()) {
         const int r = adaptive::orientationOfExactDifferences(v);
         if (r != adaptive::NOT_DECIDED) {
             ++stats.orientAdaptive;
@@ -309,10 +324,6 @@ int GeomTest::inCircleExact(const Point2* a, const Point2* b, const Point2* c, c
     mpq_mul(t[3], lift[2], t[2]);
     const int cmp = mpq_cmp(t[5], t[3]);
     return cmp > 0 ? 1 : (cmp < 0 ? -1 : 0);
-}
-
-int GeomTest::circleInc(const Triangle2* t, const Point2* p) {
-    return inCircle(t->getCorner(0), t->getCorner(1), t->getCorner(2), p);
 }
 
 Point2 GeomTest::getIntersectionCoords_gmp(const Segment2& sa, const Segment2& sb) {

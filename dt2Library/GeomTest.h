@@ -33,35 +33,18 @@ public:
     // The magnitude M the bound was derived from (0 while unbounded).
     double getCoordinateBound() const { return coordinateBound; }
     double getPositiveErrorBound() const { return posErrBound; }
-    // The bound for a filter that, unlike getOrientation2, has neither floor nor ceiling: at
-    // least 2^-1000, infinite where products could overflow (the slow path then scales).
-    double getDoorBound() const {
-        if (orientScaleExp < 0 || !(posErrBound < HUGE_VAL)) return HUGE_VAL;
-        return posErrBound > 0x1p-1000 ? posErrBound : 0x1p-1000;
-    }
 
     // ---- predicates ----------------------------------------------------------------
     // Exact orientation of (p0, p1, p2), provided every coordinate lies within the bound
     // (an unbounded object takes any filtered determinant that is not tiny as it stands).
     Orientation2 getOrientation2(const Point2* p0, const Point2* p1, const Point2* p2) {
         const double det = (p1->y() - p2->y()) * (p0->x() - p2->x()) - (p0->y() - p2->y()) * (p1->x() - p2->x());
-        // The floor keeps determinants out of the filter whose products may have underflowed,
-        // the ceiling those that overflowed (see the analysis in GeomTest.cpp); both are
-        // well-predicted comparisons.
-        if (det > posErrBound) {
-            if (det >= orientFloor && det <= DBL_MAX) return ORIENTATION2_CCW;
-        } else if (det < negErrBound) {
-            if (det <= -orientFloor && det >= -DBL_MAX) return ORIENTATION2_CW;
-        }
-        return orientationSlow(p0, p1, p2);
+        // The bound is floored so that determinants whose products may have underflowed stay
+        // out of the filter, and infinite where products may overflow (see GeomTest.cpp).
+        if (det > orientBound) return ORIENTATION2_CCW;
+        if (det < -orientBound) return ORIENTATION2_CW;
+        return orientationAfterFilter(p0, p1, p2);
     }
-    // The stages after the filter, for callers that ran the filter above with this object's
-    // bound (or a larger one) themselves and found it undecided.
-    Orientation2 orientationSlow(const Point2* p0, const Point2* p1, const Point2* p2);
-    // The same for the library's own inline orientation door (walk, hull): triples whose
-    // coordinate differences are exact (grids, shared exponents) are decided at once, without
-    // switching the rounding mode; the rest go through orientationSlow.
-    Orientation2 orientationSlowForDoor(const Point2* p0, const Point2* p1, const Point2* p2);
     // Exact in-circle test for a counterclockwise triangle (a, b, c):
     // +1 when d is strictly inside the circumcircle, 0 on it, -1 outside.
     // Exact for all finite coordinates; the filter bound is derived in GeomTest.cpp.
@@ -71,8 +54,12 @@ public:
         if (inCircleFilter(v, inCircleStaticBound, result)) return result;
         return inCircleSlow(a, b, c, d);
     }
-    // The same for the corners of t (counterclockwise) and the point p.
-    int circleInc(const Triangle2* t, const Point2* p);
+    // The same for the corners of t (counterclockwise) and the point p. A template so that the
+    // predicates need not know the triangle record: any type with getCorner(0..2) serves.
+    template <class TriangleT>
+    int circleInc(const TriangleT* t, const Point2* p) {
+        return inCircle(t->getCorner(0), t->getCorner(1), t->getCorner(2), p);
+    }
     // Exact intersection of the supporting lines of a and b, rounded once per coordinate
     // (GMP's truncating conversion). Parallel lines are an assertion failure.
     Point2 getIntersectionCoords_gmp(const Segment2& a, const Segment2& b);
@@ -122,6 +109,13 @@ private:
         if (-det > errBound) { result = -1; return true; }
         return false;
     }
+    // Everything the orientation filter leaves (one out-of-line call): equal x or equal y, exact
+    // double arithmetic when the coordinate differences are exact (grids, shared exponents,
+    // decided without switching the rounding mode), then orientationSlow.
+    Orientation2 orientationAfterFilter(const Point2* p0, const Point2* p1, const Point2* p2);
+    // The filter on scaled coordinates where needed, the interval stage, the adaptive stage, and
+    // rationals for exponents spanning too far.
+    Orientation2 orientationSlow(const Point2* p0, const Point2* p1, const Point2* p2);
     int inCircleSlow(const Point2* a, const Point2* b, const Point2* c, const Point2* d);
     Orientation2 orientationExact(const Point2* p0, const Point2* p1, const Point2* p2);
     int inCircleExact(const Point2* a, const Point2* b, const Point2* c, const Point2* d);
@@ -136,6 +130,7 @@ private:
 
     mpq_t aGeneral[48];
     mpq_t aIntersection[29];
+    double orientBound{orientFloor};   // max(posErrBound, orientFloor): the door's filter
     double posErrBound{0.0};
     double negErrBound{0.0};
     double coordinateBound{0.0};

@@ -49,6 +49,12 @@ void VertexVault::sortByKey(VaultEntry* pBegin, VaultEntry* pEnd) {
 
 void VertexVault::sortTail() { sortByKey(begin() + numSorted, end()); }
 
+void VertexVault::sortRun(size_t n) {
+    LUMO_ASSERT(numSorted==0);
+    sortByKey(begin(), begin() + n);
+    numSorted = n;
+}
+
 void VertexVault::mergeTail() {
     if (numSorted == vIdxVtxAct.size()) return;
     if (numSorted > 0) std::inplace_merge(vIdxVtxAct.begin(), vIdxVtxAct.begin() + long(numSorted), vIdxVtxAct.end());

@@ -29,6 +29,9 @@ Orientation2 getOrientation2_mt(const Point2* p0, const Point2* p1, const Point2
     return geomTest.getOrientation2(p0, p1, p2);
 }
 
+// Called by Bbox2 when a linked box is enlarged.
+void setPredicateBound(GeomTest* pGeomTest, double coordinateBound) { pGeomTest->setBound(coordinateBound); }
+
 std::string getString(Orientation2 ori) {
     switch (ori) {
     case ORIENTATION2_COLLINEAR: return "ORIENTATION2_COLLINEAR";

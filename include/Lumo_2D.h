@@ -17,6 +17,7 @@
 #include "Visualizer2.h"
 #include "MeshExport.h"
 #include "LumoFiles.h"
+#include "PointFileReaders.h"
 #include "LumoVersion.h"
 #include "testDataGenerators.h"
 #include "SegmentChecker.h"
@@ -94,12 +95,15 @@ public:
     // Draws the triangles (and the convex hull) to a PostScript file. Before the first triangle
     // exists it reports "The triangulation is not full dimensional yet, no visualization".
     void show(const std::string& postscriptFilename) const;
+    // The same drawing as show, as an SVG file (a top view that any browser shows).
+    void showSvg(const std::string& svgFilename) const;
     // Adds the triangles to a caller's drawing in the given colour; the caller writes the file.
     void show(Visualizer2* pVisualizer, const Color& color) const;
     // Writes all triangles as a Wavefront OBJ file (z = 0, 1-based faces, counterclockwise).
     void writeObj(const std::string& filename) const;
     // Creates the directory path with a page, the viewer scripts and "3d.obj": a scene that a
-    // browser shows in 3D when the directory is served (e.g. python3 -m http.server).
+    // browser shows in 3D when the directory is served (e.g. python3 -m http.server). Up to
+    // maxDrawingTriangles triangles it adds "2d.svg", the showSvg drawing, which the page links.
     void writeWebScene(const char* path) const;
 
 private:
