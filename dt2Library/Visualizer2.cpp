@@ -95,6 +95,10 @@ void Visualizer2::addObject(const Circle2& circ, const Color& c) {
 
 void Visualizer2::addObject(const Triangle2& t, const Color& c) {
     LUMO_ASSERT(!bFileClosed);
+    if (t.getCorner(0) == nullptr || t.getCorner(1) == nullptr || t.getCorner(2) == nullptr) {
+        reportWarning("Visualizer2::addObject()", "triangle with a null corner, not drawn");
+        return;
+    }
     Corners corners{*t.getCorner(0), *t.getCorner(1), *t.getCorner(2)};
     for (const Point2& p : corners) extendBox(p);
     mTriangles[c].push_back(corners);
@@ -102,6 +106,10 @@ void Visualizer2::addObject(const Triangle2& t, const Color& c) {
 
 void Visualizer2::addObject(const Edge2& e, const Color& c) {
     LUMO_ASSERT(!bFileClosed);
+    if (e.getTriangle() == nullptr) {
+        reportWarning("Visualizer2::addObject()", "edge without a triangle, not drawn");
+        return;
+    }
     const Segment2 s(*e.getSrc(), *e.getTrg());
     extendBox(s.getSrc());
     extendBox(s.getTrg());
@@ -118,7 +126,17 @@ void Visualizer2::addObject(const std::vector<Point2>& v, const Color& c) {
     for (const Point2& p : v) addObject(p, c);
 }
 
+namespace {
+// Null entries of a pointer vector are skipped with one warning for the whole vector.
+template <class T> void warnAboutNulls(const std::vector<T*>& v) {
+    const size_t numNull = size_t(std::count(v.begin(), v.end(), nullptr));
+    if (numNull > 0)
+        reportWarning("Visualizer2::addObject()", std::to_string(numNull) + " null pointer(s) skipped");
+}
+} // namespace
+
 void Visualizer2::addObject(const std::vector<Point2*>& v, const Color& c) {
+    warnAboutNulls(v);
     for (const Point2* p : v)
         if (p != nullptr) addObject(*p, c);
 }
@@ -132,6 +150,7 @@ void Visualizer2::addObject(const std::vector<Triangle2>& v, const Color& c) {
 }
 
 void Visualizer2::addObject(const std::vector<Triangle2*>& v, const Color& c) {
+    warnAboutNulls(v);
     for (const Triangle2* t : v)
         if (t != nullptr) addObject(*t, c);
 }

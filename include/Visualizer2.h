@@ -35,7 +35,8 @@ public:
     Visualizer2& operator=(const Visualizer2&) = delete;
 
     // ---- collecting (only before writeFile; afterwards an assertion fails) -------
-    // Objects are copied; pointers are read now and not kept.
+    // Objects are copied; pointers are read now and not kept. A triangle with a null corner, an
+    // edge without a triangle and null entries of a pointer vector are skipped with a warning.
     void addObject(const Point2& p, const Color& c);
     void addObject(const Segment2& s, const Color& c);
     void addObject(const Circle2& circ, const Color& c);
