@@ -15,6 +15,7 @@ void Lumo_2D::insert(const std::vector<Point2>& vInputPoints, std::vector<Point2
 void Lumo_2D::insert(int numPoints, double* aCoordinates, Point2** aHandles) {
     pImpl->insertArray(numPoints, aCoordinates, aHandles);
 }
+void Lumo_2D::remove(Point2* pVtx) { pImpl->remove(pVtx); }
 
 bool Lumo_2D::is2D() const { return pImpl->is2D(); }
 size_t Lumo_2D::numberOfPoints() const { return pImpl->numberOfPoints(); }
