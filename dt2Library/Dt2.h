@@ -67,7 +67,10 @@ public:
     // Triangles taken from the pool since the last call (recycled ones are not reported).
     void getFreshTriangles(std::vector<Triangle2*>& vFreshTriangles);
     // Exact box of the vertices (not the enlarged box behind the Hilbert keys).
-    Bbox2 computeBoundingBox() const { return bboxVertices; }
+    Bbox2 computeBoundingBox() const {
+        if (bVertexBoxStale) recomputeVertexBox();
+        return bboxVertices;
+    }
     int setNumCPU(int numCPU_);
     int getNumCPU() const { return numCPU; }
     void subscribe(MsgType type, MsgBase* pReceiver);
@@ -165,6 +168,7 @@ private:
     // The umbrella of pVtx in counterclockwise order; false when it is open (a hull vertex),
     // then it starts with the triangle whose clockwise edge is on the hull.
     bool collectUmbrella(Point2* pVtx, std::vector<Triangle2*>& vUmbrellaT) const;
+    void recomputeVertexBox() const;
     static void reportBadPoint(double x, double y);
 
     struct LexLess {
@@ -177,7 +181,10 @@ private:
     Inserter inserter;
     size_t numTrianglesAtLastFresh{0};
     Bbox2 bbox;           // grows by doubling; the Hilbert keys are defined over it
-    Bbox2 bboxVertices;   // exact extent of the vertices
+    // Exact extent of the vertices; after a removal on its border it is recomputed when asked
+    // for (until then it is a superset, which is all the predicate bounds need).
+    mutable Bbox2 bboxVertices;
+    mutable bool bVertexBoxStale{false};
     HC2 hc;
     Point2* pLastSingle{nullptr};   // vertex of the previous single insertion (a walk hint)
     std::vector<Triangle2*> vRemovalScratch;   // the umbrella of the vertex being removed

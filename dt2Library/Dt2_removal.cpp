@@ -41,12 +41,15 @@ void Dt2::remove(Point2* pVtx) {
         dropToLowerDimensional();
     }
     pVtx->setIncidentTriangle(nullptr);
-    if (bOnBoxBorder) {
-        // The exact box shrinks; the key box and the predicate bounds stay as they are.
-        bboxVertices = Bbox2();
-        for (const VaultEntry& e : vertexVault.getEntries())
-            if (e.pVtx != nullptr) bboxVertices.add(*e.pVtx);
-    }
+    // The exact box may shrink; the key box and the predicate bounds stay as they are.
+    if (bOnBoxBorder) bVertexBoxStale = true;
+}
+
+void Dt2::recomputeVertexBox() const {
+    bboxVertices = Bbox2();
+    for (const VaultEntry& e : vertexVault.getEntries())
+        if (e.pVtx != nullptr) bboxVertices.add(*e.pVtx);
+    bVertexBoxStale = false;
 }
 
 size_t Dt2::findOwnVertex(const Point2* pVtx) const {

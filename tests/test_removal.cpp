@@ -176,6 +176,9 @@ TEST(Removal, EveryHullVertexOfASquareGrid) {
     std::vector<Point2*> vNewHull;
     dt.getConvexHull(true, vNewHull);
     EXPECT_EQ(vNewHull.size(), 28u);
+    const Bbox2 box = dt.computeBoundingBox();   // the exact box shrinks with the hull
+    EXPECT_EQ(std::vector<double>({box.get_minX(), box.get_minY(), box.get_maxX(), box.get_maxY()}),
+              std::vector<double>({1, 1, 8, 8}));
 }
 
 // Random insertions (duplicates and re-insertions of removed positions among them) and removals.
