@@ -88,6 +88,7 @@ public:
     // "checkValidityFail_<name>.ps", "badEmptyCircle.ps"); true when nothing was found.
     bool checkValidity(bool bCheckEmptyCircleProperty, const std::string& name) const;
     void show(const std::string& postscriptFilename) const;
+    void showSvg(const std::string& svgFilename) const;
     void show(Visualizer2* pVis, const Color& color) const;
     // pTriangles: the triangles to write (a zone's), or null for the whole triangulation.
     void writeObj(const std::string& filename, const std::vector<Triangle2*>* pTriangles) const;

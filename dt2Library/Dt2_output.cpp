@@ -14,25 +14,29 @@ namespace ORBI_LUMO2D {
 
 namespace {
 const char* const notFullDimensional = "The triangulation is not full dimensional yet, no visualization";
-} // namespace
 
-void Dt2::show(const std::string& postscriptFilename) const {
-    if (numberOfTriangles() == 0) {
+// One drawing of the whole triangulation, in either format.
+void drawTriangulation(const Dt2& dt, const std::string& filename, DrawingFormat format) {
+    if (dt.numberOfTriangles() == 0) {
         reportError("Dt2::show()", notFullDimensional);
         return;
     }
-    Visualizer2 vis(postscriptFilename);
+    Visualizer2 vis(filename, format);
     vis.addHeaderLine("Delaunay triangulation");
-    vis.addHeaderLine(std::to_string(numberOfPoints()) + " points, " + std::to_string(numberOfTriangles()) +
+    vis.addHeaderLine(std::to_string(dt.numberOfPoints()) + " points, " + std::to_string(dt.numberOfTriangles()) +
                       " triangles");
-    show(&vis, Color(0.99, 0.9, 0.55, 0.15, true));
+    dt.show(&vis, Color(0.99, 0.9, 0.55, 0.15, true));
     // The convex hull on top, so that the outline of the data reads at a glance.
     std::vector<Point2*> vHull;
-    getConvexHull(false, vHull);
+    dt.getConvexHull(false, vHull);
     for (size_t i = 0; i < vHull.size(); ++i)
         vis.addObject(Segment2(*vHull[i], *vHull[(i + 1) % vHull.size()]), Color(CDARKBROWN, 0.8f, false));
     vis.writeFile();
 }
+} // namespace
+
+void Dt2::show(const std::string& postscriptFilename) const { drawTriangulation(*this, postscriptFilename, DF_POSTSCRIPT); }
+void Dt2::showSvg(const std::string& svgFilename) const { drawTriangulation(*this, svgFilename, DF_SVG); }
 
 void Dt2::show(Visualizer2* pVis, const Color& color) const {
     if (numberOfTriangles() == 0) {
@@ -117,6 +121,8 @@ void Dt2::writeObj(const std::string& filename, const std::vector<Triangle2*>* p
 void Dt2::writeWebScene(const char* path, const std::vector<Triangle2*>* pTriangles) const {
     if (!writeWebSceneFiles(path)) return;
     writeObj(std::string(path) + "/3d.obj", pTriangles);
+    // The top view that the page links to; large meshes keep only the 3D view.
+    if (pTriangles == nullptr && numberOfTriangles() <= maxDrawingTriangles) showSvg(std::string(path) + "/2d.svg");
 }
 
 } // namespace ORBI_LUMO2D

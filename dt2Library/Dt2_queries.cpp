@@ -97,7 +97,7 @@ void Dt2::getConvexHull(bool bAllVertices, std::vector<Point2*>& vConvexHullPoin
         vRing.push_back(pT->getCorner(incIndexBy1(idx)));
         topo::nextHullEdge(pT, idx);
     } while (!(pT == pStartT && idx == incIndexBy2(axisIdx)));
-    LUMO_ASSERT(!vRing.empty());
+    if (vRing.empty()) assertionFailed("!vConvexHullPoints.empty()", __FILE__, __LINE__, __PRETTY_FUNCTION__);
     if (bAllVertices) {
         vConvexHullPoints.insert(vConvexHullPoints.end(), vRing.begin(), vRing.end());
         return;

