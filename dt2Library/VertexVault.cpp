@@ -91,7 +91,7 @@ Triangle2* VertexVault::getCloseTriangle(uint32_t key) const {
                 std::cout << "resultIdx=" << resultIdx << std::endl;
                 std::cout << "pVtx=" << *e.pVtx << std::endl;
                 for (size_t i = 0; i < vIdxVtxAct.size(); ++i)
-                    if (*vIdxVtxAct[i].pVtx == *e.pVtx) std::cout << "found at index i=" << i << std::endl;
+                    if (vIdxVtxAct[i].pVtx != nullptr && *vIdxVtxAct[i].pVtx == *e.pVtx) std::cout << "found at index i=" << i << std::endl;
                 LUMO_ASSERT(pT!=0);
             }
             return pT;
