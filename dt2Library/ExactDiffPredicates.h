@@ -300,7 +300,7 @@ inline bool onSmallGrid(const double* dx, const double* dy) {
         if (t < lo) lo = t;
         if (e > hi) hi = e;
     }
-    return hi - lo < 12;
+    return hi == INT_MIN || hi - lo < 12;   // all zero: the plain evaluation is 0, exactly
 }
 inline double inCirclePlain(const double* dx, const double* dy) {
     double det = 0.0;
