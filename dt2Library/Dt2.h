@@ -8,10 +8,12 @@
 #include <string>
 #include <vector>
 #include "Bbox2.h"
+#include "ConstraintMgr.h"
 #include "Edge2.h"
 #include "ExactDiffPredicates.h"
 #include "GeomTest.h"
 #include "HC2.h"
+#include "InnerVtxMgr.h"
 #include "MsgPublisher.h"
 #include "Point2.h"
 #include "SimplePool.h"
@@ -64,6 +66,8 @@ public:
     // ---- drawings and exports (Dt2_output.cpp) --------------------------------------------------
     void show(const std::string& postscriptFilename) const;
     void show(Visualizer2* pVis, const Color& color) const;
+    // Adds the alive constraint segments to a drawing.
+    void addConstraintEdges(Visualizer2* pVis, const Color& color) const;
     // pTriangles: the triangles to write (a zone's), or null for the whole triangulation.
     void writeObj(const std::string& filename, const std::vector<Triangle2*>* pTriangles) const;
     void writeWebScene(const char* path, const std::vector<Triangle2*>* pTriangles) const;
@@ -83,11 +87,37 @@ public:
     }
 
     // ---- constraint seam ----------------------------------------------------------------------
-    // Whether (p0,p1) is an edge that must not be flipped. There are no constraint edges yet.
-    bool isConstraintEdge(const Point2* /*p0*/, const Point2* /*p1*/) const { return false; }
-    // The one place where the edge (pA,pB) is split by a new vertex pNew lying on it; a
-    // constraint segment on that edge must be split at pNew here.
-    void notifyEdgeSplit(Point2* /*pA*/, Point2* /*pB*/, Point2* /*pNew*/) {}
+    // (p0,p1) is an edge that must not be flipped: an alive constrained segment joins them.
+    bool isConstraintEdge(const Point2* p0, const Point2* p1) const {
+        return constraintMgr.numSegments() != 0 && constraintMgr.isFlipBarrier(p0, p1);
+    }
+    // The one place where the edge (pA,pB) is split by a new vertex pNew lying on it; an alive
+    // constraint segment on that edge is split at pNew here.
+    void notifyEdgeSplit(Point2* pA, Point2* pB, Point2* pNew) {
+        if (constraintMgr.numSegments() != 0) notifyEdgeSplitSlow(pA, pB, pNew);
+    }
+
+    // ---- constraints (Dt2_constraints.cpp) ---------------------------------------------------
+    // Inserts the segments' endpoints and enforces the segments; null for an empty input.
+    ConstraintGraph2* createConstraint(const std::vector<Segment2>& vSegments, ConstraintInsertionStrategy cis,
+                                       bool bOrientedSegments);
+    // The same for edges of this triangulation.
+    ConstraintGraph2* createConstraint(const std::vector<Edge2>& vEdges, ConstraintInsertionStrategy cis);
+    // Enforces every alive constraint segment (those that waited for a 2D triangulation too).
+    void applyConstraintsAndZones();
+    ConstraintMgr& getConstraintMgr() { return constraintMgr; }
+    const ConstraintMgr& getConstraintMgr() const { return constraintMgr; }
+    InnerVtxMgr& getInnerVtxMgr() { return innerVtxMgr; }
+    MsgPublisher* getMsgPublisher() { return pMsgPublisher; }
+    // Constrained insertion of one alive segment (and the pieces it is split into).
+    void newCDT_applyOneCS(ConstraintSegment2* pInitialCSeg);
+    // One conforming step: splits the segment at most once.
+    void insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg);
+    bool isEdge(Point2* p, Point2* q) const;
+    // An edge whose neighbour's apex is not strictly inside its circumcircle.
+    bool isDelaunayEdge(Point2* p, Point2* q);
+    // Lawson flips of the edges around p that are no flip barriers.
+    void restoreDelaunayAround(Point2* p);
 
 private:
     // ---- insertion steps -------------------------------------------------------------------------
@@ -108,6 +138,29 @@ private:
     static void prevHullEdge(Triangle2*& pT, int& idx);
     // Lawson flips of edge 0 of the stacked triangles (q is corner 0 of each).
     void bfsFlipIncident(Point2* q);
+
+    // ---- constraint insertion steps (Dt2_constraints.cpp) ---------------------------------------
+    void notifyEdgeSplitSlow(Point2* pA, Point2* pB, Point2* pNew);
+    // insert(p) with the walk starting near pNear when that is nearer than the vault's start.
+    Point2* insertNear(const Point2& p, Point2* pNear);
+    template <class Fn>
+    void forEachTriangleAround(Point2* p, Fn fn);   // fn(pT) returns true to stop
+    bool findEdge(Point2* p, Point2* q, Triangle2*& pT, int& idx);
+    void flipEdge(Triangle2* pT, int idx);
+    bool canBeFlipped(Triangle2* pT, int idx);
+    void legalizeEdgeStack();
+    void newCDT_insertOrSplit(ConstraintSegment2* pCSeg, std::vector<ConstraintSegment2*>& vStack);
+    // Walks from src to trg: returns a vertex on the segment, or fills vPairIspCS with the
+    // first crossing constraint, or (bRetriangulate) forces the segment in as an edge.
+    Point2* newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<Point2, ConstraintSegment2*>>& vPairIspCS,
+                              bool bRetriangulate);
+    void splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, ConstraintSegment2* pCrossingCSeg,
+                         std::vector<ConstraintSegment2*>& vStack);
+    void killAndUnestablishConstraintSegment(ConstraintSegment2* pCSeg);
+    bool hasRepeatedVertex(const std::vector<Point2*>& vPoly);
+    void forceEdgeByFlips(Point2* pStart, Point2* pStop);
+    Triangle2* treatConstraintZone(const std::vector<Point2*>& vPoly,
+                                   const std::vector<std::pair<Triangle2*, int>>& vOuter, bool bLeft);
 
     // Orientation for the walk and the hull: GeomTest's filter (same determinant, same bound,
     // never below 2^-1000), then exact double arithmetic when the differences are exact, then
@@ -173,6 +226,20 @@ private:
     int numCPU{1};
     MsgPublisher* pMsgPublisher{nullptr};
     std::mutex mtxInsert, mtxPool;
+    ConstraintMgr constraintMgr{this};
+    InnerVtxMgr innerVtxMgr;
+    // Scratch of constraint insertion, reused across calls.
+    std::vector<std::pair<Triangle2*, int>> vEdgeStack;
+    std::vector<Triangle2*> vCrossedT, vNewT;
+    std::vector<Point2*> vLeftPoly, vRightPoly, vSortScratch;
+    std::vector<std::pair<Point2*, Point2*>> vCrossedEdges;
+    std::vector<std::pair<Triangle2*, int>> vLeftOuter, vRightOuter;
+    struct ZoneWorkItem {   // a sub-polygon (lo..hi) and the triangle across its base edge
+        size_t lo, hi;
+        Triangle2* pParent;
+        int parentIdx;
+    };
+    std::vector<ZoneWorkItem> vZoneWork;
 };
 
 } // namespace ORBI_LUMO2D

@@ -28,6 +28,7 @@ void Dt2::show(const std::string& postscriptFilename) const {
     getConvexHull(false, vHull);
     for (size_t i = 0; i < vHull.size(); ++i)
         vis.addObject(Segment2(*vHull[i], *vHull[(i + 1) % vHull.size()]), Color(CDARKBROWN, 0.8f, false));
+    addConstraintEdges(&vis, Color(CRED, 0.6f, false));
     vis.writeFile();
 }
 
@@ -39,6 +40,14 @@ void Dt2::show(Visualizer2* pVis, const Color& color) const {
     std::vector<Triangle2*> vTriangles;
     getTrianglePointers(vTriangles);
     pVis->addObject(vTriangles, color);
+}
+
+void Dt2::addConstraintEdges(Visualizer2* pVis, const Color& color) const {
+    if (constraintMgr.numSegments() == 0) return;
+    std::vector<ConstraintSegment2*> vCSegs;
+    constraintMgr.getSegmentsInMapOrder(vCSegs);
+    for (ConstraintSegment2* pCSeg : vCSegs)
+        if (pCSeg->isAlive()) pVis->addObject(Segment2(*pCSeg->getSrc(), *pCSeg->getTrg()), color);
 }
 
 void Dt2::writeObj(const std::string& filename, const std::vector<Triangle2*>* pTriangles) const {

@@ -194,6 +194,24 @@ bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name)
     }
     // Euler: a triangulation of V vertices with H hull edges has 2V - 2 - H triangles.
     if (numErrors == 0 && vT.size() + 2 + numHullEdges != 2 * numVtxInT) report("Euler count mismatch", nullptr);
+    // Every alive constraint segment must be an edge.
+    if (constraintMgr.numSegments() != 0) {
+        std::vector<ConstraintSegment2*> vCSegs;
+        constraintMgr.getSegmentsInMapOrder(vCSegs);
+        size_t numAlive = 0, numContained = 0;
+        std::vector<ConstraintSegment2*> vMissing;
+        for (ConstraintSegment2* pCSeg : vCSegs) {
+            if (!pCSeg->isAlive()) continue;
+            ++numAlive;
+            if (isEdge(pCSeg->getSrc(), pCSeg->getTrg())) ++numContained;
+            else vMissing.push_back(pCSeg);
+        }
+        std::cout << "\n* ConstraintSegments (alive): " << numAlive << ", contained: " << numContained
+                  << ", missing: " << vMissing.size() << std::endl;
+        for (ConstraintSegment2* pCSeg : vMissing) {
+            if (++numErrors <= maxReports) std::cout << "Not contained: " << *pCSeg << std::endl;
+        }
+    }
     if (numErrors == 0) return true;
     std::cout << "\ncheckValidity, bug, name=" << name << " (" << numErrors << " failed tests)" << std::endl;
     // The whole triangulation, and the offending triangles in red over their neighbourhood.

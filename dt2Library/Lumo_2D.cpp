@@ -1,6 +1,7 @@
 // The facade: every call goes unchanged to the one Dt2 behind it.
 #include "Lumo_2D.h"
 #include "Dt2.h"
+#include "tools.h"
 
 namespace ORBI_LUMO2D {
 
@@ -40,6 +41,20 @@ bool Lumo_2D::checkValidity(bool bCheckEmptyCircleProperty, const std::string& m
     return pImpl->checkValidity(bCheckEmptyCircleProperty, msg);
 }
 void Lumo_2D::statistics(const std::string& name) const { pImpl->statistics(name); }
+
+ConstraintGraph2* Lumo_2D::createConstraint(std::vector<Segment2>& vSegments, ConstraintInsertionStrategy cis,
+                                            bool orientedSegments) {
+    if (vSegments.empty()) {
+        reportWarning("Lumo_2D::createConstraint()", "You have not supplied any segments. Returning NULL!");
+        return nullptr;
+    }
+    return pImpl->createConstraint(vSegments, cis, orientedSegments);
+}
+void Lumo_2D::applyConstraintsAndZones() { pImpl->applyConstraintsAndZones(); }
+void Lumo_2D::writeConstraintsBIN(const std::string& prefix) const {
+    pImpl->getConstraintMgr().writeConstraintsBIN(prefix);
+}
+void Lumo_2D::writeConstraints(const std::string& prefix) const { pImpl->getConstraintMgr().writeConstraints(prefix); }
 
 void Lumo_2D::subscribe(MsgType msgType, MsgBase* pMsg) { pImpl->subscribe(msgType, pMsg); }
 void Lumo_2D::unsubscribe(MsgType msgType, MsgBase* pMsg) { pImpl->unsubscribe(msgType, pMsg); }
