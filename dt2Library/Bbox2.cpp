@@ -2,10 +2,13 @@
 #include <algorithm>
 #include <cmath>
 #include <ostream>
-#include "GeomTest.h"
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
+
+// The box's link to its predicate object is one call, defined beside the free orientation
+// functions, so that the value type needs no predicate header.
+void setPredicateBound(GeomTest* pGeomTest, double coordinateBound);
 
 bool Bbox2::add(const Point2& p) {
     if (!bValid) {
@@ -55,7 +58,7 @@ void Bbox2::enlargeRanges(double factor) {
     minY -= dy; maxY += dy;
     if (pGeomTest != nullptr) {
         const double m = std::max({std::fabs(minX), std::fabs(minY), std::fabs(maxX), std::fabs(maxY)});
-        pGeomTest->setBound(m);
+        setPredicateBound(pGeomTest, m);
     }
 }
 

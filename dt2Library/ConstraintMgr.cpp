@@ -35,9 +35,17 @@ ConstraintSegment2* ConstraintMgr::addConstraintSegment(Point2* p0, Point2* p1, 
     const bool bOK = vSlots[i].pSeg == nullptr;
     LUMO_ASSERT(bOK);
     vSlots[i] = Slot{p0, p1, pSeg};
-    ++numUsed;
+    if (numUsed++ == 0) {
+        pOwnerDt2->setFlipGuard(this);
+        pOwnerDt2->setObserver(this);
+    }
     if (cis == CIS_CONFORMING_DELAUNAY) ++numConforming;
     return pSeg;
+}
+
+void ConstraintMgr::onEdgeSplit(Point2* pA, Point2* pB, Point2* pNew) {
+    ConstraintSegment2* pCSeg = getConstraintSegment(pA, pB);
+    if (pCSeg != nullptr && pCSeg->isAlive()) pCSeg->split_combinatorialOnly(pNew);
 }
 
 void ConstraintMgr::grow() {

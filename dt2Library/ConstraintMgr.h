@@ -10,15 +10,21 @@
 #include <vector>
 #include "ConstraintGraph2.h"
 #include "ConstraintSegment2.h"
+#include "Inserter.h"
 #include "Segment2.h"
 
 namespace ORBI_LUMO2D {
 
 class Dt2;
 
-class ConstraintMgr {
+// The triangulation's flip guard (edges of alive constrained segments are never flipped) and
+// its topology observer (a vertex landing on an alive segment's edge splits the segment), both
+// installed with the first segment: a triangulation without constraints pays nothing.
+class ConstraintMgr : public FlipGuard, public TopologyObserver {
 public:
     explicit ConstraintMgr(Dt2* pDt2) : pOwnerDt2(pDt2) {}
+    bool mayFlip(const Point2* pA, const Point2* pB) const override { return !isFlipBarrier(pA, pB); }
+    void onEdgeSplit(Point2* pA, Point2* pB, Point2* pNew) override;
     ~ConstraintMgr();
     ConstraintMgr(const ConstraintMgr&) = delete;
     ConstraintMgr& operator=(const ConstraintMgr&) = delete;

@@ -4,16 +4,16 @@
 // curve and inserted middle first so that every walk is short.
 #pragma once
 #include <cstdint>
-#include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 #include "Bbox2.h"
 #include "ConstraintMgr.h"
 #include "Edge2.h"
-#include "ExactDiffPredicates.h"
 #include "GeomTest.h"
 #include "HC2.h"
 #include "InnerVtxMgr.h"
+#include "Inserter.h"
 #include "MsgPublisher.h"
 #include "Point2.h"
 #include "SimplePool.h"
@@ -23,6 +23,21 @@
 namespace ORBI_LUMO2D {
 
 class Color;
+
+// What the self-test found: one fault per failed test, in the order found.
+struct ValidityFault {
+    const char* text;   // e.g. "Sphere inclusion test failed"
+    Triangle2* pT;      // the offending triangle, or null
+};
+struct ValidityFindings {
+    std::vector<ValidityFault> vFaults;
+    // The first empty-circle offender: triangle pT, its neighbour pN and pN's corner inside.
+    Triangle2* pBadCircleT{nullptr};
+    Triangle2* pBadCircleN{nullptr};
+    Point2* pInside{nullptr};
+    size_t badCircleFault{size_t(-1)};   // its index in vFaults
+    bool isValid() const { return vFaults.empty(); }
+};
 
 class Dt2 {
 public:
@@ -60,11 +75,14 @@ public:
     Triangle2* getAdjacentTriangle(Point2* p0, Point2* p1) const;
     void getIncidentTriangles(Point2* pVtx, std::vector<Triangle2*>& vIncidentT) const;
     void getConvexHull(bool bAllVertices, std::vector<Point2*>& vConvexHullPoints) const;
-    bool checkValidity(bool bCheckEmptyCircleProperty, const std::string& name) const;
     void statistics(const std::string& name) const;
 
     // ---- drawings and exports (Dt2_output.cpp) --------------------------------------------------
+    // The self-test: prints its findings and, on failure, draws them ("currentState.ps",
+    // "checkValidityFail_<name>.ps", "badEmptyCircle.ps"); true when nothing was found.
+    bool checkValidity(bool bCheckEmptyCircleProperty, const std::string& name) const;
     void show(const std::string& postscriptFilename) const;
+    void showSvg(const std::string& svgFilename) const;
     void show(Visualizer2* pVis, const Color& color) const;
     // Adds the alive constraint segments to a drawing.
     void addConstraintEdges(Visualizer2* pVis, const Color& color) const;
@@ -76,26 +94,23 @@ public:
     // Walk from pT towards q. -1: q in pT (ici = -1 inside, else the edge q lies on);
     // 0..2: q beyond that hull edge of pT; 4: q coincides with a corner of pT.
     int locateConflictTriangle(const Point2& q, Triangle2*& pT, int& ici);
-    GeomTest& getGeomTest() { return geomTest; }
+    // The same as a typed answer; LOC_LOWER_DIMENSIONAL while no triangle exists.
+    Location locateTyped(const Point2& q);
+    GeomTest& getGeomTest() { return inserter.getGeomTest(); }
     VertexVault& getVertexVault() { return vertexVault; }
     const SimplePool<Triangle2>& getTrianglePool() const { return poolTriangles; }
     const SimplePool<Point2>& getPointPool() const { return poolPoints; }
+    // The serial path's inserter; topology operations on this triangulation go through its store.
+    Inserter& getInserter() { return inserter; }
     // Gives a triangle back: it is cleared and reused by the next creation.
-    void killTriangle(Triangle2* pT) {
-        pT->clearProperties();
-        vDeadTriangles.push_back(pT);
-    }
+    void killTriangle(Triangle2* pT) { inserter.getStore().kill(pT); }
 
-    // ---- constraint seam ----------------------------------------------------------------------
-    // (p0,p1) is an edge that must not be flipped: an alive constrained segment joins them.
-    bool isConstraintEdge(const Point2* p0, const Point2* p1) const {
-        return constraintMgr.numSegments() != 0 && constraintMgr.isFlipBarrier(p0, p1);
-    }
-    // The one place where the edge (pA,pB) is split by a new vertex pNew lying on it; an alive
-    // constraint segment on that edge is split at pNew here.
-    void notifyEdgeSplit(Point2* pA, Point2* pB, Point2* pNew) {
-        if (constraintMgr.numSegments() != 0) notifyEdgeSplitSlow(pA, pB, pNew);
-    }
+    // ---- seams for the layers above -----------------------------------------------------------
+    // The legality hook (null: every edge may be flipped) and the observer of flips and splits.
+    void setFlipGuard(const FlipGuard* pGuard) { inserter.setFlipGuard(pGuard); }
+    void setObserver(TopologyObserver* pObserver) { inserter.setObserver(pObserver); }
+    // Whether (p0,p1) is an edge that must not be flipped (the guard refuses it).
+    bool isConstraintEdge(const Point2* p0, const Point2* p1) const { return !inserter.mayFlip(p0, p1); }
 
     // ---- constraints (Dt2_constraints.cpp) ---------------------------------------------------
     // Inserts the segments' endpoints and enforces the segments; null for an empty input.
@@ -119,36 +134,33 @@ public:
     // Lawson flips of the edges around p that are no flip barriers.
     void restoreDelaunayAround(Point2* p);
 
+    // ---- validity (pure; Dt2_queries.cpp) -------------------------------------------------------
+    // Every fault of the data structure, in the order found. bCheckEmptyCircleProperty adds the
+    // in-circle test across every edge that is not a constraint edge.
+    ValidityFindings findValidityFaults(bool bCheckEmptyCircleProperty) const;
+
 private:
-    // ---- insertion steps -------------------------------------------------------------------------
+    // ---- insertion steps (Dt2_insertion.cpp) ------------------------------------------------------
     // getXY(i, x, y, customIndex) reads input point i; prefetch(i) hints that it comes soon.
     template <class GetXY, class Prefetch>
     void insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles);
-    Triangle2* insertOneVertex(Point2* q, Triangle2* pStartTriangle);
     // Dispatches a key-sorted range; a later multithreaded inserter takes large ranges here.
     void insertSortedRange(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT);
-    Triangle2* triangulateRec(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT);
-    Triangle2* triangulateCoplanarOrDuplicate(Point2* q, Triangle2* pT, int result);
-    int locateOnHullLine(const Point2& q, Triangle2*& pT, int& ici);
-    void initVCheckT13(Point2* q, Triangle2* pT);
-    void initVCheckT24(Point2* q, Triangle2* pT, int ici);
-    void insertVertexCH(Point2* q, Triangle2* pT, int hullIdx);
-    // Hull edge (pT, idx) to the next / previous hull edge in counterclockwise hull order.
-    static void nextHullEdge(Triangle2*& pT, int& idx);
-    static void prevHullEdge(Triangle2*& pT, int& idx);
-    // Lawson flips of edge 0 of the stacked triangles (q is corner 0 of each).
-    void bfsFlipIncident(Point2* q);
+    // While no triangle exists: the vertex stored at p's coordinates, or null.
+    Point2* findLowerDimVertex(const Point2& p) const;
+    // While no triangle exists, whether p is on the line of the stored vertices (O(1)).
+    bool staysLowerDimensional(const Point2* p);
 
     // ---- constraint insertion steps (Dt2_constraints.cpp) ---------------------------------------
-    void notifyEdgeSplitSlow(Point2* pA, Point2* pB, Point2* pNew);
     // insert(p) with the walk starting near pNear when that is nearer than the vault's start.
     Point2* insertNear(const Point2& p, Point2* pNear);
     template <class Fn>
     void forEachTriangleAround(Point2* p, Fn fn);   // fn(pT) returns true to stop
     bool findEdge(Point2* p, Point2* q, Triangle2*& pT, int& idx);
-    void flipEdge(Triangle2* pT, int idx);
+    Orientation2 orient(const Point2* p0, const Point2* p1, const Point2* p2) {
+        return inserter.getGeomTest().getOrientation2(p0, p1, p2);
+    }
     bool canBeFlipped(Triangle2* pT, int idx);
-    void legalizeEdgeStack();
     void newCDT_insertOrSplit(ConstraintSegment2* pCSeg, std::vector<ConstraintSegment2*>& vStack);
     // Walks from src to trg: returns a vertex on the segment, or fills vPairIspCS with the
     // first crossing constraint, or (bRetriangulate) forces the segment in as an edge.
@@ -162,43 +174,11 @@ private:
     Triangle2* treatConstraintZone(const std::vector<Point2*>& vPoly,
                                    const std::vector<std::pair<Triangle2*, int>>& vOuter, bool bLeft);
 
-    // Orientation for the walk and the hull: GeomTest's filter (same determinant, same bound,
-    // never below 2^-1000), then exact double arithmetic when the differences are exact, then
-    // GeomTest's own slow stages.
-    Orientation2 orient(const Point2* p0, const Point2* p1, const Point2* p2) {
-        const double det = (p1->y() - p2->y()) * (p0->x() - p2->x()) - (p0->y() - p2->y()) * (p1->x() - p2->x());
-        if (det > orientBound) return ORIENTATION2_CCW;
-        if (det < -orientBound) return ORIENTATION2_CW;
-        return orientSlow(p0, p1, p2);
-    }
-    Orientation2 orientSlow(const Point2* p0, const Point2* p1, const Point2* p2) {
-        const int r = exact_diff::orientation(p0, p1, p2);
-        if (r == exact_diff::NOT_DECIDED) return geomTest.getOrientation2(p0, p1, p2);
-        return r > 0 ? ORIENTATION2_CCW : (r < 0 ? ORIENTATION2_CW : ORIENTATION2_COLLINEAR);
-    }
-    // Follows GeomTest's error bound (call after every change of it); the floor 2^-1000 keeps
-    // determinants whose products may have underflowed out of the filter.
-    void syncOrientBound() {
-        orientBound = std::max(geomTest.getPositiveErrorBound(), 9.332636185032189e-302);
-        if (!(orientBound < HUGE_VAL)) orientBound = HUGE_VAL;
-    }
-
     // ---- storage helpers ----------------------------------------------------------------------
     Point2* createVertex(double x, double y, int customIndex) {
         Point2* p = new (poolPoints.alloc()) Point2(x, y);
         p->setCustomIndex(customIndex);
         return p;
-    }
-    Triangle2* createTriangle(Point2* p0, Point2* p1, Point2* p2) {
-        Triangle2* pT;
-        if (!vDeadTriangles.empty()) {
-            pT = vDeadTriangles.back();
-            vDeadTriangles.pop_back();
-        } else {
-            pT = new (poolTriangles.alloc()) Triangle2();
-        }
-        pT->setProperties(p0, p1, p2);
-        return pT;
     }
     // Grows both boxes by the given extent; re-keys the vault when the key box must grow.
     void growBoxes(double minX, double minY, double maxX, double maxY);
@@ -210,30 +190,33 @@ private:
     static bool isFinitePoint(double x, double y) { return std::isfinite(x) && std::isfinite(y); }
     static void reportBadPoint(double x, double y);
 
+    struct LexLess {
+        bool operator()(const Point2* a, const Point2* b) const { return *a < *b; }
+    };
+
     SimplePool<Point2> poolPoints;
     SimplePool<Triangle2> poolTriangles;
-    std::vector<Triangle2*> vDeadTriangles;
-    size_t numTrianglesAtLastFresh{0};
-    GeomTest geomTest;
     VertexVault vertexVault;
+    Inserter inserter;
+    size_t numTrianglesAtLastFresh{0};
     Bbox2 bbox;           // grows by doubling; the Hilbert keys are defined over it
     Bbox2 bboxVertices;   // exact extent of the vertices
     HC2 hc;
-    std::vector<Triangle2*> vCheckT;
     Point2* pLastSingle{nullptr};   // vertex of the previous single insertion (a walk hint)
-    double orientBound{9.332636185032189e-302};
-    std::vector<Edge2> vHullChain;   // scratch of insertVertexCH
+    // Before the first triangle: the stored vertices by position, and two distinct ones of them
+    // (all stored vertices lie on their line).
+    std::set<Point2*, LexLess> sLowerDimVertices;
+    Point2* pLineA{nullptr};
+    Point2* pLineB{nullptr};
     int numCPU{1};
     MsgPublisher* pMsgPublisher{nullptr};
-    std::mutex mtxInsert, mtxPool;
     ConstraintMgr constraintMgr{this};
     InnerVtxMgr innerVtxMgr;
     // Scratch of constraint insertion, reused across calls.
-    std::vector<std::pair<Triangle2*, int>> vEdgeStack;
     std::vector<Triangle2*> vCrossedT, vNewT;
     std::vector<Point2*> vLeftPoly, vRightPoly, vSortScratch;
-    std::vector<std::pair<Point2*, Point2*>> vCrossedEdges;
     std::vector<std::pair<Triangle2*, int>> vLeftOuter, vRightOuter;
+    std::vector<std::pair<Point2*, Point2*>> vCrossedEdges;
     struct ZoneWorkItem {   // a sub-polygon (lo..hi) and the triangle across its base edge
         size_t lo, hi;
         Triangle2* pParent;

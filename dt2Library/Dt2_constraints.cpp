@@ -51,11 +51,6 @@ void Dt2::applyConstraintsAndZones() {
     constraintMgr.apply();
 }
 
-void Dt2::notifyEdgeSplitSlow(Point2* pA, Point2* pB, Point2* pNew) {
-    ConstraintSegment2* pCSeg = constraintMgr.getConstraintSegment(pA, pB);
-    if (pCSeg != nullptr && pCSeg->isAlive()) pCSeg->split_combinatorialOnly(pNew);
-}
-
 Point2* Dt2::insertNear(const Point2& p, Point2* pNear) {
     // Points inserted one by one are found from the vault's sorted run, which may be far from a
     // crowded constraint; the single-insertion hint takes the nearer start.
@@ -106,26 +101,7 @@ bool Dt2::isDelaunayEdge(Point2* p, Point2* q) {
     Triangle2* pN = pT->getOppositeTriangle(idx);
     if (pN == nullptr) return true;
     Point2* pOpp = pN->getCorner(pN->getIntraTriangleIndex(pT));
-    return geomTest.inCircle(pT->getCorner(0), pT->getCorner(1), pT->getCorner(2), pOpp) <= 0;
-}
-
-// The one pointer surgery of constraint insertion: edge idx of pT = (c, a, b) with the
-// neighbour pN = (d, b, a) becomes the edge c-d; pT turns into (c, a, d), pN into (c, d, b).
-void Dt2::flipEdge(Triangle2* pT, int idx) {
-    Triangle2* pN = pT->getOppositeTriangle(idx);
-    const int j = pN->getIntraTriangleIndex(pT);
-    Point2* c = pT->getCorner(idx);
-    Point2* a = pT->getCorner(incIndexBy1(idx));
-    Point2* b = pT->getCorner(incIndexBy2(idx));
-    Point2* d = pN->getCorner(j);
-    Triangle2* pNAD = pN->getOppositeTriangle(incIndexBy1(j));
-    Triangle2* pNDB = pN->getOppositeTriangle(incIndexBy2(j));
-    Triangle2* pNBC = pT->getOppositeTriangle(incIndexBy1(idx));
-    Triangle2* pNCA = pT->getOppositeTriangle(incIndexBy2(idx));
-    pT->setPropertiesAndOppT(c, a, d, pNAD, pN, pNCA);
-    pN->setPropertiesAndOppT(c, d, b, pNDB, pNBC, pT);
-    if (pNAD != nullptr) pNAD->setOppTriangle(pNAD->getIntraTriangleIndex(pN), pT);
-    if (pNBC != nullptr) pNBC->setOppTriangle(pNBC->getIntraTriangleIndex(pT), pN);
+    return inserter.getGeomTest().inCircle(pT->getCorner(0), pT->getCorner(1), pT->getCorner(2), pOpp) <= 0;
 }
 
 bool Dt2::canBeFlipped(Triangle2* pT, int idx) {
@@ -139,35 +115,12 @@ bool Dt2::canBeFlipped(Triangle2* pT, int idx) {
     return orient(c, a, d) == ORIENTATION2_CCW && orient(c, d, b) == ORIENTATION2_CCW;
 }
 
-// Lawson flips over the explicit edge stack: an edge that is no flip barrier and whose
-// neighbour's apex lies strictly inside the circumcircle is flipped, and the four outer edges
-// of the pair are checked next. Terminates: every flip lowers the lifted surface.
-void Dt2::legalizeEdgeStack() {
-    while (!vEdgeStack.empty()) {
-        Triangle2* pFromT = vEdgeStack.back().first;
-        const int fromICI = vEdgeStack.back().second;
-        vEdgeStack.pop_back();
-        Triangle2* pN = pFromT->getOppositeTriangle(fromICI);
-        if (pN == nullptr || pFromT->getCorner(0) == nullptr) continue;
-        if (isConstraintEdge(pFromT->getCorner(incIndexBy1(fromICI)), pFromT->getCorner(incIndexBy2(fromICI)))) continue;
-        Point2* d = pN->getCorner(pN->getIntraTriangleIndex(pFromT));
-        if (geomTest.inCircle(pFromT->getCorner(0), pFromT->getCorner(1), pFromT->getCorner(2), d) <= 0) continue;
-        LUMO_ASSERT(canBeFlipped(pFromT,fromICI));
-        flipEdge(pFromT, fromICI);
-        // pFromT = (c, a, d), pN = (c, d, b): their outer edges.
-        vEdgeStack.emplace_back(pFromT, 0);
-        vEdgeStack.emplace_back(pFromT, 2);
-        vEdgeStack.emplace_back(pN, 0);
-        vEdgeStack.emplace_back(pN, 1);
-    }
-}
-
 void Dt2::restoreDelaunayAround(Point2* p) {
     forEachTriangleAround(p, [&](Triangle2* pT) {
-        for (int i = 0; i < 3; ++i) vEdgeStack.emplace_back(pT, i);
+        for (int i = 0; i < 3; ++i) inserter.pushCheck(pT, i);
         return false;
     });
-    legalizeEdgeStack();
+    inserter.legalize(true);
 }
 
 // ---- constrained insertion ---------------------------------------------------------------------------
@@ -251,9 +204,9 @@ void Dt2::killAndUnestablishConstraintSegment(ConstraintSegment2* pCSeg) {
     if (!findEdge(pCSeg->getSrc(), pCSeg->getTrg(), pT, idx)) return;
     Triangle2* pN = pT->getOppositeTriangle(idx);
     if (pN == nullptr) return;
-    vEdgeStack.emplace_back(pT, idx);
-    vEdgeStack.emplace_back(pN, pN->getIntraTriangleIndex(pT));
-    legalizeEdgeStack();
+    inserter.pushCheck(pT, idx);
+    inserter.pushCheck(pN, pN->getIntraTriangleIndex(pT));
+    inserter.legalize(true);
 }
 
 Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<Point2, ConstraintSegment2*>>& vPairIspCS,
@@ -333,7 +286,7 @@ Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<
         if (constraintMgr.isConstraint(pLeft, pRight)) {
             // A crossing constraint: its exact intersection, rounded once.
             Point2 P(-DBL_MAX, -DBL_MAX);
-            P = geomTest.getIntersectionCoords_gmp(Segment2(*pLeft, *pRight), Segment2(*pStart, *pStop));
+            P = inserter.getGeomTest().getIntersectionCoords_gmp(Segment2(*pLeft, *pRight), Segment2(*pStart, *pStop));
             if (P == *pLeft) return pLeft;
             if (P == *pRight) return pRight;
             if (!std::isfinite(P.x()) || !std::isfinite(P.y()))
@@ -410,9 +363,9 @@ Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<
     pLeftT->setOppTriangle(2, pRightT);
     pRightT->setOppTriangle(2, pLeftT);
     for (size_t i = firstNew; i < vNewT.size(); ++i)
-        for (int e = 0; e < 3; ++e) vEdgeStack.emplace_back(vNewT[i], e);
+        for (int e = 0; e < 3; ++e) inserter.pushCheck(vNewT[i], e);
     vNewT.resize(firstNew);
-    legalizeEdgeStack();
+    inserter.legalize(true);
     return nullptr;
 }
 
@@ -442,9 +395,9 @@ void Dt2::forceEdgeByFlips(Point2* pStart, Point2* pStop) {
             dqCrossed.push_back(e);
             continue;
         }
-        flipEdge(pT, idx);   // pT = (c, a, d): the new diagonal is c-d
-        Point2* c = pT->getCorner(0);
-        Point2* d = pT->getCorner(2);
+        topo::flipEdge(pT, idx);   // pT = (c, a, d) with c at idx: the new diagonal is c-d
+        Point2* c = pT->getCorner(idx);
+        Point2* d = pT->getCorner(incIndexBy2(idx));
         const Orientation2 oc = orient(pStart, pStop, c), od = orient(pStart, pStop, d);
         const bool bStillCrossing = c != pStart && c != pStop && d != pStart && d != pStop &&
                                     oc != ORIENTATION2_COLLINEAR && od != ORIENTATION2_COLLINEAR && oc != od;
@@ -455,10 +408,10 @@ void Dt2::forceEdgeByFlips(Point2* pStart, Point2* pStop) {
         Triangle2* pT;
         int idx;
         if (!findEdge(e.first, e.second, pT, idx)) continue;
-        vEdgeStack.emplace_back(pT, idx);
-        if (Triangle2* pN = pT->getOppositeTriangle(idx)) vEdgeStack.emplace_back(pN, pN->getIntraTriangleIndex(pT));
+        inserter.pushCheck(pT, idx);
+        if (Triangle2* pN = pT->getOppositeTriangle(idx)) inserter.pushCheck(pN, pN->getIntraTriangleIndex(pT));
     }
-    legalizeEdgeStack();
+    inserter.legalize(true);
 }
 
 // One side polygon of the channel: vPoly runs from pStart to pStop along the side, vOuter[i] is
@@ -487,8 +440,8 @@ Triangle2* Dt2::treatConstraintZone(const std::vector<Point2*>& vPoly,
         Point2* pB = bLeft ? vPoly[it.hi] : vPoly[it.lo];
         size_t ci = it.lo + 1;
         for (size_t m = it.lo + 2; m < it.hi; ++m)
-            if (geomTest.inCircle(pA, pB, vPoly[ci], vPoly[m]) > 0) ci = m;
-        Triangle2* pNewT = createTriangle(pA, pB, vPoly[ci]);
+            if (inserter.getGeomTest().inCircle(pA, pB, vPoly[ci], vPoly[m]) > 0) ci = m;
+        Triangle2* pNewT = inserter.getStore().create(pA, pB, vPoly[ci]);
         vNewT.push_back(pNewT);
         if (it.pParent != nullptr) {
             pNewT->setOppTriangle(2, it.pParent);
@@ -556,7 +509,7 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
         return;
     }
     // 4. Precision guard.
-    const double M = std::fabs(geomTest.getCoordinateBound());
+    const double M = std::fabs(inserter.getGeomTest().getCoordinateBound());
     const int e = int(std::ceil(std::log(M) / std::log(2.0)));
     const double tol = 10.0 * std::ldexp(1.0, -52) * std::ldexp(1.0, e);
     const char* precisionText = "Double precision arithmetic does not allow to split a segment further, giving up. Incorrect result!";

@@ -1,8 +1,11 @@
-// Drawings and exports of a triangulation: PostScript, OBJ and the browser scene.
+// Drawings and exports of a triangulation: PostScript, OBJ and the browser scene, and the
+// self-test's report with its failure drawings.
 #include <string>
 #include <vector>
 #include "Dt2.h"
-#include "Lumo_2D.h"
+#include <iostream>
+#include "Circle2.h"
+#include "Color.h"
 #include "MeshExport_internal.h"
 #include "Visualizer2.h"
 #include "tools.h"
@@ -11,26 +14,30 @@ namespace ORBI_LUMO2D {
 
 namespace {
 const char* const notFullDimensional = "The triangulation is not full dimensional yet, no visualization";
-} // namespace
 
-void Dt2::show(const std::string& postscriptFilename) const {
-    if (numberOfTriangles() == 0) {
+// One drawing of the whole triangulation, in either format.
+void drawTriangulation(const Dt2& dt, const std::string& filename, DrawingFormat format) {
+    if (dt.numberOfTriangles() == 0) {
         reportError("Dt2::show()", notFullDimensional);
         return;
     }
-    Visualizer2 vis(postscriptFilename);
+    Visualizer2 vis(filename, format);
     vis.addHeaderLine("Delaunay triangulation");
-    vis.addHeaderLine(std::to_string(numberOfPoints()) + " points, " + std::to_string(numberOfTriangles()) +
+    vis.addHeaderLine(std::to_string(dt.numberOfPoints()) + " points, " + std::to_string(dt.numberOfTriangles()) +
                       " triangles");
-    show(&vis, Color(0.99, 0.9, 0.55, 0.15, true));
+    dt.show(&vis, Color(0.99, 0.9, 0.55, 0.15, true));
     // The convex hull on top, so that the outline of the data reads at a glance.
     std::vector<Point2*> vHull;
-    getConvexHull(false, vHull);
+    dt.getConvexHull(false, vHull);
     for (size_t i = 0; i < vHull.size(); ++i)
         vis.addObject(Segment2(*vHull[i], *vHull[(i + 1) % vHull.size()]), Color(CDARKBROWN, 0.8f, false));
-    addConstraintEdges(&vis, Color(CRED, 0.6f, false));
+    dt.addConstraintEdges(&vis, Color(CRED, 0.6f, false));
     vis.writeFile();
 }
+} // namespace
+
+void Dt2::show(const std::string& postscriptFilename) const { drawTriangulation(*this, postscriptFilename, DF_POSTSCRIPT); }
+void Dt2::showSvg(const std::string& svgFilename) const { drawTriangulation(*this, svgFilename, DF_SVG); }
 
 void Dt2::show(Visualizer2* pVis, const Color& color) const {
     if (numberOfTriangles() == 0) {
@@ -40,6 +47,76 @@ void Dt2::show(Visualizer2* pVis, const Color& color) const {
     std::vector<Triangle2*> vTriangles;
     getTrianglePointers(vTriangles);
     pVis->addObject(vTriangles, color);
+}
+
+namespace {
+// The first empty-circle offender: the triangle, its circumcircle and the vertex inside.
+void drawBadCircle(const ValidityFindings& findings) {
+    const Triangle2* pT = findings.pBadCircleT;
+    Visualizer2 vis("badEmptyCircle.ps");
+    vis.addObject(*pT, Color(CBLACK, 0.001f, false));
+    vis.addObject(*findings.pBadCircleN, Color(CGRAY, 0.001f, false));
+    const Point2 cc = pT->getDual().first;
+    const double dx = cc.x() - pT->getCorner(0)->x(), dy = cc.y() - pT->getCorner(0)->y();
+    vis.addObject(Circle2(cc, dx * dx + dy * dy), Color(CBLUE, 0.001f, false));
+    vis.addObject(*findings.pInside, Color(CRED, 0.002f, true));
+    vis.writeFile();
+}
+} // namespace
+
+bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name) const {
+    std::cout << "Lumo_2D::CheckValidity(" << name << ") has been started" << std::endl;
+    if (!is2D()) {
+        std::cout << "not fulldimensional yet (empty or all points collinear), Returning true" << std::endl;
+        return true;
+    }
+    const ValidityFindings findings = findValidityFaults(bCheckEmptyCircleProperty);
+    if (constraintMgr.numSegments() != 0) {
+        std::vector<ConstraintSegment2*> vCSegs;
+        constraintMgr.getSegmentsInMapOrder(vCSegs);
+        size_t numAlive = 0;
+        std::vector<ConstraintSegment2*> vMissing;
+        for (ConstraintSegment2* pCSeg : vCSegs) {
+            if (!pCSeg->isAlive()) continue;
+            ++numAlive;
+            if (!isEdge(pCSeg->getSrc(), pCSeg->getTrg())) vMissing.push_back(pCSeg);
+        }
+        std::cout << "\n* ConstraintSegments (alive): " << numAlive << ", contained: " << numAlive - vMissing.size()
+                  << ", missing: " << vMissing.size() << std::endl;
+        for (size_t k = 0; k < vMissing.size() && k < 10; ++k) std::cout << "Not contained: " << *vMissing[k] << std::endl;
+    }
+    const size_t maxReports = 10;
+    std::vector<Triangle2*> vBadT;
+    for (size_t k = 0; k < findings.vFaults.size(); ++k) {
+        const ValidityFault& f = findings.vFaults[k];
+        if (k < maxReports) {
+            std::cout << f.text << std::endl;
+            if (f.pT != nullptr) std::cout << *f.pT << std::endl;
+        }
+        if (f.pT != nullptr && vBadT.size() < maxReports) vBadT.push_back(f.pT);
+        if (k == findings.badCircleFault) drawBadCircle(findings);
+    }
+    if (findings.isValid()) return true;
+    std::cout << "\ncheckValidity, bug, name=" << name << " (" << findings.vFaults.size() << " failed tests)"
+              << std::endl;
+    // The whole triangulation, and the offending triangles in red over their neighbourhood.
+    std::vector<Triangle2*> vT;
+    getTrianglePointers(vT);
+    Visualizer2 visAll("currentState.ps");
+    visAll.addObject(vT, Color(CBLACK, 0.001f, false));
+    visAll.writeFile();
+    if (!vBadT.empty()) {
+        Visualizer2 visBad("checkValidityFail_" + name + ".ps");
+        for (Triangle2* pT : vBadT) {
+            for (int i = 0; i < 3; ++i)
+                if (pT->getOppositeTriangle(i) != nullptr && pT->getOppositeTriangle(i)->getCorner(0) != nullptr)
+                    visBad.addObject(*pT->getOppositeTriangle(i), Color(CGRAY, 0.001f, false));
+            if (pT->getCorner(0) != nullptr && pT->getCorner(1) != nullptr && pT->getCorner(2) != nullptr)
+                visBad.addObject(*pT, Color(CRED, 0.001f, true));
+        }
+        visBad.writeFile();
+    }
+    return false;
 }
 
 void Dt2::addConstraintEdges(Visualizer2* pVis, const Color& color) const {
@@ -67,17 +144,8 @@ void Dt2::writeObj(const std::string& filename, const std::vector<Triangle2*>* p
 void Dt2::writeWebScene(const char* path, const std::vector<Triangle2*>* pTriangles) const {
     if (!writeWebSceneFiles(path)) return;
     writeObj(std::string(path) + "/3d.obj", pTriangles);
+    // The top view that the page links to; large meshes keep only the 3D view.
+    if (pTriangles == nullptr && numberOfTriangles() <= maxDrawingTriangles) showSvg(std::string(path) + "/2d.svg");
 }
-
-} // namespace ORBI_LUMO2D
-
-// ---- the facade's side ---------------------------------------------------------------------------
-
-namespace ORBI_LUMO2D {
-
-void Lumo_2D::show(const std::string& postscriptFilename) const { pImpl->show(postscriptFilename); }
-void Lumo_2D::show(Visualizer2* pVisualizer, const Color& color) const { pImpl->show(pVisualizer, color); }
-void Lumo_2D::writeObj(const std::string& filename) const { pImpl->writeObj(filename, nullptr); }
-void Lumo_2D::writeWebScene(const char* path) const { pImpl->writeWebScene(path, nullptr); }
 
 } // namespace ORBI_LUMO2D

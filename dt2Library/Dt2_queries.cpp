@@ -1,32 +1,43 @@
 // Read-only questions to the triangulation: point location, adjacency, the convex hull, the
-// self-test and the statistics printout.
+// findings of the self-test and the statistics printout.
 #include <iomanip>
 #include <iostream>
-#include "Circle2.h"
-#include "Color.h"
+#include <cmath>
 #include "Dt2.h"
-#include "Visualizer2.h"
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
 
+Location Dt2::locateTyped(const Point2& q) {
+    if (!is2D()) return Location{Location::LOC_LOWER_DIMENSIONAL, nullptr, -1};
+    // The walk's filtered orientation must cover q's magnitude too.
+    GeomTest& geomTest = inserter.getGeomTest();
+    const double m = q.getMaxAbs();
+    if (m > geomTest.getCoordinateBound()) geomTest.setBound(m);
+    return inserter.locate(q, vertexVault.getCloseTriangle(hc.getKey(q.x(), q.y())));
+}
+
 Triangle2* Dt2::locate(const Point2& q) {
     if (!is2D()) return nullptr;
     if (!isFinitePoint(q.x(), q.y())) return nullptr;
-    // The walk's filtered orientation must cover q's magnitude too.
-    const double m = q.getMaxAbs();
-    if (m > geomTest.getCoordinateBound()) {
-        geomTest.setBound(m);
-        syncOrientBound();
+    const Location loc = locateTyped(q);
+    if (loc.kind != Location::LOC_OUTSIDE_HULL) return loc.pT;
+    // Beyond the hull edge, or on its line: only the latter counts as inside.
+    const Triangle2* pT = loc.pT;
+    const Orientation2 ori = inserter.getGeomTest().getOrientation2(pT->getCorner(incIndexBy1(loc.idx)),
+                                                                    pT->getCorner(incIndexBy2(loc.idx)), &q);
+    return ori == ORIENTATION2_CW ? nullptr : loc.pT;
+}
+
+int Dt2::locateConflictTriangle(const Point2& q, Triangle2*& pT, int& ici) {
+    const Location loc = inserter.locate(q, pT);
+    pT = loc.pT;
+    ici = loc.kind == Location::LOC_EDGE ? loc.idx : -1;
+    switch (loc.kind) {
+    case Location::LOC_OUTSIDE_HULL: return loc.idx;
+    case Location::LOC_VERTEX: return 4;
+    default: return -1;
     }
-    Triangle2* pT = vertexVault.getCloseTriangle(hc.getKey(q.x(), q.y()));
-    int ici = -1;
-    const int result = locateConflictTriangle(q, pT, ici);
-    if (result == -1 || result == 4) return pT;
-    const Orientation2 ori =
-        orient(pT->getCorner(incIndexBy1(result)), pT->getCorner(incIndexBy2(result)), &q);
-    if (ori == ORIENTATION2_CW) return nullptr;
-    return pT;
 }
 
 Triangle2* Dt2::getAdjacentTriangle(Point2* p0, Point2* p1) const {
@@ -84,9 +95,9 @@ void Dt2::getConvexHull(bool bAllVertices, std::vector<Point2*>& vConvexHullPoin
     int idx = incIndexBy2(axisIdx);
     do {
         vRing.push_back(pT->getCorner(incIndexBy1(idx)));
-        nextHullEdge(pT, idx);
+        topo::nextHullEdge(pT, idx);
     } while (!(pT == pStartT && idx == incIndexBy2(axisIdx)));
-    LUMO_ASSERT(!vRing.empty());
+    if (vRing.empty()) assertionFailed("!vConvexHullPoints.empty()", __FILE__, __LINE__, __PRETTY_FUNCTION__);
     if (bAllVertices) {
         vConvexHullPoints.insert(vConvexHullPoints.end(), vRing.begin(), vRing.end());
         return;
@@ -110,29 +121,15 @@ void Dt2::getConvexHull(bool bAllVertices, std::vector<Point2*>& vConvexHullPoin
 
 // ---- self-test -----------------------------------------------------------------------------------
 
-bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name) const {
-    std::cout << "Lumo_2D::CheckValidity(" << name << ") has been started" << std::endl;
-    if (!is2D()) {
-        std::cout << "not fulldimensional yet (empty or all points collinear), Returning true" << std::endl;
-        return true;
-    }
+ValidityFindings Dt2::findValidityFaults(bool bCheckEmptyCircleProperty) const {
+    ValidityFindings findings;
     // A private predicate object: the check shares no state with the insertion.
     GeomTest gt;
     gt.setBound(std::max(std::max(std::fabs(bboxVertices.get_minX()), std::fabs(bboxVertices.get_minY())),
                          std::max(std::fabs(bboxVertices.get_maxX()), std::fabs(bboxVertices.get_maxY()))));
     std::vector<Triangle2*> vT;
     getTrianglePointers(vT);
-    size_t numErrors = 0;
-    const size_t maxReports = 10;
-    std::vector<Triangle2*> vBadT;
-    auto report = [&](const char* text, Triangle2* pT) {
-        if (++numErrors <= maxReports) {
-            std::cout << text << std::endl;
-            if (pT != nullptr) std::cout << *pT << std::endl;
-        }
-        if (pT != nullptr && vBadT.size() < maxReports) vBadT.push_back(pT);
-    };
-    bool bBadCircleDrawn = false;
+    auto report = [&](const char* text, Triangle2* pT) { findings.vFaults.push_back(ValidityFault{text, pT}); };
     size_t numHullEdges = 0;
     for (Triangle2* pT : vT) {
         Point2* c[3] = {pT->getCorner(0), pT->getCorner(1), pT->getCorner(2)};
@@ -164,16 +161,11 @@ bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name)
             if (bCheckEmptyCircleProperty && !isConstraintEdge(c[incIndexBy1(i)], c[incIndexBy2(i)]) &&
                 gt.inCircle(c[0], c[1], c[2], pN->getCorner(j)) > 0) {
                 report("Sphere inclusion test failed", pT);
-                if (!bBadCircleDrawn) {
-                    // The first offender: the triangle, its circumcircle and the vertex inside.
-                    bBadCircleDrawn = true;
-                    Visualizer2 vis("badEmptyCircle.ps");
-                    vis.addObject(*pT, Color(CBLACK, 0.001f, false));
-                    vis.addObject(*pN, Color(CGRAY, 0.001f, false));
-                    const std::pair<Point2, bool> cc = pT->getDual();
-                    vis.addObject(Circle2(cc.first, sqDistance(cc.first, *c[0])), Color(CBLUE, 0.001f, false));
-                    vis.addObject(*pN->getCorner(j), Color(CRED, 0.002f, true));
-                    vis.writeFile();
+                if (findings.pBadCircleT == nullptr) {
+                    findings.pBadCircleT = pT;
+                    findings.pBadCircleN = pN;
+                    findings.pInside = pN->getCorner(j);
+                    findings.badCircleFault = findings.vFaults.size() - 1;
                 }
             }
         }
@@ -193,43 +185,15 @@ bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name)
         ++numVtxInT;
     }
     // Euler: a triangulation of V vertices with H hull edges has 2V - 2 - H triangles.
-    if (numErrors == 0 && vT.size() + 2 + numHullEdges != 2 * numVtxInT) report("Euler count mismatch", nullptr);
+    if (findings.isValid() && vT.size() + 2 + numHullEdges != 2 * numVtxInT) report("Euler count mismatch", nullptr);
     // Every alive constraint segment must be an edge.
     if (constraintMgr.numSegments() != 0) {
         std::vector<ConstraintSegment2*> vCSegs;
         constraintMgr.getSegmentsInMapOrder(vCSegs);
-        size_t numAlive = 0, numContained = 0;
-        std::vector<ConstraintSegment2*> vMissing;
-        for (ConstraintSegment2* pCSeg : vCSegs) {
-            if (!pCSeg->isAlive()) continue;
-            ++numAlive;
-            if (isEdge(pCSeg->getSrc(), pCSeg->getTrg())) ++numContained;
-            else vMissing.push_back(pCSeg);
-        }
-        std::cout << "\n* ConstraintSegments (alive): " << numAlive << ", contained: " << numContained
-                  << ", missing: " << vMissing.size() << std::endl;
-        for (ConstraintSegment2* pCSeg : vMissing) {
-            if (++numErrors <= maxReports) std::cout << "Not contained: " << *pCSeg << std::endl;
-        }
+        for (ConstraintSegment2* pCSeg : vCSegs)
+            if (pCSeg->isAlive() && !isEdge(pCSeg->getSrc(), pCSeg->getTrg())) report("Not contained:", nullptr);
     }
-    if (numErrors == 0) return true;
-    std::cout << "\ncheckValidity, bug, name=" << name << " (" << numErrors << " failed tests)" << std::endl;
-    // The whole triangulation, and the offending triangles in red over their neighbourhood.
-    Visualizer2 visAll("currentState.ps");
-    visAll.addObject(vT, Color(CBLACK, 0.001f, false));
-    visAll.writeFile();
-    if (!vBadT.empty()) {
-        Visualizer2 visBad("checkValidityFail_" + name + ".ps");
-        for (Triangle2* pT : vBadT) {
-            for (int i = 0; i < 3; ++i)
-                if (pT->getOppositeTriangle(i) != nullptr && pT->getOppositeTriangle(i)->getCorner(0) != nullptr)
-                    visBad.addObject(*pT->getOppositeTriangle(i), Color(CGRAY, 0.001f, false));
-            if (pT->getCorner(0) != nullptr && pT->getCorner(1) != nullptr && pT->getCorner(2) != nullptr)
-                visBad.addObject(*pT, Color(CRED, 0.001f, true));
-        }
-        visBad.writeFile();
-    }
-    return false;
+    return findings;
 }
 
 void Dt2::statistics(const std::string& name) const {

@@ -2,7 +2,6 @@
 #include <cfenv>
 #include <cfloat>
 #include <cmath>
-#include "Triangle2.h"
 #include "tools.h"
 
 // The interval stage switches the rounding mode; this file is compiled with -frounding-math
@@ -111,6 +110,7 @@ void GeomTest::setBound(double M) {
     const double bound = factor * M * M;
     posErrBound = bound;
     negErrBound = -bound;
+    orientBound = !(bound <= orientFloor) ? bound : orientFloor;  // a NaN bound lets nothing through
     coordinateBound = std::fabs(M);
 }
 
@@ -239,10 +239,6 @@ int GeomTest::inCircleExact(const Point2* a, const Point2* b, const Point2* c, c
     mpq_mul(t[3], lift[2], t[2]);
     const int cmp = mpq_cmp(t[5], t[3]);
     return cmp > 0 ? 1 : (cmp < 0 ? -1 : 0);
-}
-
-int GeomTest::circleInc(const Triangle2* t, const Point2* p) {
-    return inCircle(t->getCorner(0), t->getCorner(1), t->getCorner(2), p);
 }
 
 Point2 GeomTest::getIntersectionCoords_gmp(const Segment2& sa, const Segment2& sb) {

@@ -36,14 +36,11 @@ public:
     // (an unbounded object takes any filtered determinant that is not tiny as it stands).
     Orientation2 getOrientation2(const Point2* p0, const Point2* p1, const Point2* p2) {
         const double det = (p1->y() - p2->y()) * (p0->x() - p2->x()) - (p0->y() - p2->y()) * (p1->x() - p2->x());
-        // The floor keeps determinants out of the filter whose products may have underflowed
-        // (see the analysis in GeomTest.cpp); it costs a well-predicted second comparison.
-        if (det > posErrBound) {
-            if (det >= orientFloor) return ORIENTATION2_CCW;
-        } else if (det < negErrBound) {
-            if (det <= -orientFloor) return ORIENTATION2_CW;
-        }
-        return orientationSlow(p0, p1, p2);
+        // The bound is floored so that determinants whose products may have underflowed stay
+        // out of the filter (see the analysis in GeomTest.cpp).
+        if (det > orientBound) return ORIENTATION2_CCW;
+        if (det < -orientBound) return ORIENTATION2_CW;
+        return orientationAfterFilter(p0, p1, p2);
     }
     // Exact in-circle test for a counterclockwise triangle (a, b, c):
     // +1 when d is strictly inside the circumcircle, 0 on it, -1 outside.
@@ -78,8 +75,12 @@ public:
         if (r != exact_diff::NOT_DECIDED) return r;
         return inCircleExact(a, b, c, d);
     }
-    // The same for the corners of t (counterclockwise) and the point p.
-    int circleInc(const Triangle2* t, const Point2* p);
+    // The same for the corners of t (counterclockwise) and the point p. A template so that the
+    // predicates need not know the triangle record: any type with getCorner(0..2) serves.
+    template <class TriangleT>
+    int circleInc(const TriangleT* t, const Point2* p) {
+        return inCircle(t->getCorner(0), t->getCorner(1), t->getCorner(2), p);
+    }
     // Exact intersection of the supporting lines of a and b, rounded once per coordinate
     // (GMP's truncating conversion). Parallel lines are an assertion failure.
     Point2 getIntersectionCoords_gmp(const Segment2& a, const Segment2& b);
@@ -90,13 +91,26 @@ public:
     struct Stats {
         unsigned long long orientShortcut{0};  // stage 2, equal x or equal y coordinates
         unsigned long long orientInterval{0};  // stage 2, interval bounds
-        unsigned long long orientExact{0};     // stage 3
+        unsigned long long orientExact{0};     // stage 3 (exact double arithmetic or rationals)
         unsigned long long inCircleExact{0};   // in-circle, exact stage
     };
     const Stats& getStats() const { return stats; }
     void resetStats() { stats = Stats(); }
 
 private:
+    // Everything the filter leaves: equal x or equal y, then exact double arithmetic when the
+    // coordinate differences are exact (grids, shared exponents), then the interval and
+    // rational stages.
+    Orientation2 orientationAfterFilter(const Point2* p0, const Point2* p1, const Point2* p2) {
+        if ((p0->x() == p1->x() && p1->x() == p2->x()) || (p0->y() == p1->y() && p1->y() == p2->y())) {
+            ++stats.orientShortcut;
+            return ORIENTATION2_COLLINEAR;
+        }
+        const int r = exact_diff::orientation(p0, p1, p2);
+        if (r == exact_diff::NOT_DECIDED) return orientationSlow(p0, p1, p2);
+        ++stats.orientExact;
+        return r > 0 ? ORIENTATION2_CCW : (r < 0 ? ORIENTATION2_CW : ORIENTATION2_COLLINEAR);
+    }
     Orientation2 orientationSlow(const Point2* p0, const Point2* p1, const Point2* p2);
     Orientation2 orientationExact(const Point2* p0, const Point2* p1, const Point2* p2);
     int inCircleExact(const Point2* a, const Point2* b, const Point2* c, const Point2* d);
@@ -111,6 +125,7 @@ private:
 
     mpq_t aGeneral[48];
     mpq_t aIntersection[29];
+    double orientBound{orientFloor};   // max(posErrBound, orientFloor): the door's filter
     double posErrBound{0.0};
     double negErrBound{0.0};
     double coordinateBound{0.0};

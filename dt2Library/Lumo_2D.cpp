@@ -1,12 +1,38 @@
-// The facade: every call goes unchanged to the one Dt2 behind it.
+// The facade: every call goes to the one Dt2 behind it. Misuse that Dt2 need not know about
+// (null pointers, handles of another triangulation, absurd counts) is answered here with one
+// warning and a neutral result, so that the triangulation stays as it was.
 #include "Lumo_2D.h"
+#include <cmath>
+#include <sstream>
+#include <thread>
 #include "Dt2.h"
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
 
+namespace {
+// More threads than this many per hardware thread only add scheduling overhead.
+const int MAX_CPU_PER_HARDWARE_THREAD = 8;
+
+bool isNull(const void* p, const char* where, const char* what, const char* consequence) {
+    if (p != nullptr) return false;
+    reportWarning(where, std::string(what) + " is null, " + consequence);
+    return true;
+}
+
+// A vertex handle of a triangulation is a record of its point pool; the pool answers by
+// address (a binary search over its few blocks), without reading the record.
+bool isForeign(const Dt2& dt, const Point2* pVtx, const char* where, const char* consequence) {
+    if (dt.getPointPool().contains(pVtx)) return false;
+    reportWarning(where, std::string("the vertex does not belong to this triangulation, ") + consequence);
+    return true;
+}
+} // namespace
+
 Lumo_2D::Lumo_2D(unsigned numExpectedVertices) : pImpl(new Dt2(numExpectedVertices)) {}
 Lumo_2D::~Lumo_2D() { delete pImpl; }
+
+// ---- insertion ------------------------------------------------------------------------------
 
 Point2* Lumo_2D::insert(const Point2& p) { return pImpl->insert(p); }
 void Lumo_2D::insert(const std::vector<Point2>& vInputPoints) { pImpl->insertVector(vInputPoints, nullptr); }
@@ -14,8 +40,15 @@ void Lumo_2D::insert(const std::vector<Point2>& vInputPoints, std::vector<Point2
     pImpl->insertVector(vInputPoints, &vHandlesOut);
 }
 void Lumo_2D::insert(int numPoints, double* aCoordinates, Point2** aHandles) {
+    if (numPoints < 0) {
+        reportWarning("Lumo_2D::insert()", "numPoints=" + std::to_string(numPoints) + " is negative, nothing inserted");
+        return;
+    }
+    if (numPoints > 0 && isNull(aCoordinates, "Lumo_2D::insert()", "aCoordinates", "nothing inserted")) return;
     pImpl->insertArray(numPoints, aCoordinates, aHandles);
 }
+
+// ---- state --------------------------------------------------------------------------------------
 
 bool Lumo_2D::is2D() const { return pImpl->is2D(); }
 size_t Lumo_2D::numberOfPoints() const { return pImpl->numberOfPoints(); }
@@ -25,13 +58,41 @@ void Lumo_2D::getTrianglePointers(std::vector<Triangle2*>& vAllTriangles) const 
 }
 void Lumo_2D::getVertexPointers(std::vector<Point2*>& vAllPoints) const { pImpl->getVertexPointers(vAllPoints); }
 Bbox2 Lumo_2D::computeBoundingBox() const { return pImpl->computeBoundingBox(); }
-int Lumo_2D::setNumCPU(int numCPU) { return pImpl->setNumCPU(numCPU); }
+
+int Lumo_2D::setNumCPU(int numCPU) {
+    const int numHardware = std::max(1, int(std::thread::hardware_concurrency()));
+    const int maxCPU = MAX_CPU_PER_HARDWARE_THREAD * numHardware;
+    if (numCPU > maxCPU) {
+        std::ostringstream text;
+        text << "numCPU=" << numCPU << " is more than " << MAX_CPU_PER_HARDWARE_THREAD << " times the " << numHardware
+             << " hardware thread(s); bulk insertion starts no more threads than it has work for";
+        reportWarning("Lumo_2D::setNumCPU()", text.str());
+    }
+    return pImpl->setNumCPU(numCPU);
+}
 void Lumo_2D::enableMultithreading() { pImpl->setNumCPU(0); }
 int Lumo_2D::getNumCPU() const { return pImpl->getNumCPU(); }
 
-Triangle2* Lumo_2D::locate(const Point2& q) { return pImpl->locate(q); }
-Triangle2* Lumo_2D::getAdjacentTriangle(Point2* p0, Point2* p1) const { return pImpl->getAdjacentTriangle(p0, p1); }
+// ---- queries -------------------------------------------------------------------------------------
+
+Triangle2* Lumo_2D::locate(const Point2& q) {
+    if (!std::isfinite(q.x()) || !std::isfinite(q.y())) {
+        reportWarning("Lumo_2D::locate()", "q has a NaN or infinite coordinate, null returned");
+        return nullptr;
+    }
+    return pImpl->locate(q);
+}
+Triangle2* Lumo_2D::getAdjacentTriangle(Point2* p0, Point2* p1) const {
+    // Null vertices are the assertions of Dt2; a foreign one is a warning here.
+    const char* where = "Lumo_2D::getAdjacentTriangle()";
+    if ((p0 != nullptr && isForeign(*pImpl, p0, where, "null returned")) ||
+        (p1 != nullptr && isForeign(*pImpl, p1, where, "null returned")))
+        return nullptr;
+    return pImpl->getAdjacentTriangle(p0, p1);
+}
 void Lumo_2D::getIncidentTriangles(Point2* pVtx, std::vector<Triangle2*>& vIncidentT) const {
+    const char* where = "Lumo_2D::getIncidentTriangles()";
+    if (isNull(pVtx, where, "pVtx", "nothing appended") || isForeign(*pImpl, pVtx, where, "nothing appended")) return;
     pImpl->getIncidentTriangles(pVtx, vIncidentT);
 }
 void Lumo_2D::getConvexHull(bool bAllVertices, std::vector<Point2*>& vConvexHullPoints) const {
@@ -41,6 +102,8 @@ bool Lumo_2D::checkValidity(bool bCheckEmptyCircleProperty, const std::string& m
     return pImpl->checkValidity(bCheckEmptyCircleProperty, msg);
 }
 void Lumo_2D::statistics(const std::string& name) const { pImpl->statistics(name); }
+
+// ---- progress --------------------------------------------------------------------------------------
 
 ConstraintGraph2* Lumo_2D::createConstraint(std::vector<Segment2>& vSegments, ConstraintInsertionStrategy cis,
                                             bool orientedSegments) {
@@ -56,7 +119,24 @@ void Lumo_2D::writeConstraintsBIN(const std::string& prefix) const {
 }
 void Lumo_2D::writeConstraints(const std::string& prefix) const { pImpl->getConstraintMgr().writeConstraints(prefix); }
 
-void Lumo_2D::subscribe(MsgType msgType, MsgBase* pMsg) { pImpl->subscribe(msgType, pMsg); }
+void Lumo_2D::subscribe(MsgType msgType, MsgBase* pMsg) {
+    if (isNull(pMsg, "Lumo_2D::subscribe()", "pMsg", "nothing subscribed")) return;
+    pImpl->subscribe(msgType, pMsg);
+}
 void Lumo_2D::unsubscribe(MsgType msgType, MsgBase* pMsg) { pImpl->unsubscribe(msgType, pMsg); }
+
+// ---- drawings and exports -----------------------------------------------------------------------------
+
+void Lumo_2D::show(const std::string& postscriptFilename) const { pImpl->show(postscriptFilename); }
+void Lumo_2D::show(Visualizer2* pVisualizer, const Color& color) const {
+    if (isNull(pVisualizer, "Lumo_2D::show()", "pVisualizer", "nothing drawn")) return;
+    pImpl->show(pVisualizer, color);
+}
+void Lumo_2D::showSvg(const std::string& svgFilename) const { pImpl->showSvg(svgFilename); }
+void Lumo_2D::writeObj(const std::string& filename) const { pImpl->writeObj(filename, nullptr); }
+void Lumo_2D::writeWebScene(const char* path) const {
+    if (isNull(path, "Lumo_2D::writeWebScene()", "path", "nothing written")) return;
+    pImpl->writeWebScene(path, nullptr);
+}
 
 } // namespace ORBI_LUMO2D

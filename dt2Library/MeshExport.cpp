@@ -48,6 +48,10 @@ bool isDirectory(const char* path) {
 } // namespace
 
 bool createDirectory(const char* path) {
+    if (path == nullptr) {
+        reportWarning("createDirectory()", "path is null, nothing created");
+        return false;
+    }
     if (mkdir(path, 0755) == 0) return true;
     if (errno == EEXIST) return isDirectory(path);
     if (errno != ENOENT) return false;
@@ -62,6 +66,10 @@ bool createDirectory(const char* path) {
 }
 
 void fileReplicate(const char* name, const char* directory) {
+    if (name == nullptr || directory == nullptr) {
+        reportError("fileReplicate", "null name or directory, nothing written");
+        return;
+    }
     for (size_t i = 0; i < numWebFiles; ++i) {
         const EmbeddedFile& f = aWebFiles[i];
         if (std::strcmp(f.name, name) != 0) continue;

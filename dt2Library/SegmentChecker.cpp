@@ -61,18 +61,21 @@ inline void coverPoints(GeomTest& geomTest, const Point2& p1, const Point2& p2, 
     if (m > geomTest.getCoordinateBound()) geomTest.setBound(m);
 }
 
-// At least one of the segments p1p2 and p3p4 is a single point. A point meets a segment
-// in an endpoint (SIT_ENDPOINT, also when both are the same point) or in its interior
-// (SIT_POINT), never along a piece.
-SegmentIntersectionType classifyDegenerate(GeomTest& geomTest, const Point2& p1, const Point2& p2,
-                                           const Point2& p3, const Point2& p4) {
-    const bool bPointA = p1 == p2;
-    const Point2& p = bPointA ? p1 : p3;
-    const Point2& q0 = bPointA ? p3 : p1;
-    const Point2& q1 = bPointA ? p4 : p2;
-    if (p == q0 || p == q1) return SIT_ENDPOINT;
-    if (q0 == q1) return SIT_NONE;  // two different points
-    return isOnSegment(geomTest, p, q0, q1) ? SIT_POINT : SIT_NONE;
+// Why a segment can't take part in a classification, or null when it can.
+const char* whyUnusable(const Segment2* pSeg) {
+    if (pSeg == nullptr) return "null segment";
+    const Point2 a(pSeg->getSrc()), b(pSeg->getTrg());
+    if (std::isfinite(a.x()) && std::isfinite(a.y()) && std::isfinite(b.x()) && std::isfinite(b.y())) return nullptr;
+    return "segment with a NaN or infinite coordinate";
+}
+
+// Reports (once, for the first offender) a pair that can't be classified.
+bool isUsablePair(const char* where, const Segment2* pA, const Segment2* pB, const char* consequence) {
+    const char* why = whyUnusable(pA);
+    if (why == nullptr) why = whyUnusable(pB);
+    if (why == nullptr) return true;
+    reportWarning(where, std::string(why) + ", " + consequence);
+    return false;
 }
 } // namespace
 
@@ -95,17 +98,17 @@ void SegmentChecker::addSegments(const std::vector<Segment2*>& vNewSegments) {
     const size_t offset = pSCD->vSegments.size();
     pSCD->vSegments.insert(pSCD->vSegments.end(), vNewSegments.begin(), vNewSegments.end());
     double maxAbs = pSCD->geomTest.getCoordinateBound();
-    size_t numDegenerate = 0, firstDegenerate = 0;
+    size_t numDegenerate = 0, firstDegenerate = 0, numUnusable = 0, firstUnusable = 0;
     for (size_t i = 0; i < vNewSegments.size(); ++i) {
         Segment2* pSeg = vNewSegments[i];
         pSCD->mSegmentIndex[pSeg] = int(offset + i);
+        // A null or non-finite segment keeps its index but stays out of the tree: no search
+        // ever meets it, and the other segments are checked as if it were absent.
+        if (whyUnusable(pSeg) != nullptr) {
+            if (numUnusable++ == 0) firstUnusable = offset + i;
+            continue;
+        }
         const Point2 a(pSeg->getSrc()), b(pSeg->getTrg());
-        const bool bFiniteCoordinates = std::isfinite(a.x()) && std::isfinite(a.y()) && std::isfinite(b.x()) &&
-                                        std::isfinite(b.y());
-        if (!bFiniteCoordinates)
-            reportError("SegmentChecker::SegmentChecker()", "segment " + std::to_string(offset + i) +
-                                                                " has a coordinate that is not a finite number");
-        LUMO_ASSERT(bFiniteCoordinates);
         pSCD->rTree.addObject(&pSCD->vSegments[offset + i], std::min(a.x(), b.x()), std::min(a.y(), b.y()),
                               std::max(a.x(), b.x()), std::max(a.y(), b.y()));
         maxAbs = std::max(maxAbs, std::max(a.getMaxAbs(), b.getMaxAbs()));
@@ -115,10 +118,17 @@ void SegmentChecker::addSegments(const std::vector<Segment2*>& vNewSegments) {
     pSCD->vCanonicalIndex.resize(pSCD->vSegments.size());
     for (size_t i = 0; i < pSCD->vSegments.size(); ++i)
         pSCD->vCanonicalIndex[i] = uint32_t(pSCD->mSegmentIndex[pSCD->vSegments[i]]);
+    if (numUnusable > 0) {
+        std::ostringstream text;
+        text << numUnusable << " segment(s) null or with a NaN or infinite coordinate, the first one at index "
+             << firstUnusable << "; they are left out of every check";
+        reportWarning("SegmentChecker::SegmentChecker()", text.str());
+    }
     if (numDegenerate > 0) {
         std::ostringstream text;
         text << numDegenerate << " degenerate segment(s) with equal endpoints, the first one at index "
-             << firstDegenerate << "; each is checked as a single point";
+             << firstDegenerate << "; one that meets another segment's line away from a shared endpoint fails "
+             << "the assertion p1!=p2";
         reportWarning("SegmentChecker::SegmentChecker()", text.str());
     }
 }
@@ -142,12 +152,15 @@ int SegmentChecker::getIndex(Segment2* pSegment) const {
 // ---- classification --------------------------------------------------------------------------
 
 SegmentIntersectionType SegmentChecker::getIntersectionType(const Segment2* pA, const Segment2* pB) const {
+    if (!isUsablePair("SegmentChecker::getIntersectionType()", pA, pB, "no classification (SIT_UNINITIALIZED)"))
+        return SIT_UNINITIALIZED;
     GeomTest& geomTest = pSCD->geomTest;
     const Point2 p1(pA->getSrc()), p2(pA->getTrg()), p3(pB->getSrc()), p4(pB->getTrg());
     coverPoints(geomTest, p1, p2, p3, p4);
-    if (p1 == p2 || p3 == p4) return classifyDegenerate(geomTest, p1, p2, p3, p4);
 
-    // A shared endpoint: a touch, unless both leave it in the same direction.
+    // A shared endpoint: a touch, unless both leave it in the same direction. A zero-length
+    // segment is no exception: its free end is the shared point itself, which lies on the
+    // other segment, so it overlaps (SIT_SEGMENT).
     if (p1 == p3 || p1 == p4 || p2 == p3 || p2 == p4) {
         const bool bSharedSrc = p1 == p3 || p1 == p4;
         const Point2& shared = bSharedSrc ? p1 : p2;
@@ -196,6 +209,7 @@ SegmentIntersectionType SegmentChecker::getIntersectionType_degeneratePart(const
 
 bool SegmentChecker::getIntersectionPoint(SegmentIntersectionType sit, const Segment2& a, const Segment2& b,
                                           Point2& ip) const {
+    if (!isUsablePair("SegmentChecker::getIntersectionPoint()", &a, &b, "no intersection point")) return false;
     const SegmentIntersectionType actual = getIntersectionType(&a, &b);
     if (sit != actual || (sit != SIT_POINT && sit != SIT_ENDPOINT)) {
         if (sit == SIT_ENDPOINT)
@@ -224,6 +238,7 @@ bool SegmentChecker::getIntersectionPoint(SegmentIntersectionType sit, const Seg
 }
 
 bool SegmentChecker::getIntersectionSegment(const Segment2& a, const Segment2& b, Segment2& iSeg) const {
+    if (!isUsablePair("SegmentChecker::getIntersectionSegment()", &a, &b, "no intersection segment")) return false;
     GeomTest& geomTest = pSCD->geomTest;
     const Point2 p1(a.getSrc()), p2(a.getTrg()), p3(b.getSrc()), p4(b.getTrg());
     coverPoints(geomTest, p1, p2, p3, p4);
@@ -249,6 +264,7 @@ bool SegmentChecker::getIntersectionSegment(const Segment2& a, const Segment2& b
 void SegmentChecker::getIntersectors(Segment2* pSegment, bool bAlsoEndPointIntersections,
                                      std::vector<std::pair<Segment2*, SegmentIntersectionType>>& vIntersectors) const {
     vIntersectors.clear();
+    if (!isUsablePair("SegmentChecker::getIntersectors()", pSegment, pSegment, "no intersectors")) return;
     const Point2 a(pSegment->getSrc()), b(pSegment->getTrg());
     std::vector<void*>& vCandidates = pSCD->vQueryBuffer;
     vCandidates.clear();
@@ -333,6 +349,10 @@ SegmentCheckerWork SegmentCheckerInspector::lastIllegalSearch(const SegmentCheck
 // ---- progress ---------------------------------------------------------------------------------------
 
 void SegmentChecker::subscribe(MsgType msgType, MsgBase* pMsg) {
+    if (pMsg == nullptr) {
+        reportWarning("SegmentChecker::subscribe()", "pMsg is null, nothing subscribed");
+        return;
+    }
     if (pSCD->pPublisher == nullptr) pSCD->pPublisher = new MsgPublisher("SEGCHECK");
     pSCD->pPublisher->subscribe(msgType, pMsg);
 }
@@ -362,7 +382,8 @@ void SegmentChecker::showSegments(const std::string& filename) const {
     Visualizer2 vis(filename);
     vis.addHeaderLine("Segments: " + std::to_string(numSegments));
     const Color black(CBLACK, 0.3f, false);
-    for (size_t i = 0; i < numSegments; ++i) drawLabelledSegment(vis, *pSCD->vSegments[i], i, black);
+    for (size_t i = 0; i < numSegments; ++i)
+        if (whyUnusable(pSCD->vSegments[i]) == nullptr) drawLabelledSegment(vis, *pSCD->vSegments[i], i, black);
     vis.writeFile();
 }
 
@@ -387,6 +408,7 @@ void SegmentChecker::showIllegalSegments(bool bAlsoEndPointIntersections, const 
     std::vector<std::pair<Segment2*, SegmentIntersectionType>> vIntersectors;
     for (size_t i = 0; i < numSegments; ++i) {
         Segment2* pSeg = pSCD->vSegments[i];
+        if (whyUnusable(pSeg) != nullptr) continue;  // left out at construction, not drawable
         const size_t canonical = pSCD->vCanonicalIndex[i];
         if (!vIsIllegal[canonical]) {
             drawLabelledSegment(vis, *pSeg, i, legal);

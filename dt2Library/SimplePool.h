@@ -59,6 +59,20 @@ public:
             for (int32_t i = 0; i < n; ++i) f(vContainers[b] + i);
         }
     }
+    // Whether p is a record this pool has handed out: a binary search over the blocks by
+    // address, so that a handle from another pool is recognised without touching it.
+    bool contains(const T* p) const {
+        const uintptr_t a = reinterpret_cast<uintptr_t>(p);
+        auto it = std::upper_bound(vBlocksByAddress.begin(), vBlocksByAddress.end(), a,
+                                   [](uintptr_t v, const BlockRange& b) { return v < b.begin; });
+        if (it == vBlocksByAddress.begin()) return false;
+        --it;
+        const uintptr_t offset = a - it->begin;
+        if (offset % sizeof(T) != 0) return false;
+        const size_t idx = offset / sizeof(T);
+        const bool bCurrent = it->begin == reinterpret_cast<uintptr_t>(pCurrent);
+        return idx < (bCurrent ? size_t(lastUsed + 1) : size_t(it->numRecords));
+    }
     const std::vector<int32_t>& getBlockSizes() const { return vBlockSizes; }
     int32_t getMaxBlockSize() const { return maxBlockSize; }
 
@@ -85,6 +99,10 @@ private:
         }
         vBlockSizes.push_back(r);
         vContainers.push_back(p);
+        const BlockRange range{reinterpret_cast<uintptr_t>(p), r};
+        vBlocksByAddress.insert(std::upper_bound(vBlocksByAddress.begin(), vBlocksByAddress.end(), range,
+                                                 [](const BlockRange& x, const BlockRange& y) { return x.begin < y.begin; }),
+                                range);
         pCurrent = p;
         lastUsed = -1;
         capacity = r;
@@ -108,8 +126,13 @@ private:
         populatedUpTo = last;
     }
 
+    struct BlockRange {
+        uintptr_t begin;
+        int32_t numRecords;
+    };
     std::vector<T*> vContainers;
     std::vector<int32_t> vBlockSizes;
+    std::vector<BlockRange> vBlocksByAddress;  // the blocks sorted by address, for contains()
     T* pCurrent{nullptr};
     int32_t lastUsed{-1};
     int32_t capacity{0};

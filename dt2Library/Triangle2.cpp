@@ -49,15 +49,17 @@ double sqDist(const Point2* a, const Point2* b) {
     return dx * dx + dy * dy;
 }
 
+} // namespace
+
 // Heron's formula; a product that is not a number is a broken triangle.
-double computeArea(double a, double b, double c, const Triangle2* pT) {
+double Triangle2::computeArea(double a, double b, double c) const {
     const double ownHalfCircf = (a + b + c) * 0.5;
     const double p = ownHalfCircf * (ownHalfCircf - a) * (ownHalfCircf - b) * (ownHalfCircf - c);
     if (std::isnan(p)) {
         std::cout << "invalid value, no area for this triangle" << std::endl;
         std::cout << "ownHalfCircf=" << ownHalfCircf << std::endl;
         std::cout << "Corners are:" << std::endl;
-        for (int i = 0; i < 3; ++i) std::cout << *pT->getCorner(i) << std::endl;
+        for (int i = 0; i < 3; ++i) std::cout << *aVertexPointer[i] << std::endl;
         std::cout << "len0=" << a << std::endl;
         std::cout << "len1=" << b << std::endl;
         std::cout << "len2=" << c << std::endl;
@@ -66,13 +68,12 @@ double computeArea(double a, double b, double c, const Triangle2* pT) {
     if (p <= 0.0) return 0.0;
     return std::sqrt(p);
 }
-} // namespace
 
 double Triangle2::getArea2D() const {
     const double a = dist(aVertexPointer[0], aVertexPointer[2]);
     const double b = dist(aVertexPointer[2], aVertexPointer[1]);
     const double c = dist(aVertexPointer[1], aVertexPointer[0]);
-    return computeArea(a, b, c, this);
+    return computeArea(a, b, c);
 }
 
 Point2 Triangle2::getBarycenter() const {
@@ -226,7 +227,13 @@ std::ostream& operator<<(std::ostream& os, const Triangle2& t) {
 // then T1 again: loop() turns the run-off into a wrap to the far end of the fan.
 
 TriangleAroundVertexIterator::TriangleAroundVertexIterator(const Point2* pVtx_)
-    : pVtx(const_cast<Point2*>(pVtx_)), pTr(pVtx_->getIncidentTriangle()), pSaveTr(nullptr) {
+    : pVtx(const_cast<Point2*>(pVtx_)), pTr(nullptr), pSaveTr(nullptr) {
+    // A null centre leaves pTr and pSaveTr null: every step and preview then answers null.
+    if (pVtx_ == nullptr) {
+        reportWarning("TriangleAroundVertexIterator::TriangleAroundVertexIterator()", "pVtx is null");
+        return;
+    }
+    pTr = pVtx_->getIncidentTriangle();
     if (pTr == nullptr) throw std::exception();
 }
 

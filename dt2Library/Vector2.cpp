@@ -1,8 +1,8 @@
 #include "Vector2.h"
 #include <iostream>
 #include <utility>
-#include "GeomTest.h"
 #include "Orientation2.h"
+#include "Point2.h"
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
@@ -24,9 +24,7 @@ Vector2 Vector2::orthogonalVector() const {
     const double t = a / b;
     const Vector2 cand = normalize(bSwapped ? Vector2(-t, 1.0) : Vector2(1.0, -t));
     const Point2 origin(0.0, 0.0), tip(x_, y_), candTip(cand.x(), cand.y());
-    GeomTest geomTest;
-    geomTest.updateBound(&origin, &tip, &candTip);
-    const Orientation2 ori = geomTest.getOrientation2(&origin, &tip, &candTip);
+    const Orientation2 ori = getOrientation2_mt(&origin, &tip, &candTip);
     if (ori == ORIENTATION2_CCW) return cand;
     if (ori == ORIENTATION2_CW) return -cand;
     LUMO_ASSERT(false);

@@ -49,6 +49,12 @@ void VertexVault::sortByKey(VaultEntry* pBegin, VaultEntry* pEnd) {
 
 void VertexVault::sortTail() { sortByKey(begin() + numSorted, end()); }
 
+void VertexVault::sortRun(size_t n) {
+    LUMO_ASSERT(numSorted==0);
+    sortByKey(begin(), begin() + n);
+    numSorted = n;
+}
+
 void VertexVault::mergeTail() {
     if (numSorted == vIdxVtxAct.size()) return;
     if (numSorted > 0) std::inplace_merge(vIdxVtxAct.begin(), vIdxVtxAct.begin() + long(numSorted), vIdxVtxAct.end());
@@ -119,10 +125,8 @@ Triangle2* VertexVault::getCloseTriangle(uint32_t key) const {
             bestDiff = diff;
         }
     }
-    if (pBest == nullptr) {
-        std::cout << "getCloT() failed" << std::endl;
-        LUMO_ASSERT(pBest!=0);
-    }
+    // No active entry at all: a caller asked for a start triangle before the first triangle.
+    if (pBest == nullptr) assertionFailed("getCloT() failed", __FILE__, __LINE__, __PRETTY_FUNCTION__);
     return pBest;
 }
 

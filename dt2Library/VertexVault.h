@@ -10,7 +10,6 @@
 
 namespace ORBI_LUMO2D {
 
-class Dt2;
 class Bbox2;
 class GeomTest;
 class Point2;
@@ -25,7 +24,7 @@ struct VaultEntry {
 
 class VertexVault {
 public:
-    explicit VertexVault(Dt2* pDt2_) : pDt2(pDt2_) {}
+    VertexVault() = default;
     ~VertexVault();
     VertexVault(const VertexVault&) = delete;
     VertexVault& operator=(const VertexVault&) = delete;
@@ -35,7 +34,6 @@ public:
     // Appends p under key behind the sorted run.
     void addVertex(uint32_t key, Point2* p) { vIdxVtxAct.push_back(VaultEntry{key, false, p}); }
     size_t size() const { return vIdxVtxAct.size(); }
-    size_t numSortedEntries() const { return numSorted; }
     // Recomputes every key with hc (after the bounding box grew) and, once triangles exist,
     // sorts everything.
     void rekeyAll(const HC2& hc);
@@ -43,6 +41,9 @@ public:
     static void sortByKey(VaultEntry* pBegin, VaultEntry* pEnd);
     // Sorts the unsorted tail in place; the tail is then a key-ordered range of its own.
     void sortTail();
+    // Before the first triangle (nothing sorted yet): sorts the first n entries, which become
+    // the sorted run; the rest stays the tail.
+    void sortRun(size_t n);
     // Merges the (sorted) tail into the sorted run.
     void mergeTail();
     // Single insertions append to the tail; merge once the tail is large enough to matter.
@@ -62,7 +63,6 @@ public:
 
     // ---- duplicates -----------------------------------------------------------------------
     void registerDup(Point2* pNew, Point2* pExisting);
-    bool hasDups() const { return !mRedundant2UniqueVtx.empty(); }
     // After a single insertion: the survivor if p was a duplicate (its entry is dropped), else p.
     Point2* treatOneDupGetHandle(Point2* p);
     // After a bulk insertion: duplicates in aHandles (may be null) are replaced by their
@@ -86,7 +86,6 @@ private:
     size_t numSorted{0};
     std::unordered_map<Point2*, Point2*> mRedundant2UniqueVtx;
     std::vector<Point2*> vFakeBoxHandles;
-    Dt2* pDt2;
 };
 
 } // namespace ORBI_LUMO2D

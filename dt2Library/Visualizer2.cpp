@@ -3,6 +3,7 @@
 #include <cfloat>
 #include <cmath>
 #include <iostream>
+#include <sstream>
 #include "LumoVersion.h"
 #include "tools.h"
 
@@ -16,6 +17,20 @@ const double crossHalfSize = 1.5;
 // Shared by every visualizer so that long runs of circles keep short paths.
 unsigned long long numCirclesDrawn = 0;
 
+// The header block: lines shown, font size and line pitch (fewer and shorter lines get a
+// larger font).
+void headerLayout(const std::vector<std::string>& vLines, int& n, int& fontSize, int& pitch) {
+    n = int(std::min(vLines.size(), maxHeaderLines));
+    size_t longest = 0;
+    for (const std::string& s : vLines) longest = std::max(longest, s.size());
+    const int L = int(std::min(longest, maxHeaderChars));
+    const int f = std::min({100 / n - 2, 12, L > 0 ? 500 / L : 12});
+    fontSize = std::max(f, 6);
+    pitch = fontSize + 2;
+}
+
+std::string editionText() { return getLumo2DVersion() + " - robust 2D Delaunay triangulation, community edition"; }
+
 // PostScript strings end at an unbalanced ')': escape the characters that matter.
 std::string psEscape(const std::string& s) {
     std::string r;
@@ -28,8 +43,10 @@ std::string psEscape(const std::string& s) {
 }
 } // namespace
 
-Visualizer2::Visualizer2(const std::string& filename_)
-    : filename(filename_), out(filename_.c_str(), std::ios::out | std::ios::trunc),
+Visualizer2::Visualizer2(const std::string& filename_) : Visualizer2(filename_, DF_POSTSCRIPT) {}
+
+Visualizer2::Visualizer2(const std::string& filename_, DrawingFormat format_)
+    : filename(filename_), format(format_), out(filename_.c_str(), std::ios::out | std::ios::trunc),
       minX(DBL_MAX), minY(DBL_MAX), maxX(-DBL_MAX), maxY(-DBL_MAX) {
     std::cout << "Visualizer2:: Writing " << filename << std::endl;
 }
@@ -78,6 +95,10 @@ void Visualizer2::addObject(const Circle2& circ, const Color& c) {
 
 void Visualizer2::addObject(const Triangle2& t, const Color& c) {
     LUMO_ASSERT(!bFileClosed);
+    if (t.getCorner(0) == nullptr || t.getCorner(1) == nullptr || t.getCorner(2) == nullptr) {
+        reportWarning("Visualizer2::addObject()", "triangle with a null corner, not drawn");
+        return;
+    }
     Corners corners{*t.getCorner(0), *t.getCorner(1), *t.getCorner(2)};
     for (const Point2& p : corners) extendBox(p);
     mTriangles[c].push_back(corners);
@@ -85,6 +106,10 @@ void Visualizer2::addObject(const Triangle2& t, const Color& c) {
 
 void Visualizer2::addObject(const Edge2& e, const Color& c) {
     LUMO_ASSERT(!bFileClosed);
+    if (e.getTriangle() == nullptr) {
+        reportWarning("Visualizer2::addObject()", "edge without a triangle, not drawn");
+        return;
+    }
     const Segment2 s(*e.getSrc(), *e.getTrg());
     extendBox(s.getSrc());
     extendBox(s.getTrg());
@@ -101,7 +126,17 @@ void Visualizer2::addObject(const std::vector<Point2>& v, const Color& c) {
     for (const Point2& p : v) addObject(p, c);
 }
 
+namespace {
+// Null entries of a pointer vector are skipped with one warning for the whole vector.
+template <class T> void warnAboutNulls(const std::vector<T*>& v) {
+    const size_t numNull = size_t(std::count(v.begin(), v.end(), nullptr));
+    if (numNull > 0)
+        reportWarning("Visualizer2::addObject()", std::to_string(numNull) + " null pointer(s) skipped");
+}
+} // namespace
+
 void Visualizer2::addObject(const std::vector<Point2*>& v, const Color& c) {
+    warnAboutNulls(v);
     for (const Point2* p : v)
         if (p != nullptr) addObject(*p, c);
 }
@@ -115,6 +150,7 @@ void Visualizer2::addObject(const std::vector<Triangle2>& v, const Color& c) {
 }
 
 void Visualizer2::addObject(const std::vector<Triangle2*>& v, const Color& c) {
+    warnAboutNulls(v);
     for (const Triangle2* t : v)
         if (t != nullptr) addObject(*t, c);
 }
@@ -140,6 +176,14 @@ void Visualizer2::writeFile() {
         reportWarning("Visualizer2::writeFile()", "No effect. File has already been closed");
         return;
     }
+    computePageTransform();
+    if (format == DF_SVG) writeSvg();
+    else writePostScript();
+    out.close();
+    bFileClosed = true;
+}
+
+void Visualizer2::computePageTransform() {
     if (!bBoxValid) {
         // Nothing was collected: an arbitrary unit box keeps the page transform finite.
         minX = minY = 0.0;
@@ -147,8 +191,16 @@ void Visualizer2::writeFile() {
     }
     const double rangeY = maxY - minY;
     if (rangeY == 0.0 || std::isnan(rangeY)) maxY = minY + 1.0;
-    scale = 480.0 / std::max(maxX - minX, maxY - minY);
+    // Coordinates 1e308 apart have an extent beyond the doubles: halve everything first (exact
+    // for such magnitudes). A subnormal extent has no finite reciprocal, so the transform
+    // divides by the extent instead of multiplying by a precomputed scale.
+    boxFactor = std::isfinite(maxX - minX) && std::isfinite(maxY - minY) ? 1.0 : 0.5;
+    extent = std::max(maxX * boxFactor - minX * boxFactor, maxY * boxFactor - minY * boxFactor);
+    // y + 1 == y for huge y: a single point far out still gets a scale.
+    if (!(extent > 0.0)) extent = 1.0;
+}
 
+void Visualizer2::writePostScript() {
     writeProlog();
     writeHeader();
     writeTriangles();
@@ -158,8 +210,6 @@ void Visualizer2::writeFile() {
     writeCircles();
     writeLabels();
     out << "stroke\nshowpage\n%%Trailer\n";
-    out.close();
-    bFileClosed = true;
 }
 
 void Visualizer2::writeProlog() {
@@ -171,23 +221,27 @@ void Visualizer2::writeProlog() {
     out << 0.05 << "\tsetlinewidth\n\t0\t0\t0\tsetrgbcolor\n\t/Times-Roman findfont 17 scalefont\n\tsetfont\n";
     out << "40\t740\tmoveto\n\t(" << filename << ")\tshow\n";
     out << "0.4\t0.4\t0.4\tsetrgbcolor\n\t/Times-Roman findfont 10 scalefont\n\tsetfont\n";
-    out << "40\t725\tmoveto\n(" << getLumo2DVersion() << " - robust 2D Delaunay triangulation, community edition)\tshow\n";
+    out << "40\t725\tmoveto\n(" << editionText() << ")\tshow\n";
     out << "0.0\t0.0\t0.0\tsetrgbcolor\n\t/Times-Roman findfont 10 scalefont\n\tsetfont\n";
     out << "40\t705\tmoveto\n";
-    out << "(x-Range: [" << minX << " - " << maxX << "] =" << (maxX - minX) << ")\tshow" << "\n";
+    out << "(" << rangeText("x", minX, maxX) << ")\tshow" << "\n";
     out << "40\t695\tmoveto\n";
-    out << "(y-Range: [" << minY << " - " << maxY << "] =" << (maxY - minY) << ")\tshow" << "\n";
+    out << "(" << rangeText("y", minY, maxY) << ")\tshow" << "\n";
+}
+
+std::string Visualizer2::rangeText(const char* axis, double lo, double hi) {
+    std::ostringstream ss;
+    ss << axis << "-Range: [" << lo << " - " << hi << "] =";
+    // Ends 1e308 apart: the extent is no double, so it is shown as twice its half.
+    if (std::isfinite(hi - lo)) ss << (hi - lo);
+    else ss << "2*" << (hi * 0.5 - lo * 0.5);
+    return ss.str();
 }
 
 void Visualizer2::writeHeader() {
     if (vHeaderLines.empty()) return;
-    const int n = int(std::min(vHeaderLines.size(), maxHeaderLines));
-    size_t longest = 0;
-    for (const std::string& s : vHeaderLines) longest = std::max(longest, s.size());
-    const int L = int(std::min(longest, maxHeaderChars));
-    const int f = std::min({100 / n - 2, 12, L > 0 ? 500 / L : 12});
-    const int fontSize = std::max(f, 6);
-    const int pitch = fontSize + 2;
+    int n, fontSize, pitch;
+    headerLayout(vHeaderLines, n, fontSize, pitch);
     out << "0.0\t0.0\t0.0\tsetrgbcolor\n\t/Times-Roman findfont " << fontSize << " scalefont\n\tsetfont\n";
     for (size_t i = 0; i < vHeaderLines.size(); ++i) {
         const std::string& line = vHeaderLines[i];
@@ -267,7 +321,7 @@ void Visualizer2::writeCircles() {
         writeColor(group.first);
         for (const Circle2& circ : group.second) {
             const double x = pageX(circ.getCenter().x()), y = pageY(circ.getCenter().y());
-            const double r = circ.getRadius() * scale;
+            const double r = pageLength(circ.getRadius());
             out << (x + r) << "\t" << y << "\tmoveto\n";
             out << x << "\t" << y << "\t" << r << "\t" << 0 << "\t" << 360 << "\tarc\n";
             if (group.first.isFill()) out << "gsave\n  fill\ngrestore\n";
@@ -297,6 +351,134 @@ void Visualizer2::writeLabels() {
         }
         out << "stroke\n";
     }
+}
+
+
+// ---- SVG ---------------------------------------------------------------------------------------
+//
+// The same page as the PostScript drawing, y flipped (SVG counts downwards from the top of the
+// A4 page, 842 points high) and cut to the part the drawing uses. Each colour group is one
+// path, which keeps the file small and quick to render.
+
+namespace {
+const double pageHeight = 842.0;
+
+std::string xmlEscape(const std::string& s) {
+    std::string r;
+    r.reserve(s.size());
+    for (char c : s) {
+        switch (c) {
+        case '&': r += "&amp;"; break;
+        case '<': r += "&lt;"; break;
+        case '>': r += "&gt;"; break;
+        case '"': r += "&quot;"; break;
+        default: r += c;
+        }
+    }
+    return r;
+}
+
+// Page coordinates to a hundredth of a point, without trailing zeros.
+std::string num(double v) {
+    char buf[32];
+    std::snprintf(buf, sizeof buf, "%.2f", v);
+    std::string s(buf);
+    if (s.find('.') != std::string::npos) {
+        while (s.back() == '0') s.pop_back();
+        if (s.back() == '.') s.pop_back();
+    }
+    return s == "-0" ? "0" : s;
+}
+
+std::string rgb(const Color& c) {
+    char buf[8];
+    auto channel = [](float v) { return int(std::lround(std::min(std::max(v, 0.0f), 1.0f) * 255.0f)); };
+    std::snprintf(buf, sizeof buf, "#%02x%02x%02x", channel(c.getR()), channel(c.getG()), channel(c.getB()));
+    return buf;
+}
+
+std::string strokeAttributes(const std::string& colour, float width) {
+    return "stroke=\"" + colour + "\" stroke-width=\"" + num(width) + "\"";
+}
+
+void svgText(std::ostream& out, double x, double y, int size, const std::string& text, const char* extra = "") {
+    out << "<text x=\"" << num(x) << "\" y=\"" << num(pageHeight - y) << "\" font-size=\"" << size << "\"" << extra
+        << ">" << xmlEscape(text) << "</text>\n";
+}
+} // namespace
+
+void Visualizer2::writeSvg() {
+    out << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+        << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"550\" height=\"620\" viewBox=\"30 40 550 620\">\n"
+        << "<title>" << xmlEscape(filename) << "</title>\n"
+        << "<rect x=\"30\" y=\"40\" width=\"550\" height=\"620\" fill=\"#ffffff\"/>\n"
+        << "<g font-family=\"Times, serif\">\n";
+    svgText(out, 40, 740, 17, filename);
+    svgText(out, 40, 725, 10, editionText(), " fill=\"#666666\"");
+    svgText(out, 40, 705, 10, rangeText("x", minX, maxX));
+    svgText(out, 40, 695, 10, rangeText("y", minY, maxY));
+    if (!vHeaderLines.empty()) {
+        int n, fontSize, pitch;
+        headerLayout(vHeaderLines, n, fontSize, pitch);
+        for (int i = 0; i < n; ++i)
+            svgText(out, 240, (n - i - 1) * pitch + 695, fontSize, vHeaderLines[size_t(i)].substr(0, maxHeaderChars));
+        out << "<path fill=\"none\" stroke=\"#000000\" stroke-width=\"0.05\" d=\"M237 " << num(pageHeight - 692)
+            << "V" << num(pageHeight - (n * pitch + 695)) << "M237 " << num(pageHeight - 692) << "H570\"/>\n";
+    }
+    out << "</g>\n";
+    auto pt = [this](double x, double y) { return num(pageX(x)) + " " + num(pageHeight - pageY(y)); };
+    for (const auto& group : mTriangles) {
+        const Color& c = group.first;
+        // Filled triangles get the grey outline of the PostScript drawing.
+        out << "<path stroke-linejoin=\"round\" fill=\"" << (c.isFill() ? rgb(c) : "none") << "\" "
+            << strokeAttributes(c.isFill() ? "#4d4d4d" : rgb(c), c.getWidth()) << " d=\"";
+        for (const Corners& t : group.second)
+            out << "M" << pt(t[0].x(), t[0].y()) << "L" << pt(t[1].x(), t[1].y()) << "L" << pt(t[2].x(), t[2].y()) << "Z";
+        out << "\"/>\n";
+    }
+    for (const auto* pGroups : {&mSegments, &mEdges}) {
+        for (const auto& group : *pGroups) {
+            out << "<path fill=\"none\" " << strokeAttributes(rgb(group.first), group.first.getWidth()) << " d=\"";
+            for (const Segment2& s : group.second)
+                out << "M" << pt(s.getSrc().x(), s.getSrc().y()) << "L" << pt(s.getTrg().x(), s.getTrg().y());
+            out << "\"/>\n";
+        }
+    }
+    for (const auto& group : mPoints) {
+        out << "<path fill=\"none\" " << strokeAttributes(rgb(group.first), group.first.getWidth()) << " d=\"";
+        for (const Point2& p : group.second) {
+            const double x = pageX(p.x()), y = pageHeight - pageY(p.y()), h = crossHalfSize;
+            out << "M" << num(x - h) << " " << num(y + h) << "L" << num(x + h) << " " << num(y - h) << "M" << num(x - h)
+                << " " << num(y - h) << "L" << num(x + h) << " " << num(y + h);
+        }
+        out << "\"/>\n";
+    }
+    for (const auto& group : mCircles) {
+        const Color& c = group.first;
+        for (const Circle2& circ : group.second) {
+            out << "<circle cx=\"" << num(pageX(circ.getCenter().x())) << "\" cy=\""
+                << num(pageHeight - pageY(circ.getCenter().y())) << "\" r=\"" << num(pageLength(circ.getRadius()))
+                << "\" fill=\"" << (c.isFill() ? rgb(c) : "none") << "\" " << strokeAttributes(rgb(c), c.getWidth())
+                << "/>\n";
+        }
+    }
+    for (const auto& group : mLabels) {
+        const std::string fill = " font-family=\"Arial, sans-serif\" fill=\"" + rgb(group.first) + "\"";
+        for (const Label& l : group.second) {
+            const double x = pageX(l.getPosition().x());
+            double y = pageY(l.getPosition().y());
+            const std::string& text = l.getText();
+            for (size_t begin = 0;;) {
+                const size_t end = text.find('\n', begin);
+                svgText(out, x, y, int(l.getFontSize()), text.substr(begin, end == std::string::npos ? end : end - begin),
+                        fill.c_str());
+                if (end == std::string::npos) break;
+                begin = end + 1;
+                y -= l.getFontSize() + 2;
+            }
+        }
+    }
+    out << "</svg>\n";
 }
 
 } // namespace ORBI_LUMO2D

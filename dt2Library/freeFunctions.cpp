@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <fstream>
@@ -29,6 +31,9 @@ Orientation2 getOrientation2_mt(const Point2* p0, const Point2* p1, const Point2
     return geomTest.getOrientation2(p0, p1, p2);
 }
 
+// Called by Bbox2 when a linked box is enlarged.
+void setPredicateBound(GeomTest* pGeomTest, double coordinateBound) { pGeomTest->setBound(coordinateBound); }
+
 std::string getString(Orientation2 ori) {
     switch (ori) {
     case ORIENTATION2_COLLINEAR: return "ORIENTATION2_COLLINEAR";
@@ -54,6 +59,23 @@ const size_t CHUNK_DOUBLES = 3 * 4096;
 
 void printFileFailure(const char* filename, const std::string& text) {
     std::cout << filename << text << std::endl;
+}
+
+// A null file name can't even be named in the message: a warning from the function instead.
+bool isNullName(const char* filename, const char* where) {
+    if (filename != nullptr) return false;
+    reportWarning(where, "filename is null, nothing done");
+    return true;
+}
+
+// A null entry in a vector of points to write: nothing is written then, not even the file.
+bool hasNullPoint(const std::vector<Point2*>& vPoints, const char* where) {
+    for (size_t i = 0; i < vPoints.size(); ++i) {
+        if (vPoints[i] != nullptr) continue;
+        reportWarning(where, "point " + std::to_string(i) + " is null, nothing written");
+        return true;
+    }
+    return false;
 }
 
 bool writeHeader(std::ofstream& f, int32_t fileType, uint64_t count) {
@@ -83,32 +105,55 @@ HeaderState readHeader(std::ifstream& f, int32_t& fileType, uint64_t& count, uin
 }
 
 // Reads `count` records of `stride` doubles and hands each to `emit`. Records missing at the
-// end of a truncated file are reported once; the complete ones are kept.
+// end of a truncated file are reported once; the complete ones are kept. Bytes after the
+// announced records and records with a NaN or infinite coordinate are read as the format
+// says, with one warning each.
 template <class Emit>
 bool readRecords(std::ifstream& f, const char* filename, uint64_t count, uint64_t payloadBytes,
-                 size_t stride, Emit emit) {
+                 size_t stride, size_t dim, Emit emit) {
+    // x and y of every point of a record; a z, which is dropped, does not count.
+    auto isFiniteRecord = [stride, dim](const double* r) {
+        for (size_t k = 0; k < stride; k += dim)
+            if (!std::isfinite(r[k]) || !std::isfinite(r[k + 1])) return false;
+        return true;
+    };
     const uint64_t recordBytes = stride * sizeof(double);
     const uint64_t available = payloadBytes / recordBytes;
     const uint64_t numRead = count < available ? count : available;
     const size_t recordsPerChunk = CHUNK_DOUBLES / stride;
     std::vector<double> buf;
+    uint64_t numNonFinite = 0, firstNonFinite = 0;
     for (uint64_t done = 0; done < numRead;) {
         const size_t n = size_t(std::min<uint64_t>(recordsPerChunk, numRead - done));
         buf.resize(n * stride);
         f.read(reinterpret_cast<char*>(buf.data()), std::streamsize(buf.size() * sizeof(double)));
         if (!f) break;
-        for (size_t i = 0; i < n; ++i) emit(&buf[i * stride]);
+        for (size_t i = 0; i < n; ++i) {
+            const double* r = &buf[i * stride];
+            if (!isFiniteRecord(r) && numNonFinite++ == 0)
+                firstNonFinite = done + i;
+            emit(r);
+        }
         done += n;
     }
+    if (numNonFinite > 0)
+        printFileFailure(filename, " holds " + std::to_string(numNonFinite) +
+                                       " record(s) with a NaN or infinite coordinate, the first one at index " +
+                                       std::to_string(firstNonFinite));
     if (!f || numRead < count) {
         printFileFailure(filename, " is truncated");
         return false;
     }
+    if (payloadBytes > count * recordBytes)
+        printFileFailure(filename, " has " + std::to_string(payloadBytes - count * recordBytes) + " byte(s) after the " +
+                                       std::to_string(count) + " announced record(s); they are ignored");
     return true;
 }
 
 // Writes the header and `count` records; fill(buf, i) appends the doubles of record i.
-template <class Fill> bool writeBinary(const char* filename, int32_t fileType, size_t count, Fill fill) {
+template <class Fill>
+bool writeBinary(const char* filename, const char* where, int32_t fileType, size_t count, Fill fill) {
+    if (isNullName(filename, where)) return false;
     std::ofstream f(filename, std::ios::out | std::ios::binary | std::ios::trunc);
     if (!f || !writeHeader(f, fileType, count)) {
         printFileFailure(filename, " can't be written");
@@ -136,8 +181,9 @@ template <class Fill> bool writeBinary(const char* filename, int32_t fileType, s
 // `pointsPerRecord` points; emit(r, b3D) receives each record. wrongType(t) is the reader's
 // own message for an unexpected type.
 template <class WrongType, class Emit>
-bool readBinary(const char* filename, int32_t type2, int32_t type3, size_t pointsPerRecord, WrongType wrongType,
-                Emit emit) {
+bool readBinary(const char* filename, const char* where, int32_t type2, int32_t type3, size_t pointsPerRecord,
+                WrongType wrongType, Emit emit) {
+    if (isNullName(filename, where)) return false;
     std::ifstream f(filename, std::ios::in | std::ios::binary);
     if (!f) {
         printFileFailure(filename, " can't be read");
@@ -161,12 +207,13 @@ bool readBinary(const char* filename, int32_t type2, int32_t type3, size_t point
     }
     const bool b3D = fileType == type3;
     const size_t stride = pointsPerRecord * (b3D ? 3 : 2);
-    return readRecords(f, filename, count, payloadBytes, stride, [&](const double* r) { emit(r, b3D); });
+    return readRecords(f, filename, count, payloadBytes, stride, b3D ? 3 : 2, [&](const double* r) { emit(r, b3D); });
 }
 } // namespace
 
 bool writePointsBIN(const char* filename, std::vector<Point2*>& vPoints) {
-    return writeBinary(filename, FT_POINTS2, vPoints.size(), [&](std::vector<double>& buf, size_t i) {
+    if (hasNullPoint(vPoints, "writePointsBIN()")) return false;
+    return writeBinary(filename, "writePointsBIN()", FT_POINTS2, vPoints.size(), [&](std::vector<double>& buf, size_t i) {
         buf.push_back(vPoints[i]->x());
         buf.push_back(vPoints[i]->y());
     });
@@ -181,13 +228,13 @@ bool writePointsBIN(const char* filename, std::vector<Point2>& vPoints) {
 
 bool readPointsBIN(const char* filename, std::vector<Point2>& vPointsOut) {
     return readBinary(
-        filename, FT_POINTS2, FT_POINTS3, 1,
+        filename, "readPointsBIN()", FT_POINTS2, FT_POINTS3, 1,
         [](int32_t t) { return " has wrong filetype " + std::to_string(t) + ", expected: 30 or 20"; },
         [&](const double* r, bool) { vPointsOut.emplace_back(r[0], r[1]); });
 }
 
 bool writeSegmentsBIN(const char* filename, std::vector<Segment2>& vSegments) {
-    return writeBinary(filename, FT_SEGMENTS2, vSegments.size(), [&](std::vector<double>& buf, size_t i) {
+    return writeBinary(filename, "writeSegmentsBIN()", FT_SEGMENTS2, vSegments.size(), [&](std::vector<double>& buf, size_t i) {
         const Point2 src(vSegments[i].getSrc()), trg(vSegments[i].getTrg());
         buf.insert(buf.end(), {src.x(), src.y(), trg.x(), trg.y()});
     });
@@ -195,7 +242,7 @@ bool writeSegmentsBIN(const char* filename, std::vector<Segment2>& vSegments) {
 
 bool readSegmentsBIN(const char* filename, std::vector<Segment2>& vSegmentsOut) {
     return readBinary(
-        filename, FT_SEGMENTS2, FT_SEGMENTS3, 2,
+        filename, "readSegmentsBIN()", FT_SEGMENTS2, FT_SEGMENTS3, 2,
         [](int32_t t) { return " has wrong file type: " + std::to_string(t) + " instead of 31 or 21"; },
         [&](const double* r, bool b3D) {
             const double* t = r + (b3D ? 3 : 2);
@@ -204,6 +251,7 @@ bool readSegmentsBIN(const char* filename, std::vector<Segment2>& vSegmentsOut) 
 }
 
 bool writePointsASCII(const char* filename, const std::vector<Point2*>& vPoints) {
+    if (isNullName(filename, "writePointsASCII()") || hasNullPoint(vPoints, "writePointsASCII()")) return false;
     std::ofstream f(filename, std::ios::out | std::ios::trunc);
     if (!f) {
         printFileFailure(filename, " can't be written");
@@ -227,18 +275,35 @@ bool writePointsASCII(const char* filename, const std::vector<Point2>& vPoints) 
 }
 
 bool readXY(const char* filename, std::vector<Point2>& vPointsOut) {
+    if (isNullName(filename, "readXY()")) return false;
     std::ifstream f(filename);
     if (!f) {
         printFileFailure(filename, " is unreadable");
         return false;
     }
     double x, y;
-    while (f >> x >> y) vPointsOut.emplace_back(x, y);
-    // A parse failure ends the data; a failing stream (a directory, say) is unreadable.
+    size_t numPoints = 0;
+    bool bLoneX = false;
+    while (f >> x) {
+        if (!(f >> y)) {
+            bLoneX = true;
+            break;
+        }
+        vPointsOut.emplace_back(x, y);
+        ++numPoints;
+    }
+    // A failing stream (a directory, say) is unreadable.
     if (f.bad()) {
         printFileFailure(filename, " is unreadable");
         return false;
     }
+    // A token that is not a number ends the data; what was read so far stays, and the caller
+    // learns that the file held more.
+    const std::string after = " after " + std::to_string(numPoints) + " point(s)";
+    if (!f.eof())
+        printFileFailure(filename, " has a token that is not a number" + after + "; reading stopped there");
+    else if (bLoneX)
+        printFileFailure(filename, " ends with an x value without y" + after + "; it is ignored");
     return true;
 }
 

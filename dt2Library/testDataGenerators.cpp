@@ -1,5 +1,6 @@
 #include "testDataGenerators.h"
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 #include "Point2.h"
@@ -34,10 +35,19 @@ void seedRandom(unsigned int seed) {
 
 // A draw in [0, 1) on the grid.
 double unitDraw() { return rand15() * UNIT; }
+
+// Bounds whose difference overflows (or an infinite bound) would give NaN coordinates;
+// they are refused with a warning. An empty or NaN range stays the caller's assertion.
+bool isRangeRefused(const char* where, double min, double max) {
+    if (!(min < max) || std::isfinite(max - min)) return false;
+    reportWarning(where, "the range [min, max) is not finite, nothing generated");
+    return true;
+}
 } // namespace
 
 void generateRandomNumbers(size_t num, double min, double max, std::vector<double>& vRandomNumbersOut,
                            unsigned int seed) {
+    if (isRangeRefused("generateRandomNumbers()", min, max)) return;
     vRandomNumbersOut.resize(num);
     seedRandom(seed);
     LUMO_ASSERT(min<max);
@@ -48,6 +58,7 @@ void generateRandomNumbers(size_t num, double min, double max, std::vector<doubl
 void generateRandomPoints(size_t numRandomPoints, double min, double max, std::vector<Point2>& vRandomPointsOut,
                           unsigned int seed) {
     LUMO_ASSERT(min<max);
+    if (isRangeRefused("generateRandomPoints()", min, max)) return;
     std::vector<double> vNumbers;
     generateRandomNumbers(2 * numRandomPoints, min, max, vNumbers, seed);
     vRandomPointsOut.reserve(vRandomPointsOut.size() + numRandomPoints);
@@ -71,6 +82,7 @@ void generateRandomPolygon(size_t numSegments, double min, double max, std::vect
                            unsigned int seed) {
     const double range = max - min;
     LUMO_ASSERT(range>0);
+    if (isRangeRefused("generateRandomPolygon()", min, max)) return;
     if (numSegments < 3) {
         reportWarning("generateRandomPolygon()", "numSegments<3");
         return;
@@ -99,6 +111,7 @@ void generateRandomSegments(size_t numSegments, double min, double max, double m
                             std::vector<Segment2>& vSegmentsOut, unsigned int seed) {
     LUMO_ASSERT(min<max);
     LUMO_ASSERT(maxLen>0);
+    if (isRangeRefused("generateRandomSegments()", min, max)) return;
     seedRandom(seed);
     const double range = max - min;
     // Compared in floating point with a margin far above its rounding error, so the bound also
@@ -127,7 +140,8 @@ void generateRandomSegments(size_t numSegments, double min, double max, double m
 
 void generateSineSegments(int numPeriods, int numSegmentsPerPeriod, double xOffset, double xFactor, double yOffset,
                           double yFactor, bool bSwapXY, std::vector<Segment2>& vSineSegmentsOut) {
-    if (numPeriods <= 0 || numSegmentsPerPeriod <= 0) {
+    // The product must stay an int (it counts the segments).
+    if (numPeriods <= 0 || numSegmentsPerPeriod <= 0 || int64_t(numPeriods) * numSegmentsPerPeriod > INT32_MAX) {
         reportWarning("generateSineSegments()", "numPeriods=" + std::to_string(numPeriods) +
                                                     ", numSegmentsPerPeriod=" + std::to_string(numSegmentsPerPeriod));
         return;

@@ -21,10 +21,9 @@ public:
     // Grows the box to contain p; returns whether it changed.
     bool add(const Point2& p);
     // Range forms over Point2 values or Point2 pointers; return whether any bound changed.
-    // Each point may move both ends of an axis. An empty range changes nothing (a fresh box
-    // stays invalid), like n = 0 below.
+    // Each point may move both ends of an axis. The box is valid afterwards, even after an
+    // empty range (a fresh box then keeps its initial, inverted bounds).
     template <class It> bool add(It first, It last) {
-        if (first == last) return false;
         bool changed = false;
         for (; first != last; ++first) changed |= addNoElse(deref(*first));
         bValid = true;

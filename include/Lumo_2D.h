@@ -17,6 +17,7 @@
 #include "Visualizer2.h"
 #include "MeshExport.h"
 #include "LumoFiles.h"
+#include "PointFileReaders.h"
 #include "LumoVersion.h"
 #include "testDataGenerators.h"
 #include "SegmentChecker.h"
@@ -49,7 +50,8 @@ public:
     // resolved to the surviving vertex, null for a refused point).
     void insert(const std::vector<Point2>& vInputPoints, std::vector<Point2*>& vHandlesOut);
     // Bulk insertion of numPoints x,y pairs; aHandles (numPoints entries, may be null)
-    // receives the vertex of each pair.
+    // receives the vertex of each pair. A negative count or a null aCoordinates warns and
+    // inserts nothing.
     void insert(int numPoints, double* aCoordinates, Point2** aHandles);
 
     // ---- state ------------------------------------------------------------------------------
@@ -66,18 +68,23 @@ public:
     // Exact bounding box of the vertices (invalid while empty).
     Bbox2 computeBoundingBox() const;
     // numCPU >= 1 is taken as the thread count for bulk insertion, 0 means all hardware
-    // threads, a negative value means 1. Returns the count now in force.
+    // threads, a negative value means 1; more than 8 per hardware thread is kept but warned
+    // about (bulk insertion starts no more threads than it has work for). Returns the count.
     int setNumCPU(int numCPU);
     // setNumCPU(0).
     void enableMultithreading();
     int getNumCPU() const;
 
     // ---- queries ------------------------------------------------------------------------------
-    // The triangle containing q (boundary included); null when not 2D or q is outside the hull.
+    // The triangle containing q (boundary included); null when not 2D or q is outside the hull,
+    // and, with a warning, when q has a NaN or infinite coordinate.
     Triangle2* locate(const Point2& q);
     // The triangle that has the directed edge p0->p1 counterclockwise; null if there is none.
+    // Null or equal vertices fail an assertion; a vertex of another triangulation warns and
+    // gives null.
     Triangle2* getAdjacentTriangle(Point2* p0, Point2* p1) const;
-    // Appends the triangles around pVtx.
+    // Appends the triangles around pVtx; a null vertex or one of another triangulation warns
+    // and appends nothing.
     void getIncidentTriangles(Point2* pVtx, std::vector<Triangle2*>& vIncidentT) const;
     // Appends the convex hull vertices counterclockwise; with bAllVertices false the collinear
     // hull vertices are left out.
@@ -104,19 +111,28 @@ public:
     void writeConstraints(const std::string& prefix) const;
 
     // ---- progress -------------------------------------------------------------------------------
+    // Registers pMsg (once per type) for progress reports; a null pMsg warns and is ignored.
     void subscribe(MsgType msgType, MsgBase* pMsg);
     void unsubscribe(MsgType msgType, MsgBase* pMsg);
 
     // ---- drawings and exports -----------------------------------------------------------------
     // Draws the triangles (and the convex hull) to a PostScript file. Before the first triangle
-    // exists it reports "The triangulation is not full dimensional yet, no visualization".
+    // exists it reports "The triangulation is not full dimensional yet, no visualization". A
+    // file that can't be opened is left unwritten without a message, as for every drawing.
     void show(const std::string& postscriptFilename) const;
+    // The same drawing as show, as an SVG file (a top view that any browser shows).
+    void showSvg(const std::string& svgFilename) const;
     // Adds the triangles to a caller's drawing in the given colour; the caller writes the file.
+    // A null pVisualizer warns and draws nothing.
     void show(Visualizer2* pVisualizer, const Color& color) const;
     // Writes all triangles as a Wavefront OBJ file (z = 0, 1-based faces, counterclockwise).
+    // Before the first triangle exists it reports the message of show(), under "Dt2::show()";
+    // a file that can't be opened is left unwritten without a message.
     void writeObj(const std::string& filename) const;
     // Creates the directory path with a page, the viewer scripts and "3d.obj": a scene that a
-    // browser shows in 3D when the directory is served (e.g. python3 -m http.server).
+    // browser shows in 3D when the directory is served (e.g. python3 -m http.server). Up to
+    // maxDrawingTriangles triangles it adds "2d.svg", the showSvg drawing, which the page links.
+    // A null path warns and writes nothing.
     void writeWebScene(const char* path) const;
 
 private:

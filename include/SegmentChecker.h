@@ -26,8 +26,15 @@ LUMO2D_API std::string getIntersectionTypeString(SegmentIntersectionType sit);
 struct SegmentCheckerData;
 
 // The checker keeps pointers to the caller's segments: they must outlive it and must not
-// change while it lives. A degenerate segment (both endpoints equal) is accepted with one
-// warning at construction and is treated as the single point it is.
+// change while it lives.
+// - A null segment or one with a NaN or infinite coordinate keeps its index (getSegment,
+//   getIndex) but is left out of every check, with one warning at construction: it is never
+//   illegal and never an intersector, and the others are checked as if it were absent. The
+//   pairwise questions answer such a segment with a warning and a neutral result.
+// - A degenerate segment (both endpoints equal) is accepted with one warning at construction
+//   and classified by the same steps as any other: against a segment sharing that point it
+//   overlaps (SIT_SEGMENT); one that meets another segment's line anywhere else breaks the
+//   precondition of the collinear case, the assertion "p1!=p2" (or "p3!=p4").
 class LUMO2D_API SegmentChecker {
 public:
     explicit SegmentChecker(const std::vector<Segment2*>& vSegments);
@@ -44,7 +51,8 @@ public:
     int getIndex(Segment2* pSegment) const;
 
     // ---- pairwise questions -----------------------------------------------------------------
-    // Exact classification of how pA and pB meet (they need not belong to this checker).
+    // Exact classification of how pA and pB meet (they need not belong to this checker). A
+    // null or non-finite segment warns and gives SIT_UNINITIALIZED.
     SegmentIntersectionType getIntersectionType(const Segment2* pA, const Segment2* pB) const;
     // For a pair of type SIT_POINT or SIT_ENDPOINT: the meeting point, i.e. the shared or
     // touching endpoint itself, or else the crossing of the two lines rounded once. A type
@@ -58,7 +66,8 @@ public:
 
     // ---- searching the whole set ------------------------------------------------------------
     // Replaces vIntersectors by every other segment meeting pSegment as SIT_SEGMENT or
-    // SIT_POINT (and SIT_ENDPOINT when bAlsoEndPointIntersections), each with its type.
+    // SIT_POINT (and SIT_ENDPOINT when bAlsoEndPointIntersections), each with its type. A
+    // null or non-finite pSegment warns and leaves vIntersectors empty.
     void getIntersectors(Segment2* pSegment, bool bAlsoEndPointIntersections,
                          std::vector<std::pair<Segment2*, SegmentIntersectionType>>& vIntersectors) const;
     // Replaces vIllegalSegments by every segment that crosses, overlaps or touches another
@@ -74,7 +83,8 @@ public:
     void showIllegalSegments(bool bAlsoEndPointIntersections, const std::string& filename) const;
 
     // ---- progress ----------------------------------------------------------------------------
-    // Registers pMsg (once per type); the first call creates the publisher "SEGCHECK".
+    // Registers pMsg (once per type); the first call creates the publisher "SEGCHECK". A null
+    // pMsg warns and registers nothing.
     void subscribe(MsgType msgType, MsgBase* pMsg);
     // Removes pMsg; warns "No publisher present" when nothing was ever subscribed.
     void unsubscribe(MsgType msgType, MsgBase* pMsg);

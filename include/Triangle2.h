@@ -59,6 +59,9 @@ public:
     std::pair<Point2, bool> getDual() const;
 
 protected:
+    // Heron's formula over the edge lengths a, b, c; a product that is not a number fails an
+    // assertion after printing the triangle.
+    double computeArea(double a, double b, double c) const;
     Point2* aVertexPointer[3];
     Triangle2* aOppTriangles[3];
 };
@@ -69,7 +72,8 @@ LUMO2D_API std::ostream& operator<<(std::ostream& os, const Triangle2& t);
 // the behaviour at the convex hull (one null between the last and the first triangle).
 class LUMO2D_API TriangleAroundVertexIterator {
 public:
-    // Starts at the vertex's incident triangle; throws std::exception when there is none.
+    // Starts at the vertex's incident triangle; throws std::exception when there is none. A
+    // null pVtx warns and gives an iterator that stands on null and stays there.
     explicit TriangleAroundVertexIterator(const Point2* pVtx);
     TriangleAroundVertexIterator(Point2* pVtx_, Triangle2* pTr_) : pVtx(pVtx_), pTr(pTr_), pSaveTr(nullptr) {}
     TriangleAroundVertexIterator(const TriangleAroundVertexIterator&) = default;

@@ -1,6 +1,8 @@
 // Reproducible random numbers, points and segments, and points on an ellipse, for examples
 // and stress tests. The random generators use the C library's rand(): a non-zero seed gives
-// the same output for the same arguments; seed 0 draws a fresh sequence on every call.
+// the same output for the same arguments; seed 0 draws a fresh sequence on every call. A
+// range whose width is not finite (an infinite bound, or max-min overflowing) warns and
+// generates nothing.
 #pragma once
 #include <cstddef>
 #include <vector>
@@ -39,7 +41,7 @@ LUMO2D_API void generateRandomSegments(size_t numSegments, double min, double ma
 // Appends a polyline of numPeriods*numSegmentsPerPeriod connected segments along the curve
 // (xOffset + xFactor*t, yOffset + yFactor*sin(t)), t from 0 to numPeriods*2pi; with bSwapXY
 // the two coordinates of every point are exchanged (a vertical wave). Warns and does nothing
-// when a count is not positive.
+// when a count is not positive or their product exceeds the int range.
 LUMO2D_API void generateSineSegments(int numPeriods, int numSegmentsPerPeriod, double xOffset, double xFactor,
                                      double yOffset, double yFactor, bool bSwapXY,
                                      std::vector<Segment2>& vSineSegmentsOut);

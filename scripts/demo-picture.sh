@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Regenerates the README's pictures from `lumo2d demo`: doc/demo.png (the PostScript drawing,
-# through Ghostscript) and doc/demo-web.png (the browser scene in headless Chromium).
+# Regenerates the README's pictures from `lumo2d demo`: doc/demo.svg (the SVG drawing, as
+# written), doc/demo.png (the PostScript drawing, through Ghostscript) and doc/demo-web.png
+# (the browser scene in headless Chromium).
 # Usage: scripts/demo-picture.sh [build-dir]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -18,6 +19,7 @@ work=$(mktemp -d)
 trap 'kill "${server:-}" 2>/dev/null || true; rm -rf "$work"' EXIT
 (cd "$work" && "$OLDPWD/$build/apps/lumo2d" demo)
 mkdir -p doc
+cp "$work/lumo2d-demo/demo.svg" doc/demo.svg
 # The drawing occupies page points 30..575 x 185..760 of the A4 page.
 gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=png256 -r100 -dTextAlphaBits=4 -dGraphicsAlphaBits=4 \
    -g757x799 -sOutputFile=doc/demo.png -c "<</PageOffset [-30 185]>> setpagedevice" -f "$work/lumo2d-demo/demo.ps"
@@ -28,4 +30,4 @@ sleep 1
 timeout 120 chromium --headless --no-sandbox --disable-gpu --no-first-run --disable-background-networking \
   --disable-component-update --disable-sync --user-data-dir="$work/profile" --window-size=1100,800 \
   --virtual-time-budget=10000 --screenshot="$PWD/doc/demo-web.png" "http://127.0.0.1:$port/index.html" 2>/dev/null
-echo "wrote doc/demo.png and doc/demo-web.png"
+echo "wrote doc/demo.svg, doc/demo.png and doc/demo-web.png"

@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 source scripts/jobs.sh
 build=${1:-build}
 shift || true
-bash scripts/install-deps.sh
+bash scripts/install-deps.sh --tests
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DLUMO2D_BUILD_TESTS=ON "$@"
 cmake --build "$build" -j"$LUMO2D_JOBS"
 ctest --test-dir "$build" --output-on-failure -j"$LUMO2D_JOBS"

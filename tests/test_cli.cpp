@@ -1,17 +1,24 @@
 // The lumo2d command-line tool, run as a person would: exit codes, messages, files written.
+// Every test runs in a private temporary directory, so the tests may run in parallel.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <algorithm>
 #include <climits>
-#include <cstring>
-#include <cstdio>
+#include <cmath>
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <map>
+#include <set>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 #include "Lumo_2D.h"
+#include "ScopedTempDir.h"
 
 using namespace ORBI_LUMO2D;
 
@@ -22,9 +29,8 @@ std::string toolPath() {
     char buf[PATH_MAX];
     const ssize_t n = readlink("/proc/self/exe", buf, sizeof buf - 1);
     if (n <= 0) return "";
-    std::string self(buf, size_t(n));
-    const std::string dir = self.substr(0, self.rfind('/'));
-    return dir + "/../apps/lumo2d";
+    const std::string self(buf, size_t(n));
+    return self.substr(0, self.rfind('/')) + "/../apps/lumo2d";
 }
 
 bool exists(const std::string& p) {
@@ -44,44 +50,11 @@ void writeFile(const std::string& name, const std::string& text) {
     f << text;
 }
 
-struct ToolRun {
-    int status;
-    std::string out, err;
-};
-
-// Runs the tool with the arguments (a shell-quoted string) in a directory of its own.
-class Cli : public testing::Test {
-protected:
-    void SetUp() override {
-        tool = toolPath();
-        if (!exists(tool)) GTEST_SKIP() << "the tool is not built (" << tool << ")";
-        dir = std::string("cli_") + testing::UnitTest::GetInstance()->current_test_info()->name();
-        std::system(("rm -rf " + dir + " && mkdir " + dir).c_str());
-    }
-    void TearDown() override {
-        if (!dir.empty()) std::system(("rm -rf " + dir).c_str());
-    }
-    ToolRun run(const std::string& args) { return runShell(tool + " " + args); }
-    // Runs a shell command line in the test's directory.
-    ToolRun runShell(const std::string& commandLine) {
-        const std::string cmd = "cd " + dir + " && " + commandLine + " >stdout.txt 2>stderr.txt";
-        const int rc = std::system(cmd.c_str());
-        ToolRun r{WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, readFile(dir + "/stdout.txt"), readFile(dir + "/stderr.txt")};
-        std::remove((dir + "/stdout.txt").c_str());
-        std::remove((dir + "/stderr.txt").c_str());
-        return r;
-    }
-    std::string path(const std::string& name) const { return dir + "/" + name; }
-    // Only the given names (besides nothing else) are in the directory.
-    std::string listing() {
-        std::system(("ls -A " + dir + " > ls.txt").c_str());
-        std::string s = readFile("ls.txt");
-        std::remove("ls.txt");
-        return s;
-    }
-
-    std::string tool, dir;
-};
+void writeBinary(const std::string& name, std::vector<Point2> v) {
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(writePointsBIN(name.c_str(), v));
+    testing::internal::GetCapturedStdout();
+}
 
 size_t countLinesStartingWith(const std::string& text, const std::string& prefix) {
     size_t n = 0;
@@ -90,228 +63,352 @@ size_t countLinesStartingWith(const std::string& text, const std::string& prefix
     return n;
 }
 
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+struct ToolRun {
+    int status;
+    std::string out, err;
+};
+
+const std::string usageHint = "Try 'lumo2d --help' for more information.\n";
+
+// Runs the tool in the test's own temporary directory (the working directory).
+class Cli : public testing::Test {
+protected:
+    void SetUp() override {
+        tool = toolPath();
+        if (!exists(tool)) GTEST_SKIP() << "the tool is not built (" << tool << ")";
+    }
+    ToolRun run(const std::string& args) { return runShell(tool + " " + args); }
+    ToolRun runShell(const std::string& commandLine) {
+        const int rc = std::system((commandLine + " >.stdout 2>.stderr").c_str());
+        ToolRun r{WIFEXITED(rc) ? WEXITSTATUS(rc) : -1, readFile(".stdout"), readFile(".stderr")};
+        std::remove(".stdout");
+        std::remove(".stderr");
+        return r;
+    }
+    // Each run fails with the status, nothing on standard output and exactly the message.
+    void expectFailures(const std::vector<std::pair<std::string, std::string>>& vArgsAndMessages, int status,
+                        const std::string& hint = "") {
+        for (const auto& c : vArgsAndMessages) {
+            const ToolRun r = run(c.first);
+            EXPECT_EQ(r.status, status) << c.first;
+            EXPECT_EQ(r.out, "") << c.first;
+            EXPECT_EQ(r.err, "lumo2d: " + c.second + "\n" + hint) << c.first;
+        }
+    }
+    // The names in the directory, sorted, one per line.
+    static std::string listing() {
+        std::set<std::string> names;
+        for (const auto& e : std::filesystem::directory_iterator(".")) names.insert(e.path().filename().string());
+        std::string s;
+        for (const std::string& n : names) s += n + "\n";
+        return s;
+    }
+
+    lumo_test::ScopedTempDir tmp;
+    std::string tool;
+};
+
 } // namespace
 
 // ---- help, version, usage errors ------------------------------------------------------------
 
-TEST_F(Cli, HelpGoesToStdoutAndSucceeds) {
-    const ToolRun r = run("--help");
+TEST_F(Cli, HelpAndVersion) {
+    ToolRun r = run("--help");
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out.rfind("Usage: lumo2d COMMAND [ARGS]\n", 0), 0u) << r.out;
-    EXPECT_NE(r.out.find("  demo [DIR]"), std::string::npos);
-    EXPECT_NE(r.out.find("  triangulate INPUT [--obj FILE] [--ps FILE] [--web DIR]"), std::string::npos);
+    for (const char* option : {"  demo [DIR]", "  triangulate INPUT [OPTIONS]", "--format F", "--obj FILE", "--ps FILE",
+                               "--svg FILE", "--web DIR", "--node FILE", "--ele FILE", "\"-\": standard input"})
+        EXPECT_TRUE(contains(r.out, option)) << option;
+    EXPECT_TRUE(contains(r.out, "at most " + std::to_string(maxDrawingTriangles) + " triangles"));
     EXPECT_EQ(r.err, "");
-}
-
-TEST_F(Cli, VersionComesFromTheLibrary) {
-    const ToolRun r = run("--version");
+    r = run("--version");
     EXPECT_EQ(r.status, 0);
     std::ostringstream expected;
     expected << "lumo2d " << getMajorVersionNumber() << "." << getMinorVersionNumber() << "." << getRevisionNumber()
              << " (" << getLumo2DVersion() << ")\n";
     EXPECT_EQ(r.out, expected.str());
-    EXPECT_EQ(r.err, "");
 }
 
-TEST_F(Cli, UsageErrorsExitWithTwo) {
-    const std::string hint = "Try 'lumo2d --help' for more information.\n";
-    ToolRun r = run("");
-    EXPECT_EQ(r.status, 2);
-    EXPECT_EQ(r.out, "");
-    EXPECT_EQ(r.err, "lumo2d: missing COMMAND\n" + hint);
-    r = run("frobnicate");
-    EXPECT_EQ(r.status, 2);
-    EXPECT_EQ(r.err, "lumo2d: unknown command 'frobnicate'\n" + hint);
-    r = run("triangulate");
-    EXPECT_EQ(r.status, 2);
-    EXPECT_EQ(r.err, "lumo2d: triangulate: missing INPUT\n" + hint);
-    r = run("triangulate pts.txt --obj");
-    EXPECT_EQ(r.status, 2);
-    EXPECT_EQ(r.err, "lumo2d: --obj needs a file name\n" + hint);
-    r = run("triangulate pts.txt --stl x.stl");
-    EXPECT_EQ(r.status, 2);
-    EXPECT_EQ(r.err, "lumo2d: triangulate: unknown option '--stl'\n" + hint);
-    r = run("demo a b");
-    EXPECT_EQ(r.status, 2);
+TEST_F(Cli, UsageErrorsExitWithTwoAndWriteNothing) {
+    expectFailures({{"", "missing COMMAND"},
+                    {"frobnicate", "unknown command 'frobnicate'"},
+                    {"triangulate", "triangulate: missing INPUT"},
+                    {"triangulate pts.txt --obj", "--obj needs a file name"},
+                    {"triangulate pts.txt --svg", "--svg needs a file name"},
+                    {"triangulate pts.txt --format", "--format needs a format name"},
+                    {"triangulate pts.txt --format stl", "--format: unknown format 'stl' (auto, xy, csv, node or binary)"},
+                    {"triangulate pts.txt --stl x.stl", "triangulate: unknown option '--stl'"},
+                    {"triangulate a.txt b.txt", "triangulate: more than one INPUT ('a.txt', 'b.txt')"},
+                    {"demo a b", "demo takes at most one directory, got 2"}},
+                   2, usageHint);
     EXPECT_EQ(listing(), "");
 }
 
 // ---- triangulate: good input ----------------------------------------------------------------
 
-TEST_F(Cli, TriangulatesATextFileAndWritesAllThreeOutputs) {
+TEST_F(Cli, TriangulatesAndWritesEveryOutput) {
     // a square with its centre: four triangles; one duplicate line
-    writeFile(path("pts.txt"), "0 0\n10 0\n10 10\n0 10\n5 5\n5 5\n");
-    const ToolRun r = run("triangulate pts.txt --obj mesh.obj --ps mesh.ps --web scene");
+    writeFile("pts.txt", "0 0\n10 0\n10 10\n0 10\n5 5\n5 5\n");
+    const ToolRun r = run("triangulate pts.txt --obj mesh.obj --ps mesh.ps --svg mesh.svg --web scene --node m.node "
+                          "--ele m.ele");
     ASSERT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_EQ(r.err, "");
-    EXPECT_NE(r.out.find("input:     pts.txt (text, 6 points)\n"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("points:    5 (1 duplicate merged)\n"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("triangles: 4\n"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("time:      "), std::string::npos);
-    EXPECT_NE(r.out.find("written:   mesh.ps  (PostScript drawing)\n"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("           mesh.obj  (Wavefront OBJ)\n"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("           scene/  (browser scene"), std::string::npos) << r.out;
+    for (const char* line : {"input:     pts.txt (text, 6 points)\n", "points:    5 (1 duplicate merged)\n",
+                             "triangles: 4\n", "time:      ", "written:   mesh.ps  (PostScript drawing)\n",
+                             "           mesh.svg  (SVG drawing)\n", "           mesh.obj  (Wavefront OBJ)\n",
+                             "           m.node  (input points, .node)\n",
+                             "           m.ele  (triangles as input indices, .ele)\n", "           scene/  (browser scene"})
+        EXPECT_TRUE(contains(r.out, line)) << line << "\n" << r.out;
     // nothing from the library leaks into the summary
-    EXPECT_EQ(r.out.find("Visualizer2"), std::string::npos);
-    EXPECT_EQ(r.out.find("writeWebScene"), std::string::npos);
+    EXPECT_FALSE(contains(r.out, "Visualizer2"));
+    EXPECT_FALSE(contains(r.out, "writeWebScene"));
 
-    const std::string obj = readFile(path("mesh.obj"));
+    const std::string obj = readFile("mesh.obj");
     EXPECT_EQ(countLinesStartingWith(obj, "v "), 5u);
     EXPECT_EQ(countLinesStartingWith(obj, "f "), 4u);
-    EXPECT_EQ(readFile(path("mesh.ps")).rfind("%!PS-Adobe-1.0\n", 0), 0u);
-    for (const char* n : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js", "3d.obj"})
-        EXPECT_TRUE(exists(path(std::string("scene/") + n))) << n;
-    EXPECT_EQ(readFile(path("scene/3d.obj")), obj);
+    EXPECT_EQ(readFile("mesh.ps").rfind("%!PS-Adobe-1.0\n", 0), 0u);
+    const std::string svg = readFile("mesh.svg");
+    EXPECT_TRUE(contains(svg, "<svg xmlns=\"http://www.w3.org/2000/svg\""));
+    EXPECT_EQ(std::count(svg.begin(), svg.end(), 'Z'), 4);  // one closed path per triangle
+    for (const char* n : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js", "3d.obj", "2d.svg"})
+        EXPECT_TRUE(exists(std::string("scene/") + n)) << n;
+    EXPECT_EQ(readFile("scene/3d.obj"), obj);
+    EXPECT_TRUE(contains(readFile("scene/index.html"), "href=\"2d.svg\""));
+    // .node: the input as given, duplicates included, indices from 0
+    EXPECT_EQ(readFile("m.node"), "6 2 0 0\n0 0 0\n1 10 0\n2 10 10\n3 0 10\n4 5 5\n5 5 5\n");
+    // .ele: the duplicate 5 5 is named by its first occurrence, 4
+    const std::string ele = readFile("m.ele");
+    EXPECT_EQ(ele.rfind("4 3 0\n", 0), 0u) << ele;
+    EXPECT_EQ(std::count(ele.begin(), ele.end(), '5'), 0) << ele;
 }
 
-TEST_F(Cli, TellsTheBinaryPointFormatByContent) {
-    std::vector<Point2> v{Point2(0, 0), Point2(1, 0), Point2(0, 1), Point2(1, 1), Point2(0.25, 0.5)};
-    testing::internal::CaptureStdout();
-    ASSERT_TRUE(writePointsBIN(path("pts.dat").c_str(), v));
-    testing::internal::GetCapturedStdout();
-    const ToolRun r = run("triangulate pts.dat --obj out.obj");
+// Every reader: the format named in the summary, the points read, the triangles made.
+TEST_F(Cli, ReadsEveryInputFormat) {
+    writeBinary("pts.dat", {Point2(0, 0), Point2(1, 0), Point2(0, 1), Point2(1, 1), Point2(0.25, 0.5)});
+    const struct {
+        const char* file;
+        const char* content;  // null: already written
+        const char* args;
+        const char* input;  // the summary's input line
+        size_t numTriangles;
+    } aCases[] = {
+        {"pts.dat", nullptr, "", "pts.dat (binary, 5 points)", 4},
+        {"c.txt", "# x y\n0 0   # origin\r\n\n 1\t0\n0 1\n", "", "c.txt (text, 3 points)", 1},
+        {"h.csv", "id,X, \"y\"\n7,0,0\n8,2,0\n9,0,2\n", "", "h.csv (CSV, 3 points)", 1},
+        {"bare.csv", "0,0\n2,0\n0,2\n2,2\n", "", "bare.csv (CSV, 4 points)", 2},
+        {"sq.node", "# square\n4 2 1 1\n1 0 0 0.5 1\n2 1 0 0.5 1\n3 1 1 0.5 1\n4 0 1 0.5 0\n", "",
+         "sq.node (.node, 4 points)", 2},
+        {"noext", "3 2 0 0\n0 0 0\n1 1 0\n2 0 1\n", "", "noext (.node, 3 points)", 1},
+        {"forced.txt", "0,0\n1,0\n0,1\n", "--format csv", "forced.txt (CSV, 3 points)", 1},
+    };
+    for (const auto& c : aCases) {
+        if (c.content != nullptr) writeFile(c.file, c.content);
+        const ToolRun r = run(std::string("triangulate ") + c.file + " " + c.args);
+        ASSERT_EQ(r.status, 0) << c.file << ": " << r.err;
+        EXPECT_TRUE(contains(r.out, std::string("input:     ") + c.input + "\n")) << r.out;
+        EXPECT_TRUE(contains(r.out, "triangles: " + std::to_string(c.numTriangles) + "\n")) << c.file << r.out;
+    }
+    // standard input, in any format
+    ToolRun r = runShell("cat sq.node | " + tool + " triangulate - --ele sq.ele");
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_NE(r.out.find("input:     pts.dat (binary, 5 points)\n"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("points:    5\n"), std::string::npos);
-    EXPECT_EQ(countLinesStartingWith(readFile(path("out.obj")), "f "), 4u);
+    EXPECT_TRUE(contains(r.out, "input:     standard input (.node, 4 points)\n")) << r.out;
+    r = runShell(tool + " triangulate - <pts.dat");
+    EXPECT_TRUE(contains(r.out, "input:     standard input (binary, 5 points)\n")) << r.out;
+    // a .node input keeps its own numbering (from 1 here) in the .ele file
+    const std::string ele = readFile("sq.ele");
+    EXPECT_EQ(ele.rfind("2 3 0\n1 ", 0), 0u) << ele;
+    EXPECT_FALSE(contains(ele.substr(6), " 0")) << ele;
 }
 
-TEST_F(Cli, WithoutOutputsOnlyPrintsTheSummary) {
-    writeFile(path("pts.txt"), "0 0 1 0 0 1");
-    const ToolRun r = run("triangulate pts.txt");
-    EXPECT_EQ(r.status, 0);
-    EXPECT_NE(r.out.find("triangles: 1\n"), std::string::npos);
-    EXPECT_NE(r.out.find("written:   nothing (use --obj, --ps or --web)\n"), std::string::npos);
-    EXPECT_EQ(listing(), "pts.txt\n");
+// The .ele triangles, joined back to the input through their indices, are the triangulation's.
+TEST_F(Cli, EleIndicesJoinBackToTheInput) {
+    std::vector<Point2> v;
+    generateRandomPoints(300, 0.0, 10.0, v, 3);
+    for (int i = 0; i < 40; ++i) v.push_back(v[size_t(i) * 7]);  // duplicates at the end
+    for (int i = 0; i < 20; ++i) v.emplace_back(i % 5, i / 5);     // a grid: cocircular quads
+    writeBinary("in.dat", v);
+    const ToolRun r = run("triangulate in.dat --ele t.ele --node t.node --obj t.obj");
+    ASSERT_EQ(r.status, 0) << r.err;
+    Lumo_2D dt;
+    dt.insert(v);
+    std::ifstream ele("t.ele");
+    size_t numT, three, numAttr;
+    ASSERT_TRUE(ele >> numT >> three >> numAttr);
+    EXPECT_EQ(numT, dt.numberOfTriangles());
+    std::map<std::pair<double, double>, size_t> mFirst;  // coordinates -> first input index
+    for (size_t i = v.size(); i-- > 0;) mFirst[{v[i].x(), v[i].y()}] = i;
+    std::set<std::vector<size_t>> sFromFile, sFromLibrary;
+    for (size_t t = 0; t < numT; ++t) {
+        size_t index, a[3];
+        ASSERT_TRUE(ele >> index >> a[0] >> a[1] >> a[2]);
+        EXPECT_EQ(index, t);
+        const Point2 &p = v[a[0]], &q = v[a[1]], &s = v[a[2]];
+        EXPECT_EQ(getOrientation2(&p, &q, &s), ORIENTATION2_CCW);
+        for (size_t k : a) EXPECT_EQ(mFirst.at({v[k].x(), v[k].y()}), k);  // duplicates: the first
+        std::vector<size_t> tri(a, a + 3);
+        std::rotate(tri.begin(), std::min_element(tri.begin(), tri.end()), tri.end());
+        sFromFile.insert(tri);
+    }
+    std::vector<Triangle2*> vT;
+    dt.getTrianglePointers(vT);
+    for (Triangle2* pT : vT) {
+        std::vector<size_t> tri;
+        for (int i = 0; i < 3; ++i) tri.push_back(mFirst.at({pT->getCorner(i)->x(), pT->getCorner(i)->y()}));
+        std::rotate(tri.begin(), std::min_element(tri.begin(), tri.end()), tri.end());
+        sFromLibrary.insert(tri);
+    }
+    EXPECT_EQ(sFromFile, sFromLibrary);
+    // the .node file reads back as the input, in order
+    std::vector<Point2> back;
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(readPointFile("t.node", PFF_AUTO, back));
+    testing::internal::GetCapturedStdout();
+    ASSERT_EQ(back.size(), v.size());
+    for (size_t i = 0; i < v.size(); ++i) EXPECT_TRUE(back[i] == v[i] && back[i].getCustomIndex() == int(i)) << i;
+}
+
+// Drawings stay finite however far out or close together the points are.
+TEST_F(Cli, ExtremeCoordinatesGiveFiniteDrawings) {
+    const char* aInputs[] = {"1e308 1e308\n-1e308 -1e308\n1e308 -1e308\n",
+                             "-1.7976931348623157e308 0\n1.7976931348623157e308 1\n0 1.7976931348623157e308\n",
+                             "1e-320 0\n0 1e-320\n1e-320 1e-320\n", "0 0\n4.9e-324 0\n0 4.9e-324\n",
+                             "1e300 1e300\n1e300 1.0000000000000002e300\n1.0000000000000002e300 1e300\n"};
+    for (const char* input : aInputs) {
+        writeFile("far.txt", input);
+        const ToolRun r = run("triangulate far.txt --ps far.ps --svg far.svg");
+        ASSERT_EQ(r.status, 0) << input << r.err;
+        for (const char* f : {"far.ps", "far.svg"}) {
+            const std::string text = readFile(f);
+            EXPECT_FALSE(contains(text, "nan")) << f << " for " << input;
+            EXPECT_FALSE(contains(text, "inf")) << f << " for " << input;
+        }
+        // the triangle spans the drawing area: some corner at each end of the longer axis
+        const std::string ps = readFile("far.ps");
+        EXPECT_TRUE(contains(ps, "\n50\t") && contains(ps, "\n530\t")) << input << ps;
+    }
 }
 
 // ---- triangulate: bad input, nothing written --------------------------------------------
 
-TEST_F(Cli, MissingFileFailsWithOneAndWritesNothing) {
-    const ToolRun r = run("triangulate nosuch.txt --obj out.obj --ps out.ps --web web");
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.out, "");
-    EXPECT_EQ(r.err, "lumo2d: nosuch.txt: cannot open: No such file or directory\n");
-    EXPECT_EQ(listing(), "");
-}
-
-TEST_F(Cli, GarbageTextNamesTheLineAndWritesNothing) {
-    writeFile(path("garbage.txt"), "1 2\n3 abc\n5 6\n");
-    const ToolRun r = run("triangulate garbage.txt --obj out.obj --web web");
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.out, "");
-    EXPECT_EQ(r.err, "lumo2d: garbage.txt:2: 'abc' is not a finite number\n");
-    EXPECT_EQ(listing(), "garbage.txt\n");
-}
-
-TEST_F(Cli, BinaryGarbageIsRejected) {
-    writeFile(path("noise.bin"), std::string("\x07\x00\x13\xff\x00\x01garbage", 13));
-    ToolRun r = run("triangulate noise.bin --obj out.obj");
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "lumo2d: noise.bin: neither text \"x y\" pairs nor a binary point file\n");
-    // a binary header that promises more points than the file holds
-    std::string bytes(12 + 3 * 16, '\0');
+TEST_F(Cli, UnusableInputsNameFileAndLineAndWriteNothing) {
+    std::string shortBinary(12 + 3 * 16, '\0');
     const int32_t type = 20;
     const uint64_t n = 5;
-    std::memcpy(&bytes[0], &type, 4);
-    std::memcpy(&bytes[4], &n, 8);
-    writeFile(path("short.dat"), bytes);
-    r = run("triangulate short.dat --obj out.obj");
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "lumo2d: short.dat: binary point file (type 20) announces 5 points but holds 48 bytes of coordinates\n");
-    EXPECT_EQ(listing(), "noise.bin\nshort.dat\n");
-}
-
-TEST_F(Cli, OtherUnusableInputs) {
-    writeFile(path("odd.txt"), "1 2 3");
-    ToolRun r = run("triangulate odd.txt");
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "lumo2d: odd.txt: odd number of coordinates (3): the last x has no y\n");
-    writeFile(path("empty.txt"), "  \n");
-    r = run("triangulate empty.txt");
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "lumo2d: empty.txt: holds no points\n");
-    writeFile(path("nan.txt"), "1 2\nnan 3\n");
-    r = run("triangulate nan.txt");
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "lumo2d: nan.txt:2: 'nan' is not a finite number\n");
-    r = run("triangulate .");
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "lumo2d: .: is a directory\n");
-}
-
-TEST_F(Cli, CollinearPointsGiveNoTriangleAndNothingIsWritten) {
-    writeFile(path("line.txt"), "0 0\n1 1\n2 2\n3 3\n");
-    const ToolRun r = run("triangulate line.txt --obj out.obj --ps out.ps --web web");
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.out, "");
-    EXPECT_EQ(r.err, "lumo2d: no triangle: the 4 distinct points are all on one line\n");
-    EXPECT_EQ(listing(), "line.txt\n");
+    std::memcpy(&shortBinary[0], &type, 4);
+    std::memcpy(&shortBinary[4], &n, 8);
+    const struct {
+        const char* file;
+        std::string content;  // empty: no file
+        const char* message;
+    } aCases[] = {
+        {"nosuch.txt", "", "nosuch.txt: cannot be opened: No such file or directory"},
+        {"xyz.txt", "0 0 1\n1 0 2\n0 1 3\n1 1 4\n", "xyz.txt:1: expected 2 numbers (x y), found 3"},
+        {"pairs.txt", "0 0 1 0 0 1", "pairs.txt:1: expected 2 numbers (x y), found 6"},
+        {"odd.txt", "1 2\n3\n", "odd.txt:2: expected 2 numbers (x y), found 1"},
+        {"garbage.txt", "1 2\n3 abc\n5 6\n", "garbage.txt:2: 'abc' is not a finite number"},
+        {"nan.txt", "1 2\nnan 3\n", "nan.txt:2: 'nan' is not a finite number"},
+        {"big.txt", "1 2\n1e309 3\n", "big.txt:2: '1e309' is not a finite number"},
+        {"empty.txt", "  \n# only a comment\n", "empty.txt: holds no points"},
+        {"h.node", "3 3 0 0\n", "h.node:1: dimension 3, expected 2"},
+        {"m.node", "3 2 0 2\n", "m.node:1: marker count 2, expected 0 or 1"},
+        {"f.node", "2 2 0 1\n0 0 0 1\n1 1 0\n", "f.node:3: expected 4 fields (index x y marker), found 3"},
+        {"i.node", "3 2 0 0\n0 0 0\n2 1 0\n1 0 1\n", "i.node:3: point index 2, expected 1 (indices run consecutively)"},
+        {"s.node", "4 2 0 0\n0 0 0\n1 1 0\n", "s.node: the header announces 4 points, the file holds 2"},
+        {"l.node", "1 2 0 0\n0 0 0\n1 1 1\n", "l.node:3: more lines than the 1 points that the header announces"},
+        {"n.node", "a b c d\n", "n.node:1: expected a .node header of four counts: points 2 attributes markers"},
+        {"nox.csv", "a,b\n1,2\n", "nox.csv:1: the CSV header names no column \"x\" and \"y\""},
+        {"fields.csv", "x,y,z\n1,2,3\n1,2\n", "fields.csv:3: expected 3 comma-separated fields, found 2"},
+        {"v.csv", "x,y\n1,\n", "v.csv:2: '' is not a finite number"},
+        {"noise.bin", std::string("\x07\x00\x13\x0f\x00\x01garbage", 13),
+         "noise.bin: neither text nor a binary point file (type 252903431, expected 20 or 30)"},
+        {"short.dat", shortBinary, "short.dat: binary point file (type 20) announces 5 points but holds 48 bytes of coordinates"},
+        {"line.txt", "0 0\n1 1\n2 2\n3 3\n", "no triangle: the 4 distinct points are all on one line"},
+        {".", "", ".: is a directory"},
+    };
+    std::set<std::string> sFiles;
+    for (const auto& c : aCases) {
+        if (!c.content.empty()) writeFile(c.file, c.content);
+        if (!c.content.empty()) sFiles.insert(c.file);
+    }
+    std::vector<std::pair<std::string, std::string>> vRuns;
+    for (const auto& c : aCases)
+        vRuns.emplace_back(std::string("triangulate ") + c.file + " --obj out.obj --ps out.ps --web web --ele o.ele", c.message);
+    expectFailures(vRuns, 1);
+    std::string expected;
+    for (const std::string& name : sFiles) expected += name + "\n";
+    EXPECT_EQ(listing(), expected);
 }
 
 TEST_F(Cli, UnwritableTargetIsFoundBeforeAnythingIsWritten) {
-    writeFile(path("pts.txt"), "0 0 1 0 0 1");
-    ToolRun r = run("triangulate pts.txt --ps out.ps --obj nosuchdir/out.obj");
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "lumo2d: nosuchdir/out.obj: directory nosuchdir does not exist\n");
-    writeFile(path("blocker"), "x");
-    r = run("triangulate pts.txt --ps out.ps --web blocker/scene");
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "lumo2d: blocker/scene: blocker is not a directory\n");
+    writeFile("pts.txt", "0 0\n1 0\n0 1\n");
+    writeFile("blocker", "x");
+    expectFailures({{"triangulate pts.txt --ps out.ps --obj nosuchdir/out.obj",
+                     "nosuchdir/out.obj: directory nosuchdir does not exist"},
+                    {"triangulate pts.txt --ps out.ps --svg blocker/x.svg", "blocker/x.svg: directory blocker does not exist"},
+                    {"triangulate pts.txt --ps out.ps --ele .", ".: is a directory"},
+                    {"triangulate pts.txt --ps out.ps --web blocker/scene", "blocker/scene: blocker is not a directory"}},
+                   1);
+    const ToolRun r = run("triangulate pts.txt");
+    EXPECT_TRUE(contains(r.out, "written:   nothing (use --obj, --ps, --svg, --web, --node or --ele)\n")) << r.out;
     EXPECT_EQ(listing(), "blocker\npts.txt\n");
 }
 
 // ---- demo ---------------------------------------------------------------------------------------
 
-TEST_F(Cli, DemoWritesDrawingObjAndSceneAndIsReproducible) {
+TEST_F(Cli, DemoWritesDrawingsObjAndSceneAndIsReproducible) {
     ToolRun r = run("demo out");
     ASSERT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_EQ(r.err, "");
-    EXPECT_NE(r.out.find("points:    1360\n"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("triangles: "), std::string::npos);
-    EXPECT_NE(r.out.find("written:   out/demo.ps  (PostScript drawing)\n"), std::string::npos) << r.out;
-    for (const char* n : {"demo.ps", "demo.obj", "web/index.html", "web/jsc3d.js", "web/3d.obj"})
-        EXPECT_TRUE(exists(path(std::string("out/") + n))) << n;
-    const std::string first = readFile(path("out/demo.obj"));
+    EXPECT_TRUE(contains(r.out, "points:    1360\n")) << r.out;
+    EXPECT_TRUE(contains(r.out, "written:   out/demo.ps  (PostScript drawing)\n")) << r.out;
+    EXPECT_TRUE(contains(r.out, "           out/demo.svg  (SVG drawing)\n")) << r.out;
+    for (const char* n : {"demo.ps", "demo.svg", "demo.obj", "web/index.html", "web/jsc3d.js", "web/3d.obj", "web/2d.svg"})
+        EXPECT_TRUE(exists(std::string("out/") + n)) << n;
+    const std::string first = readFile("out/demo.obj");
     EXPECT_EQ(countLinesStartingWith(first, "v "), 1360u);
     r = run("demo out2/");
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_EQ(readFile(path("out2/demo.obj")), first);
-}
-
-TEST_F(Cli, DemoDefaultsToItsOwnDirectory) {
-    const ToolRun r = run("demo");
+    EXPECT_EQ(readFile("out2/demo.obj"), first);
+    r = run("demo");
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_TRUE(exists(path("lumo2d-demo/demo.ps")));
-    EXPECT_TRUE(exists(path("lumo2d-demo/web/index.html")));
-}
-
-TEST_F(Cli, DemoIntoAFileFailsAndWritesNothing) {
-    writeFile(path("taken"), "x");
-    const ToolRun r = run("demo taken");
+    EXPECT_TRUE(exists("lumo2d-demo/web/index.html"));
+    writeFile("taken", "x");
+    r = run("demo taken");
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.err, "lumo2d: taken: taken is not a directory\n");
-    EXPECT_EQ(listing(), "taken\n");
+    EXPECT_EQ(listing(), "lumo2d-demo\nout\nout2\ntaken\n");
 }
 
-// ---- progress ----------------------------------------------------------------------------------
+// ---- large inputs --------------------------------------------------------------------------------
 
-TEST_F(Cli, LargeInputShowsProgressOnATerminalOnly) {
-    if (std::system("command -v script >/dev/null 2>&1") != 0) GTEST_SKIP() << "no script(1) for a terminal";
+TEST_F(Cli, LargeInputShowsProgressOnATerminalAndIsNotDrawn) {
     std::vector<Point2> v;
     generateRandomPoints(200000, 0.0, 1000.0, v, 5);
-    testing::internal::CaptureStdout();
-    ASSERT_TRUE(writePointsBIN(path("big.dat").c_str(), v));
-    testing::internal::GetCapturedStdout();
-    // not a terminal: standard error stays empty
-    ToolRun r = run("triangulate big.dat");
+    writeBinary("big.dat", v);
+    // not a terminal: standard error stays empty; the scene keeps its 3D view only
+    ToolRun r = run("triangulate big.dat --web scene");
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.err, "");
+    EXPECT_TRUE(exists("scene/3d.obj"));
+    EXPECT_FALSE(exists("scene/2d.svg"));
+    EXPECT_TRUE(contains(r.out, "scene/  (no top view 2d.svg: more than " + std::to_string(maxDrawingTriangles) +
+                                    " triangles)\n")) << r.out;
+    // drawings asked for explicitly are refused, and nothing is written
+    for (const char* option : {"--ps big.ps", "--svg big.svg"}) {
+        r = run(std::string("triangulate big.dat --obj big.obj ") + option);
+        EXPECT_EQ(r.status, 1);
+        EXPECT_TRUE(contains(r.err, " triangles are more than a drawing holds (" + std::to_string(maxDrawingTriangles) +
+                                        "); use --web or --obj for large meshes\n")) << r.err;
+    }
+    EXPECT_EQ(listing(), "big.dat\nscene\n");
     // a terminal (script runs the tool on a pseudo-terminal): the bar advances to 100%
+    if (std::system("command -v script >/dev/null 2>&1") != 0) GTEST_SKIP() << "no script(1) for a terminal";
     r = runShell("script -qec '" + tool + " triangulate big.dat' /dev/null");
     ASSERT_EQ(r.status, 0) << r.out << r.err;
-    EXPECT_NE(r.out.find("insert vertices      ["), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("] 100%"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("\r"), std::string::npos);  // the line overwrites itself
-    EXPECT_NE(r.out.find("input:     big.dat (binary, 200000 points)"), std::string::npos) << r.out;
+    EXPECT_TRUE(contains(r.out, "insert vertices      [")) << r.out;
+    EXPECT_TRUE(contains(r.out, "] 100%")) << r.out;
+    EXPECT_TRUE(contains(r.out, "\r"));  // the line overwrites itself
+    EXPECT_TRUE(contains(r.out, "input:     big.dat (binary, 200000 points)")) << r.out;
 }

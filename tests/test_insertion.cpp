@@ -1,6 +1,7 @@
 // Incremental Delaunay insertion through the Lumo_2D facade, checked against the independent
 // oracle of tests/support (exact predicates in GMP, convex hull, Euler count).
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -9,22 +10,12 @@
 #include "Lumo_2D.h"
 
 using namespace ORBI_LUMO2D;
+using lumo_test::randomPoints;
+using lumo_test::triangles;
 using lumo_test::checkDelaunayTriangulation;
 using lumo_test::canonicalTriangles;
 
 namespace {
-std::vector<Point2> randomPoints(size_t n, unsigned seed, double lo = 0.0, double hi = 1.0) {
-    std::mt19937_64 rng(seed);
-    std::uniform_real_distribution<double> d(lo, hi);
-    std::vector<Point2> v;
-    for (size_t i = 0; i < n; ++i) v.emplace_back(d(rng), d(rng));
-    return v;
-}
-std::vector<Triangle2*> triangles(const Lumo_2D& dt) {
-    std::vector<Triangle2*> v;
-    dt.getTrianglePointers(v);
-    return v;
-}
 // Triangulates v in one bulk call and checks it with the oracle and the self-test.
 void expectDelaunay(const std::vector<Point2>& v, const char* what) {
     Lumo_2D dt;
@@ -161,6 +152,33 @@ TEST(Insertion, CollinearPointsStayLowerDimensionalUntilOnePointIsOff) {
     for (Point2* p : vHandles) EXPECT_NE(p->getIncidentTriangle(), nullptr);
 }
 
+TEST(Insertion, CollinearOneAtATimeThenOffTheLine) {
+    // Each retry tests only the new point against two stored ones (a long run stays linear).
+    struct Case {
+        const char* name;
+        bool bShuffle;
+        bool bLeadingDuplicates;
+    };
+    for (const Case& c : {Case{"along the line", false, false}, Case{"shuffled", true, false},
+                          Case{"duplicates first", true, true}}) {
+        std::vector<Point2> v;
+        if (c.bLeadingDuplicates) v.assign(3, Point2(-3.0, 9.0));
+        for (int i = 0; i < 3000; ++i) v.emplace_back(3.0 * i, 7.0 - 2.0 * i);
+        if (c.bShuffle) std::shuffle(v.begin() + 1, v.end(), std::mt19937(5));
+        v.push_back(v[17]);
+        Lumo_2D dt;
+        std::set<Point2*> sHandles;
+        for (const Point2& p : v) sHandles.insert(dt.insert(p));
+        EXPECT_FALSE(dt.is2D()) << c.name;
+        EXPECT_EQ(dt.numberOfPoints(), sHandles.size()) << c.name;
+        v.emplace_back(1.0, 1.0);
+        dt.insert(v.back());
+        EXPECT_TRUE(dt.is2D()) << c.name;
+        EXPECT_EQ(dt.numberOfTriangles(), sHandles.size() - 1) << c.name;
+        EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "") << c.name;
+    }
+}
+
 TEST(Insertion, EmptyAndTinyInputs) {
     Lumo_2D dt;
     dt.insert(std::vector<Point2>());
@@ -176,40 +194,69 @@ TEST(Insertion, EmptyAndTinyInputs) {
 
 // ---- degenerate configurations -----------------------------------------------------------------------------
 
-TEST(Insertion, IntegerGrid) {
+namespace {
+std::vector<Point2> grid(int n) {
     std::vector<Point2> v;
-    for (int i = 0; i < 60; ++i)
-        for (int j = 0; j < 60; ++j) v.emplace_back(i, j);
-    expectDelaunay(v, "grid");
-    // The same grid one point at a time, in row order (long walks along hull lines).
-    Lumo_2D dt;
-    for (const Point2& p : v) dt.insert(p);
-    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j < n; ++j) v.emplace_back(i, j);
+    return v;
 }
-
-TEST(Insertion, PointsOnACircle) {
+// Exactly cocircular: the integer points on the circle of radius 5^4, optionally its centre.
+std::vector<Point2> circle(bool bCentre) {
     std::vector<Point2> v;
-    // Exactly cocircular: Pythagorean-style points on the circle of radius 5^4.
     const int r = 625;
     for (int x = -r; x <= r; ++x) {
-        const int y2 = r * r - x * x;
-        const int y = int(std::lround(std::sqrt(double(y2))));
-        if (y * y == y2) {
-            v.emplace_back(x, y);
-            if (y != 0) v.emplace_back(x, -y);
-        }
+        const int y2 = r * r - x * x, y = int(std::lround(std::sqrt(double(y2))));
+        if (y * y != y2) continue;
+        v.emplace_back(x, y);
+        if (y != 0) v.emplace_back(x, -y);
     }
-    ASSERT_GT(v.size(), 8u);
-    expectDelaunay(v, "circle");
-    v.emplace_back(0, 0);
-    expectDelaunay(v, "circle with centre");
+    if (bCentre) v.emplace_back(0, 0);
+    return v;
 }
-
-TEST(Insertion, AllCollinearThenOnePointOffTheLine) {
+std::vector<Point2> collinearPlusOne() {
     std::vector<Point2> v;
     for (int i = 0; i < 300; ++i) v.emplace_back(i, 2 * i + 1);
     v.emplace_back(10.0, -3.0);
-    expectDelaunay(v, "collinear plus one");
+    return v;
+}
+// Random points and a grid at one scale: exact degeneracies at huge or tiny magnitudes.
+std::vector<Point2> scaled(double scale) {
+    std::vector<Point2> v = randomPoints(800, 11);
+    for (Point2& p : v) p = Point2(p.x() * scale, p.y() * scale);
+    for (int i = 0; i < 10; ++i)
+        for (int j = 0; j < 10; ++j) v.emplace_back(i * 0.1 * scale, j * 0.1 * scale);
+    return v;
+}
+std::vector<Point2> clusters() {
+    std::mt19937_64 rng(17);
+    std::normal_distribution<double> nd(0.0, 1e-4);
+    const std::vector<Point2> centres = randomPoints(20, 12);
+    std::vector<Point2> v;
+    for (int i = 0; i < 10000; ++i) {
+        const Point2& c = centres[size_t(i) % centres.size()];
+        v.emplace_back(c.x() + nd(rng), c.y() + nd(rng));
+    }
+    return v;
+}
+} // namespace
+
+TEST(Insertion, DegenerateConfigurationsMatchTheOracle) {
+    const struct {
+        const char* name;
+        std::vector<Point2> v;
+    } aCases[] = {{"grid", grid(60)},           {"circle", circle(false)}, {"circle with centre", circle(true)},
+                  {"collinear plus one", collinearPlusOne()}, {"huge", scaled(1e150)}, {"tiny", scaled(1e-150)},
+                  {"clusters", clusters()}};
+    for (const auto& c : aCases) {
+        ASSERT_GT(c.v.size(), 8u) << c.name;
+        expectDelaunay(c.v, c.name);
+    }
+    // The grid one point at a time, in row order (long walks along hull lines).
+    Lumo_2D dt;
+    const std::vector<Point2> v = grid(60);
+    for (const Point2& p : v) dt.insert(p);
+    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
 }
 
 TEST(Insertion, PointsExactlyOnEdgesAndHullLines) {
@@ -242,29 +289,6 @@ TEST(Insertion, FarOutsidePointsForceReKeying) {
     for (const Point2& p : w) dt.insert(p);
     v.insert(v.end(), w.begin(), w.end());
     EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
-}
-
-TEST(Insertion, HugeAndTinyMagnitudes) {
-    for (double scale : {1e150, 1e-150}) {
-        std::vector<Point2> v = randomPoints(800, 11);
-        for (Point2& p : v) p = Point2(p.x() * scale, p.y() * scale);
-        // A grid at the same scale adds exact degeneracies.
-        for (int i = 0; i < 10; ++i)
-            for (int j = 0; j < 10; ++j) v.emplace_back(i * 0.1 * scale, j * 0.1 * scale);
-        expectDelaunay(v, scale > 1 ? "huge" : "tiny");
-    }
-}
-
-TEST(Insertion, ClusteredPoints) {
-    std::mt19937_64 rng(17);
-    std::normal_distribution<double> nd(0.0, 1e-4);
-    std::vector<Point2> centres = randomPoints(20, 12);
-    std::vector<Point2> v;
-    for (int i = 0; i < 10000; ++i) {
-        const Point2& c = centres[size_t(i) % centres.size()];
-        v.emplace_back(c.x() + nd(rng), c.y() + nd(rng));
-    }
-    expectDelaunay(v, "clusters");
 }
 
 // ---- bad input ------------------------------------------------------------------------------------------------
@@ -317,22 +341,7 @@ TEST(Insertion, NumCpuPolicyAndBulkInsertionStillValid) {
     EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
 }
 
-// ---- splitting and progress ------------------------------------------------------------------------------
-
-TEST(Insertion, PointOnAnInteriorEdgeSplitsTwoTrianglesIntoFour) {
-    Lumo_2D dt;
-    std::vector<Point2*> h;
-    dt.insert({Point2(0, 0), Point2(2, 0), Point2(2, 2), Point2(0, 2)}, h);
-    ASSERT_EQ(dt.numberOfTriangles(), 2u);
-    Point2* pMid = dt.insert(Point2(1, 1));
-    EXPECT_EQ(dt.numberOfTriangles(), 4u);
-    std::vector<Triangle2*> vInc;
-    dt.getIncidentTriangles(pMid, vInc);
-    EXPECT_EQ(vInc.size(), 4u);
-    // On a hull edge: one triangle becomes two.
-    dt.insert(Point2(1, 0));
-    EXPECT_EQ(dt.numberOfTriangles(), 5u);
-}
+// ---- progress ----------------------------------------------------------------------------------------------
 
 namespace {
 struct ProgressLog : public MsgBase {
@@ -355,6 +364,7 @@ TEST(Insertion, BulkInsertionReportsProgress) {
     EXPECT_EQ(log.v.size(), n);
 }
 
+// The vertices stored before the triangulation starts go in first, then the new ones.
 TEST(Insertion, EarlierVertexSurvivesWhenTheTriangulationBecomesTwoDimensional) {
     Lumo_2D dt;
     std::vector<Point2*> h1, h2;

@@ -1,5 +1,6 @@
 // Mesh export: OBJ files read back, scene directories and the built-in scene files.
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <sys/stat.h>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +12,7 @@
 #include "Lumo_2D.h"
 #include "MeshExport.h"
 #include "MeshExport_internal.h"
+#include "ScopedTempDir.h"
 
 using namespace ORBI_LUMO2D;
 
@@ -62,6 +64,11 @@ Obj readObj(const std::string& name) {
     return obj;
 }
 
+// Every test writes into a private directory.
+class Export : public testing::Test {
+    lumo_test::ScopedTempDir tmp;
+};
+
 // A fan of n triangles around a centre vertex: n+1 rim vertices, every rim vertex but the
 // two ends shared by two triangles, the centre by all.
 struct Fan {
@@ -81,32 +88,7 @@ struct Fan {
 
 // ---- OBJ -----------------------------------------------------------------------------
 
-TEST(ObjExport, ReadBackGivesEachVertexOnceAndFacesInCornerOrder) {
-    Fan fan(5);
-    writeObjTriangles("fan.obj", fan.pointers);
-    const Obj obj = readObj("fan.obj");
-    ASSERT_EQ(obj.vertices.size(), 7u);
-    ASSERT_EQ(obj.faces.size(), 5u);
-    for (size_t t = 0; t < fan.pointers.size(); ++t) {
-        ASSERT_EQ(obj.faces[t].size(), 3u);
-        for (int i = 0; i < 3; ++i) {
-            const int idx = obj.faces[t][size_t(i)];
-            ASSERT_GE(idx, 1);
-            ASSERT_LE(idx, 7);
-            const Point2* p = fan.pointers[t]->getCorner(i);
-            // 20 significant digits bring every double back exactly
-            EXPECT_EQ(obj.vertices[size_t(idx) - 1].first, p->x());
-            EXPECT_EQ(obj.vertices[size_t(idx) - 1].second, p->y());
-        }
-    }
-    // indices follow first use: corner order of the first triangle, then each new rim vertex
-    EXPECT_EQ(obj.faces[0], (std::vector<int>{1, 2, 3}));
-    EXPECT_EQ(obj.faces[1], (std::vector<int>{1, 3, 4}));
-    EXPECT_EQ(obj.faces[4], (std::vector<int>{1, 6, 7}));
-    std::remove("fan.obj");
-}
-
-TEST(ObjExport, LineFormatIsExact) {
+TEST_F(Export, ObjExport_LineFormatIsExact) {
     Fan fan(1);
     writeObjTriangles("one.obj", fan.pointers);
     EXPECT_EQ(readFile("one.obj"),
@@ -114,10 +96,9 @@ TEST(ObjExport, LineFormatIsExact) {
               "v 1 0.33333333333333331483 0 \n"
               "v 2 1.3333333333333332593 0 \n"
               "f 1 2 3\n");
-    std::remove("one.obj");
 }
 
-TEST(ObjExport, VerticesWithEqualCoordinatesButOtherAddressesAreDistinct) {
+TEST_F(Export, ObjExport_VerticesWithEqualCoordinatesButOtherAddressesAreDistinct) {
     Point2 a(0, 0), b(1, 0), c(0, 1), b2(1, 0), d(1, 1);
     Triangle2 t0, t1;
     t0.setProperties(&a, &b, &c);
@@ -126,14 +107,12 @@ TEST(ObjExport, VerticesWithEqualCoordinatesButOtherAddressesAreDistinct) {
     const Obj obj = readObj("twins.obj");
     EXPECT_EQ(obj.vertices.size(), 5u);
     EXPECT_EQ(obj.faces[1], (std::vector<int>{4, 5, 3}));
-    std::remove("twins.obj");
 }
 
-TEST(ObjExport, EmptyListWritesAnEmptyFileAndUnopenableFileIsSilent) {
+TEST_F(Export, ObjExport_EmptyListWritesAnEmptyFileAndUnopenableFileIsSilent) {
     writeObjTriangles("empty.obj", {});
     EXPECT_TRUE(exists("empty.obj"));
     EXPECT_EQ(readFile("empty.obj"), "");
-    std::remove("empty.obj");
     Fan fan(2);
     testing::internal::CaptureStdout();
     writeObjTriangles("no_such_dir_q/x.obj", fan.pointers);
@@ -142,8 +121,7 @@ TEST(ObjExport, EmptyListWritesAnEmptyFileAndUnopenableFileIsSilent) {
 
 // ---- directories ---------------------------------------------------------------------------
 
-TEST(CreateDirectory, MakesThreeMissingLevelsAndIsIdempotent) {
-    std::system("rm -rf cd_a");
+TEST_F(Export, CreateDirectory_MakesThreeMissingLevelsAndIsIdempotent) {
     EXPECT_TRUE(createDirectory("cd_a/b/c"));
     EXPECT_TRUE(isDir("cd_a"));
     EXPECT_TRUE(isDir("cd_a/b"));
@@ -151,33 +129,27 @@ TEST(CreateDirectory, MakesThreeMissingLevelsAndIsIdempotent) {
     EXPECT_TRUE(createDirectory("cd_a/b/c"));
     EXPECT_TRUE(createDirectory("cd_a/b/d/"));
     EXPECT_TRUE(isDir("cd_a/b/d"));
-    std::system("rm -rf cd_a");
 }
 
-TEST(CreateDirectory, FailsOnAFileInTheWay) {
+TEST_F(Export, CreateDirectory_FailsOnAFileInTheWayOrAnEmptyName) {
     { std::ofstream("cd_file") << "x"; }
     EXPECT_FALSE(createDirectory("cd_file"));
     EXPECT_FALSE(createDirectory("cd_file/sub/dir"));
-    std::remove("cd_file");
-}
-
-TEST(CreateDirectory, RelativeNameWithoutParentFails) {
     EXPECT_FALSE(createDirectory(""));
 }
 
 // ---- built-in scene files ------------------------------------------------------------------
 
-TEST(FileReplicate, UnknownNameReportsAndWritesNothing) {
+TEST_F(Export, FileReplicate_UnknownNameReportsAndWritesNothing) {
     createDirectory("fr_dir");
     testing::internal::CaptureStdout();
     fileReplicate("other.js", "fr_dir");
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "\n      [Lumo2D-Message] fileReplicate, ERROR: unknown fileother.js\n\n");
     EXPECT_FALSE(exists("fr_dir/other.js"));
-    std::system("rm -rf fr_dir");
 }
 
-TEST(FileReplicate, AllEightNamesAreWritten) {
+TEST_F(Export, FileReplicate_AllEightNamesAreWritten) {
     createDirectory("fr_all");
     const char* names[] = {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js",
                            "jsc3d.3ds.js", "jsc3d.console.js", "jsc3d.ie.js", "jsc3d.webgl.js"};
@@ -189,10 +161,9 @@ TEST(FileReplicate, AllEightNamesAreWritten) {
         EXPECT_GT(text.size(), 100u) << n;
         EXPECT_EQ(text.find('\0'), std::string::npos) << n;
     }
-    std::system("rm -rf fr_all");
 }
 
-TEST(FileReplicate, PageCarriesTheViewerSetup) {
+TEST_F(Export, FileReplicate_PageCarriesTheViewerSetup) {
     createDirectory("fr_page");
     fileReplicate("index.html", "fr_page");
     const std::string page = readFile("fr_page/index.html");
@@ -203,29 +174,27 @@ TEST(FileReplicate, PageCarriesTheViewerSetup) {
           "src=\"jsc3d.touch.js\"", "'SceneUrl', '3d.obj'", "'InitRotationX', -70", "'InitRotationY', 20",
           "'InitRotationZ', 0", "'ModelColor', '#CAA618'", "'BackgroundColor1', '#FFFFFF'",
           "'BackgroundColor2', '#383840'", "'RenderMode', 'smooth'", "'FaceCulling', 'off'",
-          "'ProgressBar', 'off'", "points: 'point'", "viewer.init();", "viewer.update();"})
+          "'ProgressBar', 'off'", "points: 'point'", "viewer.init();", "viewer.update();",
+          // the top view, offered only where the scene has one
+          "<a href=\"2d.svg\">", "fetch('2d.svg', { method: 'HEAD' })"})
         EXPECT_NE(page.find(needle), std::string::npos) << needle;
-    std::system("rm -rf fr_page");
 }
 
-TEST(WebSceneFiles, CreatesTheDirectoryAndTheFourFiles) {
-    std::system("rm -rf ws_x");
+TEST_F(Export, WebSceneFiles_CreatesTheDirectoryAndTheFourFiles) {
     testing::internal::CaptureStdout();
     EXPECT_TRUE(writeWebSceneFiles("ws_x/scene"));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "writeWebScene: Creating ws_x/scene\n");
     for (const char* n : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js"})
         EXPECT_TRUE(exists(std::string("ws_x/scene/") + n)) << n;
     EXPECT_FALSE(exists("ws_x/scene/jsc3d.webgl.js"));
-    std::system("rm -rf ws_x");
 }
 
-TEST(WebSceneFiles, ReportsADirectoryThatCannotBeCreated) {
+TEST_F(Export, WebSceneFiles_ReportsADirectoryThatCannotBeCreated) {
     { std::ofstream("ws_blocker") << "x"; }
     testing::internal::CaptureStdout();
     EXPECT_FALSE(writeWebSceneFiles("ws_blocker/scene"));
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "\n      [Lumo2D-Message] Dt2::writeWebScene(), ERROR: Can't create directory ws_blocker/scene\n\n");
-    std::remove("ws_blocker");
 }
 
 // ---- the triangulation's exports --------------------------------------------------------------
@@ -243,7 +212,7 @@ std::vector<Point2> gridCloud(int n, unsigned seed) {
 }
 } // namespace
 
-TEST(TriangulationExport, NothingBeforeTheFirstTriangle) {
+TEST_F(Export, TriangulationExport_NothingBeforeTheFirstTriangle) {
     Lumo_2D empty;
     Lumo_2D line;
     line.insert(std::vector<Point2>{Point2(0, 0), Point2(1, 1), Point2(2, 2)});
@@ -256,10 +225,14 @@ TEST(TriangulationExport, NothingBeforeTheFirstTriangle) {
         dt->show("never.ps");
         EXPECT_EQ(testing::internal::GetCapturedStdout(), notFullDim);
         EXPECT_FALSE(exists("never.ps"));
+        testing::internal::CaptureStdout();
+        dt->showSvg("never.svg");
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), notFullDim);
+        EXPECT_FALSE(exists("never.svg"));
     }
 }
 
-TEST(TriangulationExport, ObjHoldsEveryVertexOnceAndEveryTriangleInCornerOrder) {
+TEST_F(Export, TriangulationExport_ObjHoldsEveryVertexOnceAndEveryTriangleInCornerOrder) {
     Lumo_2D dt;
     dt.insert(gridCloud(400, 7));
     dt.writeObj("dt.obj");
@@ -271,7 +244,13 @@ TEST(TriangulationExport, ObjHoldsEveryVertexOnceAndEveryTriangleInCornerOrder) 
     ASSERT_EQ(vT.size(), obj.faces.size());
     std::set<std::pair<double, double>> distinct(obj.vertices.begin(), obj.vertices.end());
     EXPECT_EQ(distinct.size(), obj.vertices.size());  // shared vertices written once
+    int maxIndex = 0;
     for (size_t t = 0; t < vT.size(); ++t) {
+        for (int idx : obj.faces[t]) {
+            // 1-based, in order of first use
+            EXPECT_TRUE(idx >= 1 && idx <= maxIndex + 1) << idx;
+            maxIndex = std::max(maxIndex, idx);
+        }
         for (int i = 0; i < 3; ++i) {
             const auto& v = obj.vertices[size_t(obj.faces[t][size_t(i)]) - 1];
             EXPECT_EQ(v.first, vT[t]->getCorner(i)->x());
@@ -283,41 +262,60 @@ TEST(TriangulationExport, ObjHoldsEveryVertexOnceAndEveryTriangleInCornerOrder) 
         const auto& c = obj.vertices[size_t(obj.faces[t][2]) - 1];
         EXPECT_GT((b.first - a.first) * (c.second - a.second) - (b.second - a.second) * (c.first - a.first), 0.0);
     }
-    std::remove("dt.obj");
 }
 
-TEST(TriangulationExport, WebSceneHoldsThePageScriptsAndTheSameObj) {
+TEST_F(Export, TriangulationExport_WebSceneHoldsThePageScriptsTheSameObjAndTheTopView) {
     Lumo_2D dt;
     dt.insert(gridCloud(100, 3));
-    dt.writeObj("ref.obj");
-    std::system("rm -rf wsd");
     testing::internal::CaptureStdout();
+    dt.writeObj("ref.obj");
+    dt.showSvg("wsd/a/b/2d.svg");  // not there yet: nothing written
     dt.writeWebScene("wsd/a/b");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "writeWebScene: Creating wsd/a/b\n");
+    dt.showSvg("ref.svg");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "Visualizer2:: Writing wsd/a/b/2d.svg\nwriteWebScene: Creating wsd/a/b\nVisualizer2:: Writing wsd/a/b/2d.svg\n"
+              "Visualizer2:: Writing ref.svg\n");
     for (const char* n : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js"})
         EXPECT_TRUE(exists(std::string("wsd/a/b/") + n)) << n;
     EXPECT_EQ(readFile("wsd/a/b/3d.obj"), readFile("ref.obj"));
-    std::system("rm -rf wsd");
-    std::remove("ref.obj");
+    // the same drawing apart from its title, the file name
+    std::string scene = readFile("wsd/a/b/2d.svg"), ref = readFile("ref.svg");
+    for (std::string* text : {&scene, &ref}) {
+        for (int i = 0; i < 2; ++i) {
+            const size_t name = text->find(i == 0 ? "<title>" : "font-size=\"17\">");
+            text->erase(name, text->find('<', name + 1) - name);
+        }
+    }
+    EXPECT_EQ(scene, ref);
 }
 
-TEST(TriangulationExport, ShowDrawsEveryTriangle) {
+// Both drawings hold every triangle, the hull and the counts.
+TEST_F(Export, TriangulationExport_ShowDrawsEveryTriangle) {
     Lumo_2D dt;
     dt.insert(gridCloud(200, 11));
+    std::vector<Point2*> vHull;
+    dt.getConvexHull(false, vHull);
     testing::internal::CaptureStdout();
     dt.show("dt.ps");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Visualizer2:: Writing dt.ps\n");
-    const std::string ps = readFile("dt.ps");
-    size_t closepaths = 0;
-    for (size_t p = ps.find("\nclosepath\n"); p != std::string::npos; p = ps.find("\nclosepath\n", p + 1)) ++closepaths;
-    EXPECT_EQ(closepaths, dt.numberOfTriangles());
-    EXPECT_NE(ps.find("(" + std::to_string(dt.numberOfPoints()) + " points, " + std::to_string(dt.numberOfTriangles()) +
-                      " triangles)\tshow\n"),
-              std::string::npos);
-    std::remove("dt.ps");
+    dt.showSvg("dt.svg");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Visualizer2:: Writing dt.ps\nVisualizer2:: Writing dt.svg\n");
+    const std::string counts =
+        std::to_string(dt.numberOfPoints()) + " points, " + std::to_string(dt.numberOfTriangles()) + " triangles";
+    const std::string ps = readFile("dt.ps"), svg = readFile("dt.svg");
+    auto count = [](const std::string& text, const std::string& part) {
+        size_t n = 0;
+        for (size_t p = text.find(part); p != std::string::npos; p = text.find(part, p + 1)) ++n;
+        return n;
+    };
+    EXPECT_EQ(count(ps, "\nclosepath\n"), dt.numberOfTriangles());
+    EXPECT_EQ(count(svg, "Z"), dt.numberOfTriangles());
+    EXPECT_EQ(count(ps, "lineto\n") - 2 * dt.numberOfTriangles() - 3 /*header frame*/, vHull.size());
+    EXPECT_EQ(count(svg, "L") - count(svg, "Lumo") - 2 * dt.numberOfTriangles(), vHull.size());
+    EXPECT_EQ(count(ps, "(" + counts + ")\tshow\n"), 1u);
+    EXPECT_EQ(count(svg, ">" + counts + "</text>"), 1u);
 }
 
-TEST(TriangulationExport, ShowIntoACallersDrawingUsesItsColour) {
+TEST_F(Export, TriangulationExport_ShowIntoACallersDrawingUsesItsColour) {
     Lumo_2D dt;
     dt.insert(std::vector<Point2>{Point2(0, 0), Point2(2, 0), Point2(0, 2), Point2(2, 2)});
     testing::internal::CaptureStdout();
@@ -333,7 +331,6 @@ TEST(TriangulationExport, ShowIntoACallersDrawingUsesItsColour) {
     size_t closepaths = 0;
     for (size_t p = ps.find("\nclosepath\n"); p != std::string::npos; p = ps.find("\nclosepath\n", p + 1)) ++closepaths;
     EXPECT_EQ(closepaths, 2u);
-    std::remove("mine.ps");
     Lumo_2D empty;
     testing::internal::CaptureStdout();
     {
@@ -342,5 +339,4 @@ TEST(TriangulationExport, ShowIntoACallersDrawingUsesItsColour) {
     }
     const std::string out = testing::internal::GetCapturedStdout();
     EXPECT_NE(out.find(notFullDim), std::string::npos);
-    std::remove("empty.ps");
 }

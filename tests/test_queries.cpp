@@ -1,7 +1,6 @@
 // Point location, adjacency, incident triangles, convex hull, the self-test and statistics.
 #include <gtest/gtest.h>
 #include <cmath>
-#include <fstream>
 #include <random>
 #include "DelaunayOracle.h"
 #include "Dt2.h"
@@ -9,15 +8,10 @@
 
 #include "ScopedTempDir.h"
 using namespace ORBI_LUMO2D;
+using lumo_test::randomPoints;
+using lumo_test::triangles;
 
 namespace {
-std::vector<Point2> randomPoints(size_t n, unsigned seed) {
-    std::mt19937_64 rng(seed);
-    std::uniform_real_distribution<double> d(0.0, 1.0);
-    std::vector<Point2> v;
-    for (size_t i = 0; i < n; ++i) v.emplace_back(d(rng), d(rng));
-    return v;
-}
 // Closed triangle containment, decided by the oracle's exact orientation.
 bool contains(const Triangle2* pT, const Point2& q) {
     for (int i = 0; i < 3; ++i)
@@ -205,9 +199,8 @@ TEST(CheckValidity, DetectsABrokenNeighbourLink) {
     const std::string out = testing::internal::GetCapturedStdout();
     EXPECT_NE(out.find("Inconsistent neighborships:"), std::string::npos) << out;
     EXPECT_NE(out.find("\ncheckValidity, bug, name=broken"), std::string::npos);
-    std::ifstream fAll("currentState.ps"), fBad("checkValidityFail_broken.ps");
-    EXPECT_TRUE(fAll.good());
-    EXPECT_TRUE(fBad.good());
+    EXPECT_TRUE(lumo_test::fileExists("currentState.ps"));
+    EXPECT_TRUE(lumo_test::fileExists("checkValidityFail_broken.ps"));
     pT->setOppTriangle(i, pN);
 }
 
@@ -236,7 +229,7 @@ TEST(CheckValidity, DetectsANonDelaunayEdgeAndClockwiseCorners) {
     const std::string out = testing::internal::GetCapturedStdout();
     EXPECT_FALSE(bValid);
     EXPECT_NE(out.find("Sphere inclusion test failed"), std::string::npos) << out;
-    EXPECT_TRUE(std::ifstream("badEmptyCircle.ps").good());
+    EXPECT_TRUE(lumo_test::fileExists("badEmptyCircle.ps"));
     testing::internal::CaptureStdout();
     EXPECT_TRUE(dt.checkValidity(false, "flipped, no circle test"));
     testing::internal::GetCapturedStdout();

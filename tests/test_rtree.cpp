@@ -6,6 +6,7 @@
 #include <set>
 #include <vector>
 #include "Lumo_2D.h"
+#include "ScopedTempDir.h"
 #include "spatial_index/RTree.h"
 
 using ORBI_LOCATE2::Entry;
@@ -40,53 +41,42 @@ std::vector<Entry> randomBoxes(size_t n, unsigned seed) {
 }
 } // namespace
 
-TEST(RTree, QueryOnEmptyTreeReturnsNothing) {
-    RTree tree;
-    std::vector<void*> out;
-    tree.query(-1e300, -1e300, 1e300, 1e300, out);
-    EXPECT_TRUE(out.empty());
-    EXPECT_EQ(tree.getHeight(), 0u);
-}
-
-TEST(RTree, SingleEntryIsFoundByTouchingQueries) {
-    RTree tree;
-    tree.addObject(tag(0), 1.0, 2.0, 3.0, 4.0);
-    std::vector<void*> out;
-    tree.query(3.0, 4.0, 5.0, 5.0, out);  // corner contact
-    EXPECT_EQ(out, std::vector<void*>{tag(0)});
-    out.clear();
-    tree.query(3.0000000000000004, 0.0, 9.0, 9.0, out);  // one ulp to the right
-    EXPECT_TRUE(out.empty());
-}
-
-TEST(RTree, DegenerateBoxesAreFoundByQueriesThatTouchThem) {
-    RTree tree;
-    tree.addObject(tag(0), 2.0, 2.0, 2.0, 2.0);  // a point
-    tree.addObject(tag(1), 5.0, 0.0, 5.0, 3.0);  // a vertical segment's box
-    tree.addObject(tag(2), 0.0, 7.0, 4.0, 7.0);  // a horizontal segment's box
-    std::vector<void*> out;
-    tree.query(2.0, 2.0, 2.0, 2.0, out);
-    EXPECT_EQ(out, std::vector<void*>{tag(0)});
-    out.clear();
-    tree.query(4.0, 3.0, 5.0, 6.0, out);  // touches the vertical box at its top end
-    EXPECT_EQ(out, std::vector<void*>{tag(1)});
-    out.clear();
-    tree.query(4.0, 7.0, 4.0, 7.0, out);  // a point query on the horizontal box's end
-    EXPECT_EQ(out, std::vector<void*>{tag(2)});
-    out.clear();
-    tree.query(2.5, 2.5, 4.5, 6.5, out);
-    EXPECT_TRUE(out.empty());
-}
-
-TEST(RTree, QueriesAppendToTheOutput) {
-    RTree tree;
-    tree.addObject(tag(0), 0.0, 0.0, 1.0, 1.0);
-    std::vector<void*> out{tag(99)};
-    tree.query(0.5, 0.5, 0.5, 0.5, out);
-    EXPECT_EQ(out, (std::vector<void*>{tag(99), tag(0)}));
+TEST(RTree, ClosedBoxQueriesOnSmallTrees) {
+    const Entry point{tag(0), 2, 2, 2, 2}, vertical{tag(1), 5, 0, 5, 3}, horizontal{tag(2), 0, 7, 4, 7};
+    const Entry box{tag(0), 1, 2, 3, 4};
+    const struct {
+        const char* what;
+        std::vector<Entry> boxes;
+        Entry query;
+        size_t numExpected;
+        std::vector<void*> expected;  // when given: exactly these (after the tag(99) already there)
+    } aCases[] = {
+        {"empty tree", {}, {nullptr, -1e300, -1e300, 1e300, 1e300}, 0, {}},
+        {"corner contact", {box}, {nullptr, 3, 4, 5, 5}, 1, {tag(0)}},
+        {"one ulp to the right", {box}, {nullptr, 3.0000000000000004, 0, 9, 9}, 0, {}},
+        {"a point box", {point, vertical, horizontal}, {nullptr, 2, 2, 2, 2}, 1, {tag(0)}},
+        {"a vertical box's top end", {point, vertical, horizontal}, {nullptr, 4, 3, 5, 6}, 1, {tag(1)}},
+        {"a point query on a horizontal box's end", {point, vertical, horizontal}, {nullptr, 4, 7, 4, 7}, 1, {tag(2)}},
+        {"between degenerate boxes", {point, vertical, horizontal}, {nullptr, 2.5, 2.5, 4.5, 6.5}, 0, {}},
+        {"ten equal boxes", std::vector<Entry>(10, Entry{tag(5), 1, 1, 2, 2}), {nullptr, 2, 2, 3, 3}, 10, {}},
+        {"a hundred boxes in one point", std::vector<Entry>(100, Entry{tag(5), 3, 3, 3, 3}), {nullptr, 3, 3, 3, 3}, 100, {}},
+    };
+    for (const auto& c : aCases) {
+        RTree tree(4);
+        for (const Entry& e : c.boxes) tree.addObject(e.pObject, e.xmin, e.ymin, e.xmax, e.ymax);
+        std::vector<void*> out{tag(99)};  // queries append
+        tree.query(c.query, out);
+        ASSERT_EQ(out.size(), c.numExpected + 1) << c.what;
+        EXPECT_EQ(out[0], tag(99)) << c.what;
+        if (!c.expected.empty()) {
+            EXPECT_EQ(std::vector<void*>(out.begin() + 1, out.end()), c.expected) << c.what;
+        }
+        EXPECT_EQ(tree.getHeight() == 0, c.boxes.empty()) << c.what;
+    }
 }
 
 TEST(RTree, InvertedBoxesAreAssertionFailures) {
+    lumo_test::ScopedTempDir tmp;  // the assertions write the log file
     RTree tree;
     testing::internal::CaptureStdout();
     EXPECT_THROW(tree.addObject(tag(0), 1.0, 0.0, 0.0, 1.0), ORBI_LUMO2D::LumoException);
@@ -122,22 +112,6 @@ TEST(RTree, AnswersEqualBruteForceForEveryCapacityAndSize) {
             }
         }
     }
-}
-
-TEST(RTree, DuplicateBoxesAreAllReturned) {
-    RTree tree(4);
-    for (size_t i = 0; i < 10; ++i) tree.addObject(tag(i), 1.0, 1.0, 2.0, 2.0);
-    std::vector<void*> out;
-    tree.query(2.0, 2.0, 3.0, 3.0, out);
-    EXPECT_EQ(out.size(), 10u);
-}
-
-TEST(RTree, AllEntriesInOnePointStillBuild) {
-    RTree tree(4);
-    for (size_t i = 0; i < 100; ++i) tree.addObject(tag(i), 3.0, 3.0, 3.0, 3.0);
-    std::vector<void*> out;
-    tree.query(3.0, 3.0, 3.0, 3.0, out);
-    EXPECT_EQ(out.size(), 100u);
 }
 
 TEST(RTree, AnAdditionAfterAQueryIsSeenByTheNextQuery) {

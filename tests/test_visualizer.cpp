@@ -1,11 +1,17 @@
-// PostScript drawings: colours, the colour cycle, and the exact page layout of Visualizer2.
+// Drawings: colours, the colour cycle, the exact page layout of Visualizer2 in PostScript and
+// SVG, and a page transform that stays finite for every finite box.
 #include <gtest/gtest.h>
+#include <cfloat>
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
 #include "Lumo_2D.h"
+#include "ScopedTempDir.h"
 
 using namespace ORBI_LUMO2D;
 
@@ -30,6 +36,19 @@ size_t countLines(const std::string& text, const std::string& line) {
     return n;
 }
 
+// Collects with add, writes the drawing and returns the file; standard output is swallowed.
+std::string draw(const std::function<void(Visualizer2&)>& add, DrawingFormat format = DF_POSTSCRIPT) {
+    const std::string fn = format == DF_SVG ? "drawing.svg" : "drawing.ps";
+    testing::internal::CaptureStdout();
+    {
+        Visualizer2 vis(fn, format);
+        add(vis);
+        vis.writeFile();
+    }
+    testing::internal::GetCapturedStdout();
+    return readFile(fn);
+}
+
 // Compares line by line so that a failure names the first differing line.
 void expectSameLines(const std::vector<std::string>& expected, const std::vector<std::string>& actual) {
     ASSERT_EQ(expected.size(), actual.size());
@@ -39,22 +58,28 @@ void expectSameLines(const std::vector<std::string>& expected, const std::vector
 
 // ---- Color ---------------------------------------------------------------------------
 
-TEST(Color, NamedColoursTakeTheirRgbTriples) {
-    const Color orange(CORANGE, 0.5f, true);
-    EXPECT_FLOAT_EQ(orange.getR(), 1.0f);
-    EXPECT_FLOAT_EQ(orange.getG(), 0.627f);
-    EXPECT_FLOAT_EQ(orange.getB(), 0.0f);
-    EXPECT_FLOAT_EQ(orange.getWidth(), 0.5f);
-    EXPECT_TRUE(orange.isFill());
-    const Color brown(CDARKBROWN, 1.0f, false);
-    EXPECT_FLOAT_EQ(brown.getR(), 0.545f);
-    EXPECT_FLOAT_EQ(brown.getG(), 0.271f);
-    EXPECT_FLOAT_EQ(brown.getB(), 0.074f);
-    EXPECT_EQ(Color(CWHITE, 1.0f, false), Color(1.0, 1.0, 1.0, 1.0, false));
-    EXPECT_EQ(Color(CLAWNGREEN, 2.0f, true), Color(0.49, 0.99, 0.0, 2.0, true));
-}
-
-TEST(Color, UnknownNameWarnsAndGivesBlack) {
+TEST(Color, NamedDefaultAndUnknownColours) {
+    const struct {
+        Color c;
+        float r, g, b, width;
+        bool bFill;
+    } aCases[] = {
+        {Color(CORANGE, 0.5f, true), 1.0f, 0.627f, 0.0f, 0.5f, true},
+        {Color(CDARKBROWN, 1.0f, false), 0.545f, 0.271f, 0.074f, 1.0f, false},
+        {Color(CLAWNGREEN, 2.0f, true), 0.49f, 0.99f, 0.0f, 2.0f, true},
+        {Color(CWHITE, 1.0f, false), 1.0f, 1.0f, 1.0f, 1.0f, false},
+        {Color(0.1, 0.2, 0.3, 4.0, true), 0.1f, 0.2f, 0.3f, 4.0f, true},
+    };
+    for (const auto& k : aCases) {
+        EXPECT_FLOAT_EQ(k.c.getR(), k.r);
+        EXPECT_FLOAT_EQ(k.c.getG(), k.g);
+        EXPECT_FLOAT_EQ(k.c.getB(), k.b);
+        EXPECT_FLOAT_EQ(k.c.getWidth(), k.width);
+        EXPECT_EQ(k.c.isFill(), k.bFill);
+    }
+    // the default: a black unfilled hairline
+    const Color d;
+    EXPECT_TRUE(d.getR() == 0.0f && d.getG() == 0.0f && d.getB() == 0.0f && !d.isFill() && d.getWidth() > 0.0f);
     testing::internal::CaptureStdout();
     const Color c(Colorname(17), 1.0f, false);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
@@ -89,22 +114,34 @@ TEST(Color, NextColorNameCyclesOneToFourteen) {
 
 // ---- Visualizer2: the page ------------------------------------------------------------
 
-TEST(Visualizer2, SmallSceneHasTheExactLayout) {
-    const std::string fn = "vis_scene.ps";
+namespace {
+// Drawings are written into a private directory.
+class Drawing : public testing::Test {
+    lumo_test::ScopedTempDir tmp;
+};
+} // namespace
+
+// Two triangles, a circle, a segment, a point and a two-line label with a header line.
+static void addSmallScene(Visualizer2& vis, const std::string& header) {
     Point2 a(0, 0), b(10, 0), c(0, 10), d(10, 10);
     Triangle2 filled, unfilled;
     filled.setProperties(&a, &b, &c);
     unfilled.setProperties(&b, &d, &c);
+    vis.addHeaderLine(header);
+    vis.addObject(filled, Color(CRED, 0.5f, true));
+    vis.addObject(unfilled, Color(CBLUE, 0.1f, false));
+    vis.addObject(Circle2(Point2(5, 5), 4.0), Color(CGREEN, 0.2f, false));
+    vis.addObject(Segment2(a, d), Color(CPINK, 0.3f, false));
+    vis.addObject(d, Color(CGRAY, 0.25f, false));
+    vis.addObject(Label(Point2(1, 1), "A\nB", 10), Color(CBLACK, 0.01f, false));
+}
+
+TEST_F(Drawing, SmallSceneHasTheExactLayout) {
+    const std::string fn = "vis_scene.ps";
     testing::internal::CaptureStdout();
     {
         Visualizer2 vis(fn);
-        vis.addHeaderLine("hello");
-        vis.addObject(filled, Color(CRED, 0.5f, true));
-        vis.addObject(unfilled, Color(CBLUE, 0.1f, false));
-        vis.addObject(Circle2(Point2(5, 5), 4.0), Color(CGREEN, 0.2f, false));
-        vis.addObject(Segment2(a, d), Color(CPINK, 0.3f, false));
-        vis.addObject(d, Color(CGRAY, 0.25f, false));
-        vis.addObject(Label(Point2(1, 1), "A\nB", 10), Color(CBLACK, 0.01f, false));
+        addSmallScene(vis, "hello");
         vis.writeFile();
     }
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Visualizer2:: Writing vis_scene.ps\n");
@@ -221,68 +258,102 @@ TEST(Visualizer2, SmallSceneHasTheExactLayout) {
         "%%Trailer",
     };
     expectSameLines(expected, got);
-    std::remove(fn.c_str());
 }
 
-TEST(Visualizer2, SinglePointWidensTheYRangeToAFiniteScale) {
-    testing::internal::CaptureStdout();
-    {
-        Visualizer2 vis("vis_point.ps");
-        vis.addObject(Point2(2, 3), Color(CBLACK, 1.0f, false));
-        vis.writeFile();
+// Small boxes, degenerate boxes, empty drawings: the range lines and the page position.
+TEST_F(Drawing, DegenerateBoxesStillHaveAFinitePage) {
+    const struct {
+        std::vector<Point2> vPoints;
+        const char* xRange;
+        const char* yRange;
+        const char* cross;  // of the first point, "" when there is none
+    } aCases[] = {
+        // a single point: the y extent is widened to 1, scale 480, the point maps to (50, 200)
+        {{Point2(2, 3)}, "(x-Range: [2 - 2] =0)", "(y-Range: [3 - 4] =1)", "48.5\t198.5\tmoveto\n51.5\t201.5\tlineto\n"},
+        // nothing collected: a unit box
+        {{}, "(x-Range: [0 - 1] =1)", "(y-Range: [0 - 1] =1)", ""},
+        // y + 1 == y far out: the box stays flat, the point still maps to the corner
+        {{Point2(1e300, 1e300)}, "(x-Range: [1e+300 - 1e+300] =0)", "(y-Range: [1e+300 - 1e+300] =0)",
+         "48.5\t198.5\tmoveto\n"},
+        // an extent beyond the doubles is shown as twice its half
+        {{Point2(-1e308, 0), Point2(1e308, 1)}, "(x-Range: [-1e+308 - 1e+308] =2*1e+308)", "(y-Range: [0 - 1] =1)",
+         "48.5\t198.5\tmoveto\n"},
+    };
+    for (const auto& c : aCases) {
+        const std::string ps = draw([&](Visualizer2& v) { v.addObject(c.vPoints, Color(CBLACK, 1.0f, false)); });
+        EXPECT_NE(ps.find(std::string(c.xRange) + "\tshow\n"), std::string::npos) << ps;
+        EXPECT_NE(ps.find(std::string(c.yRange) + "\tshow\n"), std::string::npos) << ps;
+        EXPECT_NE(ps.find(c.cross), std::string::npos) << ps;
+        EXPECT_EQ(ps.substr(ps.size() - 26), "stroke\nshowpage\n%%Trailer\n");
     }
-    testing::internal::GetCapturedStdout();
-    const std::string ps = readFile("vis_point.ps");
-    EXPECT_NE(ps.find("(x-Range: [2 - 2] =0)\tshow\n"), std::string::npos);
-    EXPECT_NE(ps.find("(y-Range: [3 - 4] =1)\tshow\n"), std::string::npos);
-    // scale 480: the point maps to (50, 200)
-    EXPECT_NE(ps.find("48.5\t198.5\tmoveto\n51.5\t201.5\tlineto\n"), std::string::npos) << ps;
-    EXPECT_EQ(ps.find("inf"), std::string::npos);
-    EXPECT_EQ(ps.find("nan"), std::string::npos);
-    std::remove("vis_point.ps");
 }
 
-TEST(Visualizer2, ElevenHeaderLinesKeepTenAndWarnOnce) {
+// Every finite box, from subnormal to beyond DBL_MAX in extent: every page coordinate is a
+// finite number inside the drawing area, in both formats.
+TEST_F(Drawing, PageTransformStaysFiniteForEveryFiniteBox) {
+    const double m = DBL_MAX, t = 4.9e-324;
+    const std::vector<std::vector<Point2>> vBoxes = {
+        {Point2(-m, -m), Point2(m, m), Point2(m, -m)},   {Point2(1e308, 1e308), Point2(-1e308, 3)},
+        {Point2(0, 0), Point2(t, 0), Point2(0, t)},      {Point2(1e-320, 0), Point2(0, 1e-320)},
+        {Point2(-m, 0), Point2(-m, t)},                  {Point2(1e300, 1), Point2(1e300 * (1 + 2e-16), 1)},
+        {Point2(m, m), Point2(m, m)},
+    };
+    for (const auto& vPoints : vBoxes) {
+        const auto add = [&](Visualizer2& v) {
+            v.addObject(vPoints, Color(CBLACK, 1.0f, false));
+            v.addObject(Segment2(vPoints.front(), vPoints.back()), Color(CRED, 1.0f, false));
+            v.addObject(Circle2(vPoints.back(), 0.0), Color(CRED, 1.0f, false));
+        };
+        const std::string ps = draw(add);
+        std::istringstream ss(ps);
+        size_t numCoordinates = 0;
+        for (std::string line; std::getline(ss, line);) {
+            if (line.size() < 7 || (line.substr(line.size() - 6) != "moveto" && line.substr(line.size() - 6) != "lineto"))
+                continue;
+            double x, y;
+            std::istringstream ls(line);
+            ASSERT_TRUE(ls >> x >> y) << line;
+            if (x == 40.0) continue;  // title lines
+            EXPECT_TRUE(x >= 48.5 && x <= 531.5 && y >= 198.5 && y <= 681.5) << line << " for " << vPoints[0].x();
+            ++numCoordinates;
+        }
+        EXPECT_EQ(numCoordinates, 4 * vPoints.size() + 3);
+        const std::string svg = draw(add, DF_SVG);
+        for (const std::string& text : {ps, svg}) {
+            EXPECT_EQ(text.find("nan"), std::string::npos) << text;
+            EXPECT_EQ(text.find("inf"), std::string::npos) << text;
+        }
+    }
+}
+
+TEST_F(Drawing, HeaderLinesAreLimitedToTenOf120Characters) {
     testing::internal::CaptureStdout();
-    Visualizer2 vis("vis_header.ps");
+    Visualizer2 vis("header.ps");
     for (int i = 0; i < 11; ++i) vis.addHeaderLine("line" + std::to_string(i) + "_____");
     const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(out, "Visualizer2:: Writing vis_header.ps\n"
+    EXPECT_EQ(out, "Visualizer2:: Writing header.ps\n"
                    "\n      [Lumo2D-Message] Visualizer2::addHeaderLine(), WARNING: skipping text [\"line10_____\"], "
                    "maximum number of header lines reached\n\n");
     testing::internal::CaptureStdout();
     vis.writeFile();
     testing::internal::GetCapturedStdout();
-    const std::string ps = readFile("vis_header.ps");
+    std::string ps = readFile("header.ps");
     // ten lines of ten characters: font min(100/10-2, 12, 500/10) = 8, pitch 10
     EXPECT_NE(ps.find("\t/Times-Roman findfont 8 scalefont\n"), std::string::npos);
     EXPECT_NE(ps.find("240\t785\tmoveto\n(line0_____)\tshow\n"), std::string::npos);
     EXPECT_NE(ps.find("240\t695\tmoveto\n(line9_____)\tshow\n"), std::string::npos);
     EXPECT_EQ(ps.find("line10"), std::string::npos);
     EXPECT_NE(ps.find("237\t692\tmoveto\n237\t795\tlineto\n"), std::string::npos);
-    std::remove("vis_header.ps");
-}
-
-TEST(Visualizer2, LongHeaderLineIsCutTo120Characters) {
-    const std::string longLine(200, 'x');
-    testing::internal::CaptureStdout();
-    {
-        Visualizer2 vis("vis_long.ps");
-        vis.addHeaderLine(longLine);
-        vis.writeFile();
-    }
-    testing::internal::GetCapturedStdout();
-    const std::string ps = readFile("vis_long.ps");
-    // L = 120 gives 500/120 = 4, raised to the minimum size 6
+    // a line of 200 characters is cut to 120: 500/120 = 4, raised to the minimum size 6
+    ps = draw([](Visualizer2& v) { v.addHeaderLine(std::string(200, 'x')); });
     EXPECT_NE(ps.find("\t/Times-Roman findfont 6 scalefont\n"), std::string::npos);
     EXPECT_NE(ps.find("(" + std::string(120, 'x') + ")\tshow\n"), std::string::npos);
     EXPECT_EQ(ps.find(std::string(121, 'x')), std::string::npos);
-    std::remove("vis_long.ps");
 }
 
-TEST(Visualizer2, SecondWriteWarnsAndLateAddIsAnAssertion) {
+TEST_F(Drawing, SecondWriteWarnsAndLateAddIsAnAssertion) {
     testing::internal::CaptureStdout();
-    Visualizer2 vis("vis_twice.ps");
+    Visualizer2 vis("twice.ps");
     vis.addObject(Point2(0, 0), Color());
     vis.writeFile();
     testing::internal::GetCapturedStdout();
@@ -295,73 +366,19 @@ TEST(Visualizer2, SecondWriteWarnsAndLateAddIsAnAssertion) {
     EXPECT_THROW(vis.addHeaderLine("late"), LumoException);
     const std::string out = testing::internal::GetCapturedStdout();
     EXPECT_NE(out.find("Condition [ !bFileClosed failed ]"), std::string::npos);
-    std::remove("vis_twice.ps");
 }
 
-TEST(Visualizer2, DestructorCompletesAnUnfinishedFile) {
+TEST_F(Drawing, DestructorCompletesAnUnfinishedFileAndAnUnopenableOneIsSilent) {
     testing::internal::CaptureStdout();
     {
-        Visualizer2 vis("vis_unfinished.ps");
+        Visualizer2 vis("unfinished.ps");
         vis.addObject(Segment2(Point2(0, 0), Point2(1, 1)), Color(CRED, 1.0f, false));
     }
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "Visualizer2:: Writing vis_unfinished.ps\n"
-              "Calling Visualizer2::writeFile() to complete an unfinished visualization [vis_unfinished.ps]\n");
-    const std::string ps = readFile("vis_unfinished.ps");
+              "Visualizer2:: Writing unfinished.ps\n"
+              "Calling Visualizer2::writeFile() to complete an unfinished visualization [unfinished.ps]\n");
+    const std::string ps = readFile("unfinished.ps");
     EXPECT_EQ(ps.substr(ps.size() - 33), "stroke\nstroke\nshowpage\n%%Trailer\n");
-    std::remove("vis_unfinished.ps");
-}
-
-TEST(Visualizer2, CirclesExtendTheBoxAndBreakPathsEveryFifty) {
-    testing::internal::CaptureStdout();
-    {
-        Visualizer2 vis("vis_circles.ps");
-        for (int i = 0; i < 100; ++i) vis.addObject(Circle2(Point2(i, 0), 1.0), Color(CBLUE, 0.1f, true));
-        vis.writeFile();
-    }
-    testing::internal::GetCapturedStdout();
-    const std::string ps = readFile("vis_circles.ps");
-    EXPECT_NE(ps.find("(x-Range: [-1 - 100] =101)\tshow\n"), std::string::npos);
-    EXPECT_NE(ps.find("(y-Range: [-1 - 1] =2)\tshow\n"), std::string::npos);
-    EXPECT_EQ(countLines(ps, "arc") + countLines(ps, "gsave"), 100u);
-    // group stroke before and after, the final stroke, and one per fifty circles of a
-    // process-wide count: exactly two multiples of 50 fall into any run of 100
-    EXPECT_EQ(countLines(ps, "stroke"), 2u + 1u + 2u);
-    std::remove("vis_circles.ps");
-}
-
-TEST(Visualizer2, VectorFormsAddEveryElement) {
-    Point2 a(0, 0), b(4, 0), c(0, 2), d(4, 2);
-    Triangle2 t0, t1;
-    t0.setProperties(&a, &b, &c);
-    t1.setProperties(&b, &d, &c);
-    t0.setOppTriangle(0, &t1);
-    testing::internal::CaptureStdout();
-    {
-        Visualizer2 vis("vis_vectors.ps");
-        vis.addObject(std::vector<Point2>{a, d}, Color(CRED, 1.0f, false));
-        vis.addObject(std::vector<Point2*>{&b, nullptr, &c}, Color(CRED, 1.0f, false));
-        vis.addObject(std::vector<Segment2>{Segment2(a, b)}, Color(CGREEN, 1.0f, false));
-        vis.addObject(std::vector<Triangle2>{t0}, Color(CBLUE, 1.0f, false));
-        vis.addObject(std::vector<Triangle2*>{&t0, &t1}, Color(CBLUE, 1.0f, false));
-        vis.addObject(std::vector<Edge2>{Edge2(&t0, 0)}, Color(CORANGE, 1.0f, false));
-        vis.writeFile();
-    }
-    testing::internal::GetCapturedStdout();
-    const std::string ps = readFile("vis_vectors.ps");
-    EXPECT_EQ(countLines(ps, "closepath"), 3u);
-    EXPECT_EQ(countLines(ps, "1\t0\t0\tsetrgbcolor"), 1u);  // one red group for both point vectors
-    // points: 4 crosses of two strokes; segment and edge: 1 each
-    size_t movetos = 0;
-    for (const std::string& l : lines(ps)) movetos += l.size() > 6 && l.substr(l.size() - 6) == "moveto";
-    EXPECT_EQ(movetos, 4u /*title, edition, ranges*/ + 3u /*triangles*/ + 2u /*segment, edge*/ + 8u /*crosses*/);
-    // the edge (b, c) opposite corner 0 runs from b to c: scale 120
-    EXPECT_NE(ps.find("stroke\n1\t0.627\t0\tsetrgbcolor\n1\tsetlinewidth\n530\t200\tmoveto\n50\t440\tlineto\nstroke\n"),
-              std::string::npos);
-    std::remove("vis_vectors.ps");
-}
-
-TEST(Visualizer2, UnopenableFileIsSilent) {
     testing::internal::CaptureStdout();
     {
         Visualizer2 vis("no_such_dir_x/y/z.ps");
@@ -371,36 +388,73 @@ TEST(Visualizer2, UnopenableFileIsSilent) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Visualizer2:: Writing no_such_dir_x/y/z.ps\n");
 }
 
-TEST(Visualizer2, LabelTextKeepsPostScriptStringsBalanced) {
-    testing::internal::CaptureStdout();
-    {
-        Visualizer2 vis("vis_label.ps");
+TEST_F(Drawing, CirclesExtendTheBoxAndBreakPathsEveryFifty) {
+    const std::string ps = draw([](Visualizer2& v) {
+        for (int i = 0; i < 100; ++i) v.addObject(Circle2(Point2(i, 0), 1.0), Color(CBLUE, 0.1f, true));
+    });
+    EXPECT_NE(ps.find("(x-Range: [-1 - 100] =101)\tshow\n"), std::string::npos);
+    EXPECT_NE(ps.find("(y-Range: [-1 - 1] =2)\tshow\n"), std::string::npos);
+    EXPECT_EQ(countLines(ps, "arc") + countLines(ps, "gsave"), 100u);
+    // group stroke before and after, the final stroke, and one per fifty circles of a
+    // process-wide count: exactly two multiples of 50 fall into any run of 100
+    EXPECT_EQ(countLines(ps, "stroke"), 2u + 1u + 2u);
+}
+
+TEST_F(Drawing, VectorFormsAddEveryElement) {
+    Point2 a(0, 0), b(4, 0), c(0, 2), d(4, 2);
+    Triangle2 t0, t1;
+    t0.setProperties(&a, &b, &c);
+    t1.setProperties(&b, &d, &c);
+    t0.setOppTriangle(0, &t1);
+    const std::string ps = draw([&](Visualizer2& vis) {
+        vis.addObject(std::vector<Point2>{a, d}, Color(CRED, 1.0f, false));
+        vis.addObject(std::vector<Point2*>{&b, nullptr, &c}, Color(CRED, 1.0f, false));
+        vis.addObject(std::vector<Segment2>{Segment2(a, b)}, Color(CGREEN, 1.0f, false));
+        vis.addObject(std::vector<Triangle2>{t0}, Color(CBLUE, 1.0f, false));
+        vis.addObject(std::vector<Triangle2*>{&t0, &t1}, Color(CBLUE, 1.0f, false));
+        vis.addObject(std::vector<Edge2>{Edge2(&t0, 0)}, Color(CORANGE, 1.0f, false));
+    });
+    EXPECT_EQ(countLines(ps, "closepath"), 3u);
+    EXPECT_EQ(countLines(ps, "1\t0\t0\tsetrgbcolor"), 1u);  // one red group for both point vectors
+    // points: 4 crosses of two strokes; segment and edge: 1 each
+    size_t movetos = 0;
+    for (const std::string& l : lines(ps)) movetos += l.size() > 6 && l.substr(l.size() - 6) == "moveto";
+    EXPECT_EQ(movetos, 4u /*title, edition, ranges*/ + 3u /*triangles*/ + 2u /*segment, edge*/ + 8u /*crosses*/);
+    // the edge (b, c) opposite corner 0 runs from b to c: scale 120
+    EXPECT_NE(ps.find("stroke\n1\t0.627\t0\tsetrgbcolor\n1\tsetlinewidth\n530\t200\tmoveto\n50\t440\tlineto\nstroke\n"),
+              std::string::npos);
+}
+
+TEST_F(Drawing, LabelTextKeepsPostScriptStringsBalanced) {
+    const std::string ps = draw([](Visualizer2& vis) {
         vis.addObject(Label(Point2(0, 0), "f(x) = 1)\\", 7), Color());
         vis.addObject(Point2(1, 1), Color());
-        vis.writeFile();
-    }
-    testing::internal::GetCapturedStdout();
-    const std::string ps = readFile("vis_label.ps");
+    });
     EXPECT_NE(ps.find("/Arial findfont 7 scalefont\n setfont\n50\t200\tmoveto\n(f\\(x\\) = 1\\)\\\\)\tshow\n"),
               std::string::npos) << ps;
-    std::remove("vis_label.ps");
 }
 
-TEST(Visualizer2, EmptyDrawingStillHasAFinitePage) {
-    testing::internal::CaptureStdout();
-    { Visualizer2 vis("vis_empty.ps"); }
-    testing::internal::GetCapturedStdout();
-    const std::string ps = readFile("vis_empty.ps");
-    EXPECT_NE(ps.find("(x-Range: [0 - 1] =1)\tshow\n"), std::string::npos);
-    EXPECT_EQ(ps.substr(ps.size() - 26), "stroke\nshowpage\n%%Trailer\n");
-    std::remove("vis_empty.ps");
-}
-
-TEST(Color, DefaultIsABlackUnfilledHairline) {
-    const Color c;
-    EXPECT_EQ(c.getR(), 0.0f);
-    EXPECT_EQ(c.getG(), 0.0f);
-    EXPECT_EQ(c.getB(), 0.0f);
-    EXPECT_FALSE(c.isFill());
-    EXPECT_GT(c.getWidth(), 0.0f);
+// The SVG drawing: the PostScript page flipped upside down (y = 842 - page y), one path per
+// colour group, texts escaped for XML.
+TEST_F(Drawing, SvgShowsTheSamePage) {
+    const std::string svg = draw([](Visualizer2& vis) { addSmallScene(vis, "hello <&>"); }, DF_SVG);
+    for (const char* line : {
+             "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"550\" "
+             "height=\"620\" viewBox=\"30 40 550 620\">\n<title>drawing.svg</title>\n",
+             "<text x=\"40\" y=\"102\" font-size=\"17\">drawing.svg</text>\n",
+             "<text x=\"40\" y=\"137\" font-size=\"10\">x-Range: [0 - 10] =10</text>\n",
+             "<text x=\"240\" y=\"147\" font-size=\"12\">hello &lt;&amp;&gt;</text>\n",
+             "<path fill=\"none\" stroke=\"#000000\" stroke-width=\"0.05\" d=\"M237 150V133M237 150H570\"/>\n",
+             // the blue group before the red one, as in PostScript; filled ones get a grey outline
+             "<path stroke-linejoin=\"round\" fill=\"none\" stroke=\"#0000ff\" stroke-width=\"0.1\" "
+             "d=\"M530 642L530 162L50 162Z\"/>\n<path stroke-linejoin=\"round\" fill=\"#ff0000\" stroke=\"#4d4d4d\" "
+             "stroke-width=\"0.5\" d=\"M50 642L530 642L50 162Z\"/>\n",
+             "<path fill=\"none\" stroke=\"#ff66b3\" stroke-width=\"0.3\" d=\"M50 642L530 162\"/>\n",
+             "<path fill=\"none\" stroke=\"#4d4d4d\" stroke-width=\"0.25\" d=\"M528.5 163.5L531.5 160.5M528.5 "
+             "160.5L531.5 163.5\"/>\n",
+             "<circle cx=\"290\" cy=\"402\" r=\"96\" fill=\"none\" stroke=\"#00ff00\" stroke-width=\"0.2\"/>\n",
+             "<text x=\"98\" y=\"594\" font-size=\"10\" font-family=\"Arial, sans-serif\" fill=\"#000000\">A</text>\n"
+             "<text x=\"98\" y=\"606\" font-size=\"10\" font-family=\"Arial, sans-serif\" fill=\"#000000\">B</text>\n"
+             "</svg>\n"})
+        EXPECT_NE(svg.find(line), std::string::npos) << line << "\n---\n" << svg;
 }

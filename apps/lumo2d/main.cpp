@@ -1,24 +1,22 @@
 // lumo2d: Delaunay triangulation from the command line.
 //
 //   lumo2d demo [DIR]
-//   lumo2d triangulate INPUT [--obj FILE] [--ps FILE] [--web DIR]
+//   lumo2d triangulate INPUT [--format F] [--obj F] [--ps F] [--svg F] [--web DIR] [--node F] [--ele F]
 //
 // Library messages (which go to standard output) are held back and shown on standard error
 // only when something fails, so that standard output carries just the summary.
 #include <sys/stat.h>
 #include <unistd.h>
-#include <cctype>
-#include <cerrno>
 #include <chrono>
-#include <cmath>
-#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <fstream>
+#include <functional>
+#include <iomanip>
 #include <iostream>
 #include <sstream>
 #include <string>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 #include "Lumo_2D.h"
 
@@ -29,15 +27,33 @@ namespace {
 const char* const usageText =
     "Usage: lumo2d COMMAND [ARGS]\n"
     "\n"
-    "Delaunay triangulation of 2D points, with a PostScript drawing, an OBJ file and a\n"
-    "browser scene (a directory with index.html that shows the mesh in 3D).\n"
+    "Delaunay triangulation of 2D points, with drawings (PostScript, SVG), an OBJ file, a\n"
+    "browser scene (a directory with index.html that shows the mesh in 3D) and .node/.ele files.\n"
     "\n"
     "Commands:\n"
-    "  demo [DIR]           triangulate a built-in, reproducible data set and write a drawing,\n"
+    "  demo [DIR]           triangulate a built-in, reproducible data set and write drawings,\n"
     "                       an OBJ file and a browser scene into DIR (default: lumo2d-demo)\n"
-    "  triangulate INPUT [--obj FILE] [--ps FILE] [--web DIR]\n"
-    "                       triangulate the points of INPUT, a text file of \"x y\" pairs or a\n"
-    "                       binary point file (told apart by content), and write what is asked\n"
+    "  triangulate INPUT [OPTIONS]\n"
+    "                       triangulate the points of INPUT (\"-\": standard input) and write\n"
+    "                       what the options ask for\n"
+    "\n"
+    "Input formats (told apart by content and extension, or named with --format):\n"
+    "  xy       text, one \"x y\" pair per line; '#' starts a comment\n"
+    "  csv      comma-separated, a header naming the columns x and y (or just x,y lines)\n"
+    "  node     the .node format: \"n 2 attributes markers\", then \"index x y [attr] [marker]\"\n"
+    "  binary   the library's binary point file\n"
+    "\n"
+    "Triangulate options:\n"
+    "  --format F           read INPUT as F: auto (default), xy, csv, node, binary\n"
+    "  --obj FILE           the triangles as a Wavefront OBJ file\n"
+    "  --ps FILE            a PostScript drawing\n"
+    "  --svg FILE           an SVG drawing (any browser shows it)\n"
+    "  --web DIR            a browser scene: a 3D view and the SVG top view (2d.svg)\n"
+    "  --node FILE          the input points in input order, .node format\n"
+    "  --ele FILE           the triangles as indices of the input points (.ele format; a\n"
+    "                       duplicate point is named by its first occurrence). Indices count\n"
+    "                       from 0, or as in the input for a .node input\n"
+    "Drawings (--ps, --svg, the scene's top view) are made for at most 100000 triangles.\n"
     "\n"
     "Options:\n"
     "  -v, --verbose        also show the library's own messages\n"
@@ -158,7 +174,7 @@ public:
     void removeAll() {
         for (auto it = vPaths.rbegin(); it != vPaths.rend(); ++it) {
             if (isDirectory(*it)) {
-                for (const char* n : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js", "3d.obj"})
+                for (const char* n : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js", "3d.obj", "2d.svg"})
                     std::remove((*it + "/" + n).c_str());
                 rmdir(it->c_str());
             } else {
@@ -174,91 +190,71 @@ private:
 
 // ---- reading points ----------------------------------------------------------------------
 
-std::string readWholeFile(const std::string& path) {
-    if (isDirectory(path)) inputError(path + ": is a directory");
-    std::ifstream f(path.c_str(), std::ios::binary);
-    if (!f) inputError(path + ": cannot open: " + std::strerror(errno));
-    std::ostringstream ss;
-    ss << f.rdbuf();
-    return ss.str();
+// The input formats the tool reads: the library checks every line and names the first bad one.
+// A format with more than points (segments, say) adds its entry and its reader here.
+struct InputFormat {
+    const char* option;       // the --format value
+    PointFileFormat format;
+    const char* description;  // for the summary
+};
+const InputFormat aInputFormats[] = {
+    {"auto", PFF_AUTO, "detected"},
+    {"xy", PFF_XY, "text"},
+    {"csv", PFF_CSV, "CSV"},
+    {"node", PFF_NODE, ".node"},
+    {"binary", PFF_BINARY, "binary"},
+};
+
+const InputFormat& inputFormat(PointFileFormat format) {
+    for (const InputFormat& f : aInputFormats)
+        if (f.format == format) return f;
+    return aInputFormats[0];
 }
 
-// The binary point file: int32 type (20: x y, 30: x y z), uint64 count, doubles.
-bool looksBinary(const std::string& bytes, int32_t& type) {
-    if (bytes.size() < 12) return false;
-    std::memcpy(&type, bytes.data(), 4);
-    return type == 20 || type == 30;
+PointFileFormat parseFormatOption(const std::string& value) {
+    for (const InputFormat& f : aInputFormats)
+        if (value == f.option) return f.format;
+    usageError("--format: unknown format '" + value + "' (auto, xy, csv, node or binary)");
 }
 
-void checkBinaryLayout(const std::string& path, const std::string& bytes, int32_t type) {
-    uint64_t n = 0;
-    std::memcpy(&n, bytes.data() + 4, 8);
-    const uint64_t recordSize = type == 20 ? 16 : 24;
-    const uint64_t payload = bytes.size() - 12;
-    if (n > payload / recordSize || payload != n * recordSize) {
-        inputError(path + ": binary point file (type " + std::to_string(type) + ") announces " + std::to_string(n) +
-                   " points but holds " + std::to_string(payload) + " bytes of coordinates");
-    }
-}
-
-// Every token must be a finite number, and they must pair up; names the first offender.
-size_t checkTextLayout(const std::string& path, const std::string& text) {
-    if (text.find('\0') != std::string::npos)
-        inputError(path + ": neither text \"x y\" pairs nor a binary point file");
-    size_t numTokens = 0, line = 1, i = 0;
-    while (i < text.size()) {
-        const char c = text[i];
-        if (c == '\n') ++line;
-        if (std::isspace(static_cast<unsigned char>(c))) {
-            ++i;
-            continue;
-        }
-        size_t end = i;
-        while (end < text.size() && !std::isspace(static_cast<unsigned char>(text[end]))) ++end;
-        const std::string token = text.substr(i, end - i);
-        char* stop = nullptr;
-        const double v = std::strtod(token.c_str(), &stop);
-        if (stop == token.c_str() || *stop != '\0' || !std::isfinite(v)) {
-            const std::string shown = token.size() > 20 ? token.substr(0, 20) + "..." : token;
-            inputError(path + ":" + std::to_string(line) + ": '" + shown + "' is not a finite number");
-        }
-        ++numTokens;
-        i = end;
-    }
-    if (numTokens % 2 != 0) inputError(path + ": odd number of coordinates (" + std::to_string(numTokens) + "): the last x has no y");
-    return numTokens / 2;
-}
-
-std::vector<Point2> readPoints(const std::string& path, const char*& formatOut) {
-    const std::string bytes = readWholeFile(path);
+struct Input {
     std::vector<Point2> vPoints;
-    int32_t type = 0;
-    bool bRead;
-    {
-        HoldBackStdout hold(false);  // the readers' own failure lines are replaced by ours
-        if (looksBinary(bytes, type)) {
-            checkBinaryLayout(path, bytes, type);
-            formatOut = "binary";
-            bRead = readPointsBIN(path.c_str(), vPoints);
-        } else {
-            const size_t numPoints = checkTextLayout(path, bytes);
-            formatOut = "text";
-            bRead = readXY(path.c_str(), vPoints) && vPoints.size() == numPoints;
-        }
-    }
-    if (!bRead) inputError(path + ": could not be read as a " + std::string(formatOut) + " point file");
-    if (vPoints.empty()) inputError(path + ": holds no points");
-    for (size_t k = 0; k < vPoints.size(); ++k) {
-        if (!std::isfinite(vPoints[k].x()) || !std::isfinite(vPoints[k].y()))
-            inputError(path + ": point " + std::to_string(k + 1) + " has a non-finite coordinate");
-    }
-    return vPoints;
+    std::string description;  // "pts.txt (text, 6 points)"
+    int firstIndex{0};        // of the points in .node/.ele output: the input's own for .node
+};
+
+std::string trimmedMessage(std::string text) {
+    while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
+    while (!text.empty() && text.front() == '\n') text.erase(0, 1);
+    return text;
 }
 
-// ---- the work ----------------------------------------------------------------------------
+// INPUT "-" is standard input.
+Input readInput(const std::string& path, PointFileFormat format) {
+    const bool bStdin = path == "-";
+    if (!bStdin && isDirectory(path)) inputError(path + ": is a directory");
+    Input in;
+    PointFileFormat used = format;
+    bool bRead;
+    std::string libraryMessage;
+    {
+        HoldBackStdout hold(false);  // the reader's message becomes ours
+        bRead = bStdin ? readPointStream(std::cin, "standard input", format, in.vPoints, &used)
+                       : readPointFile(path.c_str(), format, in.vPoints, &used);
+        libraryMessage = hold.text();
+    }
+    const std::string name = bStdin ? "standard input" : path;
+    if (!bRead) inputError(trimmedMessage(libraryMessage));
+    if (in.vPoints.empty()) inputError(name + ": holds no points");
+    if (used == PFF_NODE) in.firstIndex = in.vPoints.front().getCustomIndex();
+    in.description = name + " (" + inputFormat(used).description + ", " + std::to_string(in.vPoints.size()) + " points)";
+    return in;
+}
+
+// ---- writing ---------------------------------------------------------------------------------
 
 struct Outputs {
-    std::string obj, ps, web;
+    std::string obj, ps, svg, web, node, ele;
 };
 
 struct Options {
@@ -272,61 +268,111 @@ std::string formatMs(double seconds) {
     return buf;
 }
 
+std::ofstream openForWriting(const std::string& path) {
+    std::ofstream f(path.c_str(), std::ios::out | std::ios::trunc);
+    f << std::setprecision(17);  // enough digits to read every double back exactly
+    return f;
+}
+
+// The input points in input order, duplicates included, so that the .ele indices are rows of
+// the user's own data.
+void writeNodeFile(const std::string& path, const Input& in) {
+    std::ofstream f = openForWriting(path);
+    f << in.vPoints.size() << " 2 0 0\n";
+    for (size_t i = 0; i < in.vPoints.size(); ++i)
+        f << (long long)(i) + in.firstIndex << " " << in.vPoints[i].x() << " " << in.vPoints[i].y() << "\n";
+    if (!f) inputError(path + ": could not be written");
+}
+
+// Triangles as counterclockwise triples of input indices; a vertex that merged duplicates is
+// named by its first input point.
+void writeEleFile(const std::string& path, const Lumo_2D& dt, const Input& in, const std::vector<Point2*>& vHandles) {
+    std::unordered_map<const Point2*, long long> mFirstIndex;
+    for (size_t i = vHandles.size(); i-- > 0;) mFirstIndex[vHandles[i]] = (long long)(i) + in.firstIndex;
+    std::vector<Triangle2*> vTriangles;
+    dt.getTrianglePointers(vTriangles);
+    std::ofstream f = openForWriting(path);
+    f << vTriangles.size() << " 3 0\n";
+    for (size_t t = 0; t < vTriangles.size(); ++t) {
+        f << (long long)(t) + in.firstIndex;
+        for (int i = 0; i < 3; ++i) f << " " << mFirstIndex.at(vTriangles[t]->getCorner(i));
+        f << "\n";
+    }
+    if (!f) inputError(path + ": could not be written");
+}
+
 // Triangulates, writes the outputs and prints the summary; cleans up on failure.
-void triangulateAndWrite(const std::vector<Point2>& vPoints, const std::string& sourceText, const Outputs& out,
-                         const Options& opt) {
-    if (!out.obj.empty()) checkFileTarget("--obj", out.obj);
-    if (!out.ps.empty()) checkFileTarget("--ps", out.ps);
+void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt) {
+    for (const auto& target : {std::make_pair("--obj", &out.obj), std::make_pair("--ps", &out.ps),
+                               std::make_pair("--svg", &out.svg), std::make_pair("--node", &out.node),
+                               std::make_pair("--ele", &out.ele)})
+        if (!target.second->empty()) checkFileTarget(target.first, *target.second);
     if (!out.web.empty()) checkDirectoryTarget("--web", out.web);
 
     HoldBackStdout hold(opt.bVerbose);
     WrittenPaths written;
     try {
+        const std::vector<Point2>& vPoints = in.vPoints;
         Lumo_2D dt(unsigned(vPoints.size()));
         ProgressBar bar;
         const bool bShowProgress = vPoints.size() >= progressBarMinPoints && isatty(STDERR_FILENO);
         if (bShowProgress) dt.subscribe(MSG_PROGRESS, &bar);
+        std::vector<Point2*> vHandles;
         const auto t0 = std::chrono::steady_clock::now();
-        dt.insert(vPoints);
+        dt.insert(vPoints, vHandles);
         const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
         if (bShowProgress) dt.unsubscribe(MSG_PROGRESS, &bar);
         if (!dt.is2D()) {
             inputError("no triangle: the " + std::to_string(dt.numberOfPoints()) +
                        " distinct points are all on one line");
         }
+        const bool bDrawable = dt.numberOfTriangles() <= maxDrawingTriangles;
+        for (const std::string* pDrawing : {&out.ps, &out.svg}) {
+            if (!pDrawing->empty() && !bDrawable) {
+                inputError(*pDrawing + ": " + std::to_string(dt.numberOfTriangles()) +
+                           " triangles are more than a drawing holds (" + std::to_string(maxDrawingTriangles) +
+                           "); use --web or --obj for large meshes");
+            }
+        }
 
         std::vector<std::string> vLines;
-        if (!out.ps.empty()) {
-            written.addFile(out.ps);
-            dt.show(out.ps);
-            if (!isNonEmptyFile(out.ps)) inputError(out.ps + ": could not be written");
-            vLines.push_back(out.ps + "  (PostScript drawing)");
-        }
-        if (!out.obj.empty()) {
-            written.addFile(out.obj);
-            dt.writeObj(out.obj);
-            if (!isNonEmptyFile(out.obj)) inputError(out.obj + ": could not be written");
-            vLines.push_back(out.obj + "  (Wavefront OBJ)");
-        }
+        // Writes one file through the library and checks that it arrived.
+        auto writeFile = [&](const std::string& path, const char* what, const std::function<void()>& write) {
+            if (path.empty()) return;
+            written.addFile(path);
+            write();
+            if (!isNonEmptyFile(path)) inputError(path + ": could not be written");
+            vLines.push_back(path + "  (" + what + ")");
+        };
+        writeFile(out.ps, "PostScript drawing", [&] { dt.show(out.ps); });
+        writeFile(out.svg, "SVG drawing", [&] { dt.showSvg(out.svg); });
+        writeFile(out.obj, "Wavefront OBJ", [&] { dt.writeObj(out.obj); });
+        writeFile(out.node, "input points, .node", [&] { writeNodeFile(out.node, in); });
+        writeFile(out.ele, "triangles as input indices, .ele", [&] { writeEleFile(out.ele, dt, in, vHandles); });
         if (!out.web.empty()) {
+            const std::string web = withoutTrailingSlash(out.web);
             written.addNewDirectories(out.web);
             dt.writeWebScene(out.web.c_str());
-            if (!isNonEmptyFile(out.web + "/index.html") || !isNonEmptyFile(out.web + "/3d.obj"))
+            if (!isNonEmptyFile(web + "/index.html") || !isNonEmptyFile(web + "/3d.obj") ||
+                (bDrawable && !isNonEmptyFile(web + "/2d.svg")))
                 inputError(out.web + ": the browser scene could not be written");
-            vLines.push_back(withoutTrailingSlash(out.web) + "/  (browser scene: python3 -m http.server -d " +
-                             withoutTrailingSlash(out.web) + ", then open http://localhost:8000)");
+            vLines.push_back(web + "/  (browser scene: python3 -m http.server -d " + web +
+                             ", then open http://localhost:8000)");
+            if (!bDrawable)
+                vLines.push_back(web + "/  (no top view 2d.svg: more than " + std::to_string(maxDrawingTriangles) +
+                                 " triangles)");
         }
         hold.release();
 
         const size_t numDup = vPoints.size() - dt.numberOfPoints();
-        std::cout << "input:     " << sourceText << "\n";
+        std::cout << "input:     " << in.description << "\n";
         std::cout << "points:    " << dt.numberOfPoints();
         if (numDup > 0) std::cout << " (" << numDup << " duplicate" << (numDup == 1 ? "" : "s") << " merged)";
         std::cout << "\n";
         std::cout << "triangles: " << dt.numberOfTriangles() << "\n";
         std::cout << "time:      " << formatMs(seconds) << " (triangulation)\n";
         for (size_t i = 0; i < vLines.size(); ++i) std::cout << (i == 0 ? "written:   " : "           ") << vLines[i] << "\n";
-        if (vLines.empty()) std::cout << "written:   nothing (use --obj, --ps or --web)\n";
+        if (vLines.empty()) std::cout << "written:   nothing (use --obj, --ps, --svg, --web, --node or --ele)\n";
     } catch (const CliError&) {
         written.removeAll();
         hold.release();
@@ -347,15 +393,20 @@ void runDemo(const std::vector<std::string>& vArgs, const Options& opt) {
     checkDirectoryTarget("demo", dir);
 
     // A reproducible cloud: random points in a square and a ring of points around its centre.
-    std::vector<Point2> vPoints;
-    generateRandomPoints(1000, 0.0, 100.0, vPoints, 20260101);
-    generateCircle(360, 50.0, 50.0, 35.0, 35.0, vPoints);
+    Input in;
+    generateRandomPoints(1000, 0.0, 100.0, in.vPoints, 20260101);
+    generateCircle(360, 50.0, 50.0, 35.0, 35.0, in.vPoints);
+    in.description = "built-in demo data (1000 random points and a ring of 360)";
 
     const bool bNewDir = !pathExists(dir);
     if (!createDirectory(dir.c_str())) inputError(dir + ": cannot create the directory");
     try {
-        Outputs out{dir + "/demo.obj", dir + "/demo.ps", dir + "/web"};
-        triangulateAndWrite(vPoints, "built-in demo data (1000 random points and a ring of 360)", out, opt);
+        Outputs out;
+        out.ps = dir + "/demo.ps";
+        out.svg = dir + "/demo.svg";
+        out.obj = dir + "/demo.obj";
+        out.web = dir + "/web";
+        triangulateAndWrite(in, out, opt);
     } catch (const CliError&) {
         if (bNewDir) rmdir(dir.c_str());
         throw;
@@ -364,26 +415,35 @@ void runDemo(const std::vector<std::string>& vArgs, const Options& opt) {
 
 void runTriangulate(const std::vector<std::string>& vArgs, const Options& opt) {
     std::string input;
+    bool bHaveInput = false;
+    PointFileFormat format = PFF_AUTO;
     Outputs out;
+    const std::pair<const char*, std::string*> aTargets[] = {{"--obj", &out.obj},   {"--ps", &out.ps},
+                                                             {"--svg", &out.svg},   {"--web", &out.web},
+                                                             {"--node", &out.node}, {"--ele", &out.ele}};
     for (size_t i = 0; i < vArgs.size(); ++i) {
         const std::string& a = vArgs[i];
-        std::string* pTarget = a == "--obj" ? &out.obj : a == "--ps" ? &out.ps : a == "--web" ? &out.web : nullptr;
-        if (pTarget != nullptr) {
-            if (i + 1 >= vArgs.size()) usageError(a + " needs a " + (a == "--web" ? "directory" : "file") + " name");
-            *pTarget = vArgs[++i];
-            if (pTarget->empty()) usageError(a + " needs a non-empty name");
+        std::string* pTarget = nullptr;
+        for (const auto& t : aTargets)
+            if (a == t.first) pTarget = t.second;
+        if (pTarget != nullptr || a == "--format") {
+            if (i + 1 >= vArgs.size())
+                usageError(a + " needs a " + (a == "--web" ? "directory" : a == "--format" ? "format" : "file") + " name");
+            const std::string& value = vArgs[++i];
+            if (value.empty()) usageError(a + " needs a non-empty name");
+            if (pTarget != nullptr) *pTarget = value;
+            else format = parseFormatOption(value);
         } else if (a.size() > 1 && a[0] == '-') {
             usageError("triangulate: unknown option '" + a + "'");
-        } else if (input.empty()) {
+        } else if (!bHaveInput) {
             input = a;
+            bHaveInput = true;
         } else {
             usageError("triangulate: more than one INPUT ('" + input + "', '" + a + "')");
         }
     }
-    if (input.empty()) usageError("triangulate: missing INPUT");
-    const char* format = "";
-    const std::vector<Point2> vPoints = readPoints(input, format);
-    triangulateAndWrite(vPoints, input + " (" + format + ", " + std::to_string(vPoints.size()) + " points)", out, opt);
+    if (!bHaveInput || input.empty()) usageError("triangulate: missing INPUT");
+    triangulateAndWrite(readInput(input, format), out, opt);
 }
 
 void printVersion() {

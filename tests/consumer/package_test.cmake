@@ -1,23 +1,10 @@
 # Installs the built library into a fresh prefix and builds hosts against it, once through
-# find_package(Lumo2D) and once through pkg-config. Run by CTest with cmake -P and:
-#   BUILD_DIR, SOURCE_DIR, WORK_DIR, CXX, LIBDIR, SHARED, HELLO_SOURCE
+# find_package(Lumo2D) and once through pkg-config; runs the installed tool when it is built.
+# Run by CTest with cmake -P and: BUILD_DIR, SOURCE_DIR, WORK_DIR, CXX, LIBDIR, SHARED,
+# HELLO_SOURCE, TOOL (empty when the tool is not built)
 cmake_minimum_required(VERSION 3.20)
 
-function(run)
-  cmake_parse_arguments(R "" "WORKING_DIRECTORY;OUTPUT" "COMMAND" ${ARGN})
-  if(NOT R_WORKING_DIRECTORY)
-    set(R_WORKING_DIRECTORY ${WORK_DIR})
-  endif()
-  execute_process(COMMAND ${R_COMMAND} WORKING_DIRECTORY ${R_WORKING_DIRECTORY}
-    RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT rc EQUAL 0)
-    string(REPLACE ";" " " cmd "${R_COMMAND}")
-    message(FATAL_ERROR "failed (${rc}): ${cmd}\n${out}\n${err}")
-  endif()
-  if(R_OUTPUT)
-    set(${R_OUTPUT} "${out}" PARENT_SCOPE)
-  endif()
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 
 file(REMOVE_RECURSE ${WORK_DIR})
 file(MAKE_DIRECTORY ${WORK_DIR})
@@ -44,6 +31,14 @@ foreach(internal GeomTest.h tools.h MsgPublisher.h)
     message(FATAL_ERROR "internal header installed: ${internal}")
   endif()
 endforeach()
+
+# ---- the installed tool starts (a shared build finds its library through the run path) ---
+if(TOOL)
+  run(COMMAND ${prefix}/bin/lumo2d --version OUTPUT out)
+  if(NOT out MATCHES "^lumo2d 1\\.81\\.493 ")
+    message(FATAL_ERROR "unexpected output of the installed lumo2d --version:\n${out}")
+  endif()
+endif()
 
 # ---- find_package ---------------------------------------------------------------------
 set(consumer ${SOURCE_DIR}/tests/consumer)
@@ -72,16 +67,15 @@ run(COMMAND ${PKG_CONFIG} --modversion lumo2d OUTPUT version)
 if(NOT version STREQUAL "1.81.493\n")
   message(FATAL_ERROR "pkg-config reports version '${version}'")
 endif()
-set(static)
-if(NOT SHARED)
-  set(static --static)
-endif()
-run(COMMAND ${PKG_CONFIG} --cflags --libs ${static} lumo2d OUTPUT flags)
-string(STRIP "${flags}" flags)
-separate_arguments(flags UNIX_COMMAND "${flags}")
-run(COMMAND ${CXX} -std=c++17 ${HELLO_SOURCE} ${flags} -Wl,-rpath,${prefix}/${LIBDIR} -o ${WORK_DIR}/hello_pc)
-run(COMMAND ${WORK_DIR}/hello_pc OUTPUT out)
-if(NOT out MATCHES "points written and read: 1000\n$")
-  message(FATAL_ERROR "unexpected output of hello built with pkg-config:\n${out}")
-endif()
+# The plain call links whatever the default build installed; --static links too.
+foreach(static "" --static)
+  run(COMMAND ${PKG_CONFIG} --cflags --libs ${static} lumo2d OUTPUT flags)
+  string(STRIP "${flags}" flags)
+  separate_arguments(flags UNIX_COMMAND "${flags}")
+  run(COMMAND ${CXX} -std=c++17 ${HELLO_SOURCE} ${flags} -Wl,-rpath,${prefix}/${LIBDIR} -o ${WORK_DIR}/hello_pc)
+  run(COMMAND ${WORK_DIR}/hello_pc OUTPUT out)
+  if(NOT out MATCHES "points written and read: 1000\n$")
+    message(FATAL_ERROR "unexpected output of hello built with pkg-config ${static}:\n${out}")
+  endif()
+endforeach()
 message(STATUS "installed package works with find_package and pkg-config")

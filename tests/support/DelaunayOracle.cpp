@@ -1,5 +1,4 @@
 #include "DelaunayOracle.h"
-#include <gmp.h>
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
@@ -7,6 +6,7 @@
 #include <set>
 #include <sstream>
 #include <utility>
+#include "ExactOracle.h"
 
 using ORBI_LUMO2D::Point2;
 using ORBI_LUMO2D::Triangle2;
@@ -15,61 +15,6 @@ namespace lumo_test {
 
 namespace {
 const double EPS = std::ldexp(1.0, -53);
-
-// Sign of the exact value of (a-d)x(b-d)-style determinants, computed from scratch.
-int signOf(mpq_t v) { return mpq_sgn(v); }
-
-int exactOrientationGmp(const Point2& a, const Point2& b, const Point2& c) {
-    mpq_t v[10];
-    for (auto& q : v) mpq_init(q);
-    mpq_set_d(v[0], a.x()); mpq_set_d(v[1], a.y());
-    mpq_set_d(v[2], b.x()); mpq_set_d(v[3], b.y());
-    mpq_set_d(v[4], c.x()); mpq_set_d(v[5], c.y());
-    mpq_sub(v[6], v[2], v[0]);  // bx-ax
-    mpq_sub(v[7], v[5], v[1]);  // cy-ay
-    mpq_mul(v[8], v[6], v[7]);
-    mpq_sub(v[6], v[3], v[1]);  // by-ay
-    mpq_sub(v[7], v[4], v[0]);  // cx-ax
-    mpq_mul(v[9], v[6], v[7]);
-    mpq_sub(v[8], v[8], v[9]);
-    const int s = signOf(v[8]);
-    for (auto& q : v) mpq_clear(q);
-    return s;
-}
-
-int exactInCircleGmp(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
-    mpq_t dx[3], dy[3], lift[3], t0, t1, t2, sum, px, py;
-    mpq_init(t0); mpq_init(t1); mpq_init(t2); mpq_init(sum); mpq_init(px); mpq_init(py);
-    const Point2* pts[3] = {&a, &b, &c};
-    mpq_t dxq, dyq;
-    mpq_init(dxq); mpq_init(dyq);
-    mpq_set_d(dxq, d.x());
-    mpq_set_d(dyq, d.y());
-    for (int i = 0; i < 3; ++i) {
-        mpq_init(dx[i]); mpq_init(dy[i]); mpq_init(lift[i]);
-        mpq_set_d(px, pts[i]->x());
-        mpq_set_d(py, pts[i]->y());
-        mpq_sub(dx[i], px, dxq);
-        mpq_sub(dy[i], py, dyq);
-        mpq_mul(t0, dx[i], dx[i]);
-        mpq_mul(t1, dy[i], dy[i]);
-        mpq_add(lift[i], t0, t1);
-    }
-    mpq_set_ui(sum, 0, 1);
-    for (int i = 0; i < 3; ++i) {
-        const int j = (i + 1) % 3, k = (i + 2) % 3;
-        mpq_mul(t0, dx[j], dy[k]);
-        mpq_mul(t1, dx[k], dy[j]);
-        mpq_sub(t2, t0, t1);
-        mpq_mul(t0, lift[i], t2);
-        mpq_add(sum, sum, t0);
-    }
-    const int s = mpq_sgn(sum);
-    for (int i = 0; i < 3; ++i) { mpq_clear(dx[i]); mpq_clear(dy[i]); mpq_clear(lift[i]); }
-    mpq_clear(t0); mpq_clear(t1); mpq_clear(t2); mpq_clear(sum); mpq_clear(px); mpq_clear(py);
-    mpq_clear(dxq); mpq_clear(dyq);
-    return s;
-}
 
 // A magnitude range where the floating filters below are safe from underflow and overflow.
 bool inSafeRange(double v) { return v == 0.0 || (v > 1e-120 && v < 1e120); }
@@ -82,7 +27,7 @@ int exactOrientation(const Point2& a, const Point2& b, const Point2& c) {
     const double bound = 8.0 * EPS * (std::fabs(l) + std::fabs(r));
     if (inSafeRange(std::fabs(l)) && inSafeRange(std::fabs(r)) && std::fabs(det) > bound && std::fabs(det) > 1e-200)
         return det > 0 ? 1 : -1;
-    return exactOrientationGmp(a, b, c);
+    return lumo_oracle::orient(a.x(), a.y(), b.x(), b.y(), c.x(), c.y());
 }
 
 int exactInCircle(const Point2& a, const Point2& b, const Point2& c, const Point2& d) {
@@ -95,7 +40,7 @@ int exactInCircle(const Point2& a, const Point2& b, const Point2& c, const Point
                         bl * (std::fabs(cdx * ady) + std::fabs(adx * cdy)) +
                         cl * (std::fabs(adx * bdy) + std::fabs(bdx * ady));
     if (inSafeRange(perm) && perm > 1e-100 && std::fabs(det) > 32.0 * EPS * perm) return det > 0 ? 1 : -1;
-    return exactInCircleGmp(a, b, c, d);
+    return lumo_oracle::inCircle(a.x(), a.y(), b.x(), b.y(), c.x(), c.y(), d.x(), d.y());
 }
 
 namespace {

@@ -1,8 +1,10 @@
 // Independent checks of a triangulation, written without the library's predicates: exact
-// orientation and in-circle tests in GMP rationals (behind a conservative floating filter),
+// orientation and in-circle tests (the exact oracle of ExactOracle.h behind a conservative
+// floating filter),
 // a monotone-chain convex hull, and an edge-by-edge Delaunay test.
 #pragma once
 #include <array>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -31,5 +33,21 @@ std::string checkDelaunayTriangulation(const std::vector<ORBI_LUMO2D::Point2>& v
 
 // The triangles as sorted coordinate triples, sorted: equal for equal triangulations.
 std::vector<std::array<double, 6>> canonicalTriangles(const std::vector<ORBI_LUMO2D::Triangle2*>& vT);
+
+// n uniform random points in [lo, hi)^2, the same for the same seed.
+inline std::vector<ORBI_LUMO2D::Point2> randomPoints(size_t n, unsigned seed, double lo = 0.0, double hi = 1.0) {
+    std::mt19937_64 rng(seed);
+    std::uniform_real_distribution<double> d(lo, hi);
+    std::vector<ORBI_LUMO2D::Point2> v;
+    for (size_t i = 0; i < n; ++i) v.emplace_back(d(rng), d(rng));
+    return v;
+}
+// The live triangles of a triangulation (Lumo_2D or Dt2).
+template <class TriangulationT>
+std::vector<ORBI_LUMO2D::Triangle2*> triangles(const TriangulationT& dt) {
+    std::vector<ORBI_LUMO2D::Triangle2*> v;
+    dt.getTrianglePointers(v);
+    return v;
+}
 
 } // namespace lumo_test

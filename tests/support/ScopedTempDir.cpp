@@ -1,6 +1,8 @@
 #include "ScopedTempDir.h"
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <system_error>
 #include <unistd.h>
 
@@ -20,5 +22,20 @@ ScopedTempDir::~ScopedTempDir() {
     std::filesystem::current_path(oldDir, ec);
     if (!dir.empty()) std::filesystem::remove_all(dir, ec);
 }
+
+std::string readFile(const std::string& name) {
+    std::ifstream f(name, std::ios::binary);
+    std::ostringstream os;
+    os << f.rdbuf();
+    return os.str();
+}
+
+bool writeFile(const std::string& name, const std::string& bytes) {
+    std::ofstream f(name, std::ios::binary);
+    f << bytes;
+    return bool(f);
+}
+
+bool fileExists(const std::string& name) { return std::ifstream(name).good(); }
 
 } // namespace lumo_test

@@ -1,5 +1,6 @@
 // Runs a test body in a private working directory, so that files the library writes there
-// (the assertion log "LUMO_LOG.txt") do not collide with other tests running in parallel.
+// (the assertion log "LUMO_LOG.txt", drawings, exports) do not collide with other tests running
+// in parallel; and the small file helpers that such tests need.
 #pragma once
 #include <string>
 
@@ -12,10 +13,18 @@ public:
     ScopedTempDir(const ScopedTempDir&) = delete;
     ScopedTempDir& operator=(const ScopedTempDir&) = delete;
     const std::string& path() const { return dir; }
+    // name inside the directory.
+    std::string file(const std::string& name) const { return dir + "/" + name; }
 
 private:
     std::string oldDir;
     std::string dir;
 };
+
+// The whole file as bytes ("" when it cannot be read).
+std::string readFile(const std::string& name);
+// Writes bytes to a file (replacing it); false when it cannot be written.
+bool writeFile(const std::string& name, const std::string& bytes);
+bool fileExists(const std::string& name);
 
 } // namespace lumo_test

@@ -1,0 +1,274 @@
+// Insertion: single points, bulk input in Hilbert order, and the start of the triangulation.
+// The per-point work is the inserter's (Inserter.cpp).
+#include <algorithm>
+#include <cstdlib>
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
+#include "Dt2.h"
+#include "tools.h"
+
+namespace ORBI_LUMO2D {
+
+namespace {
+// A sort word: the 30-bit Hilbert key above a 34-bit input index.
+const int KEY_SHIFT = 34;
+const uint64_t INDEX_MASK = (uint64_t(1) << KEY_SHIFT) - 1;
+
+// Scratch words for the bulk path. Large buffers are mapped directly, so that their pages go
+// back to the system when the buffer dies instead of staying in the heap: the insertion's peak
+// memory is then that of the triangulation itself.
+class ScratchWords {
+public:
+    explicit ScratchWords(size_t n) : bytes(n * sizeof(uint64_t)) {
+#if defined(__linux__)
+        if (bytes >= (size_t(1) << 20)) {
+            void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+            if (p != MAP_FAILED) {
+                pWords = static_cast<uint64_t*>(p);
+                bMapped = true;
+                return;
+            }
+        }
+#endif
+        pWords = static_cast<uint64_t*>(std::malloc(bytes == 0 ? 1 : bytes));
+        if (pWords == nullptr) throw LumoException();
+    }
+    ~ScratchWords() {
+#if defined(__linux__)
+        if (bMapped) {
+            munmap(pWords, bytes);
+            return;
+        }
+#endif
+        std::free(pWords);
+    }
+    ScratchWords(const ScratchWords&) = delete;
+    ScratchWords& operator=(const ScratchWords&) = delete;
+    uint64_t* get() { return pWords; }
+    uint64_t& operator[](size_t i) { return pWords[i]; }
+
+private:
+    size_t bytes;
+    uint64_t* pWords{nullptr};
+    bool bMapped{false};
+};
+
+// Stable LSD radix sort of key/index words by their key bits, three passes of 10 bits.
+void sortKeyIndexPairs(uint64_t* a, size_t n) {
+    if (n < 2) return;
+    ScratchWords aTmp(n);
+    uint64_t* pSrc = a;
+    uint64_t* pDst = aTmp.get();
+    for (int shift = KEY_SHIFT; shift < KEY_SHIFT + 30; shift += 10) {
+        size_t aCount[1025] = {};
+        for (size_t i = 0; i < n; ++i) ++aCount[((pSrc[i] >> shift) & 1023u) + 1];
+        for (int b = 0; b < 1024; ++b) aCount[b + 1] += aCount[b];
+        for (size_t i = 0; i < n; ++i) pDst[aCount[(pSrc[i] >> shift) & 1023u]++] = pSrc[i];
+        std::swap(pSrc, pDst);
+    }
+    if (pSrc != a) std::copy(pSrc, pSrc + n, a);
+}
+} // namespace
+
+// ---- insertion ---------------------------------------------------------------------------------
+
+Point2* Dt2::insert(const Point2& p) {
+    if (!isFinitePoint(p.x(), p.y())) {
+        reportBadPoint(p.x(), p.y());
+        return nullptr;
+    }
+    growBoxes(p.x(), p.y(), p.x(), p.y());
+    if (!is2D()) {
+        Point2* pExisting = findLowerDimVertex(p);
+        if (pExisting != nullptr) return pExisting;
+        Point2* q = createVertex(p.x(), p.y(), p.getCustomIndex());
+        vertexVault.addVertex(hc.getKey(p.x(), p.y()), q);
+        sLowerDimVertices.insert(q);
+        // Still on the line of the stored vertices: no need to look for three corners again.
+        if (!staysLowerDimensional(q)) createFullDimTriangle(0);
+        return q;
+    }
+    Point2* q = createVertex(p.x(), p.y(), p.getCustomIndex());
+    const uint32_t key = hc.getKey(p.x(), p.y());
+    vertexVault.addVertex(key, q);
+    Triangle2* pStart = vertexVault.getCloseTriangle(key);
+    // Vertices inserted one by one wait unsorted behind the vault's sorted run; when the
+    // previous vertex is nearer than the vault's candidate, its triangle is the better start
+    // (a host adding points along a path would otherwise walk far every time).
+    if (pLastSingle != nullptr && pLastSingle->getIncidentTriangle() != nullptr) {
+        const Point2* pCand = pStart->getCorner(0);
+        if (sqDistance(*pLastSingle, p) < sqDistance(*pCand, p)) pStart = pLastSingle->getIncidentTriangle();
+    }
+    inserter.insertOneVertex(q, pStart);
+    (vertexVault.end() - 1)->bActive = q->getIncidentTriangle() != nullptr;
+    Point2* pResult = vertexVault.treatOneDupGetHandle(q);
+    vertexVault.mergeTailIfLarge();
+    pLastSingle = pResult;
+    return pResult;
+}
+
+void Dt2::insertVector(const std::vector<Point2>& vPoints, std::vector<Point2*>* pHandles) {
+    Point2** aHandles = nullptr;
+    if (pHandles != nullptr) {
+        pHandles->resize(vPoints.size());
+        aHandles = pHandles->data();
+    }
+    const Point2* aPoints = vPoints.data();
+    insertBulk(
+        vPoints.size(),
+        [aPoints](size_t i, double& x, double& y, int& ci) {
+            x = aPoints[i].x();
+            y = aPoints[i].y();
+            ci = aPoints[i].getCustomIndex();
+        },
+        [aPoints](size_t i) { __builtin_prefetch(aPoints + i); }, aHandles);
+}
+
+void Dt2::insertArray(int numPoints, const double* aCoordinates, Point2** aHandles) {
+    if (numPoints <= 0 || aCoordinates == nullptr) return;
+    insertBulk(
+        size_t(numPoints),
+        [aCoordinates](size_t i, double& x, double& y, int& ci) {
+            x = aCoordinates[2 * i];
+            y = aCoordinates[2 * i + 1];
+            ci = -1;
+        },
+        [aCoordinates](size_t i) { __builtin_prefetch(aCoordinates + 2 * i); }, aHandles);
+}
+
+template <class GetXY, class Prefetch>
+void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles) {
+    // Refuse non-finite points, measure the rest.
+    double minX = DBL_MAX, minY = DBL_MAX, maxX = -DBL_MAX, maxY = -DBL_MAX;
+    size_t numValid = 0;
+    double x, y;
+    int ci;
+    for (size_t i = 0; i < n; ++i) {
+        getXY(i, x, y, ci);
+        if (!isFinitePoint(x, y)) {
+            reportBadPoint(x, y);
+            if (aHandles != nullptr) aHandles[i] = nullptr;
+            continue;
+        }
+        minX = std::min(minX, x);
+        maxX = std::max(maxX, x);
+        minY = std::min(minY, y);
+        maxY = std::max(maxY, y);
+        ++numValid;
+    }
+    if (numValid == 0) return;
+    growBoxes(minX, minY, maxX, maxY);
+
+    if (pMsgPublisher != nullptr) pMsgPublisher->start("insert vertices", numValid);
+    timer("[quiet] Delaunay point insertion");
+    if (is2D()) {
+        // The new vertices must form one key-sorted range behind the sorted run.
+        vertexVault.sortTail();
+        vertexVault.mergeTail();
+    }
+    const size_t firstNew = vertexVault.size();
+    vertexVault.reserve(firstNew + numValid);
+    // Keys first, packed with the input index into one 64-bit word and sorted: the vertex
+    // records are then allocated in curve order, so that neighbouring vertices share cache
+    // lines. The two scratch arrays die before any triangle memory is touched.
+    {
+        ScratchWords aKeyIdx(numValid);
+        size_t m = 0;
+        for (size_t i = 0; i < n; ++i) {
+            getXY(i, x, y, ci);
+            if (isFinitePoint(x, y)) aKeyIdx[m++] = uint64_t(hc.getKey(x, y)) << KEY_SHIFT | uint64_t(i);
+        }
+        sortKeyIndexPairs(aKeyIdx.get(), m);
+        // Curve order visits the input at random: fetch a few points ahead.
+        const size_t ahead = 12;
+        for (size_t k = 0; k < m; ++k) {
+            if (k + ahead < m) {
+                const size_t iAhead = size_t(aKeyIdx[k + ahead] & INDEX_MASK);
+                prefetch(iAhead);
+                if (aHandles != nullptr) __builtin_prefetch(aHandles + iAhead, 1);
+            }
+            const size_t i = size_t(aKeyIdx[k] & INDEX_MASK);
+            getXY(i, x, y, ci);
+            Point2* p = createVertex(x, y, ci);
+            vertexVault.addVertex(uint32_t(aKeyIdx[k] >> KEY_SHIFT), p);
+            if (aHandles != nullptr) aHandles[i] = p;
+        }
+    }
+
+    if (!is2D()) {
+        // Vertices stored by earlier calls (all collinear so far) must survive as the vertex
+        // of their position: resolve duplicates by position before any walk can see them.
+        if (firstNew > 0) {
+            vertexVault.findDupsBySorting();
+            vertexVault.treatDupsAndHandles(aHandles, n);
+        }
+        // Without a triangle no walk can find duplicates: sort them out explicitly.
+        if (!createFullDimTriangle(firstNew)) vertexVault.findDupsBySorting();
+    } else {
+        VaultEntry* pBegin = vertexVault.begin() + firstNew;
+        VaultEntry* pEnd = vertexVault.end();
+        Triangle2* pStartT = vertexVault.getCloseTriangle(pBegin[(pEnd - pBegin) / 2].key);
+        insertSortedRange(pBegin, pEnd, pStartT);
+        vertexVault.mergeTail();
+    }
+
+    vertexVault.treatDupsAndHandles(aHandles, n);
+    LUMO_ASSERT(vertexVault.dupIsClean());
+    if (!is2D())
+        for (const VaultEntry& e : vertexVault.getEntries()) sLowerDimVertices.insert(e.pVtx);
+    timer("[quiet] Delaunay point insertion");
+    if (pMsgPublisher != nullptr) pMsgPublisher->finish();
+}
+
+bool Dt2::createFullDimTriangle(size_t numPreExistingVtx) {
+    LUMO_ASSERT(!vertexVault.bFullDimensional);
+    Point2 *pA, *pB, *pC;
+    if (!vertexVault.getThreeInitialPoints(pA, pB, pC, inserter.getGeomTest())) return false;
+    vertexVault.bFullDimensional = true;
+    sLowerDimVertices.clear();
+    pLineA = pLineB = nullptr;
+    Triangle2* pFirstT = inserter.getStore().create(pA, pB, pC);
+    VaultEntry* startIt = vertexVault.begin();
+    VaultEntry* stopIt = vertexVault.end();
+    using std::distance;
+    LUMO_ASSERT(numPreExistingVtx<=(size_t)distance(startIt,stopIt));
+    // The vertices stored before this call, then the new ones, each range in key order; the
+    // three corners are found as their own duplicates by the walk and left alone.
+    VaultEntry* pMidIt = startIt + numPreExistingVtx;
+    vertexVault.sortRun(numPreExistingVtx);
+    vertexVault.sortTail();
+    insertSortedRange(startIt, pMidIt, pFirstT);
+    insertSortedRange(pMidIt, stopIt, pFirstT->getCorner(0)->getIncidentTriangle());
+    vertexVault.mergeTail();
+    return true;
+}
+
+void Dt2::insertSortedRange(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT) {
+    // A multithreaded inserter will take ranges of at least 1000 vertices when numCPU > 1;
+    // until it exists every range runs on the calling thread.
+    inserter.triangulateRec(pBegin, pEnd, pStartT);
+}
+
+Point2* Dt2::findLowerDimVertex(const Point2& p) const {
+    Point2 probe(p.x(), p.y());
+    auto it = sLowerDimVertices.find(&probe);
+    return it == sLowerDimVertices.end() ? nullptr : *it;
+}
+
+bool Dt2::staysLowerDimensional(const Point2* p) {
+    if (pLineB == nullptr) {
+        // The first two distinct stored vertices, found once.
+        const std::vector<VaultEntry>& v = vertexVault.getEntries();
+        pLineA = v[0].pVtx;
+        for (const VaultEntry& e : v)
+            if (!(*e.pVtx == *pLineA)) {
+                pLineB = e.pVtx;
+                break;
+            }
+        if (pLineB == nullptr) return true;
+    }
+    return p == pLineB || inserter.getGeomTest().getOrientation2(pLineA, pLineB, p) == ORIENTATION2_COLLINEAR;
+}
+
+} // namespace ORBI_LUMO2D

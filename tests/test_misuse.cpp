@@ -1,0 +1,348 @@
+// Misuse of every public entry point: null pointers, handles of another triangulation, counts
+// and indices out of range, NaN and infinite coordinates, unwritable and malformed files. Each
+// row gives its exact output (one message, or the assertion report) and its neutral result;
+// after every row the triangulation is still the Delaunay triangulation of its input.
+#include <gtest/gtest.h>
+#include <cfloat>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <thread>
+#include "DelaunayOracle.h"
+#include "Lumo_2D.h"
+#include "MessageText.h"
+#include "ScopedTempDir.h"
+#include "VertexVault.h"
+
+using namespace ORBI_LUMO2D;
+
+namespace {
+const double NaN = std::nan("");
+const double Inf = HUGE_VAL;
+
+using lumo_test::assertion;
+using lumo_test::error;
+using lumo_test::warning;
+
+void writeBytes(const std::string& name, const std::vector<char>& bytes) {
+    std::ofstream f(name, std::ios::binary);
+    f.write(bytes.data(), std::streamsize(bytes.size()));
+}
+// A binary file: type, count, then the given doubles, then extra raw bytes.
+std::vector<char> binaryFile(int32_t type, uint64_t count, const std::vector<double>& values, size_t extra = 0) {
+    std::vector<char> b(12 + 8 * values.size() + extra, 'x');
+    std::memcpy(b.data(), &type, 4);
+    std::memcpy(b.data() + 4, &count, 8);
+    std::memcpy(b.data() + 12, values.data(), 8 * values.size());
+    return b;
+}
+
+struct Receiver : MsgBase {
+    void update(MsgType, const std::string&, double) override {}
+};
+
+// What every row can use: a valid triangulation with its input, a second one whose vertices
+// are foreign to the first, a few segments, and a directory to write in.
+struct Env {
+    lumo_test::ScopedTempDir tmp;
+    std::vector<Point2> vInput{Point2(0, 0), Point2(4, 0), Point2(4, 3), Point2(0, 3), Point2(1, 1), Point2(3, 2)};
+    Lumo_2D dt;
+    Lumo_2D other;
+    std::vector<Point2*> vOwn, vForeign;
+    Segment2 a{Point2(0, 0), Point2(2, 2)}, b{Point2(0, 2), Point2(2, 0)}, bad{Point2(0, NaN), Point2(1, 1)};
+    std::string blocked;  // a path below a regular file: nothing can be created there
+    Env() {
+        dt.insert(vInput, vOwn);
+        other.insert(vInput, vForeign);
+        std::ofstream(tmp.path() + "/file") << "x";
+        blocked = tmp.path() + "/file/sub";
+    }
+    std::string file(const char* name) const { return tmp.path() + "/" + name; }
+};
+
+struct Row {
+    const char* what;
+    std::function<std::string(Env&)> expected;  // the exact output, normalized
+    std::function<void(Env&)> call;             // the misuse, with EXPECTs on its result
+};
+
+std::string hardwareCap() {
+    const int hw = std::max(1, int(std::thread::hardware_concurrency()));
+    return "numCPU=100000 is more than 8 times the " + std::to_string(hw) + " hardware thread(s); bulk insertion starts no more threads than it has work for";
+}
+
+const std::string notFull = "The triangulation is not full dimensional yet, no visualization";
+const std::string nanSegment = "segment with a NaN or infinite coordinate";
+const std::string notMine = "the vertex does not belong to this triangulation, ";
+const std::string rangeNotFinite = "the range [min, max) is not finite, nothing generated";
+
+const Row aRows[] = {
+    // ---- the facade ----------------------------------------------------------------------
+    {"insert: negative count", [](Env&) { return warning("Lumo_2D::insert()", "numPoints=-1 is negative, nothing inserted"); },
+     [](Env& e) { double xy[2] = {9, 9}; e.dt.insert(-1, xy, nullptr); }},
+    {"insert: null coordinates", [](Env&) { return warning("Lumo_2D::insert()", "aCoordinates is null, nothing inserted"); },
+     [](Env& e) { e.dt.insert(3, nullptr, nullptr); }},
+    {"insert: NaN point", [](Env&) { return warning("Dt2::insert()", "point (nan, 1) has a NaN or infinite coordinate and is ignored"); },
+     [](Env& e) { EXPECT_EQ(e.dt.insert(Point2(NaN, 1)), nullptr); }},
+    {"insert: infinite point in a vector", [](Env&) { return warning("Dt2::insert()", "point (1, inf) has a NaN or infinite coordinate and is ignored"); },
+     [](Env& e) { std::vector<Point2*> h; e.dt.insert({Point2(1, Inf)}, h); EXPECT_EQ(h, std::vector<Point2*>{nullptr}); }},
+    {"locate: NaN", [](Env&) { return warning("Lumo_2D::locate()", "q has a NaN or infinite coordinate, null returned"); },
+     [](Env& e) { EXPECT_EQ(e.dt.locate(Point2(NaN, 0)), nullptr); }},
+    {"locate: infinite", [](Env&) { return warning("Lumo_2D::locate()", "q has a NaN or infinite coordinate, null returned"); },
+     [](Env& e) { EXPECT_EQ(e.dt.locate(Point2(-Inf, 0)), nullptr); }},
+    {"adjacent: foreign first vertex", [](Env&) { return warning("Lumo_2D::getAdjacentTriangle()", notMine + "null returned"); },
+     [](Env& e) { EXPECT_EQ(e.dt.getAdjacentTriangle(e.vForeign[0], e.vOwn[1]), nullptr); }},
+    {"adjacent: foreign second vertex", [](Env&) { return warning("Lumo_2D::getAdjacentTriangle()", notMine + "null returned"); },
+     [](Env& e) { EXPECT_EQ(e.dt.getAdjacentTriangle(e.vOwn[0], e.vForeign[1]), nullptr); }},
+    {"adjacent: a detached copy", [](Env&) { return warning("Lumo_2D::getAdjacentTriangle()", notMine + "null returned"); },
+     [](Env& e) { Point2 copy(*e.vOwn[0]); EXPECT_EQ(e.dt.getAdjacentTriangle(&copy, e.vOwn[1]), nullptr); }},
+    {"adjacent: null vertex", [](Env&) { return assertion("p0!=0", "ORBI_LUMO2D::Dt2::getAdjacentTriangle"); },
+     [](Env& e) { EXPECT_THROW(e.dt.getAdjacentTriangle(nullptr, e.vOwn[1]), LumoException); }},
+    {"adjacent: equal vertices", [](Env&) { return assertion("p0!=p1", "ORBI_LUMO2D::Dt2::getAdjacentTriangle"); },
+     [](Env& e) { EXPECT_THROW(e.dt.getAdjacentTriangle(e.vOwn[1], e.vOwn[1]), LumoException); }},
+    {"incident: null vertex", [](Env&) { return warning("Lumo_2D::getIncidentTriangles()", "pVtx is null, nothing appended"); },
+     [](Env& e) { std::vector<Triangle2*> v; e.dt.getIncidentTriangles(nullptr, v); EXPECT_TRUE(v.empty()); }},
+    {"incident: foreign vertex", [](Env&) { return warning("Lumo_2D::getIncidentTriangles()", notMine + "nothing appended"); },
+     [](Env& e) { std::vector<Triangle2*> v; e.dt.getIncidentTriangles(e.vForeign[4], v); EXPECT_TRUE(v.empty()); }},
+    {"setNumCPU: far above the hardware", [](Env&) { return warning("Lumo_2D::setNumCPU()", hardwareCap()); },
+     [](Env& e) {
+         EXPECT_EQ(e.dt.setNumCPU(100000), 100000);
+         EXPECT_EQ(e.dt.getNumCPU(), 100000);
+         e.dt.setNumCPU(1);
+     }},
+    {"subscribe: null receiver, then a reporting insertion", [](Env&) { return warning("Lumo_2D::subscribe()", "pMsg is null, nothing subscribed"); },
+     [](Env& e) { e.dt.subscribe(MSG_PROGRESS, nullptr); e.dt.insert({Point2(2, 1)}); e.vInput.emplace_back(2, 1); }},
+    {"show: null visualizer", [](Env&) { return warning("Lumo_2D::show()", "pVisualizer is null, nothing drawn"); },
+     [](Env& e) { e.dt.show(nullptr, Color(CRED, 1, false)); }},
+    {"show: unwritable file draws nothing and says so only by its announcement",
+     [](Env& e) { return "Visualizer2:: Writing " + e.blocked + "/t.ps\n"; },
+     [](Env& e) { e.dt.show(e.blocked + "/t.ps"); }},
+    {"show: empty triangulation", [](Env&) { return error("Dt2::show()", notFull); },
+     [](Env& e) { Lumo_2D empty; empty.show(e.file("t.ps")); }},
+    {"writeObj: unwritable file (no output, no message)", [](Env&) { return std::string(); },
+     [](Env& e) { e.dt.writeObj(e.blocked + "/t.obj"); }},
+    {"writeObj: collinear points only", [](Env&) { return error("Dt2::show()", notFull); },
+     [](Env& e) { Lumo_2D line; line.insert({Point2(0, 0), Point2(1, 1), Point2(2, 2)}); line.writeObj(e.file("t.obj")); }},
+    {"writeWebScene: null path", [](Env&) { return warning("Lumo_2D::writeWebScene()", "path is null, nothing written"); },
+     [](Env& e) { e.dt.writeWebScene(nullptr); }},
+    {"writeWebScene: directory can't be created", [](Env& e) { return error("Dt2::writeWebScene()", "Can't create directory " + e.blocked); },
+     [](Env& e) { e.dt.writeWebScene(e.blocked.c_str()); }},
+    {"getConvexHull: empty triangulation", [](Env&) { return warning("Dt2::getConvexHull()", "is2D() is false, the triangulation is not full dimensional yet"); },
+     [](Env&) { Lumo_2D empty; std::vector<Point2*> v; empty.getConvexHull(true, v); EXPECT_TRUE(v.empty()); }},
+
+    {"createDirectory: null path", [](Env&) { return warning("createDirectory()", "path is null, nothing created"); },
+     [](Env&) { EXPECT_FALSE(createDirectory(nullptr)); }},
+    {"fileReplicate: null directory", [](Env&) { return error("fileReplicate", "null name or directory, nothing written"); },
+     [](Env&) { fileReplicate("index.html", nullptr); }},
+    {"visualizer: broken triangle, loose edge and null pointers",
+     [](Env& e) {
+         const std::string skip = "Visualizer2::addObject()";
+         return "Visualizer2:: Writing " + e.file("v.ps") + "\n" + warning(skip, "triangle with a null corner, not drawn") +
+                warning(skip, "edge without a triangle, not drawn") + warning(skip, "2 null pointer(s) skipped") +
+                warning(skip, "1 null pointer(s) skipped");
+     },
+     [](Env& e) {
+         Visualizer2 vis(e.file("v.ps"));
+         vis.addObject(Triangle2(), Color(CRED, 1, false));
+         vis.addObject(Edge2(), Color(CRED, 1, false));
+         vis.addObject(std::vector<Triangle2*>{nullptr, nullptr}, Color(CRED, 1, false));
+         vis.addObject(std::vector<Point2*>{e.vOwn[0], nullptr}, Color(CRED, 1, false));
+         vis.writeFile();
+     }},
+
+    // ---- triangles and the iterator -----------------------------------------------------------
+    {"iterator: null vertex stands on null", [](Env&) { return warning("TriangleAroundVertexIterator::TriangleAroundVertexIterator()", "pVtx is null"); },
+     [](Env&) {
+         TriangleAroundVertexIterator it(static_cast<const Point2*>(nullptr));
+         EXPECT_EQ(*it, nullptr);
+         EXPECT_EQ(*++it, nullptr);
+         EXPECT_EQ(*--it, nullptr);
+         EXPECT_EQ(it.previewNextTriangle(), nullptr);
+         EXPECT_EQ(it.previewPrevTriangle(), nullptr);
+     }},
+    {"iterator: vertex without triangles throws without a message", [](Env&) { return std::string(); },
+     [](Env&) { Point2 p(1, 1); EXPECT_THROW(TriangleAroundVertexIterator it(&p), std::exception); }},
+    {"area of a triangle with an infinite corner",
+     [](Env&) {
+         return "invalid value, no area for this triangle\nownHalfCircf=inf\nCorners are:\nPoint2 (ADDR,-1): inf, 0\n"
+                "Point2 (ADDR,-1): 1, 0\nPoint2 (ADDR,-1): 0, 1\nlen0=inf\nlen1=1.41421\nlen2=inf\n" +
+                assertion("false", "ORBI_LUMO2D::Triangle2::computeArea");
+     },
+     [](Env&) {
+         Point2 p0(Inf, 0), p1(1, 0), p2(0, 1);
+         Triangle2 t;
+         t.setProperties(&p0, &p1, &p2);
+         EXPECT_THROW(t.getArea2D(), LumoException);
+     }},
+
+    {"vertex store: a start triangle before the first triangle", [](Env&) { return assertion("getCloT() failed", "ORBI_LUMO2D::VertexVault::getCloseTriangle"); },
+     [](Env&) {
+         VertexVault vault(nullptr);
+         Point2 p(1, 1);
+         vault.addVertex(7, &p);  // stored, not yet part of a triangle
+         EXPECT_THROW(vault.getCloseTriangle(5), LumoException);
+     }},
+
+    // ---- the segment checker --------------------------------------------------------------------
+    {"checker: null and NaN segments are left out",
+     [](Env&) { return warning("SegmentChecker::SegmentChecker()", "2 segment(s) null or with a NaN or infinite coordinate, the first one at index 1; they are left out of every check"); },
+     [](Env& e) {
+         SegmentChecker checker({&e.a, nullptr, &e.b, &e.bad});
+         EXPECT_EQ(checker.getNumberOfSegments(), 4u);
+         EXPECT_EQ(checker.getIndex(&e.bad), 3);
+         std::vector<Segment2*> out;
+         checker.getIllegalSegments(true, out);
+         EXPECT_EQ(out, (std::vector<Segment2*>{&e.a, &e.b}));
+         std::vector<std::pair<Segment2*, SegmentIntersectionType>> v;
+         checker.getIntersectors(&e.a, true, v);
+         EXPECT_EQ(v.size(), 1u);
+     }},
+    {"checker: classify a null segment", [](Env&) { return warning("SegmentChecker::getIntersectionType()", "null segment, no classification (SIT_UNINITIALIZED)"); },
+     [](Env& e) { SegmentChecker c({&e.a}); EXPECT_EQ(c.getIntersectionType(&e.a, nullptr), SIT_UNINITIALIZED); }},
+    {"checker: classify a NaN segment", [](Env&) { return warning("SegmentChecker::getIntersectionType()", nanSegment + ", no classification (SIT_UNINITIALIZED)"); },
+     [](Env& e) { SegmentChecker c({&e.a}); EXPECT_EQ(c.getIntersectionType(&e.bad, &e.a), SIT_UNINITIALIZED); }},
+    {"checker: intersectors of null", [](Env&) { return warning("SegmentChecker::getIntersectors()", "null segment, no intersectors"); },
+     [](Env& e) {
+         SegmentChecker c({&e.a, &e.b});
+         std::vector<std::pair<Segment2*, SegmentIntersectionType>> v{{&e.a, SIT_NONE}};
+         c.getIntersectors(nullptr, true, v);
+         EXPECT_TRUE(v.empty());
+     }},
+    {"checker: intersection point with NaN", [](Env&) { return warning("SegmentChecker::getIntersectionPoint()", nanSegment + ", no intersection point"); },
+     [](Env& e) { SegmentChecker c({&e.a}); Point2 ip(7, 7); EXPECT_FALSE(c.getIntersectionPoint(SIT_POINT, e.a, e.bad, ip)); EXPECT_EQ(ip, Point2(7, 7)); }},
+    {"checker: intersection segment with NaN", [](Env&) { return warning("SegmentChecker::getIntersectionSegment()", nanSegment + ", no intersection segment"); },
+     [](Env& e) { SegmentChecker c({&e.a}); Segment2 s; EXPECT_FALSE(c.getIntersectionSegment(e.bad, e.a, s)); }},
+    {"checker: index out of range", [](Env&) { return assertion("i<pSCD->vSegments.size()", "ORBI_LUMO2D::SegmentChecker::getSegment"); },
+     [](Env& e) { SegmentChecker c({&e.a}); EXPECT_THROW(c.getSegment(1), LumoException); }},
+    {"checker: unknown segment", [](Env&) { return warning("SegmentChecker::getIndex()", "No such segment"); },
+     [](Env& e) { SegmentChecker c({&e.a}); EXPECT_EQ(c.getIndex(&e.b), -1); }},
+    {"checker: subscribe null", [](Env&) { return warning("SegmentChecker::subscribe()", "pMsg is null, nothing subscribed"); },
+     [](Env& e) { SegmentChecker c({&e.a, &e.b}); c.subscribe(MSG_PROGRESS, nullptr); std::vector<Segment2*> v; c.getIllegalSegments(true, v); }},
+    {"checker: unsubscribe before subscribe", [](Env&) { return warning("SegmentChecker::unsubscribe()", "No publisher present"); },
+     [](Env& e) { SegmentChecker c({&e.a}); Receiver r; c.unsubscribe(MSG_PROGRESS, &r); }},
+
+    // ---- files ---------------------------------------------------------------------------------------
+    {"readPointsBIN: null name", [](Env&) { return warning("readPointsBIN()", "filename is null, nothing done"); },
+     [](Env&) { std::vector<Point2> v; EXPECT_FALSE(readPointsBIN(nullptr, v)); }},
+    {"readSegmentsBIN: null name", [](Env&) { return warning("readSegmentsBIN()", "filename is null, nothing done"); },
+     [](Env&) { std::vector<Segment2> v; EXPECT_FALSE(readSegmentsBIN(nullptr, v)); }},
+    {"readXY: null name", [](Env&) { return warning("readXY()", "filename is null, nothing done"); },
+     [](Env&) { std::vector<Point2> v; EXPECT_FALSE(readXY(nullptr, v)); }},
+    {"writePointsBIN: null name", [](Env&) { return warning("writePointsBIN()", "filename is null, nothing done"); },
+     [](Env& e) { EXPECT_FALSE(writePointsBIN(nullptr, e.vInput)); }},
+    {"writeSegmentsBIN: null name", [](Env&) { return warning("writeSegmentsBIN()", "filename is null, nothing done"); },
+     [](Env&) { std::vector<Segment2> v(1); EXPECT_FALSE(writeSegmentsBIN(nullptr, v)); }},
+    {"writePointsASCII: null name", [](Env&) { return warning("writePointsASCII()", "filename is null, nothing done"); },
+     [](Env& e) { EXPECT_FALSE(writePointsASCII(nullptr, e.vInput)); }},
+    {"writePointsBIN: null point", [](Env&) { return warning("writePointsBIN()", "point 1 is null, nothing written"); },
+     [](Env& e) {
+         std::vector<Point2*> v{e.vOwn[0], nullptr};
+         EXPECT_FALSE(writePointsBIN(e.file("p.bin").c_str(), v));
+         EXPECT_FALSE(std::ifstream(e.file("p.bin")).good());
+     }},
+    {"writePointsASCII: null point", [](Env&) { return warning("writePointsASCII()", "point 0 is null, nothing written"); },
+     [](Env& e) { EXPECT_FALSE(writePointsASCII(e.file("p.txt").c_str(), std::vector<Point2*>{nullptr})); }},
+    {"writers: unwritable path", [](Env& e) { return e.blocked + " can't be written\n" + e.blocked + " can't be written\n" + e.blocked + " can't be written\n"; },
+     [](Env& e) {
+         std::vector<Segment2> vSeg{e.a};
+         EXPECT_FALSE(writePointsBIN(e.blocked.c_str(), e.vInput));
+         EXPECT_FALSE(writeSegmentsBIN(e.blocked.c_str(), vSeg));
+         EXPECT_FALSE(writePointsASCII(e.blocked.c_str(), e.vInput));
+     }},
+    {"readers: missing file", [](Env& e) { return e.blocked + " can't be read\n" + e.blocked + " can't be read\n" + e.blocked + " is unreadable\n"; },
+     [](Env& e) {
+         std::vector<Point2> v;
+         std::vector<Segment2> vSeg;
+         EXPECT_FALSE(readPointsBIN(e.blocked.c_str(), v));
+         EXPECT_FALSE(readSegmentsBIN(e.blocked.c_str(), vSeg));
+         EXPECT_FALSE(readXY(e.blocked.c_str(), v));
+     }},
+    {"readXY: stops at a word", [](Env& e) { return e.file("w.txt") + " has a token that is not a number after 2 point(s); reading stopped there\n"; },
+     [](Env& e) {
+         std::ofstream(e.file("w.txt")) << "1 2\n3 4\nfive 6\n7 8\n";
+         std::vector<Point2> v;
+         EXPECT_TRUE(readXY(e.file("w.txt").c_str(), v));
+         EXPECT_EQ(v, (std::vector<Point2>{Point2(1, 2), Point2(3, 4)}));
+     }},
+    {"readXY: no number at all", [](Env& e) { return e.file("w.txt") + " has a token that is not a number after 0 point(s); reading stopped there\n"; },
+     [](Env& e) { std::ofstream(e.file("w.txt")) << "hello"; std::vector<Point2> v; EXPECT_TRUE(readXY(e.file("w.txt").c_str(), v)); EXPECT_TRUE(v.empty()); }},
+    {"readXY: x without y", [](Env& e) { return e.file("w.txt") + " ends with an x value without y after 1 point(s); it is ignored\n"; },
+     [](Env& e) { std::ofstream(e.file("w.txt")) << "1 2 3\n"; std::vector<Point2> v; EXPECT_TRUE(readXY(e.file("w.txt").c_str(), v)); EXPECT_EQ(v.size(), 1u); }},
+    {"readPointsBIN: bytes after the records", [](Env& e) { return e.file("t.bin") + " has 5 byte(s) after the 1 announced record(s); they are ignored\n"; },
+     [](Env& e) {
+         writeBytes(e.file("t.bin"), binaryFile(20, 1, {1, 2}, 5));
+         std::vector<Point2> v;
+         EXPECT_TRUE(readPointsBIN(e.file("t.bin").c_str(), v));
+         EXPECT_EQ(v, std::vector<Point2>{Point2(1, 2)});
+     }},
+    {"readPointsBIN: NaN and infinite coordinates", [](Env& e) { return e.file("n.bin") + " holds 2 record(s) with a NaN or infinite coordinate, the first one at index 1\n"; },
+     [](Env& e) {
+         writeBytes(e.file("n.bin"), binaryFile(30, 3, {1, 2, NaN, NaN, 3, 4, 5, Inf, 6}));
+         std::vector<Point2> v;
+         EXPECT_TRUE(readPointsBIN(e.file("n.bin").c_str(), v));
+         EXPECT_EQ(v.size(), 3u);
+     }},
+    {"readSegmentsBIN: NaN, then trailing bytes", [](Env& e) {
+         return e.file("s.bin") + " holds 1 record(s) with a NaN or infinite coordinate, the first one at index 0\n" + e.file("s.bin") +
+                " has 8 byte(s) after the 1 announced record(s); they are ignored\n"; },
+     [](Env& e) {
+         writeBytes(e.file("s.bin"), binaryFile(21, 1, {0, 0, -Inf, 1, 9}));
+         std::vector<Segment2> v;
+         EXPECT_TRUE(readSegmentsBIN(e.file("s.bin").c_str(), v));
+         EXPECT_EQ(v.size(), 1u);
+     }},
+    {"readPointsBIN: a huge count in a short file", [](Env& e) { return e.file("h.bin") + " is truncated\n"; },
+     [](Env& e) {
+         writeBytes(e.file("h.bin"), binaryFile(20, UINT64_MAX / 2, {1, 2}));
+         std::vector<Point2> v;
+         EXPECT_FALSE(readPointsBIN(e.file("h.bin").c_str(), v));
+         EXPECT_EQ(v.size(), 1u);
+     }},
+
+    // ---- generators ------------------------------------------------------------------------------------
+    {"generateRandomNumbers: infinite bound", [](Env&) { return warning("generateRandomNumbers()", rangeNotFinite); },
+     [](Env&) { std::vector<double> v; generateRandomNumbers(5, -Inf, 1, v, 1); EXPECT_TRUE(v.empty()); }},
+    {"generateRandomPoints: overflowing range", [](Env&) { return warning("generateRandomPoints()", rangeNotFinite); },
+     [](Env&) { std::vector<Point2> v; generateRandomPoints(5, -DBL_MAX, DBL_MAX, v, 1); EXPECT_TRUE(v.empty()); }},
+    {"generateRandomSegments: infinite bound", [](Env&) { return warning("generateRandomSegments()", rangeNotFinite); },
+     [](Env&) { std::vector<Segment2> v; generateRandomSegments(5, -Inf, 0, 1, v, 1); EXPECT_TRUE(v.empty()); }},
+    {"generateRandomPolygon: overflowing range", [](Env&) { return warning("generateRandomPolygon()", rangeNotFinite); },
+     [](Env&) { std::vector<Segment2> v; generateRandomPolygon(5, -DBL_MAX, DBL_MAX, v, 1); EXPECT_TRUE(v.empty()); }},
+    {"generateRandomPolygon: fewer than three", [](Env&) { return warning("generateRandomPolygon()", "numSegments<3"); },
+     [](Env&) { std::vector<Segment2> v; generateRandomPolygon(2, 0, 1, v, 1); EXPECT_TRUE(v.empty()); }},
+    {"generateRandomNumbers: empty range", [](Env&) { return assertion("min<max", "ORBI_LUMO2D::generateRandomNumbers"); },
+     [](Env&) { std::vector<double> v; EXPECT_THROW(generateRandomNumbers(3, 1, 1, v, 1), LumoException); }},
+    {"generateRandomPoints: NaN bound", [](Env&) { return assertion("min<max", "ORBI_LUMO2D::generateRandomPoints"); },
+     [](Env&) { std::vector<Point2> v; EXPECT_THROW(generateRandomPoints(3, NaN, 1, v, 1), LumoException); }},
+    {"generateRandomPolygon: empty range", [](Env&) { return assertion("range>0", "ORBI_LUMO2D::generateRandomPolygon"); },
+     [](Env&) { std::vector<Segment2> v; EXPECT_THROW(generateRandomPolygon(4, 2, 2, v, 1), LumoException); }},
+    {"generateRandomSegments: empty range", [](Env&) { return assertion("min<max", "ORBI_LUMO2D::generateRandomSegments"); },
+     [](Env&) { std::vector<Segment2> v; EXPECT_THROW(generateRandomSegments(4, 1, 1, 1, v, 1), LumoException); }},
+    {"generateRandomSegments: no length", [](Env&) { return assertion("maxLen>0", "ORBI_LUMO2D::generateRandomSegments"); },
+     [](Env&) { std::vector<Segment2> v; EXPECT_THROW(generateRandomSegments(4, 0, 1, 0, v, 1), LumoException); }},
+    {"generateCircle: no points", [](Env&) { return warning("generateCircle()", "numPoints=0"); },
+     [](Env&) { std::vector<Point2> v(1); generateCircle(0, 0, 0, 1, 1, v); EXPECT_EQ(v.size(), 1u); }},
+    {"generateSineSegments: count product beyond int", [](Env&) { return warning("generateSineSegments()", "numPeriods=100000, numSegmentsPerPeriod=100000"); },
+     [](Env&) { std::vector<Segment2> v; generateSineSegments(100000, 100000, 0, 1, 0, 1, false, v); EXPECT_TRUE(v.empty()); }},
+    {"generateSineSegments: zero periods", [](Env&) { return warning("generateSineSegments()", "numPeriods=0, numSegmentsPerPeriod=4"); },
+     [](Env&) { std::vector<Segment2> v; generateSineSegments(0, 4, 0, 1, 0, 1, false, v); EXPECT_TRUE(v.empty()); }},
+};
+} // namespace
+
+TEST(Misuse, EveryEntryPointGivesItsMessageAndANeutralResult) {
+    for (const Row& row : aRows) {
+        SCOPED_TRACE(row.what);
+        Env e;
+        testing::internal::CaptureStdout();
+        row.call(e);
+        const std::string out = lumo_test::normalized(testing::internal::GetCapturedStdout());
+        EXPECT_EQ(out, row.expected(e));
+        // The triangulation answers as before: the Delaunay triangulation of its input.
+        std::vector<Triangle2*> vT;
+        e.dt.getTrianglePointers(vT);
+        EXPECT_EQ(lumo_test::checkDelaunayTriangulation(e.vInput, vT), "");
+        EXPECT_EQ(e.dt.numberOfPoints(), e.vInput.size());
+    }
+}

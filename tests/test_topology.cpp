@@ -1,0 +1,310 @@
+// The seams below the policies: the topology operations, the legality hook, the observer of
+// flips and splits and the typed location. Every triangulation is checked by the independent
+// oracle of tests/support.
+#include <gtest/gtest.h>
+#include <map>
+#include <random>
+#include <set>
+#include "DelaunayOracle.h"
+#include "Dt2.h"
+
+using namespace ORBI_LUMO2D;
+using lumo_test::randomPoints;
+using lumo_test::triangles;
+using lumo_test::canonicalTriangles;
+using lumo_test::checkDelaunayTriangulation;
+using lumo_test::exactInCircle;
+using lumo_test::exactOrientation;
+
+namespace {
+// Even integer grid: every edge midpoint is exact.
+std::vector<Point2> evenGrid(int n) {
+    std::vector<Point2> v;
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j < n; ++j) v.emplace_back(2.0 * i + (j % 3 == 1 ? 0.5 : 0.0), 2.0 * j);
+    return v;
+}
+std::string structureFaults(const Dt2& dt) {
+    const ValidityFindings f = dt.findValidityFaults(false);
+    return f.isValid() ? "" : f.vFaults[0].text;
+}
+bool isConvexQuad(const Triangle2* pT, int i) {
+    const Triangle2* pN = pT->getOppositeTriangle(i);
+    const Point2& p = *pT->getCorner(i);
+    const Point2& a = *pT->getCorner(incIndexBy1(i));
+    const Point2& b = *pT->getCorner(incIndexBy2(i));
+    const Point2& d = *pN->getCorner(pN->getIntraTriangleIndex(pT));
+    return exactOrientation(p, a, d) > 0 && exactOrientation(p, d, b) > 0;
+}
+} // namespace
+
+// ---- topology operations ----------------------------------------------------------------------
+
+TEST(TopologyOps, FlipThereAndBackRestoresTheTriangulation) {
+    const std::vector<Point2> v = randomPoints(300, 1);
+    Dt2 dt(300);
+    dt.insertVector(v, nullptr);
+    const auto before = canonicalTriangles(triangles(dt));
+    int numFlips = 0;
+    for (Triangle2* pT : triangles(dt)) {
+        for (int i = 0; i < 3; ++i) {
+            if (pT->getOppositeTriangle(i) == nullptr || !isConvexQuad(pT, i)) continue;
+            Triangle2* pN = topo::flipEdge(pT, i);
+            ++numFlips;
+            ASSERT_EQ(structureFaults(dt), "");
+            // The new diagonal p-d is (pT, i+1); flipping it brings a-b back.
+            ASSERT_EQ(pT->getOppositeTriangle(incIndexBy1(i)), pN);
+            topo::flipEdge(pT, incIndexBy1(i));
+            ASSERT_EQ(canonicalTriangles(triangles(dt)), before);
+        }
+    }
+    EXPECT_GT(numFlips, 500);
+    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
+}
+
+TEST(TopologyOps, SplitsThenLegalizationGiveTheDelaunayTriangulation) {
+    // A face at its barycenter, then an interior and a hull edge at their (exact) midpoints.
+    std::vector<Point2> v = evenGrid(6);
+    Dt2 dt(100);
+    dt.insertVector(v, nullptr);
+    Inserter& ins = dt.getInserter();
+    std::vector<Point2> vOwned;
+    vOwned.reserve(3);
+    for (int step = 0; step < 3; ++step) {
+        // step 0: any triangle; 1: an interior edge; 2: a hull edge.
+        Triangle2* pT = nullptr;
+        int i = 0;
+        for (Triangle2* pC : triangles(dt))
+            for (int k = 0; k < 3 && pT == nullptr; ++k)
+                if (step == 0 || (pC->getOppositeTriangle(k) == nullptr) == (step == 2)) {
+                    pT = pC;
+                    i = k;
+                }
+        const Point2& a = *pT->getCorner(incIndexBy1(i));
+        const Point2& b = *pT->getCorner(incIndexBy2(i));
+        vOwned.push_back(step == 0 ? pT->getBarycenter() : Point2((a.x() + b.x()) / 2, (a.y() + b.y()) / 2));
+        Point2* pQ = &vOwned.back();
+        Triangle2* aT[4];
+        size_t n = 3;
+        if (step == 0) {
+            ASSERT_EQ(dt.locateTyped(*pQ).kind, Location::LOC_FACE);
+            topo::splitTriangle(ins.getStore(), pT, pQ, aT);
+        } else {
+            n = size_t(topo::splitEdge(ins.getStore(), pT, i, pQ, aT));
+            EXPECT_EQ(n, step == 1 ? 4u : 2u);
+        }
+        dt.getVertexVault().addVertex(0, pQ);
+        ASSERT_EQ(structureFaults(dt), "") << step;
+        for (size_t k = 0; k < n; ++k) ins.pushCheck(aT[k], 0);
+        ins.legalize();
+        v.push_back(*pQ);
+        EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "") << step;
+    }
+}
+
+TEST(TopologyOps, MergeDegree3UndoesATriangleSplit) {
+    const std::vector<Point2> v = randomPoints(50, 2);
+    Dt2 dt(50);
+    dt.insertVector(v, nullptr);
+    const auto before = canonicalTriangles(triangles(dt));
+    const size_t numT = dt.numberOfTriangles();
+    for (Triangle2* pT : triangles(dt)) {
+        Point2 q = pT->getBarycenter();
+        if (dt.locateTyped(q).kind != Location::LOC_FACE) continue;
+        Triangle2* aT[3];
+        topo::splitTriangle(dt.getInserter().getStore(), pT, &q, aT);
+        ASSERT_EQ(dt.numberOfTriangles(), numT + 2);
+        topo::mergeDegree3(dt.getInserter().getStore(), &q);
+        EXPECT_EQ(q.getIncidentTriangle(), nullptr);
+        ASSERT_EQ(dt.numberOfTriangles(), numT);
+        ASSERT_EQ(structureFaults(dt), "");
+    }
+    EXPECT_EQ(canonicalTriangles(triangles(dt)), before);
+    // The merged records are reused by the next insertion, not taken from the pool.
+    std::vector<Triangle2*> vFresh;
+    dt.getFreshTriangles(vFresh);
+    vFresh.clear();
+    dt.insert(Point2(0.5, 0.5));
+    dt.getFreshTriangles(vFresh);
+    EXPECT_TRUE(vFresh.empty());
+}
+
+// ---- the legality hook ----------------------------------------------------------------------------
+
+namespace {
+// Forbids flipping the one edge between two positions.
+class ForbidOneEdge : public FlipGuard {
+public:
+    ForbidOneEdge(Point2 a_, Point2 b_) : a(a_), b(b_) {}
+    bool mayFlip(const Point2* p, const Point2* q) const override {
+        ++numAsked;
+        const bool bBlocked = (*p == a && *q == b) || (*p == b && *q == a);
+        if (bBlocked) ++numRefused;
+        return !bBlocked;
+    }
+    Point2 a, b;
+    mutable int numAsked{0}, numRefused{0};
+};
+} // namespace
+
+TEST(FlipGuard, ForbiddenEdgeSurvivesAndTheRestStaysLocallyDelaunay) {
+    const Point2 a(0, 0), b(10, 0);
+    ForbidOneEdge guard(a, b);
+    Dt2 dt(100);
+    dt.setFlipGuard(&guard);
+    Point2* pA = dt.insert(a);
+    Point2* pB = dt.insert(b);
+    dt.insert(Point2(5, -1));
+    // Points above a-b inside the circle through a, b and (5,-1): without the guard a-b goes.
+    std::mt19937_64 rng(4);
+    std::uniform_real_distribution<double> dx(1.0, 9.0), dy(0.05, 3.0);
+    for (int i = 0; i < 60; ++i) dt.insert(Point2(dx(rng), dy(rng)));
+    EXPECT_GT(guard.numRefused, 0);
+    EXPECT_NE(dt.getAdjacentTriangle(pA, pB), nullptr);
+    EXPECT_TRUE(dt.isConstraintEdge(pA, pB));
+    EXPECT_TRUE(dt.findValidityFaults(true).isValid());
+    // Independently: every interior edge but a-b is locally Delaunay.
+    int numChecked = 0;
+    for (Triangle2* pT : triangles(dt)) {
+        for (int i = 0; i < 3; ++i) {
+            Triangle2* pN = pT->getOppositeTriangle(i);
+            if (pN == nullptr || guard.numRefused == 0) continue;
+            const Point2* p0 = pT->getCorner(incIndexBy1(i));
+            const Point2* p1 = pT->getCorner(incIndexBy2(i));
+            if ((p0 == pA && p1 == pB) || (p0 == pB && p1 == pA)) continue;
+            const Point2* d = pN->getCorner(pN->getIntraTriangleIndex(pT));
+            EXPECT_LE(exactInCircle(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2), *d), 0);
+            ++numChecked;
+        }
+    }
+    EXPECT_GT(numChecked, 100);
+    // Without the guard the same input loses a-b.
+    Dt2 dtFree(100);
+    Point2* pA2 = dtFree.insert(a);
+    Point2* pB2 = dtFree.insert(b);
+    dtFree.insert(Point2(5, -1));
+    std::mt19937_64 rng2(4);
+    for (int i = 0; i < 60; ++i) dtFree.insert(Point2(dx(rng2), dy(rng2)));
+    EXPECT_EQ(dtFree.getAdjacentTriangle(pA2, pB2), nullptr);
+}
+
+// ---- the observer -----------------------------------------------------------------------------------
+
+namespace {
+class Recorder : public TopologyObserver {
+public:
+    void onFlip(Triangle2* pT, Triangle2* pN) override {
+        ++numFlips;
+        // The two triangles of the new diagonal are neighbours when the observer hears of it.
+        if (pT->getOppositeTriangle(pT->getIntraTriangleIndex(pN)) != pN) ++numBadFlips;
+        sTouched.insert(pT);
+        sTouched.insert(pN);
+    }
+    void onSplit(Point2* q, Triangle2* const* apT, size_t n) override {
+        ++mSplitsPerVertex[q];
+        aSplitSizes[n < 5 ? n : 5]++;
+        for (size_t k = 0; k < n; ++k) sTouched.insert(apT[k]);
+    }
+    void onEdgeSplit(Point2*, Point2*, Point2*) override { ++numEdgeSplits; }
+    int numFlips{0}, numBadFlips{0}, numEdgeSplits{0};
+    int aSplitSizes[6]{};
+    std::map<Point2*, int> mSplitsPerVertex;
+    std::set<Triangle2*> sTouched;
+};
+// Allows everything; counts the edges that the Delaunay rule wants to flip.
+class CountingGuard : public FlipGuard {
+public:
+    bool mayFlip(const Point2*, const Point2*) const override {
+        ++numAsked;
+        return true;
+    }
+    mutable int numAsked{0};
+};
+} // namespace
+
+TEST(TopologyObserver, SeesEveryFlipAndEverySplit) {
+    struct Case {
+        const char* name;
+        std::vector<Point2> v;
+    };
+    // The grid's row midpoints come after the rows: they split inner and hull edges.
+    std::vector<Point2> vGrid = evenGrid(12);
+    for (int j = 0; j < 12; ++j)
+        for (int i = 0; i + 1 < 12; ++i)
+            if (j % 3 != 1) vGrid.emplace_back(2.0 * i + 1.0, 2.0 * j);
+    const Case aCases[] = {{"random", randomPoints(2000, 7)}, {"grid with edge points", vGrid}};
+    for (const Case& c : aCases) {
+        Recorder rec;
+        CountingGuard guard;
+        Dt2 dt(1000);
+        dt.setObserver(&rec);
+        dt.setFlipGuard(&guard);
+        std::vector<Point2*> vHandles;
+        for (const Point2& p : c.v) vHandles.push_back(dt.insert(p));
+        EXPECT_EQ(checkDelaunayTriangulation(c.v, triangles(dt)), "") << c.name;
+        // Every flip the Delaunay rule asked for was reported, and nothing else.
+        EXPECT_EQ(rec.numFlips, guard.numAsked) << c.name;
+        EXPECT_GT(rec.numFlips, int(c.v.size())) << c.name;
+        EXPECT_EQ(rec.numBadFlips, 0) << c.name;
+        // One split per vertex after the first triangle's three, of the kind that the
+        // triangle count confirms: +2 per face or inner edge split, +1 per hull edge split,
+        // +k per fan of k hull edges.
+        size_t numSplitVertices = 0;
+        for (const auto& kv : rec.mSplitsPerVertex) {
+            EXPECT_EQ(kv.second, 1) << c.name;
+            ++numSplitVertices;
+        }
+        EXPECT_EQ(numSplitVertices + 3, dt.numberOfPoints()) << c.name;
+        // Every triangle that exists was reported by some split or flip, except the first one.
+        size_t numUnreported = 0;
+        for (Triangle2* pT : triangles(dt)) numUnreported += rec.sTouched.count(pT) == 0;
+        EXPECT_LE(numUnreported, 1u) << c.name;
+        if (std::string(c.name) == "grid with edge points") {
+            EXPECT_GT(rec.numEdgeSplits, 50) << c.name;
+            EXPECT_GT(rec.aSplitSizes[2], 0) << c.name;   // hull edges
+            EXPECT_GT(rec.aSplitSizes[4], 0) << c.name;   // inner edges
+        }
+    }
+}
+
+// ---- the typed location -----------------------------------------------------------------------------
+
+TEST(Location, EveryKindAndTheOldCodes) {
+    Dt2 dt(10);
+    EXPECT_EQ(dt.locateTyped(Point2(0, 0)).kind, Location::LOC_LOWER_DIMENSIONAL);
+    for (const Point2& p : {Point2(0, 0), Point2(4, 0), Point2(0, 4), Point2(4, 4)}) dt.insert(p);
+    struct Case {
+        Point2 q;
+        Location::Kind kind;
+        int code;   // locateConflictTriangle's answer
+    };
+    const Case aCases[] = {{Point2(1, 2), Location::LOC_FACE, -1},        {Point2(2, 2), Location::LOC_EDGE, -1},
+                           {Point2(2, 0), Location::LOC_EDGE, -1},        {Point2(4, 4), Location::LOC_VERTEX, 4},
+                           {Point2(9, 1), Location::LOC_OUTSIDE_HULL, 0}, {Point2(6, 0), Location::LOC_OUTSIDE_HULL, 0}};
+    for (const Case& c : aCases) {
+        const Location loc = dt.locateTyped(c.q);
+        ASSERT_EQ(loc.kind, c.kind) << c.q;
+        const Triangle2* pT = loc.pT;
+        const Point2* pA = pT->getCorner(incIndexBy1(loc.idx < 0 ? 0 : loc.idx));
+        const Point2* pB = pT->getCorner(incIndexBy2(loc.idx < 0 ? 0 : loc.idx));
+        switch (c.kind) {
+        case Location::LOC_FACE:
+            for (int i = 0; i < 3; ++i)
+                EXPECT_GT(exactOrientation(*pT->getCorner(incIndexBy1(i)), *pT->getCorner(incIndexBy2(i)), c.q), 0);
+            break;
+        case Location::LOC_EDGE: EXPECT_EQ(exactOrientation(*pA, *pB, c.q), 0); break;
+        case Location::LOC_VERTEX: EXPECT_EQ(*pT->getCorner(loc.idx), c.q); break;
+        default:
+            EXPECT_EQ(pT->getOppositeTriangle(loc.idx), nullptr);
+            EXPECT_LE(exactOrientation(*pA, *pB, c.q), 0);
+        }
+        Triangle2* pStart = dt.getVertexVault().getCloseTriangle(0);
+        int ici = -7;
+        const int code = dt.locateConflictTriangle(c.q, pStart, ici);
+        if (c.code == -1) EXPECT_EQ(code, -1) << c.q;
+        else if (c.code == 4) EXPECT_EQ(code, 4) << c.q;
+        else EXPECT_TRUE(code >= 0 && code <= 2) << c.q;
+        if (c.kind == Location::LOC_EDGE) EXPECT_TRUE(ici >= 0 && ici <= 2) << c.q;
+        else EXPECT_EQ(ici, -1) << c.q;
+    }
+}
