@@ -3,7 +3,6 @@
 #include <iostream>
 #include "ConstraintMgr.h"
 #include "Dt2.h"
-#include "Visualizer2.h"
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
@@ -251,20 +250,6 @@ bool ConstraintGraph2::makeDelaunay(double minLen) {
         if (!bChanged) break;
     }
     return bAllDelaunay;
-}
-
-void ConstraintGraph2::show(const std::string& filename) const {
-    Visualizer2 vis(filename);
-    if (pOwnerDt2 != nullptr && pOwnerDt2->numberOfTriangles() > 0) pOwnerDt2->show(&vis, Color(0.9, 0.9, 0.9, 0.05, false));
-    show(&vis, Color(CRED, 0.5f, false));
-    vis.writeFile();
-}
-
-void ConstraintGraph2::show(Visualizer2* pVis, const Color& color) const {
-    std::vector<ConstraintSegment2*> vChain;
-    getAliveConstraintChain(vChain);
-    for (ConstraintSegment2* pCSeg : vChain) pVis->addObject(Segment2(*pCSeg->getSrc(), *pCSeg->getTrg()), color);
-    for (Point2* p : splitVertices) pVis->addObject(*p, Color(CBLUE, 0.1f, false));
 }
 
 } // namespace ORBI_LUMO2D

@@ -6,7 +6,6 @@
 #include <iostream>
 #include <sstream>
 #include "Dt2.h"
-#include "LumoFiles.h"
 #include "MsgPublisher.h"
 #include "tools.h"
 
@@ -238,35 +237,6 @@ void ConstraintMgr::collectAliveLeaves(const ConstraintGraph2* pGraph, std::vect
         else if (pCSeg->isSplit()) pCSeg->getChildrenRec(vLeaves);
     }
     for (ConstraintSegment2* pCSeg : vLeaves) vOut.emplace_back(*pCSeg->getSrc(), *pCSeg->getTrg());
-}
-
-void ConstraintMgr::writeConstraintsBIN(const std::string& prefix) const {
-    for (size_t i = 0; i < vGraphs.size(); ++i) {
-        std::vector<Segment2> vSegs;
-        collectAliveLeaves(vGraphs[i], vSegs);
-        const std::string filename = prefix + "_c" + std::to_string(i) + "_con.bin";
-        reportInfo("ConstraintMgr::writeConstraintsBIN()",
-                   "writes " + std::to_string(vSegs.size()) + " child segments to " + filename);
-        writeSegmentsBIN(filename.c_str(), vSegs);
-    }
-}
-
-void ConstraintMgr::writeConstraints(const std::string& prefix) const {
-    for (size_t i = 0; i < vGraphs.size(); ++i) {
-        std::vector<Segment2> vSegs;
-        collectAliveLeaves(vGraphs[i], vSegs);
-        const std::string filename = prefix + "_c" + std::to_string(i) + ".con";
-        reportInfo("ConstraintMgr::writeConstraints()",
-                   "writes " + std::to_string(vSegs.size()) + " child segments to " + filename);
-        std::ofstream out(filename);
-        if (!out) {
-            std::cout << filename << " can't be written" << std::endl;
-            continue;
-        }
-        out << std::setprecision(17);
-        for (const Segment2& s : vSegs)
-            out << s.getSrc().x() << " " << s.getSrc().y() << " " << s.getTrg().x() << " " << s.getTrg().y() << "\n";
-    }
 }
 
 } // namespace ORBI_LUMO2D

@@ -7,12 +7,11 @@
 #include <set>
 #include <string>
 #include <vector>
+#include <memory>
 #include "Bbox2.h"
-#include "ConstraintMgr.h"
 #include "Edge2.h"
 #include "GeomTest.h"
 #include "HC2.h"
-#include "InnerVtxMgr.h"
 #include "Inserter.h"
 #include "MsgPublisher.h"
 #include "Point2.h"
@@ -23,6 +22,18 @@
 namespace ORBI_LUMO2D {
 
 class Color;
+class ConstraintGraph2;
+class ConstraintMgr;
+class ConstraintSegment2;
+class InnerVtxMgr;
+enum ConstraintInsertionStrategy : int32_t;
+// Defined with the constraints (Dt2_constraints.cpp): the layer below holds them opaquely.
+struct ConstraintMgrDeleter {
+    void operator()(ConstraintMgr* p) const;
+};
+struct InnerVtxMgrDeleter {
+    void operator()(InnerVtxMgr* p) const;
+};
 
 // What the self-test found: one fault per failed test, in the order found.
 struct ValidityFault {
@@ -120,9 +131,12 @@ public:
     ConstraintGraph2* createConstraint(const std::vector<Edge2>& vEdges, ConstraintInsertionStrategy cis);
     // Enforces every alive constraint segment (those that waited for a 2D triangulation too).
     void applyConstraintsAndZones();
-    ConstraintMgr& getConstraintMgr() { return constraintMgr; }
-    const ConstraintMgr& getConstraintMgr() const { return constraintMgr; }
-    InnerVtxMgr& getInnerVtxMgr() { return innerVtxMgr; }
+    // The constraint manager, created with the first use; findConstraintMgr: null before.
+    ConstraintMgr& getConstraintMgr();
+    const ConstraintMgr* findConstraintMgr() const { return pConstraintMgr.get(); }
+    InnerVtxMgr& getInnerVtxMgr();
+    // The validity faults of the constraints: alive segments that are no edge.
+    void findConstraintFaults(ValidityFindings& findings) const;
     MsgPublisher* getMsgPublisher() { return pMsgPublisher; }
     // Constrained insertion of one alive segment (and the pieces it is split into).
     void newCDT_applyOneCS(ConstraintSegment2* pInitialCSeg);
@@ -210,8 +224,8 @@ private:
     Point2* pLineB{nullptr};
     int numCPU{1};
     MsgPublisher* pMsgPublisher{nullptr};
-    ConstraintMgr constraintMgr{this};
-    InnerVtxMgr innerVtxMgr;
+    std::unique_ptr<ConstraintMgr, ConstraintMgrDeleter> pConstraintMgr;
+    std::unique_ptr<InnerVtxMgr, InnerVtxMgrDeleter> pInnerVtxMgr;
     // Scratch of constraint insertion, reused across calls.
     std::vector<Triangle2*> vCrossedT, vNewT;
     std::vector<Point2*> vLeftPoly, vRightPoly, vSortScratch;

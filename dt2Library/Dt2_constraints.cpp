@@ -11,6 +11,7 @@
 #include <deque>
 #include <sstream>
 #include "ConstraintMgr.h"
+#include "InnerVtxMgr.h"
 #include "Dt2.h"
 #include "tools.h"
 
@@ -21,6 +22,28 @@ namespace {
 size_t maxConstraintSteps(size_t numSegments) { return 100000 + 16 * numSegments; }
 } // namespace
 
+void ConstraintMgrDeleter::operator()(ConstraintMgr* p) const { delete p; }
+void InnerVtxMgrDeleter::operator()(InnerVtxMgr* p) const { delete p; }
+
+ConstraintMgr& Dt2::getConstraintMgr() {
+    if (!pConstraintMgr) pConstraintMgr.reset(new ConstraintMgr(this));
+    return *pConstraintMgr;
+}
+
+InnerVtxMgr& Dt2::getInnerVtxMgr() {
+    if (!pInnerVtxMgr) pInnerVtxMgr.reset(new InnerVtxMgr);
+    return *pInnerVtxMgr;
+}
+
+void Dt2::findConstraintFaults(ValidityFindings& findings) const {
+    if (!pConstraintMgr) return;
+    std::vector<ConstraintSegment2*> vCSegs;
+    pConstraintMgr->getSegmentsInMapOrder(vCSegs);
+    for (ConstraintSegment2* pCSeg : vCSegs)
+        if (pCSeg->isAlive() && !isEdge(pCSeg->getSrc(), pCSeg->getTrg()))
+            findings.vFaults.push_back(ValidityFault{"Not contained:", nullptr});
+}
+
 // ---- facade-level operations ---------------------------------------------------------------------
 
 ConstraintGraph2* Dt2::createConstraint(const std::vector<Segment2>& vSegments, ConstraintInsertionStrategy cis,
@@ -29,7 +52,7 @@ ConstraintGraph2* Dt2::createConstraint(const std::vector<Segment2>& vSegments, 
         reportWarning("Dt2::createConstraint(..)", "vSegments is empty, returning NULL");
         return nullptr;
     }
-    return constraintMgr.createConstraint(vSegments, cis, bOrientedSegments);
+    return getConstraintMgr().createConstraint(vSegments, cis, bOrientedSegments);
 }
 
 ConstraintGraph2* Dt2::createConstraint(const std::vector<Edge2>& vEdges, ConstraintInsertionStrategy cis) {
@@ -40,7 +63,7 @@ ConstraintGraph2* Dt2::createConstraint(const std::vector<Edge2>& vEdges, Constr
     std::vector<std::pair<Point2*, Point2*>> vPairs;
     for (const Edge2& e : vEdges)
         if (e.getTriangle() != nullptr) vPairs.emplace_back(e.getSrc(), e.getTrg());
-    return constraintMgr.createConstraint(vPairs, cis, false);
+    return getConstraintMgr().createConstraint(vPairs, cis, false);
 }
 
 void Dt2::applyConstraintsAndZones() {
@@ -48,7 +71,7 @@ void Dt2::applyConstraintsAndZones() {
         reportWarning("Dt2::applyConstraintsAndZones()", "The triangulation is not full dimensional yet. Nothing to do");
         return;
     }
-    constraintMgr.apply();
+    getConstraintMgr().apply();
 }
 
 Point2* Dt2::insertNear(const Point2& p, Point2* pNear) {
@@ -133,7 +156,7 @@ void Dt2::newCDT_applyOneCS(ConstraintSegment2* pInitialCSeg) {
         return;
     }
     std::vector<ConstraintSegment2*> vStack{pInitialCSeg};
-    size_t stepsLeft = maxConstraintSteps(constraintMgr.numSegments());
+    size_t stepsLeft = maxConstraintSteps(getConstraintMgr().numSegments());
     while (!vStack.empty()) {
         ConstraintSegment2* pX = vStack.back();
         vStack.pop_back();
@@ -252,7 +275,7 @@ Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<
     });
     if (bEstablished) return nullptr;
     if (pOnSegment != nullptr) {
-        innerVtxMgr.withdraw(pOnSegment);
+        getInnerVtxMgr().withdraw(pOnSegment);
         return pOnSegment;
     }
     LUMO_ASSERT(pFirstT!=0);
@@ -283,7 +306,7 @@ Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<
     const size_t maxSteps = numberOfTriangles() + 1;
     for (size_t step = 0;; ++step) {
         LUMO_ASSERT(step<maxSteps);
-        if (constraintMgr.isConstraint(pLeft, pRight)) {
+        if (getConstraintMgr().isConstraint(pLeft, pRight)) {
             // A crossing constraint: its exact intersection, rounded once.
             Point2 P(-DBL_MAX, -DBL_MAX);
             P = inserter.getGeomTest().getIntersectionCoords_gmp(Segment2(*pLeft, *pRight), Segment2(*pStart, *pStop));
@@ -305,12 +328,12 @@ Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<
                 for (Point2* pE : aEnds)
                     if (sqDistance(*pE, P) < sqDistance(*pNearest, P)) pNearest = pE;
                 if (pNearest == pLeft || pNearest == pRight) {
-                    innerVtxMgr.withdraw(pNearest);
+                    getInnerVtxMgr().withdraw(pNearest);
                     return pNearest;
                 }
                 P = *pNearest;
             }
-            vPairIspCS.emplace_back(P, constraintMgr.getConstraintSegment(pLeft, pRight));
+            vPairIspCS.emplace_back(P, getConstraintMgr().getConstraintSegment(pLeft, pRight));
             LUMO_ASSERT(vPairIspCS.size()==1);
             return nullptr;
         }
@@ -331,7 +354,7 @@ Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<
         }
         const Orientation2 ori = orient(pStart, pStop, v);
         if (ori == ORIENTATION2_COLLINEAR) {
-            innerVtxMgr.withdraw(v);
+            getInnerVtxMgr().withdraw(v);
             return v;
         }
         if (ori == ORIENTATION2_CCW) {

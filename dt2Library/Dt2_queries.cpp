@@ -186,13 +186,7 @@ ValidityFindings Dt2::findValidityFaults(bool bCheckEmptyCircleProperty) const {
     }
     // Euler: a triangulation of V vertices with H hull edges has 2V - 2 - H triangles.
     if (findings.isValid() && vT.size() + 2 + numHullEdges != 2 * numVtxInT) report("Euler count mismatch", nullptr);
-    // Every alive constraint segment must be an edge.
-    if (constraintMgr.numSegments() != 0) {
-        std::vector<ConstraintSegment2*> vCSegs;
-        constraintMgr.getSegmentsInMapOrder(vCSegs);
-        for (ConstraintSegment2* pCSeg : vCSegs)
-            if (pCSeg->isAlive() && !isEdge(pCSeg->getSrc(), pCSeg->getTrg())) report("Not contained:", nullptr);
-    }
+    findConstraintFaults(findings);
     return findings;
 }
 

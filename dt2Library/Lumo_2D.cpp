@@ -5,6 +5,7 @@
 #include <cmath>
 #include <sstream>
 #include <thread>
+#include "ConstraintMgr.h"
 #include "Dt2.h"
 #include "tools.h"
 

@@ -179,7 +179,7 @@ const Row aRows[] = {
 
     {"vertex store: a start triangle before the first triangle", [](Env&) { return assertion("getCloT() failed", "ORBI_LUMO2D::VertexVault::getCloseTriangle"); },
      [](Env&) {
-         VertexVault vault(nullptr);
+         VertexVault vault;
          Point2 p(1, 1);
          vault.addVertex(7, &p);  // stored, not yet part of a triangle
          EXPECT_THROW(vault.getCloseTriangle(5), LumoException);
