@@ -26,8 +26,8 @@ with open(d + "/segs.con", "w") as f:
         f.write("%.17g %.17g %.17g %.17g\n" % (50 - 45 * math.cos(a), 50 - 40 * math.sin(a) + 5 * k - 30,
                                               50 + 45 * math.cos(a), 50 + 40 * math.sin(a)))
 PY
-"$build/apps/lumo2d" triangulate "$work/pts.txt" --segments "$work/segs.con" --ps "$work/c.ps"
+(cd "$work" && "$OLDPWD/$build/apps/lumo2d" triangulate pts.txt --segments segs.con --ps constraints.ps)
 mkdir -p doc
 gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=png256 -r100 -dTextAlphaBits=4 -dGraphicsAlphaBits=4 \
-   -g757x799 -sOutputFile=doc/constraints.png -c "<</PageOffset [-30 185]>> setpagedevice" -f "$work/c.ps"
+   -g757x799 -sOutputFile=doc/constraints.png -c "<</PageOffset [-30 185]>> setpagedevice" -f "$work/constraints.ps"
 echo "wrote doc/constraints.png"

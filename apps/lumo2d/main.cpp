@@ -412,6 +412,7 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
         dt.insert(vPoints, vHandles);
         const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
         if (bShowProgress) dt.unsubscribe(MSG_PROGRESS, &bar);
+        const size_t numInputVertices = dt.numberOfPoints();
         double consSeconds = 0.0;
         size_t numBefore = 0;
         if (!cons.vSegments.empty() || !cons.vPoints.empty()) {
@@ -469,9 +470,9 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
         }
         hold.release();
 
-        const size_t numDup = vPoints.size() - dt.numberOfPoints();
+        const size_t numDup = vPoints.size() - numInputVertices;
         std::cout << "input:     " << in.description << "\n";
-        std::cout << "points:    " << dt.numberOfPoints();
+        std::cout << "points:    " << numInputVertices;
         if (numDup > 0) std::cout << " (" << numDup << " duplicate" << (numDup == 1 ? "" : "s") << " merged)";
         std::cout << "\n";
         std::cout << "triangles: " << dt.numberOfTriangles() << "\n";
