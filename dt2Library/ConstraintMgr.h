@@ -93,6 +93,7 @@ private:
     }
     void grow();
     void collectAliveLeaves(const ConstraintGraph2* pGraph, std::vector<Segment2>& vOut) const;
+    void writeGraphs(const std::string& prefix, bool bBinary) const;
     ConstraintGraph2* buildGraph(const std::vector<std::pair<Point2*, Point2*>>& vPairs, ConstraintInsertionStrategy cis,
                                  bool bOriented);
     // Conforming pieces are ordinary edges that later flips may remove: re-split until each is

@@ -169,24 +169,20 @@ void ConstraintGraph2::show(Visualizer2* pVis, const Color& color) const {
     for (Point2* p : splitVertices) pVis->addObject(*p, Color(CBLUE, 0.1f, false));
 }
 
-void ConstraintMgr::writeConstraintsBIN(const std::string& prefix) const {
-    for (size_t i = 0; i < vGraphs.size(); ++i) {
-        std::vector<Segment2> vSegs;
-        collectAliveLeaves(vGraphs[i], vSegs);
-        const std::string filename = prefix + "_c" + std::to_string(i) + "_con.bin";
-        reportInfo("ConstraintMgr::writeConstraintsBIN()",
-                   "writes " + std::to_string(vSegs.size()) + " child segments to " + filename);
-        writeSegmentsBIN(filename.c_str(), vSegs);
-    }
-}
+void ConstraintMgr::writeConstraintsBIN(const std::string& prefix) const { writeGraphs(prefix, true); }
+void ConstraintMgr::writeConstraints(const std::string& prefix) const { writeGraphs(prefix, false); }
 
-void ConstraintMgr::writeConstraints(const std::string& prefix) const {
+void ConstraintMgr::writeGraphs(const std::string& prefix, bool bBinary) const {
     for (size_t i = 0; i < vGraphs.size(); ++i) {
         std::vector<Segment2> vSegs;
         collectAliveLeaves(vGraphs[i], vSegs);
-        const std::string filename = prefix + "_c" + std::to_string(i) + ".con";
-        reportInfo("ConstraintMgr::writeConstraints()",
+        const std::string filename = prefix + "_c" + std::to_string(i) + (bBinary ? "_con.bin" : ".con");
+        reportInfo(bBinary ? "ConstraintMgr::writeConstraintsBIN()" : "ConstraintMgr::writeConstraints()",
                    "writes " + std::to_string(vSegs.size()) + " child segments to " + filename);
+        if (bBinary) {
+            writeSegmentsBIN(filename.c_str(), vSegs);
+            continue;
+        }
         std::ofstream out(filename);
         if (!out) {
             std::cout << filename << " can't be written" << std::endl;
