@@ -1,5 +1,7 @@
-// Bulk insertion timing: uniform random points (100k, 1M, 4M), an integer grid (1000x1000) and
-// clustered points. Prints seconds, nanoseconds per point and peak memory per point; when CGAL
+// Bulk insertion timing: uniform random points (100k, 1M, 4M), an integer grid (1000x1000),
+// clustered points, and hard input: points exactly on one circle, points on a circle rounded to
+// doubles, and uniform points scaled to +-1e300, +-1e-300, +-1.7e308 and to integer multiples of
+// the smallest subnormal (100k and 1M each, for the growth). Prints seconds, nanoseconds per point and peak memory per point; when CGAL
 // is available, also its Delaunay_triangulation_2 (exact predicates, inexact constructions,
 // range insertion of the same points) and the ratio of our time to CGAL's.
 // Times are CPU seconds of the inserting thread (the machine is shared, so wall time would
@@ -9,6 +11,8 @@
 // Built and run (with CGAL installed when missing) by: bash scripts/bench.sh insertion
 #include <algorithm>
 #include <chrono>
+#include <cfloat>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -136,6 +140,68 @@ std::vector<Point2> clustered(size_t n, unsigned seed) {
     return v;
 }
 
+// Lattice points of the circle of radius r = 5*13*17*29*37*41*53*61*73*89 (about 1e15): each
+// prime p = g*conj(g) contributes g^j conj(g)^(2-j), j = 0..2, to a Gaussian integer of norm r^2.
+// 3^10 products times 4 units: 236196 points, exactly cocircular, every coordinate an integer.
+std::vector<Point2> cocircular(size_t n, unsigned seed) {
+    const long long g[10][2] = {{2, 1}, {3, 2}, {4, 1}, {5, 2}, {6, 1}, {5, 4}, {7, 2}, {6, 5}, {8, 3}, {8, 5}};
+    std::vector<Point2> v;
+    for (int code = 0; code < 59049; ++code) {
+        __int128 re = 1, im = 0;
+        for (int i = 0, c = code; i < 10; ++i, c /= 3) {
+            const int j = c % 3;
+            for (int k = 0; k < 2; ++k) {  // multiply by g (k < j) or by its conjugate
+                const long long a = g[i][0], b = k < j ? g[i][1] : -g[i][1];
+                const __int128 r2 = re * a - im * b, i2 = re * b + im * a;
+                re = r2;
+                im = i2;
+            }
+        }
+        const double x = double(static_cast<long long>(re)), y = double(static_cast<long long>(im));
+        v.emplace_back(x, y);
+        v.emplace_back(-y, x);
+        v.emplace_back(-x, -y);
+        v.emplace_back(y, -x);
+    }
+    std::mt19937_64 rng(seed);
+    std::shuffle(v.begin(), v.end(), rng);
+    v.resize(std::min(n, v.size()));
+    return v;
+}
+
+std::vector<Point2> onRoundedCircle(size_t n, unsigned seed) {
+    std::mt19937_64 rng(seed);
+    std::uniform_real_distribution<double> d(0.0, 6.283185307179586);
+    std::vector<Point2> v;
+    v.reserve(n);
+    for (size_t i = 0; i < n; ++i) {
+        const double t = d(rng);
+        v.emplace_back(std::cos(t), std::sin(t));
+    }
+    return v;
+}
+
+// Uniform in [-s, s]^2, computed as s * (2u - 1) so that s may be the largest double.
+std::vector<Point2> uniformScaled(size_t n, unsigned seed, double s) {
+    std::vector<Point2> v = uniform(n, seed);
+    for (Point2& p : v) p = Point2(s * (2.0 * p.x() - 1.0), s * (2.0 * p.y() - 1.0));
+    return v;
+}
+
+// Integer multiples k * 2^-1074 with |k| <= 2^20: every coordinate subnormal.
+std::vector<Point2> subnormalMultiples(size_t n, unsigned seed) {
+    std::mt19937_64 rng(seed);
+    std::uniform_int_distribution<int> d(-(1 << 20), 1 << 20);
+    const double tiny = std::ldexp(1.0, -1074);
+    std::vector<Point2> v;
+    v.reserve(n);
+    for (size_t i = 0; i < n; ++i) {
+        const double x = d(rng) * tiny;
+        v.emplace_back(x, d(rng) * tiny);
+    }
+    return v;
+}
+
 const char* gFilter = nullptr;
 
 void runCase(const char* name, const std::vector<Point2>& v, int reps) {
@@ -155,7 +221,7 @@ void runCase(const char* name, const std::vector<Point2>& v, int reps) {
         if (c.seconds < bestCgal.seconds) bestCgal = c;
 #endif
     }
-    std::printf("%-15s %8zu  lumo %6.3f s (wall %6.3f) %6.1f ns/pt %6.1f B/pt", name, v.size(), best.seconds,
+    std::printf("%-18s %8zu  lumo %6.3f s (wall %6.3f) %6.1f ns/pt %6.1f B/pt", name, v.size(), best.seconds,
                 best.wallSeconds, best.seconds * 1e9 / double(v.size()), best.bytesPerPoint);
 #ifdef LUMO2D_HAVE_CGAL
     std::printf("  | cgal %6.3f s (wall %6.3f) %6.1f ns/pt %6.1f B/pt  | ratio %.3f", bestCgal.seconds,
@@ -186,5 +252,17 @@ int main(int argc, char** argv) {
     if (wanted("uniform 4M")) runCase("uniform 4M", uniform(4000000, 3), std::min(reps, 2));
     if (wanted("grid 1000x1000")) runCase("grid 1000x1000", grid(1000), reps);
     if (wanted("clustered 1M")) runCase("clustered 1M", clustered(1000000, 4), reps);
+    if (wanted("cocircular 100k")) runCase("cocircular 100k", cocircular(100000, 6), reps);
+    if (wanted("near-circle 100k")) runCase("near-circle 100k", onRoundedCircle(100000, 7), reps);
+    if (wanted("near-circle 1M")) runCase("near-circle 1M", onRoundedCircle(1000000, 7), reps);
+    const struct { const char* name; double scale; } scaled[] = {
+        {"e300", 1e300}, {"e-300", 1e-300}, {"max", DBL_MAX}};
+    for (const auto& sc : scaled)
+        for (size_t n : {size_t(100000), size_t(1000000)}) {
+            const std::string name = std::string("uniform ") + sc.name + (n == 100000 ? " 100k" : " 1M");
+            if (wanted(name.c_str())) runCase(name.c_str(), uniformScaled(n, 8, sc.scale), reps);
+        }
+    if (wanted("subnormal 100k")) runCase("subnormal 100k", subnormalMultiples(100000, 9), reps);
+    if (wanted("subnormal 1M")) runCase("subnormal 1M", subnormalMultiples(1000000, 9), reps);
     return 0;
 }

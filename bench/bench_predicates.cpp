@@ -1,6 +1,7 @@
 // Cost of the exact predicates per call, on random and on near-degenerate inputs, and which
 // stage decided how often. Each benchmark cycles through a fixed set of pre-generated queries.
-// Counters: filter, shortcut, interval, exact = fraction of calls decided by that stage.
+// Counters: filter, scaled (the filter on scaled coordinates), shortcut, interval, adaptive,
+// exact (rationals) = fraction of calls decided by that stage.
 #include <benchmark/benchmark.h>
 #include <algorithm>
 #include <cmath>
@@ -90,10 +91,14 @@ std::vector<Point2> inCircleQueries(Family f) {
 
 void reportStages(benchmark::State& state, const GeomTest& g, double calls) {
     const GeomTest::Stats& s = g.getStats();
+    const double scaled = double(s.orientScaled + s.inCircleScaled), adaptive = double(s.orientAdaptive + s.inCircleAdaptive);
+    const double exact = double(s.orientExact + s.inCircleExact);
+    state.counters["scaled"] = scaled / calls;
     state.counters["shortcut"] = s.orientShortcut / calls;
     state.counters["interval"] = s.orientInterval / calls;
-    state.counters["exact"] = (s.orientExact + s.inCircleExact) / calls;
-    state.counters["filter"] = 1.0 - (s.orientShortcut + s.orientInterval + s.orientExact + s.inCircleExact) / calls;
+    state.counters["adaptive"] = adaptive / calls;
+    state.counters["exact"] = exact / calls;
+    state.counters["filter"] = 1.0 - (scaled + s.orientShortcut + s.orientInterval + adaptive + exact) / calls;
 }
 
 void BM_Orientation(benchmark::State& state) {

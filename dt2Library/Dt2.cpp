@@ -38,7 +38,8 @@ void Dt2::getTrianglePointers(std::vector<Triangle2*>& vAllTriangles) const {
 
 void Dt2::getVertexPointers(std::vector<Point2*>& vAllPoints) const {
     vAllPoints.reserve(vAllPoints.size() + vertexVault.size());
-    for (const VaultEntry& e : vertexVault.getEntries()) vAllPoints.push_back(e.pVtx);
+    for (const VaultEntry& e : vertexVault.getEntries())
+        if (e.pVtx != nullptr) vAllPoints.push_back(e.pVtx);
 }
 
 void Dt2::getFreshTriangles(std::vector<Triangle2*>& vFreshTriangles) {

@@ -66,6 +66,11 @@ public:
     void insertArray(int numPoints, const double* aCoordinates, Point2** aHandles);
     bool createFullDimTriangle(size_t numPreExistingVtx);
 
+    // ---- removal (Dt2_removal.cpp) ----------------------------------------------------------------
+    // Takes pVtx out and restores the Delaunay property (see Lumo_2D::remove). Refusals print
+    // one message and change nothing; a degree reduction that does not finish fails an assertion.
+    void remove(Point2* pVtx);
+
     // ---- state ------------------------------------------------------------------------------
     bool is2D() const { return vertexVault.bFullDimensional; }
     size_t numberOfPoints() const { return vertexVault.size(); }
@@ -75,7 +80,10 @@ public:
     // Triangles taken from the pool since the last call (recycled ones are not reported).
     void getFreshTriangles(std::vector<Triangle2*>& vFreshTriangles);
     // Exact box of the vertices (not the enlarged box behind the Hilbert keys).
-    Bbox2 computeBoundingBox() const { return bboxVertices; }
+    Bbox2 computeBoundingBox() const {
+        if (bVertexBoxStale) recomputeVertexBox();
+        return bboxVertices;
+    }
     int setNumCPU(int numCPU_);
     int getNumCPU() const { return numCPU; }
     void subscribe(MsgType type, MsgBase* pReceiver);
@@ -122,6 +130,9 @@ public:
     void setObserver(TopologyObserver* pObserver) { inserter.setObserver(pObserver); }
     // Whether (p0,p1) is an edge that must not be flipped (the guard refuses it).
     bool isConstraintEdge(const Point2* p0, const Point2* p1) const { return !inserter.mayFlip(p0, p1); }
+    // Whether pVtx is an endpoint of an alive constraint segment (such a vertex cannot be
+    // removed). The constraint manager answers it; without one no vertex is a constraint vertex.
+    bool isConstraintVertex(const Point2* pVtx) const;
 
     // ---- constraints (Dt2_constraints.cpp) ---------------------------------------------------
     // Inserts the segments' endpoints and enforces the segments; null for an empty input.
@@ -202,6 +213,26 @@ private:
         return dx * dx + dy * dy;
     }
     static bool isFinitePoint(double x, double y) { return std::isfinite(x) && std::isfinite(y); }
+
+    // ---- removal steps (Dt2_removal.cpp) -------------------------------------------------------
+    // The vault index of pVtx if it is a vertex of this triangulation, else size_t(-1).
+    size_t findOwnVertex(const Point2* pVtx) const;
+    // Degree reduction of an interior vertex to 3 and the merge; stacks the new edges.
+    void removeInteriorVertex(Point2* pVtx);
+    // Hull vertex: fills the pocket behind it with flips and drops its remaining triangles;
+    // false when nothing else is left (the rest is collinear).
+    bool removeHullVertex(Point2* pVtx);
+    // Flips edge (pT, i) (an edge leaving the vertex being removed) when the quadrilateral
+    // allows it: the ear (pT's corner i and the link vertices beside it) strictly
+    // counterclockwise and the rest not clockwise (counterclockwise only when bStrict).
+    // On success the ear's edges are stacked and the triangle that keeps the vertex returned.
+    Triangle2* tryRemovalFlip(Triangle2* pT, int i, bool bStrict);
+    // Back before the first triangle: every triangle dies, the vertices stay stored.
+    void dropToLowerDimensional();
+    // The umbrella of pVtx in counterclockwise order; false when it is open (a hull vertex),
+    // then it starts with the triangle whose clockwise edge is on the hull.
+    bool collectUmbrella(Point2* pVtx, std::vector<Triangle2*>& vUmbrellaT) const;
+    void recomputeVertexBox() const;
     static void reportBadPoint(double x, double y);
 
     struct LexLess {
@@ -214,9 +245,13 @@ private:
     Inserter inserter;
     size_t numTrianglesAtLastFresh{0};
     Bbox2 bbox;           // grows by doubling; the Hilbert keys are defined over it
-    Bbox2 bboxVertices;   // exact extent of the vertices
+    // Exact extent of the vertices; after a removal on its border it is recomputed when asked
+    // for (until then it is a superset, which is all the predicate bounds need).
+    mutable Bbox2 bboxVertices;
+    mutable bool bVertexBoxStale{false};
     HC2 hc;
     Point2* pLastSingle{nullptr};   // vertex of the previous single insertion (a walk hint)
+    std::vector<Triangle2*> vRemovalScratch;   // the umbrella of the vertex being removed
     // Before the first triangle: the stored vertices by position, and two distinct ones of them
     // (all stored vertices lie on their line).
     std::set<Point2*, LexLess> sLowerDimVertices;

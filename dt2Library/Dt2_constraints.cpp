@@ -44,6 +44,23 @@ void Dt2::findConstraintFaults(ValidityFindings& findings) const {
             findings.vFaults.push_back(ValidityFault{"Not contained:", nullptr});
 }
 
+bool Dt2::isConstraintVertex(const Point2* pVtx) const {
+    if (!pConstraintMgr || pConstraintMgr->numSegments() == 0 || pVtx->getIncidentTriangle() == nullptr) return false;
+    // Around the vertex in both directions (a hull vertex has an open fan).
+    Triangle2* pStart = pVtx->getIncidentTriangle();
+    for (int dir = 0; dir < 2; ++dir) {
+        Triangle2* pT = pStart;
+        do {
+            const int i = pT->getIntraTriangleIndex(pVtx);
+            if (pConstraintMgr->isConstraint(pVtx, pT->getCorner(incIndexBy1(i)))) return true;
+            if (pConstraintMgr->isConstraint(pVtx, pT->getCorner(incIndexBy2(i)))) return true;
+            pT = pT->getOppositeTriangle(dir == 0 ? incIndexBy1(i) : incIndexBy2(i));
+        } while (pT != nullptr && pT != pStart);
+        if (pT == pStart) break;
+    }
+    return false;
+}
+
 // ---- facade-level operations ---------------------------------------------------------------------
 
 ConstraintGraph2* Dt2::createConstraint(const std::vector<Segment2>& vSegments, ConstraintInsertionStrategy cis,

@@ -77,7 +77,7 @@ void Dt2::getConvexHull(bool bAllVertices, std::vector<Point2*>& vConvexHullPoin
     // The lexicographically smallest vertex is always on the hull.
     Point2* pStartVtx = nullptr;
     for (const VaultEntry& e : vertexVault.getEntries())
-        if (e.pVtx->getIncidentTriangle() != nullptr && (pStartVtx == nullptr || *e.pVtx < *pStartVtx))
+        if (e.pVtx != nullptr && e.pVtx->getIncidentTriangle() != nullptr && (pStartVtx == nullptr || *e.pVtx < *pStartVtx))
             pStartVtx = e.pVtx;
     LUMO_ASSERT(pStartVtx!=0);
     Triangle2* pStartT = pStartVtx->getIncidentTriangle();
@@ -173,6 +173,7 @@ ValidityFindings Dt2::findValidityFaults(bool bCheckEmptyCircleProperty) const {
     // Every vertex must know a live triangle that really has it as a corner.
     size_t numVtxInT = 0;
     for (const VaultEntry& e : vertexVault.getEntries()) {
+        if (e.pVtx == nullptr) continue;   // a removed vertex
         Triangle2* pIncT = e.pVtx->getIncidentTriangle();
         if (pIncT == nullptr) {
             report("Vertex without incident triangle:", nullptr);

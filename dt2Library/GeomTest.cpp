@@ -1,7 +1,11 @@
 #include "GeomTest.h"
+#include "ExactDiffPredicates.h"
 #include <cfenv>
 #include <cfloat>
 #include <cmath>
+#if defined(__SSE2__)
+#include <xmmintrin.h>
+#endif
 #include "tools.h"
 
 // The interval stage switches the rounding mode; this file is compiled with -frounding-math
@@ -40,8 +44,10 @@ namespace ORBI_LUMO2D {
 //     (c) underflow adds at most 2^-1074 absolutely, negligible against |det_fl| > max(B, 2^-1020).
 //     Without the floor, x near 2^-519 and y near 2^-538 do produce det_fl = -2^-1074 for a
 //     counterclockwise triple while B has underflowed to 0 (see the predicate tests).
-// The filter assumes the default round-to-nearest mode. Overflow is outside its contract:
-// products must stay finite. Stages 2 and 3 are exact for all finite coordinates.
+// (e) Overflow. For M <= 2^500 every product stays below 2^1002. Beyond, the filter's bound is
+//     infinite and the slow path repeats the filter on scaled coordinates (setBound).
+// The filter assumes the default round-to-nearest mode. Every later stage is exact for all
+// finite coordinates.
 // orientFloor = 2^-1020 (GeomTest.h).
 
 // ---- In-circle filter -----------------------------------------------------------------------
@@ -112,6 +118,20 @@ void GeomTest::setBound(double M) {
     negErrBound = -bound;
     orientBound = !(bound <= orientFloor) ? bound : orientFloor;  // a NaN bound lets nothing through
     coordinateBound = std::fabs(M);
+    // Beyond these magnitudes the bound overflows, or it and the products sink towards the
+    // floor: the slow path then repeats the filter on coordinates scaled by 2^-e, e the exponent
+    // of M, where the same analysis holds for M' = M * 2^-e in [1, 2). A scaled coordinate that
+    // lands in the subnormal range is off by at most 2^-1075, which moves the determinant by
+    // less than 2^-1066, far inside the bound's slack (about u*M'^2) and the floor.
+    const double m = std::fmin(coordinateBound, DBL_MAX);
+    orientScaleExp = 0;
+    scaledErrBound = 0.0;
+    if (m > 0.0 && !(m >= 0x1p-480 && m <= 0x1p500)) {
+        orientScaleExp = -adaptive::exponentOf(m);
+        const double scaledM = adaptive::timesPow2(m, orientScaleExp);
+        scaledErrBound = factor * scaledM * scaledM;
+    }
+    if (m > 0x1p500) orientBound = HUGE_VAL;  // products may overflow: only the scaled filter decides
 }
 
 // With |coordinate difference| <= D, each lift and each minor sum is at most 2D^2, so the
@@ -160,10 +180,23 @@ inline void termBounds(double a0, double a1, double b0, double b1, double& lo, d
 }
 } // namespace
 
+namespace {
+Orientation2 toOrientation(int sign) {
+    return sign > 0 ? ORIENTATION2_CCW : (sign < 0 ? ORIENTATION2_CW : ORIENTATION2_COLLINEAR);
+}
+} // namespace
+
 Orientation2 GeomTest::orientationSlow(const Point2* p0, const Point2* p1, const Point2* p2) {
-    if ((p0->x() == p1->x() && p1->x() == p2->x()) || (p0->y() == p1->y() && p1->y() == p2->y())) {
-        ++stats.orientShortcut;
-        return ORIENTATION2_COLLINEAR;
+    if (orientScaleExp != 0) {
+        const int k = orientScaleExp;
+        const double x0 = adaptive::timesPow2(p0->x(), k), y0 = adaptive::timesPow2(p0->y(), k);
+        const double x1 = adaptive::timesPow2(p1->x(), k), y1 = adaptive::timesPow2(p1->y(), k);
+        const double x2 = adaptive::timesPow2(p2->x(), k), y2 = adaptive::timesPow2(p2->y(), k);
+        const double det = (y1 - y2) * (x0 - x2) - (y0 - y2) * (x1 - x2);
+        if ((det > scaledErrBound && det >= orientFloor) || (det < -scaledErrBound && det <= -orientFloor)) {
+            ++stats.orientScaled;
+            return det > 0.0 ? ORIENTATION2_CCW : ORIENTATION2_CW;
+        }
     }
     // The coordinates go through volatile storage and the results come back through it: the
     // compiler may not move the interval arithmetic across the two rounding-mode switches.
@@ -183,7 +216,59 @@ Orientation2 GeomTest::orientationSlow(const Point2* p0, const Point2* p1, const
     std::fesetround(savedMode);
     if (upper < 0.0) { ++stats.orientInterval; return ORIENTATION2_CW; }
     if (lower > 0.0) { ++stats.orientInterval; return ORIENTATION2_CCW; }
+    // The adaptive stage relies on round-to-nearest; a caller in another mode gets rationals.
+    if (savedMode == FE_TONEAREST) {
+        double v[6] = {p0->x(), p0->y(), p1->x(), p1->y(), p2->x(), p2->y()};
+        if (adaptive::inWindow(v, 6, adaptive::ORIENT_WINDOW) ||
+            adaptive::scaleIntoWindow(v, 6, adaptive::ORIENT_WINDOW)) {
+            ++stats.orientAdaptive;
+            return toOrientation(adaptive::orientation(v));
+        }
+    }
     return orientationExact(p0, p1, p2);
+}
+
+namespace {
+// The adaptive arithmetic needs round-to-nearest; a caller in another mode gets rationals.
+bool roundsToNearest() {
+#if defined(__SSE2__)
+    return (_mm_getcsr() & 0x6000u) == 0;  // the SSE rounding-control bits
+#else
+    return std::fegetround() == FE_TONEAREST;
+#endif
+}
+} // namespace
+
+Orientation2 GeomTest::orientationAfterFilter(const Point2* p0, const Point2* p1, const Point2* p2) {
+    if ((p0->x() == p1->x() && p1->x() == p2->x()) || (p0->y() == p1->y() && p1->y() == p2->y())) {
+        ++stats.orientShortcut;
+        return ORIENTATION2_COLLINEAR;
+    }
+    const double v[6] = {p0->x(), p0->y(), p1->x(), p1->y(), p2->x(), p2->y()};
+    if (adaptive::inWindow(v, 6, adaptive::ORIENT_WINDOW) && roundsToNearest()) {
+        const int r = adaptive::orientationOfExactDifferences(v);
+        if (r != adaptive::NOT_DECIDED) {
+            ++stats.orientAdaptive;
+            return toOrientation(r);
+        }
+    }
+    return orientationSlow(p0, p1, p2);
+}
+
+int GeomTest::inCircleSlow(const Point2* a, const Point2* b, const Point2* c, const Point2* d) {
+    double v[8] = {a->x(), a->y(), b->x(), b->y(), c->x(), c->y(), d->x(), d->y()};
+    if (!adaptive::inWindow(v, 8, adaptive::INCIRCLE_WINDOW)) {
+        // Exponents spanning too far for double expansions: rationals.
+        if (!adaptive::scaleIntoWindow(v, 8, adaptive::INCIRCLE_WINDOW)) return inCircleExact(a, b, c, d);
+        // Scaled by a power of two, the filter works where the original lifts over- or underflowed.
+        int result;
+        if (inCircleFilter(v, HUGE_VAL, result)) {
+            ++stats.inCircleScaled;
+            return result;
+        }
+    }
+    ++stats.inCircleAdaptive;
+    return adaptive::inCircle(v);
 }
 
 Orientation2 GeomTest::orientationExact(const Point2* p0, const Point2* p1, const Point2* p2) {

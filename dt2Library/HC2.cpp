@@ -1,5 +1,7 @@
 #include "HC2.h"
+#include <cfloat>
 #include <cmath>
+#include "ExactDiffPredicates.h"
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
@@ -34,20 +36,38 @@ const uint8_t* buildTripleTable() {
 
 const uint8_t* const HC2::aTriple = buildTripleTable();
 
-HC2::HC2(double minX_, double minY_, double maxX_, double maxY_, int bitLength) : minX(minX_), minY(minY_) {
+HC2::HC2(double minX_, double minY_, double maxX_, double maxY_, int bitLength) {
     if (bitLength % 2 != 0 || bitLength > 32 || bitLength < 0) {
         reportError("HC2::HC2(..)", "invalid bitlength");
         return;
     }
     numLevels = bitLength / 2;
     const double numCells = std::ldexp(1.0, numLevels);
-    maxCell = numCells - 1.0;
-    // A zero or infinite range keys that axis to one cell; the order stays valid, only coarser.
-    const double rangeX = maxX_ - minX_, rangeY = maxY_ - minY_;
-    scaleX = (rangeX > 0.0 && std::isfinite(rangeX)) ? numCells / rangeX : 0.0;
-    scaleY = (rangeY > 0.0 && std::isfinite(rangeY)) ? numCells / rangeY : 0.0;
-    if (!std::isfinite(scaleX)) scaleX = 0.0;
-    if (!std::isfinite(scaleY)) scaleY = 0.0;
+    cellMask = uint32_t(numCells - 1.0);
+    setupAxis(minX_, maxX_, numCells, aPreX, minX, scaleX);
+    setupAxis(minY_, maxY_, numCells, aPreY, minY, scaleY);
+}
+
+void HC2::setupAxis(double lo, double hi, double numCells, double* aPre, double& origin, double& scale) {
+    lo = std::fmax(lo, -DBL_MAX);
+    hi = std::fmin(hi, DBL_MAX);
+    aPre[0] = aPre[1] = 1.0;
+    origin = lo;
+    scale = 0.0;
+    if (!(hi > lo)) return;  // zero range (or NaN): one cell
+    const double range = hi - lo;
+    scale = numCells / range;
+    if (std::isfinite(range) && std::isfinite(scale)) return;
+    // The range overflows (a box across most of the double range) or its reciprocal does (a
+    // subnormal range): work on coordinates times 2^k, k chosen so that the larger bound's
+    // magnitude becomes about 2^500. Both results are then finite, and the scaled range is at
+    // least an ulp of 2^500 apart from zero, so the scale is finite too.
+    const int k = 500 - adaptive::exponentOf(std::fmax(std::fabs(lo), std::fabs(hi)));
+    const int k0 = k / 2;
+    aPre[0] = adaptive::pow2(k0);
+    aPre[1] = adaptive::pow2(k - k0);
+    origin = lo * aPre[0] * aPre[1];
+    scale = numCells / (hi * aPre[0] * aPre[1] - origin);
 }
 
 } // namespace ORBI_LUMO2D

@@ -49,6 +49,11 @@ void Lumo_2D::insert(int numPoints, double* aCoordinates, Point2** aHandles) {
     pImpl->insertArray(numPoints, aCoordinates, aHandles);
 }
 
+// ---- removal ------------------------------------------------------------------------------------
+
+// Null, foreign and removed vertices are Dt2's own refusals, with their messages.
+void Lumo_2D::remove(Point2* pVtx) { pImpl->remove(pVtx); }
+
 // ---- state --------------------------------------------------------------------------------------
 
 bool Lumo_2D::is2D() const { return pImpl->is2D(); }

@@ -16,6 +16,7 @@ VertexVault::~VertexVault() {
 // ---- storage ------------------------------------------------------------------------------
 
 void VertexVault::rekeyAll(const HC2& hc) {
+    compact();
     for (VaultEntry& e : vIdxVtxAct) e.key = hc.getKey(e.pVtx->x(), e.pVtx->y());
     // Before the first triangle the entries stay in insertion order (the earliest of equal
     // points survives as the vertex); they are sorted when the triangulation starts.
@@ -90,7 +91,7 @@ Triangle2* VertexVault::getCloseTriangle(uint32_t key) const {
                 std::cout << "resultIdx=" << resultIdx << std::endl;
                 std::cout << "pVtx=" << *e.pVtx << std::endl;
                 for (size_t i = 0; i < vIdxVtxAct.size(); ++i)
-                    if (*vIdxVtxAct[i].pVtx == *e.pVtx) std::cout << "found at index i=" << i << std::endl;
+                    if (vIdxVtxAct[i].pVtx != nullptr && *vIdxVtxAct[i].pVtx == *e.pVtx) std::cout << "found at index i=" << i << std::endl;
                 LUMO_ASSERT(pT!=0);
             }
             return pT;
@@ -132,7 +133,7 @@ Triangle2* VertexVault::getCloseTriangle(uint32_t key) const {
 
 Triangle2* VertexVault::getOneValidTriangle() const {
     for (const VaultEntry& e : vIdxVtxAct)
-        if (e.pVtx->getIncidentTriangle() != nullptr) return e.pVtx->getIncidentTriangle();
+        if (e.pVtx != nullptr && e.pVtx->getIncidentTriangle() != nullptr) return e.pVtx->getIncidentTriangle();
     reportError("getOneValidTriangle()", "No valid triangle found");
     return nullptr;
 }
@@ -165,6 +166,49 @@ bool VertexVault::getThreeInitialPoints(Point2*& a, Point2*& b, Point2*& c, Geom
         return true;
     }
     return false;
+}
+
+// ---- removal ----------------------------------------------------------------------------------
+
+size_t VertexVault::findEntry(uint32_t key, const Point2* p) const {
+    const auto itBegin = vIdxVtxAct.begin();
+    const auto itSorted = itBegin + long(numSorted);
+    for (auto it = std::lower_bound(itBegin, itSorted, VaultEntry{key, false, nullptr});
+         it != itSorted && it->key == key; ++it)
+        if (it->pVtx == p) return size_t(it - itBegin);
+    for (size_t i = numSorted; i < vIdxVtxAct.size(); ++i)
+        if (vIdxVtxAct[i].pVtx == p) return i;
+    return size_t(-1);
+}
+
+void VertexVault::removeEntry(size_t idx) {
+    LUMO_ASSERT(idx<vIdxVtxAct.size() && vIdxVtxAct[idx].pVtx!=0);
+    vIdxVtxAct[idx].pVtx = nullptr;
+    vIdxVtxAct[idx].bActive = false;
+    ++numRemoved;
+    if (numRemoved * 8 > vIdxVtxAct.size()) compact();
+}
+
+void VertexVault::compact() {
+    if (numRemoved == 0) return;
+    size_t w = 0, numRemovedSorted = 0;
+    for (size_t r = 0; r < vIdxVtxAct.size(); ++r) {
+        if (vIdxVtxAct[r].pVtx == nullptr) {
+            if (r < numSorted) ++numRemovedSorted;
+            continue;
+        }
+        vIdxVtxAct[w++] = vIdxVtxAct[r];
+    }
+    vIdxVtxAct.resize(w);
+    numSorted -= numRemovedSorted;
+    numRemoved = 0;
+}
+
+void VertexVault::resetToLowerDimensional() {
+    compact();
+    for (VaultEntry& e : vIdxVtxAct) e.bActive = false;
+    numSorted = 0;
+    bFullDimensional = false;
 }
 
 // ---- duplicates -------------------------------------------------------------------------------

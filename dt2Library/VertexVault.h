@@ -33,7 +33,8 @@ public:
     void reserve(size_t n) { vIdxVtxAct.reserve(n); }
     // Appends p under key behind the sorted run.
     void addVertex(uint32_t key, Point2* p) { vIdxVtxAct.push_back(VaultEntry{key, false, p}); }
-    size_t size() const { return vIdxVtxAct.size(); }
+    // Number of stored vertices (entries of removed vertices not counted).
+    size_t size() const { return vIdxVtxAct.size() - numRemoved; }
     // Recomputes every key with hc (after the bounding box grew) and, once triangles exist,
     // sorts everything.
     void rekeyAll(const HC2& hc);
@@ -50,7 +51,20 @@ public:
     void mergeTailIfLarge();
     VaultEntry* begin() { return vIdxVtxAct.data(); }
     VaultEntry* end() { return vIdxVtxAct.data() + vIdxVtxAct.size(); }
+    // The entries; while removed vertices await compaction their entries have a null pVtx.
     const std::vector<VaultEntry>& getEntries() const { return vIdxVtxAct; }
+
+    // ---- removal ------------------------------------------------------------------------------
+    // Index of the entry of p stored under key (a binary search over the sorted run, then the
+    // tail), or size_t(-1) when p is not stored here.
+    size_t findEntry(uint32_t key, const Point2* p) const;
+    // Takes the entry out: its pVtx becomes null until the next compaction, which runs when
+    // removed entries make up an eighth of all, so that a removal costs no shift of the array.
+    void removeEntry(size_t idx);
+    // Drops the entries of removed vertices, keeping the key order.
+    void compact();
+    // The triangulation fell back below two dimensions: no entry is active, nothing is sorted.
+    void resetToLowerDimensional();
 
     // ---- start triangles ------------------------------------------------------------------
     // A triangle near key: the active entry at or after it in the sorted run, else before it,
@@ -84,6 +98,7 @@ public:
 private:
     std::vector<VaultEntry> vIdxVtxAct;
     size_t numSorted{0};
+    size_t numRemoved{0};   // entries with a null pVtx
     std::unordered_map<Point2*, Point2*> mRedundant2UniqueVtx;
     std::vector<Point2*> vFakeBoxHandles;
 };

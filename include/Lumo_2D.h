@@ -54,6 +54,14 @@ public:
     // inserts nothing.
     void insert(int numPoints, double* aCoordinates, Point2** aHandles);
 
+    // ---- removal ------------------------------------------------------------------------------
+    // Takes vertex pVtx out; the triangulation stays Delaunay and every other handle stays
+    // valid (pVtx itself becomes a dead handle). Interior and convex hull vertices are removed;
+    // when the remaining vertices are all collinear the triangulation is no longer 2D and
+    // keeps them as before its first triangle. Null, a constraint vertex and a vertex that is
+    // not (or no longer) in this triangulation are refused with a message, nothing changed.
+    void remove(Point2* pVtx);
+
     // ---- state ------------------------------------------------------------------------------
     // True once a triangle exists (not all points collinear or equal).
     bool is2D() const;

@@ -461,6 +461,11 @@ TEST(Constraints, SegmentRecordLabelsSplitsAndOutput) {
     s->getChildrenRec(vLeaves);
     ASSERT_EQ(vLeaves.size(), 3u);
     EXPECT_EQ(vLeaves[2], k1);
+    // A constraint vertex cannot be removed.
+    testing::internal::CaptureStdout();
+    dt.remove(pMid);
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("Can't remove a constraint vertex"), std::string::npos);
+    EXPECT_EQ(dt.numberOfPoints(), 6u);
     // A point inserted exactly on a constrained edge splits it combinatorially.
     Point2* pOn = dt.insert(Point2(3, 3));
     std::vector<ConstraintSegment2*> vKids = pieces(pG);

@@ -1,64 +1,170 @@
-// The double-arithmetic exact stage of the insertion predicates, against GMP in the oracle.
+// The adaptive exact stage (double expansions) on its own, against the independent GMP oracle:
+// families of inputs built so that each of its stages has to decide (exact differences, rounded
+// differences near a degeneracy, exact degeneracies with rounded differences).
 #include <gtest/gtest.h>
+#include <cfloat>
 #include <cmath>
+#include <functional>
 #include <random>
-#include "DelaunayOracle.h"
+#include <vector>
 #include "ExactDiffPredicates.h"
+#include "ExactOracle.h"
 
 using namespace ORBI_LUMO2D;
 
 namespace {
-// Small integers (many exact degeneracies), scaled and shifted so that differences stay exact.
-Point2 gridPoint(std::mt19937_64& rng, double scale, double shift) {
-    std::uniform_int_distribution<int> d(-6, 6);
-    return Point2(shift + scale * d(rng), shift + scale * d(rng));
+
+std::mt19937_64 rng(5);
+double uni(double lo, double hi) { return std::uniform_real_distribution<double>(lo, hi)(rng); }
+int integer(int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); }
+double ulps(double v, int k) {
+    for (; k > 0; --k) v = std::nextafter(v, HUGE_VAL);
+    for (; k < 0; ++k) v = std::nextafter(v, -HUGE_VAL);
+    return v;
 }
+// Values of many exponents and bits: differences between them round.
+double wild(double s) { return std::ldexp(uni(-1, 1), integer(-60, 0)) * s + (integer(0, 1) ? s : 0.0); }
+
+int orientOracle(const double* c) { return lumo_oracle::orient(c[0], c[1], c[2], c[3], c[4], c[5]); }
+int inCircleOracle(const double* c) {
+    return lumo_oracle::inCircle(c[0], c[1], c[2], c[3], c[4], c[5], c[6], c[7]);
+}
+
+// Each family fills c (6 or 8 values) with one case; s is the family's magnitude.
+using Family = std::function<void(double* c, double s)>;
+struct Case {
+    const char* name;
+    Family make;
+    int minStage;  // the stage this family exists to reach, at least sometimes
+};
+
+// Orientation families.
+const Case orientFamilies[] = {
+    {"integer grid", [](double* c, double s) { for (int i = 0; i < 6; ++i) c[i] = s * integer(-6, 6); }, 1},
+    {"2^27+1 grid, wide products",
+     [](double* c, double s) { for (int i = 0; i < 6; ++i) c[i] = s * 134217729.0 * integer(-9, 9); }, 1},
+    {"near a line, rounded differences",
+     [](double* c, double s) {
+         const double t = uni(-1, 2);
+         for (int i = 0; i < 4; ++i) c[i] = wild(s);
+         c[4] = ulps(c[0] + t * (c[2] - c[0]), integer(-2, 2));
+         c[5] = ulps(c[1] + t * (c[3] - c[1]), integer(-2, 2));
+     }, 2},
+    {"on a line of slope 2^k, rounded differences",
+     [](double* c, double s) {
+         const int k = integer(-3, 3);
+         for (int i = 0; i < 3; ++i) { c[2 * i] = wild(s); c[2 * i + 1] = std::ldexp(c[2 * i], k); }
+     }, 3},
+    {"one ulp off a line of slope 1",
+     [](double* c, double s) {
+         for (int i = 0; i < 3; ++i) c[2 * i] = c[2 * i + 1] = wild(s);
+         c[integer(0, 5)] = ulps(c[integer(0, 5)], integer(0, 1) ? 1 : -1);
+     }, 3},
+};
+
+// In-circle families; a, b, c are put counterclockwise afterwards.
+const Case inCircleFamilies[] = {
+    {"integer grid", [](double* c, double s) { for (int i = 0; i < 8; ++i) c[i] = s * integer(-6, 6); }, 1},
+    {"rounded points of a circle, some moved by ulps",
+     [](double* c, double s) {
+         const double cx = s * uni(-10, 10), cy = s * uni(-10, 10), r = s * uni(0.001, 5);
+         for (int i = 0; i < 4; ++i) {
+             const double t = uni(0, 6.283185307179586);
+             c[2 * i] = cx + r * std::cos(t);
+             c[2 * i + 1] = cy + r * std::sin(t);
+         }
+         c[6] = ulps(c[6], integer(-2, 2));
+         c[7] = ulps(c[7], integer(-2, 2));
+     }, 2},
+    {"rectangle corners: cocircular, rounded differences",
+     [](double* c, double s) {
+         const double x1 = wild(s), x2 = wild(s), y1 = wild(s), y2 = wild(s);
+         const double r[8] = {x1, y1, x2, y1, x2, y2, x1, y2};
+         for (int i = 0; i < 8; ++i) c[i] = r[i];
+     }, 3},
+    {"isosceles trapezoid, one corner an ulp off",
+     [](double* c, double s) {
+         const double x1 = wild(s), x2 = wild(s), y1 = wild(s), y2 = wild(s);
+         const double r[8] = {-x1, y1, x1, y1, x2, y2, -x2, y2};
+         for (int i = 0; i < 8; ++i) c[i] = r[i];
+         const int k = integer(0, 7);
+         if (integer(0, 2)) c[k] = ulps(c[k], integer(0, 1) ? 1 : -1);
+     }, 3},
+};
+
+const double kScales[] = {1.0, 1e6, 1e-6, 0x1p190, 0x1p-190};
+
+void putCounterclockwise(double* c) {
+    if (orientOracle(c) < 0) {
+        std::swap(c[2], c[4]);
+        std::swap(c[3], c[5]);
+    }
+}
+
 } // namespace
 
-TEST(ExactDiffPredicates, AgreeWithRationalArithmeticOnDegenerateInput) {
-    std::mt19937_64 rng(5);
-    size_t numDecided = 0, numZero = 0;
-    // 2^27+1: exact differences whose products need more than 53 bits (the expansion path).
-    for (double scale : {1.0, 0.5, 1024.0, std::ldexp(1.0, -40), std::ldexp(1.0, 150), 134217729.0}) {
-        for (double shift : {0.0, 3.0, 1e6}) {
-            for (int i = 0; i < 3000; ++i) {
-                const Point2 a = gridPoint(rng, scale, shift), b = gridPoint(rng, scale, shift),
-                             c = gridPoint(rng, scale, shift), d = gridPoint(rng, scale, shift);
-                const int o = exact_diff::orientation(&a, &b, &c);
-                if (o != exact_diff::NOT_DECIDED) {
-                    ASSERT_EQ(o, lumo_test::exactOrientation(a, b, c));
+TEST(AdaptivePredicates, OrientationAgreesWithTheOracleInEveryStage) {
+    for (const Case& f : orientFamilies) {
+        int reached[4] = {0, 0, 0, 0};
+        for (double s : kScales)
+            for (int i = 0; i < 4000; ++i) {
+                double c[6];
+                f.make(c, s);
+                ASSERT_TRUE(adaptive::inWindow(c, 6, adaptive::ORIENT_WINDOW)) << f.name;
+                int stage = 0;
+                ASSERT_EQ(adaptive::orientation(c, &stage), orientOracle(c))
+                    << f.name << std::hexfloat << " " << c[0] << " " << c[1] << " " << c[2] << " " << c[3] << " "
+                    << c[4] << " " << c[5];
+                ++reached[stage];
+                const int quick = adaptive::orientationOfExactDifferences(c);
+                if (quick != adaptive::NOT_DECIDED) {
+                    ASSERT_EQ(quick, orientOracle(c)) << f.name;
+                    ++reached[0];
                 }
-                if (lumo_test::exactOrientation(a, b, c) != 1) continue;
-                const int r = exact_diff::inCircle(&a, &b, &c, &d);
-                if (r == exact_diff::NOT_DECIDED) continue;
-                ++numDecided;
-                if (r == 0) ++numZero;
-                ASSERT_EQ(r, lumo_test::exactInCircle(a, b, c, d)) << a << " " << b << " " << c << " " << d;
             }
+        EXPECT_GT(reached[f.minStage], 100) << f.name;
+        if (f.minStage == 1) {
+            EXPECT_GT(reached[0], 1000) << f.name;  // exact differences decide at once
         }
     }
-    EXPECT_GT(numDecided, 10000u);
-    EXPECT_GT(numZero, 100u);
 }
 
-TEST(ExactDiffPredicates, NearlyCocircularPointsAreDecidedCorrectly) {
-    // Points on the circle of radius 5 around (0,0), one of them moved by a few ulps.
-    std::mt19937_64 rng(6);
-    const Point2 a(5, 0), b(0, 5), c(-5, 0);
-    for (int k = -3; k <= 3; ++k) {
-        const Point2 d(std::nextafter(3.0, k > 0 ? 4.0 : 2.0), k == 0 ? -4.0 : -4.0 + k * std::ldexp(1.0, -50));
-        const int r = exact_diff::inCircle(&a, &b, &c, &d);
-        if (r != exact_diff::NOT_DECIDED) {
-            EXPECT_EQ(r, lumo_test::exactInCircle(a, b, c, d)) << k;
+TEST(AdaptivePredicates, InCircleAgreesWithTheOracleInEveryStage) {
+    for (const Case& f : inCircleFamilies) {
+        int reached[4] = {0, 0, 0, 0}, zeros = 0;
+        for (double s : kScales)
+            for (int i = 0; i < 3000; ++i) {
+                double c[8];
+                f.make(c, s);
+                putCounterclockwise(c);
+                double v[8];
+                std::copy(c, c + 8, v);
+                if (!adaptive::inWindow(v, 8, adaptive::INCIRCLE_WINDOW)) {  // a rare tiny sine
+                    ASSERT_TRUE(adaptive::scaleIntoWindow(v, 8, adaptive::INCIRCLE_WINDOW)) << f.name;
+                }
+                int stage = 0;
+                const int expected = inCircleOracle(c);
+                ASSERT_EQ(adaptive::inCircle(v, &stage), expected)
+                    << f.name << std::hexfloat << " " << c[0] << " " << c[1] << " " << c[2] << " " << c[3] << " "
+                    << c[4] << " " << c[5] << " " << c[6] << " " << c[7];
+                ++reached[stage];
+                zeros += expected == 0;
+            }
+        EXPECT_GT(reached[f.minStage], 100) << f.name;
+        if (f.minStage == 3) {
+            EXPECT_GT(zeros, 100) << f.name;
         }
     }
-    const Point2 on(3, -4);
-    EXPECT_EQ(exact_diff::inCircle(&a, &b, &c, &on), 0);
 }
 
-TEST(ExactDiffPredicates, InexactDifferencesAreLeftToTheRationalStage) {
-    const Point2 a(1e20, 0), b(1.0 / 3.0, 1), c(1, 1);  // 1e20 - 1 is not a double
-    EXPECT_EQ(exact_diff::orientation(&a, &b, &c), exact_diff::NOT_DECIDED);
-    const Point2 t0(1e-200, 0), t1(0, 1e-200), t2(0, 0);
-    EXPECT_EQ(exact_diff::orientation(&t0, &t1, &t2), exact_diff::NOT_DECIDED);  // below 2^-200
+TEST(AdaptivePredicates, ScalingRefusesSpansWiderThanTheWindow) {
+    // Scaling itself is exercised through GeomTest at extreme magnitudes (test_predicates).
+    double c[6] = {1e300, 0, 1e-300, 1, 0, 0};
+    EXPECT_FALSE(adaptive::scaleIntoWindow(c, 6, adaptive::ORIENT_WINDOW));
+    EXPECT_EQ(c[0], 1e300);
+    EXPECT_EQ(c[2], 1e-300);
+    double d[6] = {0x1p-1074, 0, 3 * 0x1p-1074, 0x1p-1060, 0, 0};
+    ASSERT_TRUE(adaptive::scaleIntoWindow(d, 6, adaptive::ORIENT_WINDOW));
+    EXPECT_EQ(d[2], 3 * d[0]);
+    EXPECT_EQ(d[3], 0x1p14 * d[0]);
 }

@@ -15,19 +15,6 @@ using lumo_test::triangles;
 using lumo_test::checkDelaunayTriangulation;
 using lumo_test::canonicalTriangles;
 
-namespace {
-// Triangulates v in one bulk call and checks it with the oracle and the self-test.
-void expectDelaunay(const std::vector<Point2>& v, const char* what) {
-    Lumo_2D dt;
-    testing::internal::CaptureStdout();
-    dt.insert(v);
-    const bool bValid = dt.checkValidity(true, what);
-    testing::internal::GetCapturedStdout();
-    EXPECT_TRUE(bValid) << what;
-    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "") << what;
-}
-} // namespace
-
 // ---- general position ---------------------------------------------------------------------------
 
 TEST(Insertion, RandomPointsMatchTheOracle) {
@@ -59,18 +46,6 @@ TEST(Insertion, SingleVectorAndArrayInsertionGiveTheSameTriangulation) {
     for (size_t i = 0; i < v.size(); ++i) EXPECT_EQ(*vHandles[i], v[i]);
 }
 
-TEST(Insertion, RepeatedBulkCallsGrowOneTriangulation) {
-    std::vector<Point2> all;
-    Lumo_2D dt;
-    for (unsigned k = 0; k < 5; ++k) {
-        // Each batch lies further out so that the key box must grow and the vault re-key.
-        const std::vector<Point2> v = randomPoints(500, 100 + k, -std::pow(4.0, k), std::pow(4.0, k));
-        dt.insert(v);
-        all.insert(all.end(), v.begin(), v.end());
-        EXPECT_EQ(checkDelaunayTriangulation(all, triangles(dt)), "") << "batch " << k;
-    }
-}
-
 // ---- handles and duplicates --------------------------------------------------------------------------
 
 TEST(Insertion, HandlesFollowInputOrderAndResolveDuplicates) {
@@ -89,39 +64,12 @@ TEST(Insertion, HandlesFollowInputOrderAndResolveDuplicates) {
     std::vector<Point2*> vVtx;
     dt.getVertexPointers(vVtx);
     EXPECT_EQ(vVtx.size(), 4u);
-}
-
-TEST(Insertion, SingleDuplicateReturnsTheExistingVertex) {
-    Lumo_2D dt;
-    Point2* a = dt.insert(Point2(0, 0));
-    dt.insert(Point2(1, 0));
-    dt.insert(Point2(0, 1));
-    EXPECT_EQ(dt.insert(Point2(0, 0)), a);
-    EXPECT_EQ(dt.numberOfPoints(), 3u);
-    // Also before the triangulation is 2D.
+    // One at a time, also before the triangulation is 2D: the existing vertex comes back.
+    EXPECT_EQ(dt.insert(Point2(0, 0)), vHandles[0]);
     Lumo_2D dt1;
     Point2* b = dt1.insert(Point2(5, 5));
     EXPECT_EQ(dt1.insert(Point2(5, 5)), b);
     EXPECT_EQ(dt1.numberOfPoints(), 1u);
-}
-
-TEST(Insertion, HeavyDuplicatesInBulk) {
-    std::vector<Point2> base = randomPoints(200, 5);
-    std::vector<Point2> v;
-    std::mt19937 rng(3);
-    for (int i = 0; i < 5000; ++i) v.push_back(base[rng() % base.size()]);
-    Lumo_2D dt;
-    std::vector<Point2*> vHandles;
-    dt.insert(v, vHandles);
-    std::set<Point2*> sDistinct(vHandles.begin(), vHandles.end());
-    EXPECT_EQ(dt.numberOfPoints(), sDistinct.size());
-    for (size_t i = 0; i < v.size(); ++i) ASSERT_EQ(*vHandles[i], v[i]);
-    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
-    // The same points again: every handle is an existing vertex, nothing new.
-    std::vector<Point2*> vHandles2;
-    dt.insert(v, vHandles2);
-    EXPECT_EQ(vHandles, vHandles2);
-    EXPECT_EQ(dt.numberOfPoints(), sDistinct.size());
 }
 
 // ---- lower-dimensional state ---------------------------------------------------------------------------
@@ -182,10 +130,8 @@ TEST(Insertion, CollinearOneAtATimeThenOffTheLine) {
 TEST(Insertion, EmptyAndTinyInputs) {
     Lumo_2D dt;
     dt.insert(std::vector<Point2>());
-    EXPECT_FALSE(dt.is2D());
     EXPECT_EQ(dt.numberOfPoints(), 0u);
-    dt.insert(Point2(1, 1));
-    dt.insert(Point2(2, 2));
+    for (const Point2& p : {Point2(1, 1), Point2(2, 2)}) dt.insert(p);
     EXPECT_FALSE(dt.is2D());
     dt.insert(Point2(2, 1));
     EXPECT_TRUE(dt.is2D());
@@ -240,56 +186,6 @@ std::vector<Point2> clusters() {
     return v;
 }
 } // namespace
-
-TEST(Insertion, DegenerateConfigurationsMatchTheOracle) {
-    const struct {
-        const char* name;
-        std::vector<Point2> v;
-    } aCases[] = {{"grid", grid(60)},           {"circle", circle(false)}, {"circle with centre", circle(true)},
-                  {"collinear plus one", collinearPlusOne()}, {"huge", scaled(1e150)}, {"tiny", scaled(1e-150)},
-                  {"clusters", clusters()}};
-    for (const auto& c : aCases) {
-        ASSERT_GT(c.v.size(), 8u) << c.name;
-        expectDelaunay(c.v, c.name);
-    }
-    // The grid one point at a time, in row order (long walks along hull lines).
-    Lumo_2D dt;
-    const std::vector<Point2> v = grid(60);
-    for (const Point2& p : v) dt.insert(p);
-    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
-}
-
-TEST(Insertion, PointsExactlyOnEdgesAndHullLines) {
-    Lumo_2D dt;
-    std::vector<Point2> v = {Point2(0, 0), Point2(4, 0), Point2(4, 4), Point2(0, 4)};
-    dt.insert(v);
-    // Diagonal midpoint, edge midpoints on the hull, points on hull lines beyond the hull.
-    const std::vector<Point2> extra = {Point2(2, 2), Point2(2, 0), Point2(4, 2), Point2(1, 1),
-                                       Point2(6, 0), Point2(-2, 0), Point2(0, 9), Point2(3, 3),
-                                       Point2(2, 4), Point2(0, 2)};
-    for (const Point2& p : extra) {
-        ASSERT_NE(dt.insert(p), nullptr);
-        v.push_back(p);
-        ASSERT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "") << p;
-    }
-}
-
-TEST(Insertion, FarOutsidePointsForceReKeying) {
-    Lumo_2D dt;
-    std::vector<Point2> v = randomPoints(300, 9);
-    dt.insert(v);
-    for (double f : {10.0, -1e3, 1e6, -1e9}) {
-        const Point2 p(f, 0.5 * f);
-        ASSERT_NE(dt.insert(p), nullptr);
-        v.push_back(p);
-        ASSERT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "") << f;
-    }
-    // Points between the far ones and the cluster still find their place.
-    const std::vector<Point2> w = randomPoints(300, 10, -1e3, 1e3);
-    for (const Point2& p : w) dt.insert(p);
-    v.insert(v.end(), w.begin(), w.end());
-    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
-}
 
 // ---- bad input ------------------------------------------------------------------------------------------------
 
@@ -387,66 +283,111 @@ TEST(Insertion, EarlierVertexSurvivesWhenTheTriangulationBecomesTwoDimensional) 
     testing::internal::GetCapturedStdout();
 }
 
-TEST(Insertion, SinglePointsAlongAnOutwardPath) {
-    // Every point lies outside the hull of the previous ones and beyond the vault's sorted run.
-    Lumo_2D dt;
-    std::vector<Point2> v;
-    for (int i = 0; i < 20000; ++i) {
-        const Point2 p(i * 1.0, (i % 7) * 0.5 + i * 0.001);
-        ASSERT_NE(dt.insert(p), nullptr);
-        v.push_back(p);
-    }
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(dt.checkValidity(true, "outward"));
-    testing::internal::GetCapturedStdout();
-    std::vector<Point2> head(v.begin(), v.begin() + 500);
-    Lumo_2D small;
-    for (const Point2& p : head) small.insert(p);
-    EXPECT_EQ(checkDelaunayTriangulation(head, triangles(small)), "");
-}
 
-TEST(Insertion, MidpointsOfAllEdgesLandExactlyOnEdges) {
-    // Even integer coordinates: every edge midpoint is exact and lies on its edge.
-    std::mt19937 rng(8);
+// ---- one triangulation growing in batches ---------------------------------------------------------
+
+namespace {
+struct Batch {
     std::vector<Point2> v;
-    for (int i = 0; i < 300; ++i) v.emplace_back(2 * int(rng() % 200), 2 * int(rng() % 200));
+    bool bBulk;
+};
+// Every edge midpoint of the Delaunay triangulation of v (exact for even integer coordinates).
+std::vector<Point2> edgeMidpoints(const std::vector<Point2>& v) {
     Lumo_2D dt;
     dt.insert(v);
-    std::vector<Triangle2*> vT = triangles(dt);
     std::set<std::pair<double, double>> sMid;
-    for (Triangle2* pT : vT)
+    for (Triangle2* pT : triangles(dt))
         for (int i = 0; i < 3; ++i) {
-            const Point2* a = pT->getCorner((i + 1) % 3);
-            const Point2* b = pT->getCorner((i + 2) % 3);
+            const Point2 *a = pT->getCorner((i + 1) % 3), *b = pT->getCorner((i + 2) % 3);
             sMid.insert(std::make_pair(0.5 * (a->x() + b->x()), 0.5 * (a->y() + b->y())));
         }
     std::vector<Point2> mids;
     for (const auto& m : sMid) mids.emplace_back(m.first, m.second);
-    // Half of them one by one, the rest in bulk.
-    for (size_t i = 0; i < mids.size() / 2; ++i) dt.insert(mids[i]);
-    dt.insert(std::vector<Point2>(mids.begin() + long(mids.size() / 2), mids.end()));
-    v.insert(v.end(), mids.begin(), mids.end());
-    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
+    return mids;
 }
-
-TEST(Insertion, MixedOperationsStayDelaunay) {
-    std::mt19937_64 rng(99);
+std::vector<std::vector<Batch>> growthCases(std::vector<std::string>& vNames) {
+    std::vector<std::vector<Batch>> vCases;
+    auto add = [&](const char* name) { vNames.push_back(name); vCases.emplace_back(); return &vCases.back(); };
+    // Degenerate configurations in one bulk call.
+    const std::pair<const char*, std::vector<Point2>> aBulk[] = {
+        {"grid", grid(60)}, {"circle", circle(false)}, {"circle with centre", circle(true)},
+        {"collinear plus one", collinearPlusOne()}, {"huge", scaled(1e150)}, {"tiny", scaled(1e-150)},
+        {"clusters", clusters()}};
+    for (const auto& c : aBulk) add(c.first)->push_back({c.second, true});
+    // Each batch further out: the key box grows and the vault re-keys.
+    std::vector<Batch>* c = add("growing bulk calls");
+    for (unsigned k = 0; k < 5; ++k) c->push_back({randomPoints(500, 100 + k, -std::pow(4.0, k), std::pow(4.0, k)), true});
+    // Diagonal midpoint, edge midpoints on the hull, points on hull lines beyond the hull.
+    c = add("points on edges and hull lines");
+    c->push_back({{Point2(0, 0), Point2(4, 0), Point2(4, 4), Point2(0, 4)}, true});
+    for (const Point2& p : {Point2(2, 2), Point2(2, 0), Point2(4, 2), Point2(1, 1), Point2(6, 0), Point2(-2, 0),
+                            Point2(0, 9), Point2(3, 3), Point2(2, 4), Point2(0, 2)})
+        c->push_back({{p}, false});
+    // Far points force re-keying; points between them and the cluster still find their place.
+    c = add("far outside points");
+    c->push_back({randomPoints(300, 9), true});
+    for (double f : {10.0, -1e3, 1e6, -1e9}) c->push_back({{Point2(f, 0.5 * f)}, false});
+    c->push_back({randomPoints(300, 10, -1e3, 1e3), false});
+    // The grid in row order, one at a time (long walks along hull lines).
+    add("grid one at a time")->push_back({grid(60), false});
+    // Every point outside the hull of the previous ones and beyond the vault's sorted run.
+    c = add("outward path");
+    c->push_back({{}, false});
+    for (int i = 0; i < 20000; ++i) c->back().v.emplace_back(i * 1.0, (i % 7) * 0.5 + i * 0.001);
+    // Midpoints of all edges land exactly on edges: half one by one, the rest in bulk.
+    std::mt19937 rng(8);
+    std::vector<Point2> v;
+    for (int i = 0; i < 300; ++i) v.emplace_back(2 * int(rng() % 200), 2 * int(rng() % 200));
+    const std::vector<Point2> mids = edgeMidpoints(v);
+    const auto half = mids.begin() + long(mids.size() / 2);
+    *add("edge midpoints") = {{v, true}, {std::vector<Point2>(mids.begin(), half), false},
+                              {std::vector<Point2>(half, mids.end()), true}};
+    // Heavy duplicates in bulk, then the same points again: nothing new.
+    std::vector<Point2> vDup;
+    const std::vector<Point2> base = randomPoints(200, 5);
+    for (int i = 0; i < 5000; ++i) vDup.push_back(base[rng() % base.size()]);
+    *add("heavy duplicates") = {{vDup, true}, {vDup, true}};
+    // Alternating bulk and single rounds at three scales, with duplicates of earlier points.
+    c = add("mixed rounds");
+    std::mt19937_64 rng64(99);
     std::uniform_real_distribution<double> d(0, 1);
-    Lumo_2D dt;
     std::vector<Point2> all;
     for (int round = 0; round < 6; ++round) {
         const double scale = std::pow(10.0, round % 3);
-        std::vector<Point2> batch;
-        for (int i = 0; i < 400; ++i) batch.emplace_back(scale * d(rng), scale * d(rng));
-        for (int i = 0; i < 50; ++i) batch.push_back(all.empty() ? batch[size_t(i)] : all[rng() % all.size()]);
-        if (round % 2 == 0) {
-            std::vector<Point2*> h;
-            dt.insert(batch, h);
-            for (size_t i = 0; i < batch.size(); ++i) ASSERT_EQ(*h[i], batch[i]);
-        } else {
-            for (const Point2& p : batch) ASSERT_EQ(*dt.insert(p), p);
+        std::vector<Point2> b;
+        for (int i = 0; i < 400; ++i) b.emplace_back(scale * d(rng64), scale * d(rng64));
+        for (int i = 0; i < 50; ++i) b.push_back(all.empty() ? b[size_t(i)] : all[rng64() % all.size()]);
+        all.insert(all.end(), b.begin(), b.end());
+        c->push_back({b, round % 2 == 0});
+    }
+    return vCases;
+}
+} // namespace
+
+TEST(Insertion, GrowingInBatchesStaysDelaunay) {
+    std::vector<std::string> vNames;
+    const std::vector<std::vector<Batch>> vCases = growthCases(vNames);
+    for (size_t c = 0; c < vCases.size(); ++c) {
+        Lumo_2D dt;
+        std::vector<Point2> all;
+        for (size_t k = 0; k < vCases[c].size(); ++k) {
+            const Batch& b = vCases[c][k];
+            if (b.bBulk) {
+                std::vector<Point2*> h;
+                dt.insert(b.v, h);
+                for (size_t i = 0; i < b.v.size(); ++i) ASSERT_EQ(*h[i], b.v[i]) << vNames[c];
+            } else {
+                for (const Point2& p : b.v) {
+                    const Point2* pV = dt.insert(p);
+                    ASSERT_NE(pV, nullptr) << vNames[c];
+                    ASSERT_EQ(*pV, p) << vNames[c];
+                }
+            }
+            all.insert(all.end(), b.v.begin(), b.v.end());
+            ASSERT_EQ(checkDelaunayTriangulation(all, triangles(dt)), "") << vNames[c] << ", batch " << k;
         }
-        all.insert(all.end(), batch.begin(), batch.end());
-        ASSERT_EQ(checkDelaunayTriangulation(all, triangles(dt)), "") << "round " << round;
+        testing::internal::CaptureStdout();
+        EXPECT_TRUE(dt.checkValidity(true, vNames[c].c_str()));
+        testing::internal::GetCapturedStdout();
     }
 }

@@ -1,15 +1,19 @@
-// Exact predicates: orientation (three stages), in-circle, exact line intersection and the free
-// orientation functions, each checked against an independent exact oracle on random,
-// near-degenerate and adversarial inputs.
+// Exact predicates: orientation (filter, shortcut, intervals, adaptive, rationals), in-circle,
+// exact line intersection, the free orientation functions and the Hilbert keys, checked against
+// independent exact oracles on random, near-degenerate, adversarial and extreme-magnitude input.
 #include <gtest/gtest.h>
 #include <cfenv>
 #include <cfloat>
 #include <cmath>
 #include <random>
+#include <functional>
+#include <set>
 #include <thread>
 #include <vector>
 #include "ExactOracle.h"
+#include "DelaunayOracle.h"
 #include "GeomTest.h"
+#include "HC2.h"
 #include "Lumo_2D.h"
 
 using namespace ORBI_LUMO2D;
@@ -110,77 +114,38 @@ TEST(ExactOracle, AgreesWithInt128OnIntegerInputs) {
 
 // ---- orientation: the documented cases ------------------------------------------------------------
 
-TEST(Orientation, BasicTurns) {
+TEST(Orientation, DocumentedCases) {
     GeomTest g;
     const Point2 a(0, 0), b(1, 0), c(0, 1);
     EXPECT_EQ(g.getOrientation2(&a, &b, &c), ORIENTATION2_CCW);
     EXPECT_EQ(g.getOrientation2(&a, &c, &b), ORIENTATION2_CW);
-    EXPECT_EQ(int(ORIENTATION2_COLLINEAR), 0);
-    EXPECT_EQ(int(ORIENTATION2_CCW), 1);
-    EXPECT_EQ(int(ORIENTATION2_CW), 2);
-}
-
-TEST(Orientation, VerticalAndHorizontalLinesAreCollinearByTheShortcut) {
-    GeomTest g;
-    const Point2 a(3, 0), b(3, 1e-300), c(3, -7e200), d(-1, 5), e(1e10, 5);
-    EXPECT_EQ(g.getOrientation2(&a, &b, &c), ORIENTATION2_COLLINEAR);
-    EXPECT_EQ(g.getOrientation2(&d, &e, &d), ORIENTATION2_COLLINEAR);
+    EXPECT_EQ(int(ORIENTATION2_COLLINEAR) * 100 + int(ORIENTATION2_CCW) * 10 + int(ORIENTATION2_CW), 12);
+    for (int v : {0, 1, 2, 7, -1})
+        EXPECT_EQ(getString(static_cast<Orientation2>(v)),
+                  v == 0 ? "ORIENTATION2_COLLINEAR" : v == 1 ? "ORIENTATION2_CCW" : v == 2 ? "ORIENTATION2_CW" : "UNKNOWN");
+    // Vertical and horizontal lines: collinear by the shortcut, without later stages.
+    const Point2 v0(3, 0), v1(3, 1e-300), v2(3, -7e200), h0(-1, 5), h1(1e10, 5);
+    EXPECT_EQ(g.getOrientation2(&v0, &v1, &v2), ORIENTATION2_COLLINEAR);
+    EXPECT_EQ(g.getOrientation2(&h0, &h1, &h0), ORIENTATION2_COLLINEAR);
     EXPECT_EQ(g.getStats().orientShortcut, 2u);
-    EXPECT_EQ(g.getStats().orientInterval, 0u);
-    EXPECT_EQ(g.getStats().orientExact, 0u);
-}
-
-TEST(Orientation, CollinearAtLargeMagnitudeNeedsTheBound) {
-    GeomTest g;
-    const Point2 a(1e15, 1e15), b(1e15 + 2, 1e15 + 2), c(1e15 + 4, 1e15 + 4);
-    g.updateBound(&a, &b, &c);
-    EXPECT_EQ(g.getOrientation2(&a, &b, &c), ORIENTATION2_COLLINEAR);
-    EXPECT_EQ(getOrientation2(&a, &b, &c), ORIENTATION2_COLLINEAR);
-    EXPECT_EQ(getOrientation2_mt(&a, &b, &c), ORIENTATION2_COLLINEAR);
-    // The same on a line whose differences round.
+    EXPECT_EQ(g.getStats().orientInterval + g.getStats().orientAdaptive + g.getStats().orientExact, 0u);
+    // A fresh object (bounds 0) accepts a determinant of 1e-300 in the filter.
+    GeomTest fresh;
+    EXPECT_EQ(fresh.getCoordinateBound(), 0.0);
+    EXPECT_EQ(fresh.getPositiveErrorBound(), 0.0);
+    const Point2 t1(1e-150, 0), t2(0, 1e-150);
+    EXPECT_EQ(fresh.getOrientation2(&a, &t1, &t2), ORIENTATION2_CCW);
+    EXPECT_EQ(fresh.getStats().orientShortcut + fresh.getStats().orientInterval + fresh.getStats().orientExact, 0u);
+    // Collinear at large magnitude, where the plain determinant may not be zero.
+    GeomTest big;
+    const Point2 l0(1e15, 1e15), l1(1e15 + 2, 1e15 + 2), l2(1e15 + 4, 1e15 + 4);
+    big.updateBound(&l0, &l1, &l2);
+    EXPECT_EQ(big.getOrientation2(&l0, &l1, &l2), ORIENTATION2_COLLINEAR);
+    EXPECT_EQ(getOrientation2(&l0, &l1, &l2), ORIENTATION2_COLLINEAR);
+    EXPECT_EQ(getOrientation2_mt(&l0, &l1, &l2), ORIENTATION2_COLLINEAR);
     const Point2 d(0.1 * 1e15, 0.3 * 1e15), e(0.2 * 1e15, 0.6 * 1e15), f(0.4 * 1e15, 1.2 * 1e15);
     EXPECT_EQ(toSign(getOrientation2(&d, &e, &f)), lumo_oracle::orient(d.x(), d.y(), e.x(), e.y(), f.x(), f.y()));
 }
-
-TEST(Orientation, FreshObjectAcceptsTinyDeterminantInTheFilter) {
-    GeomTest g;
-    EXPECT_EQ(g.getCoordinateBound(), 0.0);
-    EXPECT_EQ(g.getPositiveErrorBound(), 0.0);
-    const Point2 a(0, 0), b(1e-150, 0), c(0, 1e-150);  // det = 1e-300
-    EXPECT_EQ(g.getOrientation2(&a, &b, &c), ORIENTATION2_CCW);
-    EXPECT_EQ(g.getStats().orientShortcut + g.getStats().orientInterval + g.getStats().orientExact, 0u);
-}
-
-TEST(Orientation, UnboundedObjectTrustsTheFilteredDeterminantBoundedOneIsExact) {
-    // (a,b), (2a,2b), (4a,4b) are collinear, yet the filtered determinant is often not zero.
-    Rng rng(2);
-    int found = 0;
-    for (int i = 0; i < 10000 && found < 20; ++i) {
-        const double x = rng.uni(0.1, 10), y = rng.uni(0.1, 10);
-        const Point2 p0(x, y), p1(2 * x, 2 * y), p2(4 * x, 4 * y);
-        const double det = filteredDet(p0, p1, p2);
-        if (det == 0.0) continue;
-        ++found;
-        GeomTest unbounded;
-        EXPECT_EQ(toSign(unbounded.getOrientation2(&p0, &p1, &p2)), det > 0 ? 1 : -1);
-        EXPECT_EQ(unbounded.getStats().orientExact, 0u);
-        GeomTest bounded;
-        bounded.updateBound(&p0, &p1, &p2);
-        EXPECT_EQ(bounded.getOrientation2(&p0, &p1, &p2), ORIENTATION2_COLLINEAR);
-        EXPECT_EQ(bounded.getStats().orientExact, 1u);
-    }
-    EXPECT_EQ(found, 20);
-}
-
-TEST(Orientation, GetStringNamesEveryValue) {
-    EXPECT_EQ(getString(ORIENTATION2_COLLINEAR), "ORIENTATION2_COLLINEAR");
-    EXPECT_EQ(getString(ORIENTATION2_CCW), "ORIENTATION2_CCW");
-    EXPECT_EQ(getString(ORIENTATION2_CW), "ORIENTATION2_CW");
-    EXPECT_EQ(getString(static_cast<Orientation2>(7)), "UNKNOWN");
-    EXPECT_EQ(getString(static_cast<Orientation2>(-1)), "UNKNOWN");
-}
-
-// ---- error bound -----------------------------------------------------------------------------------
 
 TEST(ErrorBound, SetBoundScalesWithTheSquare) {
     GeomTest g;
@@ -214,113 +179,122 @@ TEST(ErrorBound, UpdateBoundAddsTheMagnitudesAboveTheCurrentBound) {
 
 // ---- orientation against the oracle -----------------------------------------------------------------
 
-TEST(Orientation, RandomPointsAtManyScales) {
-    Rng rng(3);
-    const double scales[] = {1.0, 1e15, 1e-15, 1e150, 1e-150, 1e-160, 1e-300};
-    for (double s : scales) {
-        OrientChecker oc;
-        for (int i = 0; i < 3000 * kScale; ++i) {
-            const Point2 p0(s * rng.uni(-1, 1), s * rng.uni(-1, 1)), p1(s * rng.uni(-1, 1), s * rng.uni(-1, 1)),
-                p2(s * rng.uni(-1, 1), s * rng.uni(-1, 1));
-            oc.check(p0, p1, p2);
-            if (HasFatalFailure()) return;
-        }
-    }
+// Families of orientation queries: each makes one triple at magnitude s (the setBound column,
+// when not 0, fixes the object's bound at s instead of growing it per query).
+struct OrientFamily {
+    const char* name;
+    std::vector<double> scales;
+    std::function<void(Rng&, double, Point2*)> make;
+    bool permute;        // check all six orders of the triple
+    bool setBound;       // bound from setBound(s) rather than updateBound
+    bool reachesLater;   // the family must reach the stages after the interval one
+    bool noRationals;    // the family must be decided without rationals
+};
+
+Point2 onLine(Rng& rng, const Point2& a, const Point2& b) {
+    const double t = rng.uni(-1, 2);
+    double cx = a.x() + t * (b.x() - a.x()), cy = a.y() + t * (b.y() - a.y());
+    const int k = rng.integer(-2, 2);
+    if (rng.integer(0, 1)) cx = ulpsAway(cx, k);
+    else cy = ulpsAway(cy, k);
+    return Point2(cx, cy);
 }
 
-TEST(Orientation, NearlyCollinearPointsPerturbedByUlps) {
-    Rng rng(4);
-    const double scales[] = {1.0, 1e15, 1e-15, 1e100, 1e-100, 1e-150, 1e-160, 3e-155};
-    long long exactCalls = 0;
-    for (double s : scales) {
-        OrientChecker oc;
-        for (int i = 0; i < 2500 * kScale; ++i) {
-            const double ax = s * rng.uni(-1, 1), ay = s * rng.uni(-1, 1);
-            const double bx = s * rng.uni(-1, 1), by = s * rng.uni(-1, 1);
-            const double t = rng.uni(-1, 2);
-            double cx = ax + t * (bx - ax), cy = ay + t * (by - ay);
-            const int k = rng.integer(-2, 2);
-            if (rng.integer(0, 1)) cx = ulpsAway(cx, k); else cy = ulpsAway(cy, k);
-            const Point2 a(ax, ay), b(bx, by), c(cx, cy);
-            // every rotation and reflection of the triple
-            oc.check(a, b, c); oc.check(b, c, a); oc.check(c, a, b);
-            oc.check(b, a, c); oc.check(a, c, b); oc.check(c, b, a);
-            if (HasFatalFailure()) return;
-        }
-        exactCalls += oc.geomTest.getStats().orientExact;
-    }
-    EXPECT_GT(exactCalls, 0);  // the families do reach the exact stage
-}
+const double kMaxFinite = DBL_MAX;
 
-TEST(Orientation, ExactlyCollinearAcrossTheExponentRange) {
-    Rng rng(5);
-    OrientChecker oc;
-    for (int i = 0; i < 4000 * kScale; ++i) {
-        // integer points on a line, scaled by a power of two: still exactly collinear
-        const int x0 = rng.integer(-1000000, 1000000), y0 = rng.integer(-1000000, 1000000);
-        const int dx = rng.integer(-50, 50), dy = rng.integer(-50, 50);
-        const int k1 = rng.integer(-3000, 3000), k2 = rng.integer(-3000, 3000);
-        const int e = rng.integer(-1070, 940);
-        const Point2 p0(std::ldexp(x0, e), std::ldexp(y0, e));
-        const Point2 p1(std::ldexp(x0 + k1 * dx, e), std::ldexp(y0 + k1 * dy, e));
-        const Point2 p2(std::ldexp(x0 + k2 * dx, e), std::ldexp(y0 + k2 * dy, e));
-        oc.check(p0, p1, p2);
-        if (HasFatalFailure()) return;
-    }
-    // ulp grid around a large coordinate: many exact and near collinearities
-    for (int i = 0; i < 4000 * kScale; ++i) {
-        const double base = 1e15 * (1 + (i % 7)), u = std::nextafter(base, HUGE_VAL) - base;
-        Point2 p[3];
-        for (auto& q : p) q = Point2(base + u * rng.integer(-6, 6), base + u * rng.integer(-6, 6));
-        oc.check(p[0], p[1], p[2]);
-        if (HasFatalFailure()) return;
-    }
-}
-
-TEST(Orientation, AdversarialNearTheFilterBound) {
-    // Coordinates near +-M with M a power of two (or just above one): the differences round by
-    // up to half an ulp of 2M and the filtered determinant lands around the bound itself.
-    Rng rng(6);
-    long long band = 0;
-    for (int k : {0, 1, 30, -40, 200, -300, 500}) {
-        for (double mScale : {1.0, 1.0 + DBL_EPSILON, 1.5, 2.0 - DBL_EPSILON}) {
-            OrientChecker oc;
-            const double M = std::ldexp(mScale, k), u = std::ldexp(1.0, k - 52);
-            oc.geomTest.setBound(M);
-            for (int i = 0; i < 800 * kScale; ++i) {
-                const double s = rng.integer(0, 1) ? 1.0 : -1.0;
-                const Point2 p0(s * (M - u * rng.integer(0, 40)), s * (M - u * rng.integer(0, 40)));
-                const Point2 p1(s * (M - u * rng.integer(0, 40)), s * (M - u * rng.integer(0, 40)));
-                const Point2 p2(-s * (M - u * rng.integer(0, 40)), -s * (M - u * rng.integer(0, 40)));
-                oc.check(p0, p1, p2);
-                oc.check(p2, p0, p1);
-                if (HasFatalFailure()) return;
-            }
-            band += oc.filterBand;
-        }
-    }
-    EXPECT_GT(band, 100);  // the family does probe the filter's threshold
-}
-
-TEST(Orientation, TinyCoordinatesWithSubnormalProducts) {
+const OrientFamily orientFamilies[] = {
+    {"random", {1.0, 1e15, 1e-15, 1e150, 1e-150, 1e-160, 1e-300},
+     [](Rng& r, double s, Point2* p) { for (int i = 0; i < 3; ++i) p[i] = Point2(s * r.uni(-1, 1), s * r.uni(-1, 1)); },
+     false, false, false, false},
+    {"nearly collinear, ulps off", {1.0, 1e15, 1e-15, 1e100, 1e-100, 1e-150, 1e-160, 3e-155},
+     [](Rng& r, double s, Point2* p) {
+         p[0] = Point2(s * r.uni(-1, 1), s * r.uni(-1, 1));
+         p[1] = Point2(s * r.uni(-1, 1), s * r.uni(-1, 1));
+         p[2] = onLine(r, p[0], p[1]);
+     }, true, false, true, true},
+    {"integer lines times 2^e", {1.0},
+     [](Rng& r, double, Point2* p) {
+         const int x0 = r.integer(-1000000, 1000000), y0 = r.integer(-1000000, 1000000);
+         const int dx = r.integer(-50, 50), dy = r.integer(-50, 50), e = r.integer(-1070, 940);
+         for (int i = 0; i < 3; ++i) {
+             const int k = i == 0 ? 0 : r.integer(-3000, 3000);
+             p[i] = Point2(std::ldexp(x0 + k * dx, e), std::ldexp(y0 + k * dy, e));
+         }
+     }, false, false, false, false},
+    {"ulp grid around 1e15..7e15", {1.0},
+     [](Rng& r, double, Point2* p) {
+         const double base = 1e15 * r.integer(1, 7), u = std::nextafter(base, HUGE_VAL) - base;
+         for (int i = 0; i < 3; ++i) p[i] = Point2(base + u * r.integer(-6, 6), base + u * r.integer(-6, 6));
+     }, false, false, true, true},
+    // Coordinates near +-M, M a power of two or just above: the differences round by up to half an
+    // ulp of 2M and the filtered determinant lands around the bound itself.
+    {"near the filter bound",
+     {1.0, 2.0, 0x1p30, 0x1p-40, 0x1p200, 0x1p-300, 0x1p500, 1.0 + DBL_EPSILON, 1.5, 2.0 - DBL_EPSILON, 0x1.8p500},
+     [](Rng& r, double M, Point2* p) {
+         const double u = std::ldexp(1.0, std::ilogb(M) - 52), sg = r.integer(0, 1) ? 1.0 : -1.0;
+         for (int i = 0; i < 3; ++i) {
+             const double t = i == 2 ? -sg : sg;
+             p[i] = Point2(t * (M - u * r.integer(0, 40)), t * (M - u * r.integer(0, 40)));
+         }
+     }, false, true, true, true},
     // Products of the differences between 2^-1010 and 2^-1080: the filter must not trust them.
-    Rng rng(7);
-    OrientChecker oc;
-    for (int i = 0; i < 6000 * kScale; ++i) {
-        const int e = rng.integer(-545, -500);
-        Point2 p[3];
-        for (auto& q : p) q = Point2(std::ldexp(rng.uni(-1, 1), e), std::ldexp(rng.uni(-1, 1), e));
-        if (i % 2) p[2] = Point2(std::ldexp(rng.integer(-8, 8), e - 52), std::ldexp(rng.integer(-8, 8), e - 52));
-        oc.check(p[0], p[1], p[2]);
-        if (HasFatalFailure()) return;
-    }
-    // Mixed scales: one far point, two tiny ones.
-    for (int i = 0; i < 3000 * kScale; ++i) {
-        const Point2 a(std::ldexp(rng.uni(-1, 1), -520), std::ldexp(rng.uni(-1, 1), -520));
-        const Point2 b(std::ldexp(rng.uni(-1, 1), -530), std::ldexp(rng.uni(-1, 1), -530));
-        const Point2 c(rng.uni(-1e100, 1e100), rng.uni(-1e-300, 1e-300));
-        oc.check(a, b, c);
-        if (HasFatalFailure()) return;
+    {"tiny, subnormal products", {1.0},
+     [](Rng& r, double, Point2* p) {
+         const int e = r.integer(-545, -500);
+         for (int i = 0; i < 3; ++i) p[i] = Point2(std::ldexp(r.uni(-1, 1), e), std::ldexp(r.uni(-1, 1), e));
+         if (r.integer(0, 1)) p[2] = Point2(std::ldexp(r.integer(-8, 8), e - 52), std::ldexp(r.integer(-8, 8), e - 52));
+     }, false, false, false, false},
+    {"mixed scales: one far point, two tiny ones", {1.0},
+     [](Rng& r, double, Point2* p) {
+         p[0] = Point2(std::ldexp(r.uni(-1, 1), -520), std::ldexp(r.uni(-1, 1), -520));
+         p[1] = Point2(std::ldexp(r.uni(-1, 1), -530), std::ldexp(r.uni(-1, 1), -530));
+         p[2] = Point2(r.uni(-1e100, 1e100), r.uni(-1e-300, 1e-300));
+     }, false, false, false, false},
+    // Extreme magnitudes: decided by the scaled filter and the adaptive stage, never by rationals.
+    {"nearly collinear at extreme magnitudes", {1e300, 1e-300, kMaxFinite, 0x1p-1040},
+     [](Rng& r, double s, Point2* p) {
+         p[0] = Point2(s * r.uni(-1, 1), s * r.uni(-1, 1));
+         p[1] = Point2(s * r.uni(-1, 1), s * r.uni(-1, 1));
+         p[2] = r.integer(0, 3) ? Point2(s * r.uni(-1, 1), s * r.uni(-1, 1)) : onLine(r, p[0], p[1]);
+         if (!std::isfinite(p[2].x()) || !std::isfinite(p[2].y())) p[2] = p[0];
+     }, false, false, true, true},
+    {"subnormal multiples", {1.0},
+     [](Rng& r, double, Point2* p) {
+         for (int i = 0; i < 3; ++i)
+             p[i] = Point2(r.integer(-40, 40) * 0x1p-1074, r.integer(-40, 40) * 0x1p-1074);
+     }, false, false, true, true},
+};
+
+TEST(Orientation, FamiliesAgreeWithTheOracle) {
+    Rng rng(3);
+    for (const OrientFamily& f : orientFamilies) {
+        long long later = 0, rationals = 0;
+        for (double s : f.scales) {
+            OrientChecker oc;
+            if (f.setBound) oc.geomTest.setBound(s);
+            for (int i = 0; i < 1200 * kScale; ++i) {
+                Point2 p[3];
+                f.make(rng, s, p);
+                oc.check(p[0], p[1], p[2]);
+                if (f.permute) {
+                    oc.check(p[1], p[2], p[0]); oc.check(p[2], p[0], p[1]);
+                    oc.check(p[1], p[0], p[2]); oc.check(p[0], p[2], p[1]); oc.check(p[2], p[1], p[0]);
+                }
+                if (HasFatalFailure()) { ADD_FAILURE() << f.name << " at " << s; return; }
+            }
+            const GeomTest::Stats& st = oc.geomTest.getStats();
+            later += st.orientAdaptive + st.orientExact;
+            rationals += st.orientExact;
+            if (f.setBound) {
+                EXPECT_GT(oc.filterBand, 0) << f.name << " " << s;  // it does probe the threshold
+            }
+        }
+        if (f.reachesLater) {
+            EXPECT_GT(later, 0) << f.name;
+        }
+        if (f.noRationals) {
+            EXPECT_EQ(rationals, 0) << f.name;
+        }
     }
 }
 
@@ -368,23 +342,30 @@ TEST(Orientation, AdversarialSubnormalProductsWithAVanishingBound) {
 }
 
 TEST(Orientation, IntervalStageUsesUpwardRounding) {
-    // A bound this large leaves every decision to stages 2 and 3. On the collinear triples
+    // A bound this large leaves every decision to the later stages. On the collinear triples
     // (x,y), (2x,2y), (4x,4y) the products round and a round-to-nearest evaluation of the
     // "upper" and "lower" bounds would often have a definite sign; with upward rounding they
-    // enclose zero, the interval stage never decides and the exact stage says COLLINEAR.
-    GeomTest g;
+    // enclose zero, the interval stage never decides and the adaptive stage says COLLINEAR.
+    // An unbounded object, in contrast, takes the non-zero filtered determinant as it stands.
+    GeomTest g, unbounded;
     g.setBound(1e100);
     Rng rng(8);
     int nonzeroDets = 0;
     for (int i = 0; i < 3000 * kScale; ++i) {
         const double x = rng.uni(0.1, 10), y = rng.uni(0.1, 10);
         const Point2 p0(x, y), p1(2 * x, 2 * y), p2(4 * x, 4 * y);
-        if (filteredDet(p0, p1, p2) != 0.0) ++nonzeroDets;
+        const double det = filteredDet(p0, p1, p2);
+        if (det != 0.0) {
+            ++nonzeroDets;
+            ASSERT_EQ(toSign(unbounded.getOrientation2(&p0, &p1, &p2)), det > 0 ? 1 : -1);
+        }
         ASSERT_EQ(g.getOrientation2(&p0, &p1, &p2), ORIENTATION2_COLLINEAR);
         ASSERT_EQ(g.getOrientation2(&p2, &p0, &p1), ORIENTATION2_COLLINEAR);
     }
     EXPECT_GT(nonzeroDets, 100);
+    EXPECT_EQ(unbounded.getStats().orientInterval + unbounded.getStats().orientAdaptive, 0u);
     EXPECT_EQ(g.getStats().orientInterval, 0u);
+    EXPECT_EQ(g.getStats().orientAdaptive, 2u * 3000 * kScale);
     EXPECT_EQ(fegetround(), FE_TONEAREST);
     // Some ulps off the line: the interval stage decides most of them, always correctly.
     g.resetStats();
@@ -394,7 +375,7 @@ TEST(Orientation, IntervalStageUsesUpwardRounding) {
         ASSERT_EQ(toSign(g.getOrientation2(&p0, &p1, &p2)),
                   lumo_oracle::orient(p0.x(), p0.y(), p1.x(), p1.y(), p2.x(), p2.y()));
     }
-    EXPECT_GT(g.getStats().orientInterval, g.getStats().orientExact);
+    EXPECT_GT(g.getStats().orientInterval, g.getStats().orientAdaptive + g.getStats().orientExact);
 }
 
 TEST(Orientation, CallerRoundingModeIsRestored) {
@@ -489,19 +470,6 @@ TEST(InCircle, SidesOfTheUnitCircle) {
     EXPECT_EQ(g.circleInc(&t, &outside), -1);
 }
 
-TEST(InCircle, RandomPointsAtManyScales) {
-    Rng rng(11);
-    GeomTest g;
-    for (double s : {1.0, 1e15, 1e-15, 1e70, 1e-70, 1e150, 1e-150, 1e-160, 1e-300, 1e300}) {
-        for (int i = 0; i < 2000 * kScale; ++i) {
-            Point2 p[4];
-            for (auto& q : p) q = Point2(s * rng.uni(-1, 1), s * rng.uni(-1, 1));
-            checkInCircle(g, p[0], p[1], p[2], p[3]);
-            if (HasFatalFailure()) return;
-        }
-    }
-}
-
 TEST(InCircle, IntegerInputsAgreeWithInt128) {
     Rng rng(12);
     GeomTest g;
@@ -546,46 +514,86 @@ TEST(InCircle, CocircularPythagoreanPointsAndOneUlpAcross) {
     EXPECT_GT(onCircle, 1000);
 }
 
-TEST(InCircle, NearlyCocircularFromRoundedAngles) {
-    Rng rng(14);
-    GeomTest g;
-    for (double s : {1.0, 1e12, 1e-12, 1e60, 1e-60, 1e-78, 1e-80, 1e-150}) {
-        for (int i = 0; i < 1500 * kScale; ++i) {
-            const double cx = s * rng.uni(-10, 10), cy = s * rng.uni(-10, 10), r = s * rng.uni(0.001, 5);
-            Point2 p[4];
-            for (auto& q : p) {
-                const double t = rng.uni(0, 6.283185307179586);
-                q = Point2(cx + r * std::cos(t), cy + r * std::sin(t));
-            }
-            if (i % 2) p[3] = Point2(ulpsAway(p[3].x(), rng.integer(-2, 2)), ulpsAway(p[3].y(), rng.integer(-2, 2)));
-            checkInCircle(g, p[0], p[1], p[2], p[3]);
-            if (HasFatalFailure()) return;
-        }
-    }
-}
+// Families of in-circle queries at magnitude s; a, b, c are put counterclockwise by the check.
+struct InCircleFamily {
+    const char* name;
+    std::vector<double> scales;
+    std::function<void(Rng&, double, Point2*)> make;
+    bool noRationals;  // decided without rationals
+};
 
-TEST(InCircle, SubnormalIntermediatesAndMixedScales) {
-    // Scales where lifts times minors straddle the subnormal range (coordinates 2^-240..2^-280),
-    // tiny triangles far from the origin and large triangles with a tiny query offset.
-    Rng rng(15);
-    GeomTest g;
-    for (int i = 0; i < 8000 * kScale; ++i) {
-        const int e = rng.integer(-285, -235);
-        Point2 p[4];
-        for (auto& q : p) q = Point2(std::ldexp(rng.uni(-1, 1), e), std::ldexp(rng.uni(-1, 1), e));
-        if (i % 3 == 0) p[3] = Point2(std::ldexp(rng.integer(-3, 3), e - 52), std::ldexp(rng.integer(-3, 3), e - 52));
-        checkInCircle(g, p[0], p[1], p[2], p[3]);
-        if (HasFatalFailure()) return;
-    }
-    for (int i = 0; i < 3000 * kScale; ++i) {
-        const double off = rng.uni(-1e6, 1e6);
-        Point2 p[4];
-        for (auto& q : p) q = Point2(off + std::ldexp(rng.uni(-1, 1), -20), off + std::ldexp(rng.uni(-1, 1), -20));
-        checkInCircle(g, p[0], p[1], p[2], p[3]);
-        const Point2 a(rng.uni(-1, 1), rng.uni(-1, 1)), b(rng.uni(-1, 1), rng.uni(-1, 1)), c(rng.uni(-1, 1), rng.uni(-1, 1));
-        checkInCircle(g, a, b, c, Point2(std::ldexp(rng.uni(-1, 1), -1074 + rng.integer(0, 60)), 1e-300));
-        checkInCircle(g, Point2(1e-160, 0), Point2(0, 1e-160), Point2(-1e-160, 3e-170), Point2(rng.uni(-2e-160, 2e-160), 1e-161));
-        if (HasFatalFailure()) return;
+double wild(Rng& r, double s) { return std::ldexp(r.uni(-1, 1), r.integer(-60, 0)) * s + (r.integer(0, 1) ? s : 0.0); }
+
+const InCircleFamily inCircleFamilies[] = {
+    {"random", {1.0, 1e15, 1e-15, 1e70, 1e-70, 1e150, 1e-150, 1e-160, 1e-300, 1e300, kMaxFinite / 2},
+     [](Rng& r, double s, Point2* p) { for (int i = 0; i < 4; ++i) p[i] = Point2(s * r.uni(-1, 1), s * r.uni(-1, 1)); },
+     true},
+    {"nearly cocircular from rounded angles", {1.0, 1e12, 1e-12, 1e60, 1e-60, 1e-78, 1e-80, 1e-150, 1e300, 1e-300},
+     [](Rng& r, double s, Point2* p) {
+         const double cx = s * r.uni(-10, 10), cy = s * r.uni(-10, 10), rad = s * r.uni(0.001, 5);
+         for (int i = 0; i < 4; ++i) {
+             const double t = r.uni(0, 6.283185307179586);
+             p[i] = Point2(cx + rad * std::cos(t), cy + rad * std::sin(t));
+         }
+         if (r.integer(0, 1)) p[3] = Point2(ulpsAway(p[3].x(), r.integer(-2, 2)), ulpsAway(p[3].y(), r.integer(-2, 2)));
+     }, false},
+    // Rectangle corners are cocircular for any doubles; with wild exponents the differences round,
+    // so neither the filter nor the first adaptive steps can decide.
+    {"rectangles and isosceles trapezoids, an ulp off or not", {1.0, 1e200, 1e-200, 1e300, 1e-300},
+     [](Rng& r, double s, Point2* p) {
+         const double x1 = wild(r, s), x2 = wild(r, s), y1 = wild(r, s), y2 = wild(r, s);
+         const bool trapezoid = r.integer(0, 1);
+         p[0] = Point2(trapezoid ? -x1 : x2, y1);
+         p[1] = Point2(x1, y1);
+         p[2] = Point2(x2, y2);
+         p[3] = Point2(trapezoid ? -x2 : x1, y2);
+         if (r.integer(0, 1)) p[3] = Point2(ulpsAway(p[3].x(), r.integer(0, 1) ? 1 : -1), p[3].y());
+     }, true},
+    // Lifts times minors straddling the subnormal range (coordinates 2^-240..2^-280).
+    {"subnormal intermediates", {1.0},
+     [](Rng& r, double, Point2* p) {
+         const int e = r.integer(-285, -235);
+         for (int i = 0; i < 4; ++i) p[i] = Point2(std::ldexp(r.uni(-1, 1), e), std::ldexp(r.uni(-1, 1), e));
+         if (r.integer(0, 2) == 0) p[3] = Point2(std::ldexp(r.integer(-3, 3), e - 52), std::ldexp(r.integer(-3, 3), e - 52));
+     }, true},
+    {"subnormal multiples", {1.0},
+     [](Rng& r, double, Point2* p) {
+         for (int i = 0; i < 4; ++i) p[i] = Point2(r.integer(-30, 30) * 0x1p-1074, r.integer(-30, 30) * 0x1p-1074);
+     }, true},
+    // Tiny triangles far from the origin, large ones with a query at the bottom of the exponent
+    // range, a tiny query next to a 1e-160 triangle: spans too wide for double expansions.
+    {"mixed scales", {1.0},
+     [](Rng& r, double, Point2* p) {
+         const int kind = r.integer(0, 2);
+         const double off = r.uni(-1e6, 1e6);
+         for (int i = 0; i < 4; ++i)
+             p[i] = kind == 0 ? Point2(off + std::ldexp(r.uni(-1, 1), -20), off + std::ldexp(r.uni(-1, 1), -20))
+                              : Point2(r.uni(-1, 1), r.uni(-1, 1));
+         if (kind == 1) p[3] = Point2(std::ldexp(r.uni(-1, 1), -1074 + r.integer(0, 60)), 1e-300);
+         if (kind == 2) {
+             p[0] = Point2(1e-160, 0); p[1] = Point2(0, 1e-160); p[2] = Point2(-1e-160, 3e-170);
+             p[3] = Point2(r.uni(-2e-160, 2e-160), 1e-161);
+         }
+     }, false},
+};
+
+TEST(InCircle, FamiliesAgreeWithTheOracle) {
+    Rng rng(14);
+    for (const InCircleFamily& f : inCircleFamilies) {
+        GeomTest g;
+        for (double s : f.scales)
+            for (int i = 0; i < 1000 * kScale; ++i) {
+                Point2 p[4];
+                f.make(rng, s, p);
+                bool finite = true;
+                for (const Point2& q : p) finite = finite && std::isfinite(q.x()) && std::isfinite(q.y());
+                if (!finite) continue;
+                checkInCircle(g, p[0], p[1], p[2], p[3]);
+                if (HasFatalFailure()) { ADD_FAILURE() << f.name << " at " << s; return; }
+            }
+        if (f.noRationals) {
+            EXPECT_EQ(g.getStats().inCircleExact, 0u) << f.name;
+        }
     }
 }
 
@@ -598,7 +606,7 @@ TEST(InCircle, FilterDecidesOrdinaryInputs) {
         for (auto& q : p) q = Point2(rng.uni(0, 1), rng.uni(0, 1));
         checkInCircle(g, p[0], p[1], p[2], p[3]);
     }
-    EXPECT_LT(g.getStats().inCircleExact, static_cast<unsigned long long>(n / 1000));
+    EXPECT_LT(g.getStats().inCircleAdaptive + g.getStats().inCircleExact, static_cast<unsigned long long>(n / 1000));
 }
 
 // ---- exact line intersection ---------------------------------------------------------------------------
@@ -655,4 +663,56 @@ TEST(Intersection, TruncationOfTheExactPoint) {
     mpq_clear(x);
     mpq_clear(y);
     EXPECT_GT(checked, 5000 * kScale);
+}
+
+// ---- Hilbert keys ----------------------------------------------------------------------------------
+
+TEST(HilbertKeys, TruncatedCellsAndSpreadAtEveryMagnitude) {
+    // The upper border: cell 32768 on both axes, of which the key takes bits 14..0, so key 0.
+    const HC2 unit(0, 0, 1, 1, 30);
+    EXPECT_EQ(unit.getKey(1, 1), 0u);
+    EXPECT_EQ(unit.getKey(0, 0), 0u);
+    EXPECT_NE(unit.getKey(std::nextafter(1.0, 0.0), std::nextafter(1.0, 0.0)), 0u);
+    // Boxes whose range or scale overflows, and an ordinary one.
+    struct Box { double lo, hi; } boxes[] = {
+        {-0x1p1023, 0x1p1023}, {-DBL_MAX, DBL_MAX}, {0.0, 0x1p-1050}, {-1e-300, 1e-300}, {-HUGE_VAL, HUGE_VAL}, {0, 1}};
+    Rng rng(20);
+    for (const Box& b : boxes) {
+        const HC2 hc(b.lo, b.lo, b.hi, b.hi, 30);
+        const double lo = std::fmax(b.lo, -DBL_MAX), hi = std::fmin(b.hi, DBL_MAX);
+        std::set<uint32_t> keys;
+        for (int i = 0; i < 2000; ++i) {
+            const double x = 2 * (lo * 0.5 + (hi * 0.5 - lo * 0.5) * rng.uni(0, 1));
+            const double y = 2 * (lo * 0.5 + (hi * 0.5 - lo * 0.5) * rng.uni(0, 1));
+            const uint32_t key = hc.getKey(x, y);
+            keys.insert(key);
+        }
+        EXPECT_GT(keys.size(), 1900u) << b.lo << " " << b.hi;
+    }
+    // Where the plain formula is finite it is followed exactly: scaling box and points by 2^k
+    // keeps every key while both stay in the normal range.
+    const HC2 plain(-3, -1, 5, 7, 30), scaledUp(-3 * 0x1p900, -1 * 0x1p900, 5 * 0x1p900, 7 * 0x1p900, 30);
+    for (int i = 0; i < 2000; ++i) {
+        const double x = rng.uni(-3, 5), y = rng.uni(-1, 7);
+        ASSERT_EQ(plain.getKey(x, y), scaledUp.getKey(x * 0x1p900, y * 0x1p900));
+    }
+}
+
+// ---- insertion at every magnitude ----------------------------------------------------------------
+
+TEST(ExtremeMagnitudes, TriangulationsAreDelaunayWithoutRationals) {
+    Rng rng(21);
+    for (double s : {1e300, 1e-300, DBL_MAX, 0x1p-1054}) {
+        std::vector<Point2> v;
+        for (int i = 0; i < 3000; ++i) {
+            double x = s * rng.uni(-1, 1), y = s * rng.uni(-1, 1);
+            if (s < 1e-310) { x = std::round(x / 0x1p-1074) * 0x1p-1074; y = std::round(y / 0x1p-1074) * 0x1p-1074; }
+            v.emplace_back(x, y);
+        }
+        Lumo_2D dt(unsigned(v.size()));
+        dt.insert(v);
+        std::vector<Triangle2*> vT;
+        dt.getTrianglePointers(vT);
+        EXPECT_EQ(lumo_test::checkDelaunayTriangulation(v, vT), "") << s;
+    }
 }

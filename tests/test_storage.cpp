@@ -12,51 +12,26 @@ using namespace ORBI_LUMO2D;
 
 // ---- SimplePool ---------------------------------------------------------------------------------
 
-TEST(SimplePool, SecondBlockIsHalfThenEveryBlockDoubles) {
-    SimplePool<Point2> pool(1000);
-    pool.init(10);
-    for (int i = 0; i < 10 + 5 + 10 + 20 + 1; ++i) pool.alloc();
-    EXPECT_EQ(pool.getBlockSizes(), (std::vector<int32_t>{10, 5, 10, 20, 40}));
-    EXPECT_EQ(pool.numAllocated(), 46u);
-}
-
-TEST(SimplePool, FirstBlockOfOneIsFollowedByOne) {
-    SimplePool<Point2> pool(1000);
-    pool.init(1);
-    pool.alloc();
-    pool.alloc();
-    pool.alloc();
-    EXPECT_EQ(pool.getBlockSizes(), (std::vector<int32_t>{1, 1, 2}));
-}
-
-TEST(SimplePool, AutomaticBlocksNeverExceedTheMaximum) {
-    SimplePool<Triangle2> pool(64);
-    pool.init(50);
-    for (int i = 0; i < 1000; ++i) pool.alloc();
-    for (int32_t s : pool.getBlockSizes()) EXPECT_LE(s, 64);
-}
-
-TEST(SimplePool, AddressesAreStableAndDistinct) {
-    SimplePool<Point2> pool(100);
-    pool.init(3);
-    std::set<Point2*> s;
-    std::vector<Point2*> v;
-    for (int i = 0; i < 500; ++i) {
-        Point2* p = new (pool.alloc()) Point2(i, i);
-        v.push_back(p);
-        s.insert(p);
+TEST(SimplePool, BlockSizesAddressesAndSecondInit) {
+    // (first block, maximum, allocations, block sizes): the second block is half, then each doubles
+    const struct { int first, max, n; std::vector<int32_t> sizes; } aCases[] = {
+        {10, 1000, 46, {10, 5, 10, 20, 40}}, {1, 1000, 3, {1, 1, 2}}, {50, 64, 189, {50, 25, 50, 64}}};
+    for (const auto& c : aCases) {
+        SimplePool<Point2> pool(c.max);
+        pool.init(c.first);
+        std::set<Point2*> s;
+        for (int i = 0; i < c.n; ++i) s.insert(new (pool.alloc()) Point2(i, i));
+        EXPECT_EQ(pool.getBlockSizes(), c.sizes) << c.first;
+        EXPECT_EQ(pool.numAllocated(), size_t(c.n));
+        EXPECT_EQ(s.size(), size_t(c.n));  // distinct
+        int i = 0;
+        for (Point2* p : s) i += p->x() == p->y();  // and stable: nothing was overwritten
+        EXPECT_EQ(i, c.n);
+        testing::internal::CaptureStdout();
+        pool.init(4);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "SimplePool::init(..), ERROR: This pool is already initialized\n");
+        EXPECT_EQ(pool.getBlockSizes().size(), c.sizes.size() + 1);
     }
-    EXPECT_EQ(s.size(), 500u);
-    for (int i = 0; i < 500; ++i) EXPECT_EQ(v[size_t(i)]->x(), i);
-}
-
-TEST(SimplePool, SecondInitPrintsAndAddsABlock) {
-    SimplePool<Point2> pool(100);
-    pool.init(4);
-    testing::internal::CaptureStdout();
-    pool.init(4);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "SimplePool::init(..), ERROR: This pool is already initialized\n");
-    EXPECT_EQ(pool.getBlockSizes().size(), 2u);
 }
 
 TEST(Dt2Pools, FirstBlocksFollowTheExpectedVertexCount) {
@@ -100,23 +75,17 @@ TEST(Dt2Pools, RecycledTrianglesAreCountedOnceAndNotFresh) {
 
 // ---- Hilbert keys -------------------------------------------------------------------------------------
 
-TEST(HC2, InvalidBitLengthIsReported) {
-    testing::internal::CaptureStdout();
-    HC2 hc(0, 0, 1, 1, 31);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "\n      [Lumo2D-Message] HC2::HC2(..), ERROR: invalid bitlength\n\n");
-    testing::internal::CaptureStdout();
-    HC2 hc2(0, 0, 1, 1, 34);
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("invalid bitlength"), std::string::npos);
-}
-
-TEST(HC2, FirstLevelFollowsTheTables) {
+TEST(HC2, InvalidBitLengthAndTheFirstLevel) {
+    for (int bits : {31, 34}) {
+        testing::internal::CaptureStdout();
+        HC2 hc(0, 0, 1, 1, bits);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), "\n      [Lumo2D-Message] HC2::HC2(..), ERROR: invalid bitlength\n\n");
+    }
     // One level (2 bits): state 0, position table row 0 = 0, 1, 3, 2 for d = bitY + 2*bitX.
     HC2 hc(0, 0, 2, 2, 2);
-    EXPECT_EQ(hc.getKey(0.5, 0.5), 0u);  // d = 0
-    EXPECT_EQ(hc.getKey(0.5, 1.5), 1u);  // d = 1
-    EXPECT_EQ(hc.getKey(1.5, 0.5), 3u);  // d = 2
-    EXPECT_EQ(hc.getKey(1.5, 1.5), 2u);  // d = 3
+    const double aCell[4][2] = {{0.5, 0.5}, {0.5, 1.5}, {1.5, 0.5}, {1.5, 1.5}};
+    const uint32_t aKey[4] = {0, 1, 3, 2};
+    for (int d = 0; d < 4; ++d) EXPECT_EQ(hc.getKey(aCell[d][0], aCell[d][1]), aKey[d]) << d;
 }
 
 TEST(HC2, KeysAreAHilbertCurveOverTheCells) {
@@ -167,16 +136,6 @@ TEST(VertexVault, CloseTriangleAtBothEndsOfTheKeyRange) {
     EXPECT_TRUE(vault.dupIsClean());
 }
 
-TEST(VertexVault, UnknownVertexIsReported) {
-    Dt2 dt(10);
-    dt.insert(Point2(0, 0));
-    Point2 stranger(1, 1);
-    testing::internal::CaptureStdout();
-    dt.getVertexVault().getIdxOfActiveVtx(&stranger);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "\n      [Lumo2D-Message] VertexVault::getIdxOfActiveVtx, ERROR: pQuery not found\n\n");
-}
-
 TEST(VertexVault, ThreeInitialPointsSkipDuplicatesAndCollinearOnes) {
     Dt2 dt(10);
     for (const Point2& p : {Point2(0, 0), Point2(0, 0), Point2(1, 1), Point2(2, 2), Point2(3, 3)}) dt.insert(p);
@@ -189,12 +148,16 @@ TEST(VertexVault, ThreeInitialPointsSkipDuplicatesAndCollinearOnes) {
     EXPECT_EQ(dt.numberOfTriangles(), 3u);
 }
 
-TEST(VertexVault, DuplicateRegisteredTwiceIsAnAssertion) {
+TEST(VertexVault, UnknownVertexAndDuplicateRegisteredTwice) {
     lumo_test::ScopedTempDir tmpDir;  // the assertion writes LUMO_LOG.txt
     Dt2 dt(10);
     Point2* p = dt.insert(Point2(0, 0));
     Point2 q(0, 0);
     VertexVault& vault = dt.getVertexVault();
+    testing::internal::CaptureStdout();
+    vault.getIdxOfActiveVtx(&q);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "\n      [Lumo2D-Message] VertexVault::getIdxOfActiveVtx, ERROR: pQuery not found\n\n");
     vault.registerDup(&q, p);
     testing::internal::CaptureStdout();
     EXPECT_THROW(vault.registerDup(&q, p), LumoException);

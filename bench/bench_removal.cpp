@@ -1,0 +1,123 @@
+// Vertex removal timing: 100k vertices, chosen at random, removed one by one from a 1M-point
+// triangulation (uniform random points, and a shuffled 1000x1000 integer grid whose cocircular
+// quadruples make every in-circle test exact). Prints CPU nanoseconds per removal; when CGAL is
+// available, also its Delaunay_triangulation_2::remove on the same vertices in the same order,
+// and the ratio of our time to CGAL's. Building the triangulations is not timed.
+// Usage: bench_removal [repetitions]   (the best repetition is reported)
+// Built and run by: bash scripts/bench.sh removal
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <numeric>
+#include <random>
+#include <vector>
+#include "Lumo_2D.h"
+
+#ifdef LUMO2D_HAVE_CGAL
+#include <CGAL/Delaunay_triangulation_2.h>
+#include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
+#include <CGAL/Triangulation_vertex_base_with_info_2.h>
+typedef CGAL::Exact_predicates_inexact_constructions_kernel K;
+typedef CGAL::Triangulation_vertex_base_with_info_2<size_t, K> Vb;
+typedef CGAL::Triangulation_data_structure_2<Vb> Tds;
+typedef CGAL::Delaunay_triangulation_2<K, Tds> CgalDt;
+#endif
+
+using namespace ORBI_LUMO2D;
+
+namespace {
+
+double now() {
+    timespec t;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
+}
+
+std::vector<Point2> uniform(size_t n) {
+    std::mt19937_64 rng(1);
+    std::uniform_real_distribution<double> d(0.0, 1.0);
+    std::vector<Point2> v;
+    v.reserve(n);
+    for (size_t i = 0; i < n; ++i) {
+        const double x = d(rng);
+        v.emplace_back(x, d(rng));
+    }
+    return v;
+}
+
+std::vector<Point2> grid(int k) {
+    std::vector<Point2> v;
+    for (int i = 0; i < k; ++i)
+        for (int j = 0; j < k; ++j) v.emplace_back(i, j);
+    std::shuffle(v.begin(), v.end(), std::mt19937_64(5));
+    return v;
+}
+
+// Seconds for removing the vertices of vPoints[vOrder[..]]; false when the result is invalid.
+double runLumo(const std::vector<Point2>& vPoints, const std::vector<size_t>& vOrder, bool& bValid) {
+    Lumo_2D dt(unsigned(vPoints.size()));
+    std::vector<Point2*> vHandles;
+    dt.insert(vPoints, vHandles);
+    const double t0 = now();
+    for (size_t i : vOrder) dt.remove(vHandles[i]);
+    const double t = now() - t0;
+    bValid = dt.numberOfPoints() == vPoints.size() - vOrder.size() &&
+             dt.numberOfTriangles() + 2 <= 2 * dt.numberOfPoints();
+    return t;
+}
+
+#ifdef LUMO2D_HAVE_CGAL
+double runCgal(const std::vector<Point2>& vPoints, const std::vector<size_t>& vOrder, bool& bValid) {
+    std::vector<std::pair<K::Point_2, size_t>> v;
+    v.reserve(vPoints.size());
+    for (size_t i = 0; i < vPoints.size(); ++i) v.emplace_back(K::Point_2(vPoints[i].x(), vPoints[i].y()), i);
+    CgalDt dt;
+    dt.insert(v.begin(), v.end());
+    std::vector<CgalDt::Vertex_handle> vHandles(vPoints.size());
+    for (auto it = dt.finite_vertices_begin(); it != dt.finite_vertices_end(); ++it) vHandles[it->info()] = it;
+    const double t0 = now();
+    for (size_t i : vOrder) dt.remove(vHandles[i]);
+    const double t = now() - t0;
+    bValid = dt.number_of_vertices() == vPoints.size() - vOrder.size();
+    return t;
+}
+#endif
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const int numReps = argc > 1 ? std::max(1, std::atoi(argv[1])) : 1;
+    const size_t n = 1000000, numRemove = 100000;
+    struct Case {
+        const char* name;
+        std::vector<Point2> v;
+    };
+    const Case aCases[] = {{"uniform 1M", uniform(n)}, {"grid 1000x1000", grid(1000)}};
+    std::printf("%-16s %10s %14s %14s %8s\n", "case", "removed", "Lumo ns/rem", "CGAL ns/rem", "ratio");
+    for (const Case& c : aCases) {
+        std::vector<size_t> vOrder(c.v.size());
+        std::iota(vOrder.begin(), vOrder.end(), size_t(0));
+        std::shuffle(vOrder.begin(), vOrder.end(), std::mt19937_64(7));
+        vOrder.resize(numRemove);
+        double tLumo = 1e300, tCgal = 1e300;
+        bool bOk = true, b;
+        for (int r = 0; r < numReps; ++r) {
+            tLumo = std::min(tLumo, runLumo(c.v, vOrder, b));
+            bOk = bOk && b;
+#ifdef LUMO2D_HAVE_CGAL
+            tCgal = std::min(tCgal, runCgal(c.v, vOrder, b));
+            bOk = bOk && b;
+#endif
+        }
+        const double nsLumo = 1e9 * tLumo / double(numRemove);
+#ifdef LUMO2D_HAVE_CGAL
+        const double nsCgal = 1e9 * tCgal / double(numRemove);
+        std::printf("%-16s %10zu %14.0f %14.0f %8.2f%s\n", c.name, numRemove, nsLumo, nsCgal, nsLumo / nsCgal,
+                    bOk ? "" : "  INVALID RESULT");
+#else
+        std::printf("%-16s %10zu %14.0f %14s %8s%s\n", c.name, numRemove, nsLumo, "-", "-", bOk ? "" : "  INVALID RESULT");
+#endif
+    }
+    return 0;
+}

@@ -1,0 +1,248 @@
+// Vertex removal through the Lumo_2D facade. After every removal the triangulation must pass
+// the self-test with the empty-circle check and the independent oracle of tests/support on the
+// points that remain (exact predicates, convex hull, Euler count).
+#include <gtest/gtest.h>
+#include <algorithm>
+#include <random>
+#include <string>
+#include "DelaunayOracle.h"
+#include "Lumo_2D.h"
+#include "ScopedTempDir.h"
+
+using namespace ORBI_LUMO2D;
+using lumo_test::canonicalTriangles;
+using lumo_test::checkDelaunayTriangulation;
+using lumo_test::randomPoints;
+using lumo_test::triangles;
+
+namespace {
+
+std::vector<Point2> grid(int n) {
+    std::vector<Point2> v;
+    for (int i = 0; i < n; ++i)
+        for (int j = 0; j < n; ++j) v.emplace_back(i, j);
+    return v;
+}
+
+// The lattice points on the circle of radius 325 (180 of them, exactly cocircular) and its centre.
+std::vector<Point2> cocircular() {
+    std::vector<Point2> v{Point2(0, 0)};
+    for (int x = -325; x <= 325; ++x)
+        for (int y = -325; y <= 325; ++y)
+            if (x * x + y * y == 325 * 325) v.emplace_back(x, y);
+    return v;
+}
+
+// The coordinates of the vertices that are still in dt.
+std::vector<Point2> coordinates(const Lumo_2D& dt) {
+    std::vector<Point2*> vVtx;
+    dt.getVertexPointers(vVtx);
+    std::vector<Point2> v;
+    for (const Point2* p : vVtx) v.emplace_back(p->x(), p->y());
+    return v;
+}
+
+// dt is valid and is the Delaunay triangulation of vExpected (or holds them without triangles
+// when they are collinear); every handle in vAlive still names its vertex.
+void expectValid(const Lumo_2D& dt, const std::vector<Point2>& vExpected, const std::vector<Point2*>& vAlive,
+                 const std::string& what) {
+    testing::internal::CaptureStdout();
+    const bool bValid = dt.checkValidity(true, "removal");
+    testing::internal::GetCapturedStdout();
+    ASSERT_TRUE(bValid) << what;
+    ASSERT_EQ(dt.numberOfPoints(), vExpected.size()) << what;
+    if (dt.is2D()) {
+        ASSERT_EQ(checkDelaunayTriangulation(vExpected, triangles(dt)), "") << what;
+    } else {
+        ASSERT_EQ(dt.numberOfTriangles(), 0u) << what;
+        for (size_t i = 2; i < vExpected.size(); ++i)
+            ASSERT_EQ(lumo_test::exactOrientation(vExpected[0], vExpected[1], vExpected[i]), 0) << what;
+    }
+    std::vector<Point2> vHave = coordinates(dt);
+    std::vector<Point2> vWant = vExpected;
+    std::sort(vHave.begin(), vHave.end());
+    std::sort(vWant.begin(), vWant.end());
+    ASSERT_EQ(vHave, vWant) << what;
+    for (const Point2* p : vAlive) ASSERT_TRUE(!dt.is2D() || p->getIncidentTriangle() != nullptr) << what;
+}
+
+// Removes the vertices vHandles[order[0..numRemove)] one by one, checking after each.
+void removeAndCheck(const std::vector<Point2>& vInput, unsigned seed, size_t numRemove, const std::string& what) {
+    lumo_test::ScopedTempDir tmpDir;   // a failed self-test draws its findings
+    Lumo_2D dt;
+    std::vector<Point2*> vHandles;
+    dt.insert(vInput, vHandles);
+    std::sort(vHandles.begin(), vHandles.end());
+    vHandles.erase(std::unique(vHandles.begin(), vHandles.end()), vHandles.end());
+    std::shuffle(vHandles.begin(), vHandles.end(), std::mt19937(seed));
+    for (size_t k = 0; k < numRemove && !vHandles.empty(); ++k) {
+        dt.remove(vHandles.back());
+        vHandles.pop_back();
+        std::vector<Point2> vExpected;
+        for (const Point2* p : vHandles) vExpected.push_back(*p);
+        expectValid(dt, vExpected, vHandles, what + " after removal " + std::to_string(k));
+        if (testing::Test::HasFatalFailure()) return;
+    }
+}
+
+std::string capture(Lumo_2D& dt, Point2* p) {
+    testing::internal::CaptureStdout();
+    dt.remove(p);
+    return testing::internal::GetCapturedStdout();
+}
+
+} // namespace
+
+// Half of random, grid and cocircular sets, in random order, and everything from tiny sets
+// (down to the collinear and the empty triangulation).
+TEST(Removal, OneByOneStaysDelaunay) {
+    const std::vector<Point2> vPlus{Point2(1, 0), Point2(0, 1), Point2(1, 1), Point2(2, 1), Point2(1, 2)};
+    const std::vector<Point2> vLineAndApex{Point2(0, 0), Point2(1, 0), Point2(2, 0), Point2(3, 0), Point2(1, 5)};
+    struct Case {
+        const char* name;
+        std::vector<Point2> v;
+        bool bAll;   // remove every vertex, else half
+    };
+    const std::vector<Case> vCases{
+        {"random", randomPoints(300, 5), false},
+        {"grid", grid(15), false},
+        {"cocircular", cocircular(), false},
+        {"random with duplicates", [] { auto v = randomPoints(60, 9); v.insert(v.end(), v.begin(), v.begin() + 30); return v; }(), false},
+        {"tiny random", randomPoints(7, 3), true},
+        {"grid 3x3", grid(3), true},
+        {"grid 4x4", grid(4), true},
+        {"plus", vPlus, true},
+        {"line and apex", vLineAndApex, true},
+    };
+    for (const Case& c : vCases) {
+        const unsigned numSeeds = c.bAll ? 20 : 2;
+        for (unsigned seed = 1; seed <= numSeeds; ++seed) {
+            removeAndCheck(c.v, seed, c.bAll ? c.v.size() : c.v.size() / 2, std::string(c.name) + " seed " + std::to_string(seed));
+            if (HasFatalFailure()) return;
+        }
+    }
+}
+
+// Every single vertex of small sets removed from a fresh triangulation: interior vertices of
+// every degree, hull corners, collinear hull vertices, the centre of a diamond (no strictly
+// convex flip exists) and a degree-3 vertex.
+TEST(Removal, EachVertexOfSmallSets) {
+    const std::vector<std::vector<Point2>> vSets{
+        grid(3), grid(5), randomPoints(12, 77), cocircular(),
+        {Point2(0, 0), Point2(4, 0), Point2(0, 4), Point2(1, 1)},                         // degree 3
+        {Point2(1, 0), Point2(0, 1), Point2(1, 1), Point2(2, 1), Point2(1, 2)},           // diamond
+        {Point2(0, 0), Point2(1, 0), Point2(2, 0), Point2(1, 1), Point2(1, -1), Point2(1, 3)},
+    };
+    lumo_test::ScopedTempDir tmpDir;
+    for (size_t s = 0; s < vSets.size(); ++s) {
+        for (size_t i = 0; i < vSets[s].size(); ++i) {
+            Lumo_2D dt;
+            std::vector<Point2*> vHandles;
+            dt.insert(vSets[s], vHandles);
+            dt.remove(vHandles[i]);
+            std::vector<Point2> vExpected(vSets[s]);
+            vExpected.erase(vExpected.begin() + long(i));
+            vHandles.erase(vHandles.begin() + long(i));
+            expectValid(dt, vExpected, vHandles, "set " + std::to_string(s) + " vertex " + std::to_string(i));
+            if (HasFatalFailure()) return;
+        }
+    }
+}
+
+TEST(Removal, DegreeThreeLeavesTheOuterTriangle) {
+    Lumo_2D dt;
+    dt.insert({Point2(0, 0), Point2(4, 0), Point2(0, 4)});
+    const auto before = canonicalTriangles(triangles(dt));
+    dt.remove(dt.insert(Point2(1, 1)));
+    EXPECT_EQ(canonicalTriangles(triangles(dt)), before);
+    EXPECT_EQ(dt.numberOfPoints(), 3u);
+}
+
+// The hull vertices of a square grid in hull order; collinear hull vertices and corners.
+TEST(Removal, EveryHullVertexOfASquareGrid) {
+    lumo_test::ScopedTempDir tmpDir;
+    Lumo_2D dt;
+    dt.insert(grid(10));
+    std::vector<Point2*> vHull;
+    dt.getConvexHull(true, vHull);
+    ASSERT_EQ(vHull.size(), 36u);
+    std::vector<Point2> vExpected = grid(10);
+    for (Point2* p : vHull) {
+        vExpected.erase(std::find(vExpected.begin(), vExpected.end(), *p));
+        dt.remove(p);
+        expectValid(dt, vExpected, {}, "hull vertex");
+        if (HasFatalFailure()) return;
+    }
+    std::vector<Point2*> vNewHull;
+    dt.getConvexHull(true, vNewHull);
+    EXPECT_EQ(vNewHull.size(), 28u);
+    const Bbox2 box = dt.computeBoundingBox();   // the exact box shrinks with the hull
+    EXPECT_EQ(std::vector<double>({box.get_minX(), box.get_minY(), box.get_maxX(), box.get_maxY()}),
+              std::vector<double>({1, 1, 8, 8}));
+}
+
+// Random insertions (duplicates and re-insertions of removed positions among them) and removals.
+TEST(Removal, InterleavedWithInsertions) {
+    lumo_test::ScopedTempDir tmpDir;
+    std::mt19937 rng(11);
+    std::uniform_int_distribution<int> coord(0, 12);
+    Lumo_2D dt;
+    std::vector<Point2*> vAlive;
+    for (int step = 0; step < 400; ++step) {
+        if (vAlive.size() < 3 || rng() % 5 < 3) {
+            Point2* p = dt.insert(Point2(coord(rng), coord(rng)));
+            if (std::find(vAlive.begin(), vAlive.end(), p) == vAlive.end()) vAlive.push_back(p);
+        } else {
+            std::swap(vAlive[rng() % vAlive.size()], vAlive.back());
+            dt.remove(vAlive.back());
+            vAlive.pop_back();
+        }
+        std::vector<Point2> vExpected;
+        for (const Point2* p : vAlive) vExpected.push_back(*p);
+        expectValid(dt, vExpected, vAlive, "step " + std::to_string(step));
+        if (HasFatalFailure()) return;
+    }
+}
+
+// Down to a collinear rest: the triangulation is 1D again, removals go on in the vault, and the
+// next point off the line makes it 2D.
+TEST(Removal, CollinearRestIsLowerDimensional) {
+    lumo_test::ScopedTempDir tmpDir;
+    Lumo_2D dt;
+    std::vector<Point2*> vH;
+    dt.insert({Point2(0, 0), Point2(1, 0), Point2(2, 0), Point2(3, 0), Point2(1, 1)}, vH);
+    dt.remove(vH[4]);
+    EXPECT_FALSE(dt.is2D());
+    expectValid(dt, {Point2(0, 0), Point2(1, 0), Point2(2, 0), Point2(3, 0)}, {}, "collinear");
+    dt.remove(vH[1]);
+    expectValid(dt, {Point2(0, 0), Point2(2, 0), Point2(3, 0)}, {}, "collinear, removed in the vault");
+    EXPECT_EQ(dt.insert(Point2(2, 0)), vH[2]);   // duplicates are still answered by the survivor
+    dt.insert(Point2(1, -1));
+    EXPECT_TRUE(dt.is2D());
+    expectValid(dt, {Point2(0, 0), Point2(2, 0), Point2(3, 0), Point2(1, -1)}, {vH[0], vH[2], vH[3]}, "2D again");
+}
+
+TEST(Removal, RefusalsPrintTheirMessageAndChangeNothing) {
+    lumo_test::ScopedTempDir tmpDir;
+    Lumo_2D dt, other;
+    std::vector<Point2*> vH, vOther;
+    dt.insert(randomPoints(50, 1), vH);
+    other.insert(randomPoints(50, 1), vOther);
+    Point2* pDup = dt.insert(*vH[7]);   // the same vertex as vH[7]
+    ASSERT_EQ(pDup, vH[7]);
+    dt.remove(pDup);
+    const auto before = canonicalTriangles(triangles(dt));
+    Point2 stranger(0.5, 0.5);
+    const std::string notOurs = "vertex does not belong to the triangulation, return";
+    const std::vector<std::pair<Point2*, std::string>> vCases{
+        {nullptr, "pVtx==NULL, illegal, return."},
+        {vOther[3], notOurs},   // another triangulation's vertex at the same position
+        {vH[7], notOurs},       // already removed (it was a duplicate's survivor)
+        {&stranger, notOurs},
+    };
+    for (const auto& c : vCases) EXPECT_NE(capture(dt, c.first).find(c.second), std::string::npos) << c.second;
+    EXPECT_EQ(canonicalTriangles(triangles(dt)), before);
+    EXPECT_EQ(dt.numberOfPoints(), 49u);
+    EXPECT_EQ(other.numberOfPoints(), 50u);
+    EXPECT_TRUE(other.checkValidity(true, "other"));
+}
