@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 #include <vector>
+#include <memory>
 #include "Bbox2.h"
 #include "Edge2.h"
 #include "GeomTest.h"
@@ -21,6 +22,18 @@
 namespace ORBI_LUMO2D {
 
 class Color;
+class ConstraintGraph2;
+class ConstraintMgr;
+class ConstraintSegment2;
+class InnerVtxMgr;
+enum ConstraintInsertionStrategy : int32_t;
+// Defined with the constraints (Dt2_constraints.cpp): the layer below holds them opaquely.
+struct ConstraintMgrDeleter {
+    void operator()(ConstraintMgr* p) const;
+};
+struct InnerVtxMgrDeleter {
+    void operator()(InnerVtxMgr* p) const;
+};
 
 // What the self-test found: one fault per failed test, in the order found.
 struct ValidityFault {
@@ -90,6 +103,8 @@ public:
     void show(const std::string& postscriptFilename) const;
     void showSvg(const std::string& svgFilename) const;
     void show(Visualizer2* pVis, const Color& color) const;
+    // Adds the alive constraint segments to a drawing.
+    void addConstraintEdges(Visualizer2* pVis, const Color& color) const;
     // pTriangles: the triangles to write (a zone's), or null for the whole triangulation.
     void writeObj(const std::string& filename, const std::vector<Triangle2*>* pTriangles) const;
     void writeWebScene(const char* path, const std::vector<Triangle2*>* pTriangles) const;
@@ -117,7 +132,32 @@ public:
     bool isConstraintEdge(const Point2* p0, const Point2* p1) const { return !inserter.mayFlip(p0, p1); }
     // Whether pVtx is an endpoint of an alive constraint segment (such a vertex cannot be
     // removed). The constraint manager answers it; without one no vertex is a constraint vertex.
-    bool isConstraintVertex(const Point2* /*pVtx*/) const { return false; }
+    bool isConstraintVertex(const Point2* pVtx) const;
+
+    // ---- constraints (Dt2_constraints.cpp) ---------------------------------------------------
+    // Inserts the segments' endpoints and enforces the segments; null for an empty input.
+    ConstraintGraph2* createConstraint(const std::vector<Segment2>& vSegments, ConstraintInsertionStrategy cis,
+                                       bool bOrientedSegments);
+    // The same for edges of this triangulation.
+    ConstraintGraph2* createConstraint(const std::vector<Edge2>& vEdges, ConstraintInsertionStrategy cis);
+    // Enforces every alive constraint segment (those that waited for a 2D triangulation too).
+    void applyConstraintsAndZones();
+    // The constraint manager, created with the first use; findConstraintMgr: null before.
+    ConstraintMgr& getConstraintMgr();
+    const ConstraintMgr* findConstraintMgr() const { return pConstraintMgr.get(); }
+    InnerVtxMgr& getInnerVtxMgr();
+    // The validity faults of the constraints: alive segments that are no edge.
+    void findConstraintFaults(ValidityFindings& findings) const;
+    MsgPublisher* getMsgPublisher() { return pMsgPublisher; }
+    // Constrained insertion of one alive segment (and the pieces it is split into).
+    void newCDT_applyOneCS(ConstraintSegment2* pInitialCSeg);
+    // One conforming step: splits the segment at most once.
+    void insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg);
+    bool isEdge(Point2* p, Point2* q) const;
+    // An edge whose neighbour's apex is not strictly inside its circumcircle.
+    bool isDelaunayEdge(Point2* p, Point2* q);
+    // Lawson flips of the edges around p that are no flip barriers.
+    void restoreDelaunayAround(Point2* p);
 
     // ---- validity (pure; Dt2_queries.cpp) -------------------------------------------------------
     // Every fault of the data structure, in the order found. bCheckEmptyCircleProperty adds the
@@ -135,6 +175,29 @@ private:
     Point2* findLowerDimVertex(const Point2& p) const;
     // While no triangle exists, whether p is on the line of the stored vertices (O(1)).
     bool staysLowerDimensional(const Point2* p);
+
+    // ---- constraint insertion steps (Dt2_constraints.cpp) ---------------------------------------
+    // insert(p) with the walk starting near pNear when that is nearer than the vault's start.
+    Point2* insertNear(const Point2& p, Point2* pNear);
+    template <class Fn>
+    void forEachTriangleAround(Point2* p, Fn fn);   // fn(pT) returns true to stop
+    bool findEdge(Point2* p, Point2* q, Triangle2*& pT, int& idx);
+    Orientation2 orient(const Point2* p0, const Point2* p1, const Point2* p2) {
+        return inserter.getGeomTest().getOrientation2(p0, p1, p2);
+    }
+    bool canBeFlipped(Triangle2* pT, int idx);
+    void newCDT_insertOrSplit(ConstraintSegment2* pCSeg, std::vector<ConstraintSegment2*>& vStack);
+    // Walks from src to trg: returns a vertex on the segment, or fills vPairIspCS with the
+    // first crossing constraint, or (bRetriangulate) forces the segment in as an edge.
+    Point2* newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<Point2, ConstraintSegment2*>>& vPairIspCS,
+                              bool bRetriangulate);
+    void splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, ConstraintSegment2* pCrossingCSeg,
+                         std::vector<ConstraintSegment2*>& vStack);
+    void killAndUnestablishConstraintSegment(ConstraintSegment2* pCSeg);
+    bool hasRepeatedVertex(const std::vector<Point2*>& vPoly);
+    void forceEdgeByFlips(Point2* pStart, Point2* pStop);
+    Triangle2* treatConstraintZone(const std::vector<Point2*>& vPoly,
+                                   const std::vector<std::pair<Triangle2*, int>>& vOuter, bool bLeft);
 
     // ---- storage helpers ----------------------------------------------------------------------
     Point2* createVertex(double x, double y, int customIndex) {
@@ -196,6 +259,19 @@ private:
     Point2* pLineB{nullptr};
     int numCPU{1};
     MsgPublisher* pMsgPublisher{nullptr};
+    std::unique_ptr<ConstraintMgr, ConstraintMgrDeleter> pConstraintMgr;
+    std::unique_ptr<InnerVtxMgr, InnerVtxMgrDeleter> pInnerVtxMgr;
+    // Scratch of constraint insertion, reused across calls.
+    std::vector<Triangle2*> vCrossedT, vNewT;
+    std::vector<Point2*> vLeftPoly, vRightPoly, vSortScratch;
+    std::vector<std::pair<Triangle2*, int>> vLeftOuter, vRightOuter;
+    std::vector<std::pair<Point2*, Point2*>> vCrossedEdges;
+    struct ZoneWorkItem {   // a sub-polygon (lo..hi) and the triangle across its base edge
+        size_t lo, hi;
+        Triangle2* pParent;
+        int parentIdx;
+    };
+    std::vector<ZoneWorkItem> vZoneWork;
 };
 
 } // namespace ORBI_LUMO2D

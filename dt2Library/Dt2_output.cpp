@@ -4,7 +4,12 @@
 #include <vector>
 #include "Dt2.h"
 #include <iostream>
+#include <fstream>
+#include <iomanip>
 #include "Circle2.h"
+#include "ConstraintGraph2.h"
+#include "ConstraintMgr.h"
+#include "LumoFiles.h"
 #include "Color.h"
 #include "MeshExport_internal.h"
 #include "Visualizer2.h"
@@ -31,6 +36,7 @@ void drawTriangulation(const Dt2& dt, const std::string& filename, DrawingFormat
     dt.getConvexHull(false, vHull);
     for (size_t i = 0; i < vHull.size(); ++i)
         vis.addObject(Segment2(*vHull[i], *vHull[(i + 1) % vHull.size()]), Color(CDARKBROWN, 0.8f, false));
+    dt.addConstraintEdges(&vis, Color(CRED, 0.6f, false));
     vis.writeFile();
 }
 } // namespace
@@ -70,6 +76,20 @@ bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name)
         return true;
     }
     const ValidityFindings findings = findValidityFaults(bCheckEmptyCircleProperty);
+    if (findConstraintMgr() != nullptr) {
+        std::vector<ConstraintSegment2*> vCSegs;
+        findConstraintMgr()->getSegmentsInMapOrder(vCSegs);
+        size_t numAlive = 0;
+        std::vector<ConstraintSegment2*> vMissing;
+        for (ConstraintSegment2* pCSeg : vCSegs) {
+            if (!pCSeg->isAlive()) continue;
+            ++numAlive;
+            if (!isEdge(pCSeg->getSrc(), pCSeg->getTrg())) vMissing.push_back(pCSeg);
+        }
+        std::cout << "\n* ConstraintSegments (alive): " << numAlive << ", contained: " << numAlive - vMissing.size()
+                  << ", missing: " << vMissing.size() << std::endl;
+        for (size_t k = 0; k < vMissing.size() && k < 10; ++k) std::cout << "Not contained: " << *vMissing[k] << std::endl;
+    }
     const size_t maxReports = 10;
     std::vector<Triangle2*> vBadT;
     for (size_t k = 0; k < findings.vFaults.size(); ++k) {
@@ -104,6 +124,14 @@ bool Dt2::checkValidity(bool bCheckEmptyCircleProperty, const std::string& name)
     return false;
 }
 
+void Dt2::addConstraintEdges(Visualizer2* pVis, const Color& color) const {
+    if (findConstraintMgr() == nullptr) return;
+    std::vector<ConstraintSegment2*> vCSegs;
+    findConstraintMgr()->getSegmentsInMapOrder(vCSegs);
+    for (ConstraintSegment2* pCSeg : vCSegs)
+        if (pCSeg->isAlive()) pVis->addObject(Segment2(*pCSeg->getSrc(), *pCSeg->getTrg()), color);
+}
+
 void Dt2::writeObj(const std::string& filename, const std::vector<Triangle2*>* pTriangles) const {
     if (numberOfTriangles() == 0) {
         reportError("Dt2::show()", notFullDimensional);
@@ -123,6 +151,47 @@ void Dt2::writeWebScene(const char* path, const std::vector<Triangle2*>* pTriang
     writeObj(std::string(path) + "/3d.obj", pTriangles);
     // The top view that the page links to; large meshes keep only the 3D view.
     if (pTriangles == nullptr && numberOfTriangles() <= maxDrawingTriangles) showSvg(std::string(path) + "/2d.svg");
+}
+
+// ---- constraint drawings and dump files -----------------------------------------------------------
+
+void ConstraintGraph2::show(const std::string& filename) const {
+    Visualizer2 vis(filename);
+    if (pOwnerDt2 != nullptr && pOwnerDt2->numberOfTriangles() > 0) pOwnerDt2->show(&vis, Color(0.9, 0.9, 0.9, 0.05, false));
+    show(&vis, Color(CRED, 0.5f, false));
+    vis.writeFile();
+}
+
+void ConstraintGraph2::show(Visualizer2* pVis, const Color& color) const {
+    std::vector<ConstraintSegment2*> vChain;
+    getAliveConstraintChain(vChain);
+    for (ConstraintSegment2* pCSeg : vChain) pVis->addObject(Segment2(*pCSeg->getSrc(), *pCSeg->getTrg()), color);
+    for (Point2* p : splitVertices) pVis->addObject(*p, Color(CBLUE, 0.1f, false));
+}
+
+void ConstraintMgr::writeConstraintsBIN(const std::string& prefix) const { writeGraphs(prefix, true); }
+void ConstraintMgr::writeConstraints(const std::string& prefix) const { writeGraphs(prefix, false); }
+
+void ConstraintMgr::writeGraphs(const std::string& prefix, bool bBinary) const {
+    for (size_t i = 0; i < vGraphs.size(); ++i) {
+        std::vector<Segment2> vSegs;
+        collectAliveLeaves(vGraphs[i], vSegs);
+        const std::string filename = prefix + "_c" + std::to_string(i) + (bBinary ? "_con.bin" : ".con");
+        reportInfo(bBinary ? "ConstraintMgr::writeConstraintsBIN()" : "ConstraintMgr::writeConstraints()",
+                   "writes " + std::to_string(vSegs.size()) + " child segments to " + filename);
+        if (bBinary) {
+            writeSegmentsBIN(filename.c_str(), vSegs);
+            continue;
+        }
+        std::ofstream out(filename);
+        if (!out) {
+            std::cout << filename << " can't be written" << std::endl;
+            continue;
+        }
+        out << std::setprecision(17);
+        for (const Segment2& s : vSegs)
+            out << s.getSrc().x() << " " << s.getSrc().y() << " " << s.getTrg().x() << " " << s.getTrg().y() << "\n";
+    }
 }
 
 } // namespace ORBI_LUMO2D

@@ -187,6 +187,7 @@ ValidityFindings Dt2::findValidityFaults(bool bCheckEmptyCircleProperty) const {
     }
     // Euler: a triangulation of V vertices with H hull edges has 2V - 2 - H triangles.
     if (findings.isValid() && vT.size() + 2 + numHullEdges != 2 * numVtxInT) report("Euler count mismatch", nullptr);
+    findConstraintFaults(findings);
     return findings;
 }
 

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <sstream>
 #include <thread>
+#include "ConstraintMgr.h"
 #include "Dt2.h"
 #include "tools.h"
 
@@ -109,6 +110,20 @@ bool Lumo_2D::checkValidity(bool bCheckEmptyCircleProperty, const std::string& m
 void Lumo_2D::statistics(const std::string& name) const { pImpl->statistics(name); }
 
 // ---- progress --------------------------------------------------------------------------------------
+
+ConstraintGraph2* Lumo_2D::createConstraint(std::vector<Segment2>& vSegments, ConstraintInsertionStrategy cis,
+                                            bool orientedSegments) {
+    if (vSegments.empty()) {
+        reportWarning("Lumo_2D::createConstraint()", "You have not supplied any segments. Returning NULL!");
+        return nullptr;
+    }
+    return pImpl->createConstraint(vSegments, cis, orientedSegments);
+}
+void Lumo_2D::applyConstraintsAndZones() { pImpl->applyConstraintsAndZones(); }
+void Lumo_2D::writeConstraintsBIN(const std::string& prefix) const {
+    pImpl->getConstraintMgr().writeConstraintsBIN(prefix);
+}
+void Lumo_2D::writeConstraints(const std::string& prefix) const { pImpl->getConstraintMgr().writeConstraints(prefix); }
 
 void Lumo_2D::subscribe(MsgType msgType, MsgBase* pMsg) {
     if (isNull(pMsg, "Lumo_2D::subscribe()", "pMsg", "nothing subscribed")) return;

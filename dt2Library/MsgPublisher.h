@@ -32,6 +32,8 @@ public:
         current += n;
         if (bActive && current / reportStep != before && current < total) publishProgress();
     }
+    // The task turned out larger: n more steps to go.
+    void addToTotal(size_t n) { total += n; }
     void finish();
     void setQuiet(bool b) { bQuiet = b; }
     void setDisabled(bool b) { bDisabled = b; }

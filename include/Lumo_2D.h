@@ -21,6 +21,8 @@
 #include "LumoVersion.h"
 #include "testDataGenerators.h"
 #include "SegmentChecker.h"
+#include "ConstraintSegment2.h"
+#include "ConstraintGraph2.h"
 #include <string>
 #include <vector>
 
@@ -100,6 +102,21 @@ public:
     bool checkValidity(bool bCheckEmptyCircleProperty, const std::string& msg) const;
     // Prints the number of triangles and a histogram of the interior angles.
     void statistics(const std::string& name) const;
+
+    // ---- constraints --------------------------------------------------------------------------
+    // Forces the segments into the triangulation (their endpoints are inserted first) by the
+    // strategy: CIS_CONSTRAINED_DELAUNAY makes each segment an edge, CIS_CONFORMING_DELAUNAY
+    // splits it until every piece is a Delaunay edge. Crossing segments are split at their
+    // exactly computed intersection. With orientedSegments the graph keeps the given directions
+    // as binding. Segments with NaN/Inf or equal ends are skipped with a warning. Returns the
+    // graph (owned by the triangulation), null for an empty vector.
+    ConstraintGraph2* createConstraint(std::vector<Segment2>& vSegments, ConstraintInsertionStrategy cis,
+                                       bool orientedSegments = false);
+    // Enforces every pending constraint, e.g. those created before the triangulation was 2D.
+    void applyConstraintsAndZones();
+    // Writes the alive pieces of each constraint graph to prefix_c<i>_con.bin / prefix_c<i>.con.
+    void writeConstraintsBIN(const std::string& prefix) const;
+    void writeConstraints(const std::string& prefix) const;
 
     // ---- progress -------------------------------------------------------------------------------
     // Registers pMsg (once per type) for progress reports; a null pMsg warns and is ignored.

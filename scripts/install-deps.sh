@@ -22,3 +22,10 @@ if [ ${#need[@]} -gt 0 ]; then
   $SUDO apt-get update -qq
   DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq "${need[@]}"
 fi
+# Test-only: CGAL, the peer of the constraint tests. Not fatal: without it CMake skips that
+# comparison with a message.
+if ! dpkg -s libcgal-dev >/dev/null 2>&1; then
+  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
+  { $SUDO apt-get update -qq && DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq libcgal-dev; } ||
+    echo "install-deps: libcgal-dev could not be installed; the CGAL comparisons are skipped"
+fi

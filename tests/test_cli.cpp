@@ -412,3 +412,37 @@ TEST_F(Cli, LargeInputShowsProgressOnATerminalAndIsNotDrawn) {
     EXPECT_TRUE(contains(r.out, "\r"));  // the line overwrites itself
     EXPECT_TRUE(contains(r.out, "input:     big.dat (binary, 200000 points)")) << r.out;
 }
+
+// ---- constraint segments -----------------------------------------------------------------------
+
+TEST_F(Cli, InsertsConstraintSegmentsFromEverySegmentFormat) {
+    writeFile("pts.txt", "0 0\n10 0\n10 10\n0 10\n");
+    // Two crossing diagonals: four endpoints and one crossing vertex.
+    writeFile("segs.con", "1 1 9 9\n1 9 9 1\n");
+    std::vector<ORBI_LUMO2D::Segment2> vSegs = {
+        ORBI_LUMO2D::Segment2(ORBI_LUMO2D::Point2(1, 1), ORBI_LUMO2D::Point2(9, 9)),
+        ORBI_LUMO2D::Segment2(ORBI_LUMO2D::Point2(1, 9), ORBI_LUMO2D::Point2(9, 1))};
+    ASSERT_TRUE(ORBI_LUMO2D::writeSegmentsBIN("segs.bin", vSegs));
+    writeFile("square.poly", "# a square with a hole\n4 2 0 0\n1 2 2\n2 8 2\n3 8 8\n4 2 8\n4 0\n1 1 2\n2 2 3\n"
+                             "3 3 4\n4 4 1\n1\n1 5 5\n");
+    const struct {
+        const char* args;
+        const char* expected;
+    } cases[] = {
+        {"--segments segs.con", "segments:  segs.con (2 segments), constrained, 5 vertices added"},
+        {"--segments segs.bin", "segments:  segs.bin (2 segments), constrained, 5 vertices added"},
+        {"--segments segs.con --conforming", "segments:  segs.con (2 segments), conforming"},
+        {"--poly square.poly", "segments:  square.poly (.poly, 4 vertices, 4 segments, 1 holes), constrained, 0 vertices"},
+    };
+    for (const auto& c : cases) {
+        const ToolRun r = run(std::string("triangulate pts.txt --ps c.ps ") + c.args);
+        ASSERT_EQ(r.status, 0) << c.args << r.out << r.err;
+        EXPECT_TRUE(contains(r.out, c.expected)) << c.args << "\n" << r.out;
+        EXPECT_TRUE(contains(readFile("c.ps"), "1\t0\t0\tsetrgbcolor")) << c.args;   // the segments in red
+    }
+    const ToolRun r = run("triangulate pts.txt --segments segs.con --poly square.poly");
+    EXPECT_EQ(r.status, 2);
+    EXPECT_TRUE(contains(r.err, "--segments and --poly exclude each other")) << r.err;
+    writeFile("bad.con", "1 2 3\n");
+    EXPECT_EQ(run("triangulate pts.txt --segments bad.con").status, 1);
+}

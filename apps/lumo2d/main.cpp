@@ -2,6 +2,7 @@
 //
 //   lumo2d demo [DIR]
 //   lumo2d triangulate INPUT [--format F] [--obj F] [--ps F] [--svg F] [--web DIR] [--node F] [--ele F]
+//                            [--segments F] [--poly F] [--conforming]
 //
 // Library messages (which go to standard output) are held back and shown on standard error
 // only when something fails, so that standard output carries just the summary.
@@ -9,6 +10,8 @@
 #include <unistd.h>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <cstdint>
 #include <fstream>
 #include <functional>
 #include <iomanip>
@@ -53,6 +56,13 @@ const char* const usageText =
     "  --ele FILE           the triangles as indices of the input points (.ele format; a\n"
     "                       duplicate point is named by its first occurrence). Indices count\n"
     "                       from 0, or as in the input for a .node input\n"
+    "  --segments FILE      constraint segments that must appear as edges: the library's binary\n"
+    "                       segment file, or text with \"x0 y0 x1 y1\" per segment (.con)\n"
+    "  --poly FILE          a planar straight-line graph, .poly format: vertices, segments\n"
+    "                       (indices into the vertices) and holes (holes are read, not cut)\n"
+    "  --conforming         insert the segments as chains of Delaunay edges (split at new\n"
+    "                       vertices) instead of forced edges; crossing segments are split at\n"
+    "                       their intersection either way. Drawings show the segments in red\n"
     "Drawings (--ps, --svg, the scene's top view) are made for at most 100000 triangles.\n"
     "\n"
     "Options:\n"
@@ -261,6 +271,86 @@ struct Options {
     bool bVerbose{false};
 };
 
+// Constraint segments for triangulate, and how to insert them.
+struct Constraints {
+    std::vector<Segment2> vSegments;
+    std::vector<Point2> vPoints;   // .poly vertices
+    size_t numHoles{0};
+    std::string description;
+    bool bConforming{false};
+};
+
+// The library's binary segment file, or text with four numbers per segment.
+void readSegmentFile(const std::string& path, Constraints& c) {
+    std::ifstream f(path.c_str(), std::ios::binary);
+    if (!f) inputError(path + ": cannot be read");
+    int32_t type = 0;
+    f.read(reinterpret_cast<char*>(&type), sizeof type);
+    if (f && (type == 21 || type == 31)) {
+        if (!readSegmentsBIN(path.c_str(), c.vSegments)) inputError(path + ": not a valid binary segment file");
+    } else {
+        f.clear();
+        f.seekg(0);
+        double a[4];
+        size_t k = 0;
+        std::string token;
+        while (f >> token) {
+            char* pEnd = nullptr;
+            a[k] = std::strtod(token.c_str(), &pEnd);
+            if (pEnd == token.c_str() || *pEnd != '\0') inputError(path + ": '" + token + "' is not a number");
+            if (++k == 4) {
+                c.vSegments.emplace_back(Point2(a[0], a[1]), Point2(a[2], a[3]));
+                k = 0;
+            }
+        }
+        if (k != 0) inputError(path + ": the number of coordinates is not a multiple of four");
+    }
+    c.description = path + " (" + std::to_string(c.vSegments.size()) + " segments)";
+}
+
+// .poly: "n 2 attr markers", n vertex lines; "m markers", m segment lines "i a b [marker]";
+// "h", h hole lines "i x y". '#' starts a comment. Vertex indices count from the first one.
+void readPolyFile(const std::string& path, Constraints& c) {
+    std::ifstream f(path.c_str());
+    if (!f) inputError(path + ": cannot be read");
+    std::vector<std::vector<double>> vRows;
+    std::string line;
+    while (std::getline(f, line)) {
+        const size_t hash = line.find('#');
+        if (hash != std::string::npos) line.erase(hash);
+        std::istringstream iss(line);
+        std::vector<double> row;
+        double v;
+        while (iss >> v) row.push_back(v);
+        if (!iss.eof()) inputError(path + ": not a number in line '" + line + "'");
+        if (!row.empty()) vRows.push_back(row);
+    }
+    size_t r = 0;
+    auto need = [&](size_t n) {
+        if (r >= vRows.size() || vRows[r].size() < n) inputError(path + ": truncated or malformed .poly file");
+        return vRows[r++];
+    };
+    const size_t numVtx = size_t(need(1)[0]);
+    if (numVtx == 0) inputError(path + ": vertices in a separate .node file are not supported");
+    long long firstIndex = 0;
+    for (size_t i = 0; i < numVtx; ++i) {
+        const std::vector<double> row = need(3);
+        if (i == 0) firstIndex = (long long)row[0];
+        c.vPoints.emplace_back(row[1], row[2]);
+    }
+    const size_t numSeg = size_t(need(1)[0]);
+    for (size_t i = 0; i < numSeg; ++i) {
+        const std::vector<double> row = need(3);
+        const long long a = (long long)row[1] - firstIndex, b = (long long)row[2] - firstIndex;
+        if (a < 0 || b < 0 || a >= (long long)numVtx || b >= (long long)numVtx)
+            inputError(path + ": segment " + std::to_string(i) + " names a vertex that does not exist");
+        c.vSegments.emplace_back(c.vPoints[size_t(a)], c.vPoints[size_t(b)]);
+    }
+    if (r < vRows.size()) c.numHoles = size_t(need(1)[0]);
+    c.description = path + " (.poly, " + std::to_string(numVtx) + " vertices, " + std::to_string(numSeg) +
+                    " segments, " + std::to_string(c.numHoles) + " holes)";
+}
+
 std::string formatMs(double seconds) {
     char buf[64];
     if (seconds < 1.0) std::snprintf(buf, sizeof buf, "%.1f ms", seconds * 1000.0);
@@ -302,7 +392,7 @@ void writeEleFile(const std::string& path, const Lumo_2D& dt, const Input& in, c
 }
 
 // Triangulates, writes the outputs and prints the summary; cleans up on failure.
-void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt) {
+void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt, const Constraints& cons = Constraints()) {
     for (const auto& target : {std::make_pair("--obj", &out.obj), std::make_pair("--ps", &out.ps),
                                std::make_pair("--svg", &out.svg), std::make_pair("--node", &out.node),
                                std::make_pair("--ele", &out.ele)})
@@ -322,6 +412,22 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
         dt.insert(vPoints, vHandles);
         const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
         if (bShowProgress) dt.unsubscribe(MSG_PROGRESS, &bar);
+        const size_t numInputVertices = dt.numberOfPoints();
+        double consSeconds = 0.0;
+        size_t numBefore = 0;
+        if (!cons.vSegments.empty() || !cons.vPoints.empty()) {
+            if (!cons.vPoints.empty()) dt.insert(cons.vPoints);
+            numBefore = dt.numberOfPoints();
+            std::vector<Segment2> vSegs(cons.vSegments);
+            const bool bBar = vSegs.size() >= 1000 && isatty(STDERR_FILENO);
+            if (bBar) dt.subscribe(MSG_PROGRESS, &bar);
+            const auto c0 = std::chrono::steady_clock::now();
+            if (!vSegs.empty())
+                dt.createConstraint(vSegs, cons.bConforming ? CIS_CONFORMING_DELAUNAY : CIS_CONSTRAINED_DELAUNAY);
+            dt.applyConstraintsAndZones();
+            consSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - c0).count();
+            if (bBar) dt.unsubscribe(MSG_PROGRESS, &bar);
+        }
         if (!dt.is2D()) {
             inputError("no triangle: the " + std::to_string(dt.numberOfPoints()) +
                        " distinct points are all on one line");
@@ -364,13 +470,17 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
         }
         hold.release();
 
-        const size_t numDup = vPoints.size() - dt.numberOfPoints();
+        const size_t numDup = vPoints.size() - numInputVertices;
         std::cout << "input:     " << in.description << "\n";
-        std::cout << "points:    " << dt.numberOfPoints();
+        std::cout << "points:    " << numInputVertices;
         if (numDup > 0) std::cout << " (" << numDup << " duplicate" << (numDup == 1 ? "" : "s") << " merged)";
         std::cout << "\n";
         std::cout << "triangles: " << dt.numberOfTriangles() << "\n";
         std::cout << "time:      " << formatMs(seconds) << " (triangulation)\n";
+        if (!cons.vSegments.empty()) {
+            std::cout << "segments:  " << cons.description << ", " << (cons.bConforming ? "conforming" : "constrained")
+                      << ", " << dt.numberOfPoints() - numBefore << " vertices added, " << formatMs(consSeconds) << "\n";
+        }
         for (size_t i = 0; i < vLines.size(); ++i) std::cout << (i == 0 ? "written:   " : "           ") << vLines[i] << "\n";
         if (vLines.empty()) std::cout << "written:   nothing (use --obj, --ps, --svg, --web, --node or --ele)\n";
     } catch (const CliError&) {
@@ -418,7 +528,9 @@ void runTriangulate(const std::vector<std::string>& vArgs, const Options& opt) {
     bool bHaveInput = false;
     PointFileFormat format = PFF_AUTO;
     Outputs out;
-    const std::pair<const char*, std::string*> aTargets[] = {{"--obj", &out.obj},   {"--ps", &out.ps},
+    Constraints cons;
+    std::string segmentsFile, polyFile;
+    const std::pair<const char*, std::string*> aTargets[] = {{"--segments", &segmentsFile}, {"--poly", &polyFile},{"--obj", &out.obj},   {"--ps", &out.ps},
                                                              {"--svg", &out.svg},   {"--web", &out.web},
                                                              {"--node", &out.node}, {"--ele", &out.ele}};
     for (size_t i = 0; i < vArgs.size(); ++i) {
@@ -433,6 +545,8 @@ void runTriangulate(const std::vector<std::string>& vArgs, const Options& opt) {
             if (value.empty()) usageError(a + " needs a non-empty name");
             if (pTarget != nullptr) *pTarget = value;
             else format = parseFormatOption(value);
+        } else if (a == "--conforming") {
+            cons.bConforming = true;
         } else if (a.size() > 1 && a[0] == '-') {
             usageError("triangulate: unknown option '" + a + "'");
         } else if (!bHaveInput) {
@@ -443,7 +557,10 @@ void runTriangulate(const std::vector<std::string>& vArgs, const Options& opt) {
         }
     }
     if (!bHaveInput || input.empty()) usageError("triangulate: missing INPUT");
-    triangulateAndWrite(readInput(input, format), out, opt);
+    if (!segmentsFile.empty() && !polyFile.empty()) usageError("triangulate: --segments and --poly exclude each other");
+    if (!segmentsFile.empty()) readSegmentFile(segmentsFile, cons);
+    if (!polyFile.empty()) readPolyFile(polyFile, cons);
+    triangulateAndWrite(readInput(input, format), out, opt, cons);
 }
 
 void printVersion() {

@@ -34,7 +34,9 @@ foreach(line ${lines})
   endforeach()
 endforeach()
 foreach(required "typeinfo for ORBI_LUMO2D::LumoException" "vtable for ORBI_LUMO2D::MsgBase"
-                 "ORBI_LUMO2D::timer(" "ORBI_LUMO2D::getLumo2DVersion" "ORBI_LUMO2D::readPointsBIN(")
+                 "ORBI_LUMO2D::timer(" "ORBI_LUMO2D::getLumo2DVersion" "ORBI_LUMO2D::readPointsBIN("
+                 "ORBI_LUMO2D::Lumo_2D::createConstraint(" "ORBI_LUMO2D::ConstraintGraph2::getPolygonVertices("
+                 "ORBI_LUMO2D::ConstraintSegment2::split_combinatorialOnly(")
   string(FIND "${demangled}" "${required}" pos)
   if(pos EQUAL -1)
     message(SEND_ERROR "public symbol missing: ${required}")

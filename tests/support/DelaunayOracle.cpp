@@ -70,8 +70,15 @@ std::vector<XY> hullWithCollinear(std::vector<XY> v) {
 }
 } // namespace
 
-std::string checkDelaunayTriangulation(const std::vector<Point2>& vInput, const std::vector<Triangle2*>& vT) {
+std::string checkDelaunayTriangulation(const std::vector<Point2>& vInput, const std::vector<Triangle2*>& vT,
+                                       const std::vector<CoordEdge>* pConstraintEdges) {
     std::ostringstream err;
+    std::set<CoordEdge> sExempt;
+    if (pConstraintEdges != nullptr)
+        for (const CoordEdge& e : *pConstraintEdges) {
+            sExempt.insert(e);
+            sExempt.insert(CoordEdge(e.second, e.first));
+        }
     std::set<XY> sInput;
     for (const Point2& p : vInput)
         if (std::isfinite(p.x()) && std::isfinite(p.y())) sInput.insert(XY(p.x(), p.y()));
@@ -109,6 +116,7 @@ std::string checkDelaunayTriangulation(const std::vector<Point2>& vInput, const 
         }
         const Point2* a = kv.first.first;
         const Point2* b = kv.first.second;
+        if (sExempt.count(CoordEdge(xy(a), xy(b))) != 0) continue;
         if (exactInCircle(*kv.second, *a, *b, *itOpp->second) > 0) {
             err << "edge (" << a->x() << "," << a->y() << ")-(" << b->x() << "," << b->y()
                 << ") is not locally Delaunay";

@@ -6,6 +6,7 @@
 #include <array>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 #include "Point2.h"
 #include "Triangle2.h"
@@ -22,9 +23,13 @@ int exactInCircle(const ORBI_LUMO2D::Point2& a, const ORBI_LUMO2D::Point2& b, co
 // triangle counterclockwise, every edge shared by at most two triangles in opposite directions,
 // the boundary equal to the convex hull (collinear hull points included), every interior edge
 // locally Delaunay, the vertex set equal to the distinct input points, and the Euler count
-// 2n-2-h. Otherwise a description of the first failure.
+// 2n-2-h. Otherwise a description of the first failure. Edges listed in pConstraintEdges (as
+// coordinate pairs, either direction) are exempt from the local Delaunay test: the check is then
+// one of a constrained Delaunay triangulation.
+typedef std::pair<std::pair<double, double>, std::pair<double, double>> CoordEdge;
 std::string checkDelaunayTriangulation(const std::vector<ORBI_LUMO2D::Point2>& vInput,
-                                       const std::vector<ORBI_LUMO2D::Triangle2*>& vT);
+                                       const std::vector<ORBI_LUMO2D::Triangle2*>& vT,
+                                       const std::vector<CoordEdge>* pConstraintEdges = nullptr);
 
 // The triangles as sorted coordinate triples, sorted: equal for equal triangulations.
 std::vector<std::array<double, 6>> canonicalTriangles(const std::vector<ORBI_LUMO2D::Triangle2*>& vT);

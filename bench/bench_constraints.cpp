@@ -1,0 +1,109 @@
+// Constraint phase timing: 1M uniform points, then (a) 10,000 disjoint short horizontal
+// segments and (b) 1,000 long random segments crossing each other (about 114,000 crossings).
+// Only the constraint phase is timed (the points are inserted before). Beside it, when CGAL is
+// available, its Constrained_Delaunay_triangulation_2 on EPICK with Exact_predicates_tag
+// (exact predicates, intersection points of crossing constraints constructed in doubles) on the
+// same points and segments in the same run.
+// Times are CPU seconds of the inserting thread; the best of the repetitions is reported.
+// Usage: bench_constraints [repetitions]
+// Built and run by: bash scripts/bench.sh constraints
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <random>
+#include <vector>
+#include "Lumo_2D.h"
+
+#ifdef LUMO2D_HAVE_CGAL
+#include <CGAL/Constrained_Delaunay_triangulation_2.h>
+#include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
+typedef CGAL::Exact_predicates_inexact_constructions_kernel K;
+typedef CGAL::Constrained_Delaunay_triangulation_2<K, CGAL::Default, CGAL::Exact_predicates_tag> Cdt;
+#endif
+
+using namespace ORBI_LUMO2D;
+
+namespace {
+double now() {
+    timespec t;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
+}
+
+struct Result {
+    double seconds{1e300};
+    size_t numVertices{0};
+};
+
+Result runLumo(const std::vector<Point2>& vPts, const std::vector<Segment2>& vSegs) {
+    Lumo_2D dt(unsigned(vPts.size()));
+    dt.insert(vPts);
+    std::vector<Segment2> v(vSegs);
+    Result r;
+    const double t0 = now();
+    dt.createConstraint(v, CIS_CONSTRAINED_DELAUNAY);
+    r.seconds = now() - t0;
+    r.numVertices = dt.numberOfPoints();
+    return r;
+}
+
+#ifdef LUMO2D_HAVE_CGAL
+Result runCgal(const std::vector<Point2>& vPts, const std::vector<Segment2>& vSegs) {
+    std::vector<K::Point_2> vCgal;
+    vCgal.reserve(vPts.size());
+    for (const Point2& p : vPts) vCgal.emplace_back(p.x(), p.y());
+    Cdt cdt;
+    cdt.insert(vCgal.begin(), vCgal.end());
+    Result r;
+    const double t0 = now();
+    for (const Segment2& s : vSegs)
+        cdt.insert_constraint(K::Point_2(s.getSrc().x(), s.getSrc().y()), K::Point_2(s.getTrg().x(), s.getTrg().y()));
+    r.seconds = now() - t0;
+    r.numVertices = cdt.number_of_vertices();
+    return r;
+}
+#endif
+
+void report(const char* name, const std::vector<Point2>& vPts, const std::vector<Segment2>& vSegs, int reps) {
+    Result best, bestCgal;
+    for (int i = 0; i < reps; ++i) {
+        const Result r = runLumo(vPts, vSegs);
+        if (r.seconds < best.seconds) best = r;
+#ifdef LUMO2D_HAVE_CGAL
+        const Result c = runCgal(vPts, vSegs);
+        if (c.seconds < bestCgal.seconds) bestCgal = c;
+#endif
+    }
+    std::printf("%-34s lumo %7.3f s (%zu vertices)", name, best.seconds, best.numVertices);
+#ifdef LUMO2D_HAVE_CGAL
+    std::printf("  | cgal %7.3f s (%zu vertices)  | ratio %.3f", bestCgal.seconds, bestCgal.numVertices,
+                best.seconds / bestCgal.seconds);
+#endif
+    std::printf("\n");
+}
+} // namespace
+
+int main(int argc, char** argv) {
+    const int reps = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
+#ifndef LUMO2D_HAVE_CGAL
+    std::printf("CGAL not found: the peer columns are skipped\n");
+#endif
+    std::mt19937_64 rng(20261123);
+    std::uniform_real_distribution<double> d(0.0, 1.0);
+    std::vector<Point2> vPts;
+    vPts.reserve(1000000);
+    for (int i = 0; i < 1000000; ++i) vPts.emplace_back(d(rng), d(rng));
+    // (a) disjoint: horizontal, at distinct heights, 0.005 long.
+    std::vector<Segment2> vShort;
+    for (int i = 0; i < 10000; ++i) {
+        const double x = 0.995 * d(rng), y = d(rng);
+        vShort.emplace_back(Point2(x, y), Point2(x + 0.005, y));
+    }
+    // (b) crossing: both ends uniform in the square.
+    std::vector<Segment2> vLong;
+    for (int i = 0; i < 1000; ++i) vLong.emplace_back(Point2(d(rng), d(rng)), Point2(d(rng), d(rng)));
+    report("1M points + 10,000 short disjoint", vPts, vShort, reps);
+    report("1M points + 1,000 long crossing", vPts, vLong, reps);
+    return 0;
+}

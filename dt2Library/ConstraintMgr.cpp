@@ -1,0 +1,242 @@
+// The constraint manager: segment storage, graph creation, and the passes that enforce them.
+#include "ConstraintMgr.h"
+#include <algorithm>
+#include <fstream>
+#include <iomanip>
+#include <iostream>
+#include <sstream>
+#include "Dt2.h"
+#include "MsgPublisher.h"
+#include "tools.h"
+
+namespace ORBI_LUMO2D {
+
+namespace {
+// Passes of apply() before it gives up (each pass splits every unfinished piece once).
+const int MAX_APPLY_PASSES = 499;
+} // namespace
+
+ConstraintMgr::~ConstraintMgr() {
+    for (ConstraintGraph2* pG : vGraphs) delete pG;
+}
+
+// ---- segments ------------------------------------------------------------------------------------
+
+ConstraintSegment2* ConstraintMgr::addConstraintSegment(Point2* p0, Point2* p1, ConstraintInsertionStrategy cis) {
+    if (std::less<Point2*>()(p1, p0)) std::swap(p0, p1);
+    LUMO_ASSERT(p0<p1);
+    if (ConstraintSegment2* pOld = getConstraintSegment(p0, p1)) return pOld;
+    if (2 * (numUsed + 1) > vSlots.size()) grow();
+    dqSegments.emplace_back(p0, p1, cis);
+    ConstraintSegment2* pSeg = &dqSegments.back();
+    size_t i = slotOf(p0, p1);
+    while (vSlots[i].pSeg != nullptr) i = (i + 1) & mask;
+    const bool bOK = vSlots[i].pSeg == nullptr;
+    LUMO_ASSERT(bOK);
+    vSlots[i] = Slot{p0, p1, pSeg};
+    if (numUsed++ == 0) {
+        pOwnerDt2->setFlipGuard(this);
+        pOwnerDt2->setObserver(this);
+    }
+    if (cis == CIS_CONFORMING_DELAUNAY) ++numConforming;
+    return pSeg;
+}
+
+void ConstraintMgr::onEdgeSplit(Point2* pA, Point2* pB, Point2* pNew) {
+    ConstraintSegment2* pCSeg = getConstraintSegment(pA, pB);
+    if (pCSeg != nullptr && pCSeg->isAlive()) pCSeg->split_combinatorialOnly(pNew);
+}
+
+void ConstraintMgr::grow() {
+    std::vector<Slot> vOld;
+    vOld.swap(vSlots);
+    vSlots.assign(vOld.empty() ? 1024 : 2 * vOld.size(), Slot{nullptr, nullptr, nullptr});
+    mask = vSlots.size() - 1;
+    for (const Slot& s : vOld) {
+        if (s.pSeg == nullptr) continue;
+        size_t i = slotOf(s.p0, s.p1);
+        while (vSlots[i].pSeg != nullptr) i = (i + 1) & mask;
+        vSlots[i] = s;
+    }
+}
+
+void ConstraintMgr::getSegmentsInMapOrder(std::vector<ConstraintSegment2*>& vOut) const {
+    const size_t first = vOut.size();
+    for (const ConstraintSegment2& s : dqSegments) vOut.push_back(const_cast<ConstraintSegment2*>(&s));
+    std::sort(vOut.begin() + std::ptrdiff_t(first), vOut.end(), CompareConstraintSegment2());
+}
+
+// ---- graphs ----------------------------------------------------------------------------------------
+
+ConstraintGraph2* ConstraintMgr::createConstraint(const std::vector<Segment2>& vSegments,
+                                                  ConstraintInsertionStrategy cis, bool bOriented) {
+    if (vSegments.empty()) return nullptr;
+    std::vector<std::pair<Point2*, Point2*>> vPairs;
+    vPairs.reserve(vSegments.size());
+    for (const Segment2& seg : vSegments) {
+        const Point2 a(seg.getSrc()), b(seg.getTrg());
+        if (!std::isfinite(a.x()) || !std::isfinite(a.y()) || !std::isfinite(b.x()) || !std::isfinite(b.y())) {
+            std::ostringstream oss;
+            oss << "segment (" << a.x() << ", " << a.y() << ") - (" << b.x() << ", " << b.y()
+                << ") has a NaN or infinite coordinate, a constraint segment has been skipped.";
+            reportWarning("ConstraintMgr::createConstraint()", oss.str());
+            continue;
+        }
+        Point2* pA = pOwnerDt2->insert(a);
+        Point2* pB = pOwnerDt2->insert(b);
+        if (pA == pB) {
+            if (!bOriented)
+                reportWarning("ConstraingMgr::createConstraint",
+                              "(0) Identical source and endpoint, a constraint segment has been skipped.");
+            continue;
+        }
+        // Withdrawn until the whole input is in: a later endpoint that falls onto this
+        // segment's line must not split a segment that is not yet in the triangulation.
+        ConstraintSegment2* pCSeg = addConstraintSegment(pA, pB, cis);
+        pCSeg->setDead();
+        vPairs.emplace_back(pA, pB);
+    }
+    return buildGraph(vPairs, cis, bOriented);
+}
+
+ConstraintGraph2* ConstraintMgr::createConstraint(const std::vector<std::pair<Point2*, Point2*>>& vPairs,
+                                                  ConstraintInsertionStrategy cis, bool bOriented) {
+    std::vector<std::pair<Point2*, Point2*>> vKept;
+    for (const auto& pq : vPairs)
+        if (pq.first != nullptr && pq.second != nullptr && pq.first != pq.second) vKept.push_back(pq);
+    return buildGraph(vKept, cis, bOriented);
+}
+
+ConstraintGraph2* ConstraintMgr::buildGraph(const std::vector<std::pair<Point2*, Point2*>>& vPairs,
+                                            ConstraintInsertionStrategy cis, bool bOriented) {
+    std::map<std::pair<Point2*, Point2*>, bool> mPPReverse;
+    std::vector<ConstraintSegment2*> vCSegs;
+    vCSegs.reserve(vPairs.size());
+    for (const auto& pq : vPairs) {
+        const bool bReverse = std::less<Point2*>()(pq.second, pq.first);
+        mPPReverse[bReverse ? std::make_pair(pq.second, pq.first) : pq] = bReverse;
+        ConstraintSegment2* pCSeg = addConstraintSegment(pq.first, pq.second, cis);
+        pCSeg->setAliveFlag(true);
+        vCSegs.push_back(pCSeg);
+    }
+    ConstraintGraph2* pGraph = new ConstraintGraph2(pOwnerDt2, vCSegs, mPPReverse, cis, bOriented);
+    resetConformingBudget(vCSegs.size());
+    vGraphs.push_back(pGraph);
+    MsgPublisher* pPub = pOwnerDt2->getMsgPublisher();
+    if (pPub != nullptr) pPub->start("insert constraints", vCSegs.size());
+    for (ConstraintSegment2* pCSeg : vCSegs) {
+        applyOne(pCSeg);
+        if (pPub != nullptr) pPub->step();
+    }
+    repairConforming();
+    if (pPub != nullptr) pPub->finish();
+    return pGraph;
+}
+
+// ---- application --------------------------------------------------------------------------------
+
+void ConstraintMgr::applyOne(ConstraintSegment2* pCSeg) {
+    if (!pOwnerDt2->is2D()) return;
+    if (pCSeg->isAlive()) {
+        switch (pCSeg->getCIS()) {
+            case CIS_CONFORMING_DELAUNAY: applyConformingFully(pCSeg); break;
+            case CIS_CONSTRAINED_DELAUNAY: pOwnerDt2->newCDT_applyOneCS(pCSeg); break;
+            default: reportError("ConstraintMgr::apply()", "Unknown CIS"); break;
+        }
+        return;
+    }
+    if (!pCSeg->isSplit()) return;
+    std::vector<ConstraintSegment2*> vLeaves;
+    pCSeg->getChildrenRec(vLeaves);
+    for (ConstraintSegment2* pLeaf : vLeaves) applyOne(pLeaf);
+}
+
+void ConstraintMgr::applyConformingFully(ConstraintSegment2* pCSeg) {
+    // One conforming step splits a piece at most once; the pieces are finished here.
+    std::vector<ConstraintSegment2*> vWork{pCSeg};
+    while (!vWork.empty()) {
+        ConstraintSegment2* pX = vWork.back();
+        vWork.pop_back();
+        if (pX->isAlive()) {
+            if (pX->getCIS() != CIS_CONFORMING_DELAUNAY) {
+                applyOne(pX);
+            } else if (conformingStepsLeft == 0) {
+                if (!bConformingBudgetWarned)
+                    reportWarning("ConstraintMgr::apply()", "insufficient numeric accuracy, need to skip last insertions");
+                bConformingBudgetWarned = true;
+            } else {
+                --conformingStepsLeft;
+                pOwnerDt2->insertSegmentConformingDelaunay(pX);
+            }
+        }
+        if (pX->isSplit()) pX->getChildrenRec(vWork);
+    }
+}
+
+void ConstraintMgr::apply() {
+    if (!pOwnerDt2->is2D()) return;
+    std::vector<ConstraintSegment2*> vAll, vWork, vNext;
+    getSegmentsInMapOrder(vAll);
+    for (ConstraintSegment2* pCSeg : vAll)
+        if (pCSeg->isAlive()) vWork.push_back(pCSeg);
+    MsgPublisher* pPub = pOwnerDt2->getMsgPublisher();
+    if (pPub != nullptr) pPub->start("apply constraints", vWork.size());
+    resetConformingBudget(vWork.size());
+    for (int passesLeft = MAX_APPLY_PASSES;; ) {
+        bool bChanged = false;
+        vNext.clear();
+        for (ConstraintSegment2* pX : vWork) {
+            if (pX->isAlive()) {
+                applyOne(pX);
+                if (pX->isSplit()) {
+                    pX->getChildrenRec(vNext);
+                    bChanged = true;
+                    if (pPub != nullptr) pPub->addToTotal(4);
+                }
+            }
+            if (pPub != nullptr) pPub->step();
+        }
+        if (!bChanged) break;
+        if (--passesLeft == 0) {
+            reportWarning("ConstraintMgr::apply()", "insufficient numeric accuracy, need to skip last insertions");
+            break;
+        }
+        vWork.swap(vNext);
+    }
+    repairConforming();
+    if (pPub != nullptr) pPub->finish();
+}
+
+void ConstraintMgr::repairConforming() {
+    if (numConforming == 0 || !pOwnerDt2->is2D()) return;
+    std::vector<ConstraintSegment2*> vAll;
+    for (int passesLeft = MAX_APPLY_PASSES; passesLeft > 0; --passesLeft) {
+        vAll.clear();
+        for (ConstraintSegment2& s : dqSegments)
+            if (s.isAlive() && s.getCIS() == CIS_CONFORMING_DELAUNAY && !pOwnerDt2->isEdge(s.getSrc(), s.getTrg()))
+                vAll.push_back(&s);
+        if (vAll.empty()) return;
+        bool bChanged = false;
+        for (ConstraintSegment2* pX : vAll) {
+            applyOne(pX);
+            bChanged = bChanged || !pX->isAlive() || pOwnerDt2->isEdge(pX->getSrc(), pX->getTrg());
+        }
+        // Pieces below the precision guard stay alive and unrepresented: nothing more to do.
+        if (!bChanged || conformingStepsLeft == 0) return;
+    }
+    reportWarning("ConstraintMgr::apply()", "insufficient numeric accuracy, need to skip last insertions");
+}
+
+// ---- dump files ---------------------------------------------------------------------------------------
+
+void ConstraintMgr::collectAliveLeaves(const ConstraintGraph2* pGraph, std::vector<Segment2>& vOut) const {
+    std::vector<ConstraintSegment2*> vOriginals, vLeaves;
+    pGraph->getOriginalConstraintSegments(vOriginals);
+    for (ConstraintSegment2* pCSeg : vOriginals) {
+        if (pCSeg->isAlive()) vLeaves.push_back(pCSeg);
+        else if (pCSeg->isSplit()) pCSeg->getChildrenRec(vLeaves);
+    }
+    for (ConstraintSegment2* pCSeg : vLeaves) vOut.emplace_back(*pCSeg->getSrc(), *pCSeg->getTrg());
+}
+
+} // namespace ORBI_LUMO2D

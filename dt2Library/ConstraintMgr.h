@@ -1,0 +1,122 @@
+// ConstraintMgr: owns every constraint segment and graph of one triangulation. It answers the
+// question that flips ask all the time, "is (p, q) an alive constraint?", from an open-address
+// hash of vertex pairs: one probe in the common case, no allocation.
+#pragma once
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+#include "ConstraintGraph2.h"
+#include "ConstraintSegment2.h"
+#include "Inserter.h"
+#include "Segment2.h"
+
+namespace ORBI_LUMO2D {
+
+class Dt2;
+
+// The triangulation's flip guard (edges of alive constrained segments are never flipped) and
+// its topology observer (a vertex landing on an alive segment's edge splits the segment), both
+// installed with the first segment: a triangulation without constraints pays nothing.
+class ConstraintMgr : public FlipGuard, public TopologyObserver {
+public:
+    explicit ConstraintMgr(Dt2* pDt2) : pOwnerDt2(pDt2) {}
+    bool mayFlip(const Point2* pA, const Point2* pB) const override { return !isFlipBarrier(pA, pB); }
+    void onEdgeSplit(Point2* pA, Point2* pB, Point2* pNew) override;
+    ~ConstraintMgr();
+    ConstraintMgr(const ConstraintMgr&) = delete;
+    ConstraintMgr& operator=(const ConstraintMgr&) = delete;
+
+    // ---- segments --------------------------------------------------------------------------
+    // The segment of the unordered pair {p0, p1}, created with cis if there is none yet.
+    ConstraintSegment2* addConstraintSegment(Point2* p0, Point2* p1, ConstraintInsertionStrategy cis);
+    // The segment of {p, q} in any state, or null.
+    ConstraintSegment2* getConstraintSegment(const Point2* p, const Point2* q) const {
+        if (numUsed == 0) return nullptr;
+        if (std::less<const Point2*>()(q, p)) std::swap(p, q);
+        size_t i = slotOf(p, q);
+        for (;;) {
+            const Slot& s = vSlots[i];
+            if (s.pSeg == nullptr) return nullptr;
+            if (s.p0 == p && s.p1 == q) return s.pSeg;
+            i = (i + 1) & mask;
+        }
+    }
+    // An alive segment joins p and q.
+    bool isConstraint(const Point2* p, const Point2* q) const {
+        const ConstraintSegment2* pSeg = getConstraintSegment(p, q);
+        return pSeg != nullptr && pSeg->isAlive();
+    }
+    // An alive constrained segment joins p and q: an edge that must never be flipped.
+    bool isFlipBarrier(const Point2* p, const Point2* q) const {
+        const ConstraintSegment2* pSeg = getConstraintSegment(p, q);
+        return pSeg != nullptr && pSeg->isAlive() && pSeg->getCIS() == CIS_CONSTRAINED_DELAUNAY;
+    }
+    size_t numSegments() const { return numUsed; }
+    // All segments in map order (source address, then target address).
+    void getSegmentsInMapOrder(std::vector<ConstraintSegment2*>& vOut) const;
+
+    // ---- graphs and their application -----------------------------------------------------
+    // Inserts the endpoints, builds one segment per vertex pair and the graph, applies them.
+    // Non-finite and degenerate segments are skipped with a warning.
+    ConstraintGraph2* createConstraint(const std::vector<Segment2>& vSegments, ConstraintInsertionStrategy cis,
+                                       bool bOriented);
+    // The same for vertex pairs of the triangulation, in the host's direction.
+    ConstraintGraph2* createConstraint(const std::vector<std::pair<Point2*, Point2*>>& vPairs,
+                                       ConstraintInsertionStrategy cis, bool bOriented);
+    const std::vector<ConstraintGraph2*>& getGraphs() const { return vGraphs; }
+    // Enforces one segment by its strategy (its alive pieces when it is split); waits while
+    // the triangulation has no triangle.
+    void applyOne(ConstraintSegment2* pCSeg);
+    // Enforces every alive segment, in passes (at most 499).
+    void apply();
+
+    // ---- dump files --------------------------------------------------------------------------
+    // Per graph (index from 0): the alive pieces to prefix + "_c" + index + "_con.bin" (binary
+    // segment file) or to prefix + "_c" + index + ".con" (text, one "x0 y0 x1 y1" line each).
+    void writeConstraintsBIN(const std::string& prefix) const;
+    void writeConstraints(const std::string& prefix) const;
+
+private:
+    struct Slot {
+        const Point2* p0;
+        const Point2* p1;
+        ConstraintSegment2* pSeg;
+    };
+    size_t slotOf(const Point2* p, const Point2* q) const {
+        uint64_t h = uint64_t(reinterpret_cast<uintptr_t>(p)) * 0x9E3779B97F4A7C15ull;
+        h ^= uint64_t(reinterpret_cast<uintptr_t>(q)) * 0xC2B2AE3D27D4EB4Full;
+        h ^= h >> 29;
+        return size_t(h) & mask;
+    }
+    void grow();
+    void collectAliveLeaves(const ConstraintGraph2* pGraph, std::vector<Segment2>& vOut) const;
+    void writeGraphs(const std::string& prefix, bool bBinary) const;
+    ConstraintGraph2* buildGraph(const std::vector<std::pair<Point2*, Point2*>>& vPairs, ConstraintInsertionStrategy cis,
+                                 bool bOriented);
+    // Conforming pieces are ordinary edges that later flips may remove: re-split until each is
+    // an edge again.
+    void repairConforming();
+    void applyConformingFully(ConstraintSegment2* pCSeg);
+
+    Dt2* pOwnerDt2;
+    std::deque<ConstraintSegment2> dqSegments;
+    std::vector<Slot> vSlots;
+    size_t mask{0};
+    size_t numUsed{0};
+    std::vector<ConstraintGraph2*> vGraphs;
+    size_t numConforming{0};
+    // Conforming steps left in the current operation: two segments within a few ulps of each
+    // other along their length cannot both become chains of Delaunay edges in doubles, and
+    // would otherwise be split towards the precision limit everywhere.
+    size_t conformingStepsLeft{0};
+    bool bConformingBudgetWarned{false};
+    void resetConformingBudget(size_t numSegs) {
+        conformingStepsLeft = 256 * numSegs + 4096;
+        bConformingBudgetWarned = false;
+    }
+};
+
+} // namespace ORBI_LUMO2D

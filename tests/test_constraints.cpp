@@ -1,0 +1,585 @@
+// Constraint segments, constrained and conforming insertion, constraint graphs. Every
+// triangulation built here passes checkValidity and the independent oracle of tests/support
+// (constrained: the local Delaunay test is waived across the alive constrained pieces only).
+#include <gtest/gtest.h>
+#include <cmath>
+#include <fstream>
+#include <functional>
+#include <random>
+#include <set>
+#include <sstream>
+#include "DelaunayOracle.h"
+#include "GeomTest.h"
+#include "LumoFiles.h"
+#include "Lumo_2D.h"
+#include "ScopedTempDir.h"
+#ifdef LUMO2D_HAVE_CGAL
+#include <CGAL/Constrained_Delaunay_triangulation_2.h>
+#include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
+#endif
+
+using namespace ORBI_LUMO2D;
+using lumo_test::CoordEdge;
+
+namespace {
+typedef std::pair<double, double> XY;
+XY xy(const Point2& p) { return XY(p.x(), p.y()); }
+CoordEdge coordEdge(const Point2& a, const Point2& b) {
+    return xy(a) < xy(b) ? CoordEdge(xy(a), xy(b)) : CoordEdge(xy(b), xy(a));
+}
+
+std::vector<ConstraintSegment2*> pieces(const ConstraintGraph2* pG) {
+    std::vector<ConstraintSegment2*> v;
+    pG->getChildConstraintSegments(v);
+    return v;
+}
+bool isEdge(const Lumo_2D& dt, ConstraintSegment2* s) {
+    return dt.getAdjacentTriangle(s->getSrc(), s->getTrg()) != nullptr ||
+           dt.getAdjacentTriangle(s->getTrg(), s->getSrc()) != nullptr;
+}
+
+// Empty when the triangulation is valid and every alive piece of the graphs is an edge. The
+// oracle waives the empty-circle test across constrained pieces (none for conforming graphs).
+std::string checkConstrained(Lumo_2D& dt, const std::vector<ConstraintGraph2*>& vGraphs, const std::string& what) {
+    testing::internal::CaptureStdout();
+    const bool bValid = dt.checkValidity(true, "constraints");
+    const std::string out = testing::internal::GetCapturedStdout();
+    if (!bValid) return what + ": checkValidity failed:\n" + out;
+    std::vector<CoordEdge> vExempt;
+    for (ConstraintGraph2* pG : vGraphs) {
+        if (pG == nullptr) continue;
+        for (ConstraintSegment2* s : pieces(pG)) {
+            if (!isEdge(dt, s)) return what + ": an alive piece is no edge";
+            if (s->getCIS() == CIS_CONSTRAINED_DELAUNAY) vExempt.push_back(coordEdge(*s->getSrc(), *s->getTrg()));
+        }
+    }
+    std::vector<Point2*> vVtx;
+    dt.getVertexPointers(vVtx);
+    std::vector<Point2> vPts;
+    for (Point2* p : vVtx) vPts.push_back(*p);
+    std::vector<Triangle2*> vT;
+    dt.getTrianglePointers(vT);
+    const std::string err = lumo_test::checkDelaunayTriangulation(vPts, vT, &vExempt);
+    return err.empty() ? "" : what + ": " + err;
+}
+
+std::vector<Point2> randomPoints(size_t n, std::mt19937_64& rng, double lo = 0.0, double hi = 1.0) {
+    std::uniform_real_distribution<double> d(lo, hi);
+    std::vector<Point2> v;
+    for (size_t i = 0; i < n; ++i) v.emplace_back(d(rng), d(rng));
+    return v;
+}
+std::vector<Segment2> randomSegments(size_t n, std::mt19937_64& rng, double len) {
+    std::uniform_real_distribution<double> d(0.0, 1.0);
+    std::vector<Segment2> v;
+    for (size_t i = 0; i < n; ++i) {
+        const double x = d(rng), y = d(rng), a = 6.283185307179586 * d(rng);
+        v.emplace_back(Point2(x, y), Point2(x + len * std::cos(a), y + len * std::sin(a)));
+    }
+    return v;
+}
+bool properlyCross(const Segment2& s, const Segment2& t) {
+    using lumo_test::exactOrientation;
+    const Point2 a = s.getSrc(), b = s.getTrg(), c = t.getSrc(), d = t.getTrg();
+    return exactOrientation(a, b, c) * exactOrientation(a, b, d) < 0 &&
+           exactOrientation(c, d, a) * exactOrientation(c, d, b) < 0;
+}
+// Random segments none of which touches another (nor another's endpoint).
+std::vector<Segment2> disjointSegments(size_t n, std::mt19937_64& rng, double len) {
+    std::vector<Segment2> v;
+    for (const Segment2& s : randomSegments(4 * n, rng, len)) {
+        bool bOK = true;
+        for (const Segment2& t : v) {
+            using lumo_test::exactOrientation;
+            if (properlyCross(s, t) ||
+                exactOrientation(s.getSrc(), s.getTrg(), t.getSrc()) * exactOrientation(s.getSrc(), s.getTrg(), t.getTrg()) == 0)
+                bOK = false;
+        }
+        if (bOK) v.push_back(s);
+        if (v.size() == n) break;
+    }
+    return v;
+}
+Segment2 seg(double x0, double y0, double x1, double y1) { return Segment2(Point2(x0, y0), Point2(x1, y1)); }
+} // namespace
+
+// ---- degenerate and hard inputs ---------------------------------------------------------------------
+
+struct HardCase {
+    const char* name;
+    std::vector<Point2> vPoints;
+    std::vector<std::vector<Segment2>> vGroups;   // one createConstraint call each
+    size_t expectedVertices;                       // 0: not checked
+};
+
+std::vector<HardCase> hardCases() {
+    std::vector<HardCase> v;
+    const std::vector<Point2> box = {Point2(-1, -1), Point2(3, -1), Point2(3, 3), Point2(-1, 3)};
+    v.push_back({"two crossing", box, {{seg(0, 0, 2, 2)}, {seg(0, 2, 2, 0)}}, 9});
+    v.push_back({"one call crossing", box, {{seg(0, 0, 2, 2), seg(0, 2, 2, 0)}}, 9});
+    v.push_back({"through existing vertices", {Point2(0, 0), Point2(1, 0), Point2(2, 0), Point2(1, 1), Point2(1, -1), Point2(3, 0)},
+                 {{seg(0, 0, 3, 0)}}, 6});
+    v.push_back({"T-junction", box, {{seg(0, 0, 2, 0)}, {seg(1, 0, 1, 2)}}, 8});
+    v.push_back({"collinear overlapping chain", box,
+                 {{seg(0, 0, 2, 0), seg(1, 0, 3, 0)}, {seg(0.5, 0, 2.5, 0)}, {seg(2.5, 0, 0, 0)}}, 10});
+    v.push_back({"segments along the hull", box, {{seg(-1, -1, 3, -1), seg(3, -1, 3, 3), seg(3, 3, -1, 3), seg(-1, 3, -1, -1)}}, 4});
+    v.push_back({"same twice, both directions", box, {{seg(0, 0, 2, 1), seg(0, 0, 2, 1)}, {seg(2, 1, 0, 0)}}, 6});
+    {   // thousands of segments through one vertex (the origin), and a bundle of lines that
+        // nearly meet in one point (1,-0.5): their crossings round to a cluster of distinct vertices
+        HardCase c{"star through one vertex", box, {{}, {}}, 0};
+        c.vPoints.push_back(Point2(0, 0));
+        for (int i = 0; i < 2000; ++i) {
+            const double a = 3.141592653589793 * i / 2000.0;
+            c.vGroups[0].push_back(seg(0, 0, 2 * std::cos(a), 2 * std::sin(a) + 0.5));
+        }
+        for (int i = 0; i < 30; ++i) {
+            const double a = 3.141592653589793 * i / 30.0;
+            c.vGroups[1].push_back(seg(1 - 0.45 * std::cos(a), -0.5 - 0.45 * std::sin(a), 1 + 0.45 * std::cos(a),
+                                       -0.5 + 0.45 * std::sin(a)));
+        }
+        v.push_back(c);
+    }
+    {   // crossings at angles of a few ulps: near-parallel pairs through a shared region
+        HardCase c{"tiny angles", box, {{}}, 0};
+        const double u = std::ldexp(1.0, -52);
+        for (int k = 1; k <= 12; ++k) {
+            c.vGroups[0].push_back(seg(0, 0, 2, 2));
+            c.vGroups[0].push_back(seg(0, k * u, 2, 2 - k * u));
+            c.vGroups[0].push_back(seg(0, 1 + k * u, 2, 1 - k * u * 3));
+            c.vGroups[0].push_back(seg(0, 1, 2, 1 + k * u));
+        }
+        v.push_back(c);
+    }
+    {   // a near-parallel bundle crossing a fan
+        HardCase c{"near parallel bundle", box, {{}, {}}, 0};
+        for (int k = 0; k < 40; ++k) c.vGroups[0].push_back(seg(0, 1 + k * 1e-14, 2, 1 + k * 1.3e-14 - 2e-13));
+        for (int k = 0; k < 40; ++k) c.vGroups[1].push_back(seg(0.05 * k, 0, 2 - 0.05 * k, 2));
+        v.push_back(c);
+    }
+    {   // a grid of crossings, huge and tiny coordinates
+        for (double scale : {1e15, 1e-15}) {
+            HardCase c{scale > 1 ? "grid near 1e15" : "grid near 1e-15", {}, {{}, {}}, 0};
+            for (const Point2& p : box) c.vPoints.emplace_back(p.x() * scale + 3 * scale, p.y() * scale);
+            for (int k = 0; k < 10; ++k) {
+                c.vGroups[0].push_back(seg((3 + 0.1 * k) * scale, 0, (3.3 + 0.17 * k) * scale, 2 * scale));
+                c.vGroups[1].push_back(seg(2.9 * scale, (0.1 + 0.19 * k) * scale, 5 * scale, (0.3 + 0.15 * k) * scale));
+            }
+            v.push_back(c);
+        }
+    }
+    return v;
+}
+
+TEST(Constraints, HardInputsStayValid) {
+    lumo_test::ScopedTempDir tmp;
+    for (const HardCase& c : hardCases()) {
+        for (ConstraintInsertionStrategy cis : {CIS_CONSTRAINED_DELAUNAY, CIS_CONFORMING_DELAUNAY}) {
+            // Conforming insertion of crossings at angles of a few ulps splits down to the
+            // precision guard: checked for validity only.
+            Lumo_2D dt;
+            dt.insert(c.vPoints);
+            std::vector<ConstraintGraph2*> vGraphs;
+            testing::internal::CaptureStdout();
+            for (std::vector<Segment2> vSegs : c.vGroups) {
+                // Conforming splitting around many tiny angles grows shells of vertices towards
+                // the apex: a sample of the largest groups is enough there.
+                if (cis == CIS_CONFORMING_DELAUNAY && vSegs.size() > 60) vSegs.resize(60);
+                vGraphs.push_back(dt.createConstraint(vSegs, cis));
+            }
+            const std::string out = testing::internal::GetCapturedStdout();
+            const std::string what = std::string(c.name) + (cis == CIS_CONSTRAINED_DELAUNAY ? " (constrained)" : " (conforming)");
+            if (out.find("Double precision arithmetic") != std::string::npos ||
+                out.find("insufficient numeric accuracy") != std::string::npos) {
+                testing::internal::CaptureStdout();
+                const bool bValid = dt.checkValidity(false, "guard");
+                testing::internal::GetCapturedStdout();
+                (void)bValid;   // unrepresented pieces are reported missing, the mesh itself:
+                std::vector<Triangle2*> vT;
+                dt.getTrianglePointers(vT);
+                std::vector<Point2*> vVtx;
+                dt.getVertexPointers(vVtx);
+                std::vector<Point2> vPts;
+                for (Point2* p : vVtx) vPts.push_back(*p);
+                EXPECT_EQ(lumo_test::checkDelaunayTriangulation(vPts, vT), "") << what;
+                continue;
+            }
+            EXPECT_EQ(checkConstrained(dt, vGraphs, what), "");
+            if (cis == CIS_CONSTRAINED_DELAUNAY && c.expectedVertices != 0) {
+                EXPECT_EQ(dt.numberOfPoints(), c.expectedVertices) << what;
+            }
+        }
+    }
+}
+
+TEST(Constraints, SameSegmentTwiceIsOneObjectWithTwoOwners) {
+    Lumo_2D dt;
+    dt.insert(std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(0, 4)});
+    std::vector<Segment2> a = {seg(1, 1, 2, 2)}, b = {seg(2, 2, 1, 1)};
+    ConstraintGraph2* pA = dt.createConstraint(a, CIS_CONSTRAINED_DELAUNAY);
+    ConstraintGraph2* pB = dt.createConstraint(b, CIS_CONSTRAINED_DELAUNAY, true);
+    std::vector<ConstraintSegment2*> vA, vB;
+    pA->getOriginalConstraintSegments(vA);
+    pB->getOriginalConstraintSegments(vB);
+    ASSERT_EQ(vA.size(), 1u);
+    ASSERT_EQ(vB.size(), 1u);
+    EXPECT_EQ(vA[0], vB[0]);
+    EXPECT_EQ(vA[0]->getNumberOfOwners(), 2u);
+    EXPECT_NE(pA->isReverse(vA[0]), pB->isReverse(vB[0]));
+    EXPECT_EQ(checkConstrained(dt, {pA, pB}, "twice"), "");
+}
+
+// ---- crossings: one vertex per crossing, near the exact intersection ----------------------------------
+
+TEST(Constraints, CrossingRandomSegmentsMeetAtTheirIntersections) {
+    std::mt19937_64 rng(7);
+    for (size_t numSeg : {2u, 30u, 120u}) {
+        Lumo_2D dt;
+        dt.insert(randomPoints(500, rng));
+        const std::vector<Segment2> vSegs = randomSegments(numSeg, rng, 0.6);
+        std::vector<ConstraintGraph2*> vGraphs;
+        // Half in one call, the rest one by one: crossings inside a call and across calls.
+        std::vector<Segment2> vFirst(vSegs.begin(), vSegs.begin() + std::ptrdiff_t(numSeg / 2));
+        testing::internal::CaptureStdout();
+        vGraphs.push_back(dt.createConstraint(vFirst, CIS_CONSTRAINED_DELAUNAY));
+        for (size_t i = numSeg / 2; i < numSeg; ++i) {
+            std::vector<Segment2> v1 = {vSegs[i]};
+            vGraphs.push_back(dt.createConstraint(v1, CIS_CONSTRAINED_DELAUNAY));
+        }
+        testing::internal::GetCapturedStdout();
+        ASSERT_EQ(checkConstrained(dt, vGraphs, "crossing"), "");
+        // Exact crossings of the host's segments; each has its vertex nearby. A segment's first
+        // split vertex is its crossing rounded once; later ones cross pieces whose ends are
+        // already rounded, so a few roundings (scaled by the crossing angle) are allowed.
+        std::vector<Point2*> vVtx;
+        dt.getVertexPointers(vVtx);
+        GeomTest gt;
+        size_t numCrossings = 0;
+        for (size_t i = 0; i < numSeg; ++i)
+            for (size_t j = i + 1; j < numSeg; ++j) {
+                if (!properlyCross(vSegs[i], vSegs[j])) continue;
+                ++numCrossings;
+                const Point2 p = gt.getIntersectionCoords_gmp(vSegs[i], vSegs[j]);
+                double best = HUGE_VAL;
+                for (Point2* q : vVtx) best = std::min(best, std::hypot(q->x() - p.x(), q->y() - p.y()));
+                EXPECT_LT(best, 1e-13) << "crossing " << i << "/" << j;
+                if (numSeg == 2) {
+                    bool bExact = false;   // a single crossing: exactly the once-rounded point
+                    for (Point2* q : vVtx) bExact = bExact || *q == p;
+                    EXPECT_TRUE(bExact);
+                }
+            }
+        EXPECT_EQ(dt.numberOfPoints(), 500 + 2 * numSeg + numCrossings) << numSeg;
+    }
+}
+
+TEST(Constraints, CrossingThatRoundsOntoAnExistingVertexSplitsThere) {
+    // y = 3x and y = 1 - x/3 cross at (0.3, 0.9); both coordinates round. A vertex placed at the
+    // once-rounded point lies on neither line, yet both constraints must be split at it.
+    GeomTest gt;
+    const Segment2 a = seg(0, 0, 1, 3), b = seg(0, 1, 3, 0);
+    const Point2 p = gt.getIntersectionCoords_gmp(a, b);
+    Lumo_2D dt;
+    dt.insert(std::vector<Point2>{Point2(-1, -1), Point2(4, -1), Point2(4, 4), Point2(-1, 4), p});
+    std::vector<Segment2> va = {a}, vb = {b};
+    ConstraintGraph2* pA = dt.createConstraint(va, CIS_CONSTRAINED_DELAUNAY);
+    ConstraintGraph2* pB = dt.createConstraint(vb, CIS_CONSTRAINED_DELAUNAY);
+    EXPECT_EQ(dt.numberOfPoints(), 9u);
+    for (ConstraintGraph2* pG : {pA, pB}) {
+        std::vector<Point2*> vSplit(pG->getSplitVertices().begin(), pG->getSplitVertices().end());
+        ASSERT_EQ(vSplit.size(), 1u);
+        EXPECT_EQ(*vSplit[0], p);
+    }
+    EXPECT_EQ(checkConstrained(dt, {pA, pB}, "rounds onto vertex"), "");
+}
+
+// ---- the peer: CGAL's constrained Delaunay triangulation ----------------------------------------------
+
+TEST(Constraints, NonCrossingSegmentsGiveCgalsEdgeSet) {
+#ifndef LUMO2D_HAVE_CGAL
+    GTEST_SKIP() << "built without CGAL (apt-get install libcgal-dev): comparison skipped";
+#else
+    typedef CGAL::Exact_predicates_inexact_constructions_kernel K;
+    typedef CGAL::Constrained_Delaunay_triangulation_2<K, CGAL::Default, CGAL::Exact_predicates_tag> CDT;
+    std::mt19937_64 rng(11);
+    for (int round = 0; round < 3; ++round) {
+        const std::vector<Point2> vPts = randomPoints(size_t(300 + 500 * round), rng);
+        std::vector<Segment2> vSegs = disjointSegments(size_t(40 + 60 * round), rng, 0.05 + 0.1 * round);
+        Lumo_2D dt;
+        dt.insert(vPts);
+        ConstraintGraph2* pG = dt.createConstraint(vSegs, CIS_CONSTRAINED_DELAUNAY);
+        ASSERT_EQ(checkConstrained(dt, {pG}, "vs CGAL"), "");
+        CDT cdt;
+        for (const Point2& p : vPts) cdt.insert(K::Point_2(p.x(), p.y()));
+        for (const Segment2& s : vSegs)
+            cdt.insert_constraint(K::Point_2(s.getSrc().x(), s.getSrc().y()), K::Point_2(s.getTrg().x(), s.getTrg().y()));
+        std::set<CoordEdge> sOurs, sPeer;
+        std::vector<Triangle2*> vT;
+        dt.getTrianglePointers(vT);
+        for (Triangle2* pT : vT)
+            for (int i = 0; i < 3; ++i) sOurs.insert(coordEdge(*pT->getCorner(i), *pT->getCorner((i + 1) % 3)));
+        for (auto e = cdt.finite_edges_begin(); e != cdt.finite_edges_end(); ++e) {
+            const K::Point_2 a = e->first->vertex(CDT::cw(e->second))->point();
+            const K::Point_2 b = e->first->vertex(CDT::ccw(e->second))->point();
+            sPeer.insert(coordEdge(Point2(a.x(), a.y()), Point2(b.x(), b.y())));
+        }
+        EXPECT_EQ(sOurs, sPeer) << "round " << round;
+    }
+#endif
+}
+
+// ---- conforming insertion ---------------------------------------------------------------------------------
+
+TEST(Constraints, ConformingSegmentsAreChainsOfDelaunayEdges) {
+    std::mt19937_64 rng(5);
+    for (int round = 0; round < 2; ++round) {
+        Lumo_2D dt;
+        const std::vector<Point2> vPts = randomPoints(400, rng);
+        dt.insert(vPts);
+        // Round 0 disjoint, round 1 crossing segments.
+        std::vector<Segment2> vSegs = round == 0 ? disjointSegments(40, rng, 0.3) : randomSegments(25, rng, 0.5);
+        testing::internal::CaptureStdout();
+        ConstraintGraph2* pG = dt.createConstraint(vSegs, CIS_CONFORMING_DELAUNAY);
+        testing::internal::GetCapturedStdout();
+        ASSERT_EQ(checkConstrained(dt, {pG}, "conforming"), "");   // the full empty-circle check
+        // Each host segment: a connected chain from its source to its target, every vertex on
+        // the segment up to the rounding of midpoints and crossings.
+        std::vector<ConstraintSegment2*> vOrig;
+        pG->getOriginalConstraintSegments(vOrig);
+        for (ConstraintSegment2* pO : vOrig) {
+            std::vector<ConstraintSegment2*> vChain;
+            if (pO->isAlive()) vChain.push_back(pO);
+            else pO->getChildrenRec(vChain);
+            std::set<Point2*> sEnds;
+            for (ConstraintSegment2* s : vChain)
+                for (Point2* p : {s->getSrc(), s->getTrg()}) {
+                    if (!sEnds.insert(p).second) sEnds.erase(p);
+                    const double ux = pO->getTrg()->x() - pO->getSrc()->x(), uy = pO->getTrg()->y() - pO->getSrc()->y();
+                    const double dist = std::fabs(ux * (p->y() - pO->getSrc()->y()) - uy * (p->x() - pO->getSrc()->x())) /
+                                        std::hypot(ux, uy);
+                    EXPECT_LT(dist, 1e-13);
+                }
+            EXPECT_EQ(sEnds, (std::set<Point2*>{pO->getSrc(), pO->getTrg()}));
+        }
+    }
+}
+
+// ---- graphs -------------------------------------------------------------------------------------------------
+
+TEST(Constraints, PolygonDirectionsSurviveLaterCrossings) {
+    for (bool bOriented : {false, true}) {
+        Lumo_2D dt;
+        // A square given counterclockwise but starting mid-way, one segment given backwards.
+        std::vector<Segment2> vSquare = {seg(2, 0, 2, 2), seg(0, 2, 2, 2), seg(0, 2, 0, 0), seg(0, 0, 2, 0)};
+        ConstraintGraph2* pSquare = dt.createConstraint(vSquare, CIS_CONSTRAINED_DELAUNAY, bOriented);
+        ASSERT_NE(pSquare, nullptr);
+        EXPECT_EQ(pSquare->isOriented(), bOriented);
+        // Oriented: the backwards segment breaks the head-to-tail chain.
+        EXPECT_EQ(pSquare->isPolygon(), !bOriented);
+        if (bOriented) continue;
+        std::vector<Point2*> vBefore;
+        pSquare->getPolygonVertices(vBefore);
+        ASSERT_EQ(vBefore.size(), 4u);
+        EXPECT_EQ(xy(*vBefore[0]), XY(2, 0));
+        EXPECT_EQ(xy(*vBefore[1]), XY(2, 2));
+        // A crossing line through two sides, and a T onto the bottom side.
+        std::vector<Segment2> vCross = {seg(-1, 1, 3, 1.5), seg(1, -1, 1, 0)};
+        ConstraintGraph2* pCross = dt.createConstraint(vCross, CIS_CONSTRAINED_DELAUNAY);
+        std::vector<Point2*> vAfter;
+        pSquare->getPolygonVertices(vAfter);
+        ASSERT_EQ(vAfter.size(), 7u);
+        const std::vector<XY> expected = {XY(2, 0), XY(2, 1.375), XY(2, 2), XY(0, 2), XY(0, 1.125), XY(0, 0), XY(1, 0)};
+        for (size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(xy(*vAfter[i]), expected[i]) << i;
+        // Originals are dead now; pieces follow the host's direction head to tail.
+        std::vector<ConstraintSegment2*> vOrig, vKids;
+        pSquare->getOriginalConstraintSegments(vOrig);
+        pSquare->getChildConstraintSegments(vKids);
+        ASSERT_EQ(vOrig.size(), 4u);
+        EXPECT_EQ(vKids.size(), 7u);
+        size_t numDead = 0;   // all but the top side were split
+        for (ConstraintSegment2* s : vOrig) numDead += pSquare->isConstraint(s) ? 0 : 1;
+        EXPECT_EQ(numDead, 3u);
+        for (size_t i = 0; i < vKids.size(); ++i) {
+            EXPECT_TRUE(pSquare->isConstraint(vKids[i]));
+            EXPECT_FALSE(pCross->isConstraint(vKids[i]));
+            ConstraintSegment2* n = vKids[(i + 1) % vKids.size()];
+            Point2* pHead = pSquare->isReverse(vKids[i]) ? vKids[i]->getSrc() : vKids[i]->getTrg();
+            Point2* pNextTail = pSquare->isReverse(n) ? n->getTrg() : n->getSrc();
+            EXPECT_EQ(pHead, pNextTail) << i;
+        }
+        ConstraintSegment2 *pC0 = nullptr, *pC1 = nullptr;
+        pSquare->getDirectChildren(vOrig[0], pC0, pC1);   // (2,0)->(2,2) split at (2,1.375)
+        ASSERT_TRUE(pC0 != nullptr && pC1 != nullptr);
+        EXPECT_TRUE(*pC0->getSrc() == Point2(2, 0) || *pC0->getTrg() == Point2(2, 0));
+        EXPECT_TRUE(*pC1->getSrc() == Point2(2, 2) || *pC1->getTrg() == Point2(2, 2));
+        EXPECT_TRUE(pSquare->isConstraint(pC0->getSrc(), pC0->getTrg()));
+        EXPECT_TRUE(pSquare->isConstraint(pC0->getTrg(), pC0->getSrc()));
+        EXPECT_FALSE(pSquare->isConstraint(vOrig[0]->getSrc(), vOrig[0]->getTrg()));
+        EXPECT_EQ(checkConstrained(dt, {pSquare, pCross}, "square"), "");
+    }
+}
+
+// ---- the segment record ------------------------------------------------------------------------------------
+
+TEST(Constraints, SegmentRecordLabelsSplitsAndOutput) {
+    lumo_test::ScopedTempDir tmp;
+    Lumo_2D dt;
+    std::vector<Point2*> vH;
+    dt.insert(std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(4, 4), Point2(0, 4)}, vH);
+    std::vector<Segment2> v = {seg(0, 0, 4, 4)};
+    ConstraintGraph2* pG = dt.createConstraint(v, CIS_CONSTRAINED_DELAUNAY);
+    std::vector<ConstraintSegment2*> vOrig;
+    pG->getOriginalConstraintSegments(vOrig);
+    ConstraintSegment2* s = vOrig[0];
+    // Labels: two lookups advance the counter by two.
+    Point2* p0 = std::min(vH[0], vH[2], std::less<Point2*>());
+    Point2* p1 = std::max(vH[0], vH[2], std::less<Point2*>());
+    const int before = ConstraintSegment2(p0, p1, CIS_CONSTRAINED_DELAUNAY).getLabel();
+    EXPECT_TRUE(pG->isConstraint(vH[0], vH[2]));
+    EXPECT_TRUE(pG->isConstraint(vH[2], vH[0]));
+    EXPECT_EQ(ConstraintSegment2(p0, p1, CIS_CONSTRAINED_DELAUNAY).getLabel(), before + 3);
+    EXPECT_GT(before, s->getLabel());
+    // The constructor's order assertion.
+    testing::internal::CaptureStdout();
+    EXPECT_THROW(ConstraintSegment2(p1, p0, CIS_CONSTRAINED_DELAUNAY), LumoException);
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("Condition [ p0<p1 failed ]"), std::string::npos);
+    // insertAndSplit onto an endpoint: null, nothing changes.
+    EXPECT_EQ(s->insertAndSplit(Point2(0, 0)), nullptr);
+    EXPECT_TRUE(s->isAlive());
+    // Split twice on the first child: three leaves, grandchildren first.
+    Point2* pMid = s->insertAndSplit(Point2(2, 2));
+    ASSERT_NE(pMid, nullptr);
+    std::ostringstream oss;
+    oss << *s;
+    EXPECT_NE(oss.str().find(" [DEAD, numChildren=2]"), std::string::npos);
+    EXPECT_NE(oss.str().find("length=5.65685"), std::string::npos);
+    ConstraintSegment2 *k0 = nullptr, *k1 = nullptr;
+    Point2* pSplit = nullptr;
+    s->getChildrenAndSplitPoint(k0, k1, pSplit);
+    EXPECT_EQ(pSplit, pMid);
+    ASSERT_TRUE(k0->splitAndRemovePrev(Point2(1, 1)));
+    std::vector<ConstraintSegment2*> vLeaves;
+    s->getChildrenRec(vLeaves);
+    ASSERT_EQ(vLeaves.size(), 3u);
+    EXPECT_EQ(vLeaves[2], k1);
+    // A constraint vertex cannot be removed.
+    testing::internal::CaptureStdout();
+    dt.remove(pMid);
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("Can't remove a constraint vertex"), std::string::npos);
+    EXPECT_EQ(dt.numberOfPoints(), 6u);
+    // A point inserted exactly on a constrained edge splits it combinatorially.
+    Point2* pOn = dt.insert(Point2(3, 3));
+    std::vector<ConstraintSegment2*> vKids = pieces(pG);
+    EXPECT_EQ(vKids.size(), 4u);
+    EXPECT_EQ(pG->getSplitVertices().count(pOn), 1u);
+    EXPECT_EQ(checkConstrained(dt, {pG}, "record"), "");
+}
+
+// ---- messages, waiting, files ------------------------------------------------------------------------------
+
+TEST(Constraints, BadInputIsRefusedWithAMessageAndNothingIsLost) {
+    lumo_test::ScopedTempDir tmp;
+    Lumo_2D dt;
+    dt.insert(std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(4, 4), Point2(0, 4)});
+    std::vector<Segment2> vGood = {seg(1, 1, 3, 3)};
+    ConstraintGraph2* pGood = dt.createConstraint(vGood, CIS_CONSTRAINED_DELAUNAY);
+    const double nan = std::nan(""), inf = HUGE_VAL;
+    struct Case {
+        std::vector<Segment2> vSegs;
+        ConstraintInsertionStrategy cis;
+        const char* expected;
+        bool bNull;
+    };
+    const std::vector<Case> cases = {
+        {{}, CIS_CONSTRAINED_DELAUNAY, "You have not supplied any segments. Returning NULL!", true},
+        {{seg(nan, 1, 2, 2), seg(1, 3, 3, 1)}, CIS_CONSTRAINED_DELAUNAY, "NaN or infinite coordinate", false},
+        {{seg(1, inf, 2, 2)}, CIS_CONFORMING_DELAUNAY, "NaN or infinite coordinate", false},
+        {{seg(2, 1, 2, 1), seg(0.5, 3, 3, 0.5)}, CIS_CONSTRAINED_DELAUNAY, "(0) Identical source and endpoint", false},
+        {{seg(0.5, 0.5, 1.5, 0.5)}, ConstraintInsertionStrategy(7), "Unknown CIS", false},
+    };
+    std::vector<ConstraintGraph2*> vGraphs{pGood};
+    for (const Case& c : cases) {
+        std::vector<Segment2> v = c.vSegs;
+        testing::internal::CaptureStdout();
+        ConstraintGraph2* pG = dt.createConstraint(v, c.cis);
+        if (pG != nullptr && c.cis != ConstraintInsertionStrategy(7)) vGraphs.push_back(pG);
+        const std::string out = testing::internal::GetCapturedStdout();
+        EXPECT_NE(out.find(c.expected), std::string::npos) << c.expected << "\n" << out;
+        EXPECT_EQ(pG == nullptr, c.bNull) << c.expected;
+    }
+    // 4 + 2, then 2 + 1 crossing, 1 lone point + 2 + 1 crossing, 2 unapplied; no NaN point.
+    EXPECT_EQ(dt.numberOfPoints(), 15u);
+    EXPECT_EQ(pieces(pGood).size(), 3u);   // crossed twice
+    EXPECT_EQ(checkConstrained(dt, vGraphs, "after bad input"), "");
+}
+
+TEST(Constraints, ConstraintsWaitForATwoDimensionalTriangulation) {
+    lumo_test::ScopedTempDir tmp;
+    Lumo_2D dt;
+    std::vector<Segment2> v = {seg(0, 0, 2, 0), seg(4, 0, 1, 0)};
+    ConstraintGraph2* pG = dt.createConstraint(v, CIS_CONSTRAINED_DELAUNAY);
+    ASSERT_NE(pG, nullptr);
+    EXPECT_FALSE(dt.is2D());
+    testing::internal::CaptureStdout();
+    dt.applyConstraintsAndZones();
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("The triangulation is not full dimensional yet. Nothing to do"),
+              std::string::npos);
+    dt.insert(std::vector<Point2>{Point2(1, 1), Point2(3, -1), Point2(2, 0.5), Point2(1.5, -0.5)});
+    dt.applyConstraintsAndZones();
+    EXPECT_EQ(pieces(pG).size(), 4u);   // (0,0)-(1,0)-(2,0) overlapping (1,0)-(2,0)-(4,0)
+    EXPECT_EQ(checkConstrained(dt, {pG}, "waited"), "");
+}
+
+TEST(Constraints, ConformingPrecisionGuardAndDumpFiles) {
+    lumo_test::ScopedTempDir tmp;
+    Lumo_2D dt;
+    const double u = std::ldexp(1.0, -50);
+    dt.insert(std::vector<Point2>{Point2(0, 0), Point2(1, 0), Point2(0, 1), Point2(0.5, 0.5 + u / 2),
+                                  Point2(0.5, 0.5 - u / 2)});
+    // Crossed by the shorter Delaunay diagonal and only a few ulps long on both axes.
+    std::vector<Segment2> vTiny = {seg(0.5 - u, 0.5, 0.5 + u, 0.5)};
+    testing::internal::CaptureStdout();
+    ConstraintGraph2* pTiny = dt.createConstraint(vTiny, CIS_CONFORMING_DELAUNAY);
+    const std::string out = testing::internal::GetCapturedStdout();
+    (void)pTiny;
+    std::vector<Segment2> vSegs = {seg(0.1, 0.1, 0.3, 0.2), seg(0.2, 0.05, 0.2, 0.4)};
+    ConstraintGraph2* pG = dt.createConstraint(vSegs, CIS_CONSTRAINED_DELAUNAY);
+    testing::internal::CaptureStdout();
+    dt.writeConstraintsBIN("dump");
+    dt.writeConstraints("dump");
+    const std::string dumpOut = testing::internal::GetCapturedStdout();
+    EXPECT_NE(dumpOut.find("writes 4 child segments to dump_c1_con.bin"), std::string::npos) << dumpOut;
+    std::vector<Segment2> vBack;
+    ASSERT_TRUE(readSegmentsBIN("dump_c1_con.bin", vBack));
+    std::vector<Point2> vText;
+    ASSERT_TRUE(readXY("dump_c1.con", vText));
+    ASSERT_EQ(vBack.size(), 4u);
+    ASSERT_EQ(vText.size(), 8u);
+    std::vector<ConstraintSegment2*> vKids = pieces(pG);
+    std::set<CoordEdge> sExpected, sBin, sText;
+    for (ConstraintSegment2* s : vKids) sExpected.insert(coordEdge(*s->getSrc(), *s->getTrg()));
+    for (const Segment2& s : vBack) sBin.insert(coordEdge(s.getSrc(), s.getTrg()));
+    for (size_t i = 0; i < vText.size(); i += 2) sText.insert(coordEdge(vText[i], vText[i + 1]));
+    EXPECT_EQ(sBin, sExpected);
+    EXPECT_EQ(sText, sExpected);
+    EXPECT_NE(out.find("Double precision arithmetic does not allow to split a segment further"), std::string::npos) << out;
+}
+
+TEST(Constraints, ProgressIsReportedDuringLongInsertions) {
+    struct Receiver : MsgBase {
+        std::vector<double> v;
+        void update(MsgType, const std::string& text, double value) override {
+            if (text == "insert constraints") v.push_back(value);
+        }
+    } rec;
+    std::mt19937_64 rng(3);
+    Lumo_2D dt;
+    dt.insert(randomPoints(2000, rng));
+    dt.subscribe(MSG_PROGRESS, &rec);
+    std::vector<Segment2> vSegs = randomSegments(300, rng, 0.2);
+    testing::internal::CaptureStdout();
+    dt.createConstraint(vSegs, CIS_CONSTRAINED_DELAUNAY);
+    testing::internal::GetCapturedStdout();
+    ASSERT_GT(rec.v.size(), 50u);
+    EXPECT_TRUE(std::is_sorted(rec.v.begin(), rec.v.end()));
+    EXPECT_EQ(rec.v.back(), 1.0);
+}
