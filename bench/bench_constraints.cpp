@@ -14,6 +14,7 @@
 #include <random>
 #include <vector>
 #include "Lumo_2D.h"
+#include "BenchData.h"
 
 #ifdef LUMO2D_HAVE_CGAL
 #include <CGAL/Constrained_Delaunay_triangulation_2.h>
@@ -25,12 +26,6 @@ typedef CGAL::Constrained_Delaunay_triangulation_2<K, CGAL::Default, CGAL::Exact
 using namespace ORBI_LUMO2D;
 
 namespace {
-double now() {
-    timespec t;
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-    return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
-}
-
 struct Result {
     double seconds{1e300};
     size_t numVertices{0};
@@ -41,9 +36,9 @@ Result runLumo(const std::vector<Point2>& vPts, const std::vector<Segment2>& vSe
     dt.insert(vPts);
     std::vector<Segment2> v(vSegs);
     Result r;
-    const double t0 = now();
+    const double t0 = bench::cpuNow();
     dt.createConstraint(v, CIS_CONSTRAINED_DELAUNAY);
-    r.seconds = now() - t0;
+    r.seconds = bench::cpuNow() - t0;
     r.numVertices = dt.numberOfPoints();
     return r;
 }
@@ -56,10 +51,10 @@ Result runCgal(const std::vector<Point2>& vPts, const std::vector<Segment2>& vSe
     Cdt cdt;
     cdt.insert(vCgal.begin(), vCgal.end());
     Result r;
-    const double t0 = now();
+    const double t0 = bench::cpuNow();
     for (const Segment2& s : vSegs)
         cdt.insert_constraint(K::Point_2(s.getSrc().x(), s.getSrc().y()), K::Point_2(s.getTrg().x(), s.getTrg().y()));
-    r.seconds = now() - t0;
+    r.seconds = bench::cpuNow() - t0;
     r.numVertices = cdt.number_of_vertices();
     return r;
 }

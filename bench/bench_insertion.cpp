@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 #include "Lumo_2D.h"
+#include "BenchData.h"
 
 #ifdef LUMO2D_HAVE_CGAL
 #include <CGAL/Delaunay_triangulation_2.h>
@@ -52,11 +53,6 @@ void resetPeak() {
 double wallNow() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
-double now() {
-    timespec t;
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-    return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
-}
 
 struct Result {
     double seconds{1e300};
@@ -70,10 +66,10 @@ Result runLumo(const std::vector<Point2>& v) {
     const long rssBefore = readStatusKb("VmRSS:");
     Result r;
     {
-        const double t0 = now(), w0 = wallNow();
+        const double t0 = bench::cpuNow(), w0 = wallNow();
         Lumo_2D dt(unsigned(v.size()));
         dt.insert(v);
-        r.seconds = now() - t0;
+        r.seconds = bench::cpuNow() - t0;
         r.wallSeconds = wallNow() - w0;
         r.numTriangles = dt.numberOfTriangles();
         const long peak = readStatusKb("VmHWM:");
@@ -88,10 +84,10 @@ Result runCgal(const std::vector<K::Point_2>& v) {
     const long rssBefore = readStatusKb("VmRSS:");
     Result r;
     {
-        const double t0 = now(), w0 = wallNow();
+        const double t0 = bench::cpuNow(), w0 = wallNow();
         CgalDt dt;
         dt.insert(v.begin(), v.end());
-        r.seconds = now() - t0;
+        r.seconds = bench::cpuNow() - t0;
         r.wallSeconds = wallNow() - w0;
         r.numTriangles = dt.number_of_faces();
         const long peak = readStatusKb("VmHWM:");
@@ -100,29 +96,6 @@ Result runCgal(const std::vector<K::Point_2>& v) {
     return r;
 }
 #endif
-
-std::vector<Point2> uniform(size_t n, unsigned seed) {
-    std::mt19937_64 rng(seed);
-    std::uniform_real_distribution<double> d(0.0, 1.0);
-    std::vector<Point2> v;
-    v.reserve(n);
-    for (size_t i = 0; i < n; ++i) {
-        const double x = d(rng);
-        v.emplace_back(x, d(rng));
-    }
-    return v;
-}
-
-std::vector<Point2> grid(int k) {
-    std::vector<Point2> v;
-    v.reserve(size_t(k) * size_t(k));
-    for (int i = 0; i < k; ++i)
-        for (int j = 0; j < k; ++j) v.emplace_back(i, j);
-    // Grid rows in order would flatter a sweep; shuffle like real input.
-    std::mt19937_64 rng(5);
-    std::shuffle(v.begin(), v.end(), rng);
-    return v;
-}
 
 std::vector<Point2> clustered(size_t n, unsigned seed) {
     std::mt19937_64 rng(seed);
@@ -183,7 +156,7 @@ std::vector<Point2> onRoundedCircle(size_t n, unsigned seed) {
 
 // Uniform in [-s, s]^2, computed as s * (2u - 1) so that s may be the largest double.
 std::vector<Point2> uniformScaled(size_t n, unsigned seed, double s) {
-    std::vector<Point2> v = uniform(n, seed);
+    std::vector<Point2> v = bench::uniform(n, seed);
     for (Point2& p : v) p = Point2(s * (2.0 * p.x() - 1.0), s * (2.0 * p.y() - 1.0));
     return v;
 }
@@ -247,10 +220,10 @@ int main(int argc, char** argv) {
 #ifndef LUMO2D_HAVE_CGAL
     std::printf("CGAL not found: the peer columns are skipped\n");
 #endif
-    if (wanted("uniform 100k")) runCase("uniform 100k", uniform(100000, 1), reps);
-    if (wanted("uniform 1M")) runCase("uniform 1M", uniform(1000000, 2), reps);
-    if (wanted("uniform 4M")) runCase("uniform 4M", uniform(4000000, 3), std::min(reps, 2));
-    if (wanted("grid 1000x1000")) runCase("grid 1000x1000", grid(1000), reps);
+    if (wanted("uniform 100k")) runCase("uniform 100k", bench::uniform(100000, 1), reps);
+    if (wanted("uniform 1M")) runCase("uniform 1M", bench::uniform(1000000, 2), reps);
+    if (wanted("uniform 4M")) runCase("uniform 4M", bench::uniform(4000000, 3), std::min(reps, 2));
+    if (wanted("grid 1000x1000")) runCase("grid 1000x1000", bench::grid(1000), reps);
     if (wanted("clustered 1M")) runCase("clustered 1M", clustered(1000000, 4), reps);
     if (wanted("cocircular 100k")) runCase("cocircular 100k", cocircular(100000, 6), reps);
     if (wanted("near-circle 100k")) runCase("near-circle 100k", onRoundedCircle(100000, 7), reps);

@@ -13,6 +13,7 @@
 #include <random>
 #include <vector>
 #include "Lumo_2D.h"
+#include "BenchData.h"
 
 #ifdef LUMO2D_HAVE_CGAL
 #include <CGAL/Delaunay_triangulation_2.h>
@@ -28,40 +29,14 @@ using namespace ORBI_LUMO2D;
 
 namespace {
 
-double now() {
-    timespec t;
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-    return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
-}
-
-std::vector<Point2> uniform(size_t n) {
-    std::mt19937_64 rng(1);
-    std::uniform_real_distribution<double> d(0.0, 1.0);
-    std::vector<Point2> v;
-    v.reserve(n);
-    for (size_t i = 0; i < n; ++i) {
-        const double x = d(rng);
-        v.emplace_back(x, d(rng));
-    }
-    return v;
-}
-
-std::vector<Point2> grid(int k) {
-    std::vector<Point2> v;
-    for (int i = 0; i < k; ++i)
-        for (int j = 0; j < k; ++j) v.emplace_back(i, j);
-    std::shuffle(v.begin(), v.end(), std::mt19937_64(5));
-    return v;
-}
-
 // Seconds for removing the vertices of vPoints[vOrder[..]]; false when the result is invalid.
 double runLumo(const std::vector<Point2>& vPoints, const std::vector<size_t>& vOrder, bool& bValid) {
     Lumo_2D dt(unsigned(vPoints.size()));
     std::vector<Point2*> vHandles;
     dt.insert(vPoints, vHandles);
-    const double t0 = now();
+    const double t0 = bench::cpuNow();
     for (size_t i : vOrder) dt.remove(vHandles[i]);
-    const double t = now() - t0;
+    const double t = bench::cpuNow() - t0;
     bValid = dt.numberOfPoints() == vPoints.size() - vOrder.size() &&
              dt.numberOfTriangles() + 2 <= 2 * dt.numberOfPoints();
     return t;
@@ -76,9 +51,9 @@ double runCgal(const std::vector<Point2>& vPoints, const std::vector<size_t>& vO
     dt.insert(v.begin(), v.end());
     std::vector<CgalDt::Vertex_handle> vHandles(vPoints.size());
     for (auto it = dt.finite_vertices_begin(); it != dt.finite_vertices_end(); ++it) vHandles[it->info()] = it;
-    const double t0 = now();
+    const double t0 = bench::cpuNow();
     for (size_t i : vOrder) dt.remove(vHandles[i]);
-    const double t = now() - t0;
+    const double t = bench::cpuNow() - t0;
     bValid = dt.number_of_vertices() == vPoints.size() - vOrder.size();
     return t;
 }
@@ -93,7 +68,7 @@ int main(int argc, char** argv) {
         const char* name;
         std::vector<Point2> v;
     };
-    const Case aCases[] = {{"uniform 1M", uniform(n)}, {"grid 1000x1000", grid(1000)}};
+    const Case aCases[] = {{"uniform 1M", bench::uniform(n, 1)}, {"grid 1000x1000", bench::grid(1000)}};
     std::printf("%-16s %10s %14s %14s %8s\n", "case", "removed", "Lumo ns/rem", "CGAL ns/rem", "ratio");
     for (const Case& c : aCases) {
         std::vector<size_t> vOrder(c.v.size());

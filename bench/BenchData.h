@@ -1,0 +1,43 @@
+// What the benchmarks share: the clock they charge and the data sets they compare on, so that
+// every table names the same uniform and grid points.
+#pragma once
+#include <algorithm>
+#include <ctime>
+#include <random>
+#include <vector>
+#include "Point2.h"
+
+namespace bench {
+
+// CPU seconds of the calling thread: the machine is shared, so wall time would charge other
+// processes to whichever triangulation happens to run.
+inline double cpuNow() {
+    timespec t;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
+}
+
+// n points uniform in the unit square.
+inline std::vector<ORBI_LUMO2D::Point2> uniform(size_t n, unsigned seed) {
+    std::mt19937_64 rng(seed);
+    std::uniform_real_distribution<double> d(0.0, 1.0);
+    std::vector<ORBI_LUMO2D::Point2> v;
+    v.reserve(n);
+    for (size_t i = 0; i < n; ++i) {
+        const double x = d(rng);
+        v.emplace_back(x, d(rng));
+    }
+    return v;
+}
+
+// The k x k integer grid, shuffled: grid rows in order would flatter a sweep.
+inline std::vector<ORBI_LUMO2D::Point2> grid(int k) {
+    std::vector<ORBI_LUMO2D::Point2> v;
+    v.reserve(size_t(k) * size_t(k));
+    for (int i = 0; i < k; ++i)
+        for (int j = 0; j < k; ++j) v.emplace_back(i, j);
+    std::shuffle(v.begin(), v.end(), std::mt19937_64(5));
+    return v;
+}
+
+} // namespace bench
