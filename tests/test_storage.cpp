@@ -2,12 +2,14 @@
 #include <gtest/gtest.h>
 #include <random>
 #include <set>
-#include "Dt2.h"
+#include <array>
+#include "DelaunayOracle.h"
 #include "HC2.h"
+#include "ScopedTempDir.h"
 #include "SimplePool.h"
+#include "TriangulationBuilders.h"
 #include "VertexVault.h"
 
-#include "ScopedTempDir.h"
 using namespace ORBI_LUMO2D;
 
 // ---- SimplePool ---------------------------------------------------------------------------------
@@ -35,22 +37,18 @@ TEST(SimplePool, BlockSizesAddressesAndSecondInit) {
 }
 
 TEST(Dt2Pools, FirstBlocksFollowTheExpectedVertexCount) {
-    for (unsigned n : {0u, 1u, 2u}) {
-        Dt2 dt(n);
-        EXPECT_EQ(dt.getPointPool().getBlockSizes()[0], 3);
-        EXPECT_EQ(dt.getTrianglePool().getBlockSizes()[0], 16);
+    // (expected vertices, first point block, first triangle block)
+    for (const auto& c : std::vector<std::array<int, 3>>{{0, 3, 16}, {1, 3, 16}, {2, 3, 16}, {1000, 1000, 2010}}) {
+        Dt2 dt(static_cast<unsigned>(c[0]));
+        EXPECT_EQ(std::make_pair(dt.getPointPool().getBlockSizes()[0], dt.getTrianglePool().getBlockSizes()[0]),
+                  std::make_pair(c[1], c[2])) << c[0];
+        EXPECT_EQ(std::make_pair(dt.getPointPool().getMaxBlockSize(), dt.getTrianglePool().getMaxBlockSize()),
+                  std::make_pair(3125000, 2083333));
     }
-    Dt2 dt(1000);
-    EXPECT_EQ(dt.getPointPool().getBlockSizes()[0], 1000);
-    EXPECT_EQ(dt.getTrianglePool().getBlockSizes()[0], 2010);
-    EXPECT_EQ(dt.getPointPool().getMaxBlockSize(), 3125000);
-    EXPECT_EQ(dt.getTrianglePool().getMaxBlockSize(), 2083333);
 }
 
 TEST(Dt2Pools, RecycledTrianglesAreCountedOnceAndNotFresh) {
-    Dt2 dt(10);
-    std::vector<Point2> v = {Point2(0, 0), Point2(1, 0), Point2(0, 1), Point2(1, 1)};
-    dt.insertVector(v, nullptr);
+    lumo_test::Dt2Of dt({Point2(0, 0), Point2(1, 0), Point2(0, 1), Point2(1, 1)});
     std::vector<Triangle2*> vFresh;
     dt.getFreshTriangles(vFresh);
     EXPECT_EQ(vFresh.size(), 2u);
@@ -58,19 +56,12 @@ TEST(Dt2Pools, RecycledTrianglesAreCountedOnceAndNotFresh) {
     dt.getFreshTriangles(vFresh);
     EXPECT_TRUE(vFresh.empty());
     // Give one triangle back: the count drops, the next creation reuses it silently.
-    std::vector<Triangle2*> vT;
-    dt.getTrianglePointers(vT);
-    const size_t before = dt.numberOfTriangles();
-    Triangle2* pVictim = vT[0];
-    Triangle2* pOther = vT[1];
-    const int j = pOther->getIntraTriangleIndex(pVictim);
-    pOther->setOppTriangle(j, nullptr);
+    std::vector<Triangle2*> vT = lumo_test::triangles(dt);
     // Rebuild a consistent state afterwards is not the point here: only the counts.
-    dt.killTriangle(pVictim);
-    EXPECT_EQ(dt.numberOfTriangles(), before - 1);
-    vT.clear();
-    dt.getTrianglePointers(vT);
-    EXPECT_EQ(vT.size(), before - 1);
+    vT[1]->setOppTriangle(vT[1]->getIntraTriangleIndex(vT[0]), nullptr);
+    dt.killTriangle(vT[0]);
+    EXPECT_EQ(dt.numberOfTriangles(), 1u);
+    EXPECT_EQ(lumo_test::triangles(dt).size(), 1u);
 }
 
 // ---- Hilbert keys -------------------------------------------------------------------------------------
@@ -117,12 +108,7 @@ TEST(HC2, ThirtyBitsAndClampingOutsideTheBox) {
 // ---- vertex vault --------------------------------------------------------------------------------------
 
 TEST(VertexVault, CloseTriangleAtBothEndsOfTheKeyRange) {
-    Dt2 dt(100);
-    std::mt19937_64 rng(1);
-    std::uniform_real_distribution<double> d(0, 1);
-    std::vector<Point2> v;
-    for (int i = 0; i < 100; ++i) v.emplace_back(d(rng), d(rng));
-    dt.insertVector(v, nullptr);
+    lumo_test::Dt2Of dt(lumo_test::randomPoints(100, 1));
     VertexVault& vault = dt.getVertexVault();
     const std::vector<VaultEntry>& e = vault.getEntries();
     ASSERT_EQ(e.size(), 100u);
