@@ -3,9 +3,6 @@
 #include <gtest/gtest.h>
 #include <cfloat>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <functional>
 #include <sstream>
 #include <string>
@@ -16,12 +13,7 @@
 using namespace ORBI_LUMO2D;
 
 namespace {
-std::string readFile(const std::string& name) {
-    std::ifstream f(name);
-    std::stringstream ss;
-    ss << f.rdbuf();
-    return ss.str();
-}
+using lumo_test::readFile;
 
 std::vector<std::string> lines(const std::string& text) {
     std::vector<std::string> v;
@@ -49,11 +41,6 @@ std::string draw(const std::function<void(Visualizer2&)>& add, DrawingFormat for
     return readFile(fn);
 }
 
-// Compares line by line so that a failure names the first differing line.
-void expectSameLines(const std::vector<std::string>& expected, const std::vector<std::string>& actual) {
-    ASSERT_EQ(expected.size(), actual.size());
-    for (size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(expected[i], actual[i]) << "line " << i;
-}
 } // namespace
 
 // ---- Color ---------------------------------------------------------------------------
@@ -71,10 +58,9 @@ TEST(Color, NamedDefaultAndUnknownColours) {
         {Color(0.1, 0.2, 0.3, 4.0, true), 0.1f, 0.2f, 0.3f, 4.0f, true},
     };
     for (const auto& k : aCases) {
-        EXPECT_FLOAT_EQ(k.c.getR(), k.r);
-        EXPECT_FLOAT_EQ(k.c.getG(), k.g);
-        EXPECT_FLOAT_EQ(k.c.getB(), k.b);
-        EXPECT_FLOAT_EQ(k.c.getWidth(), k.width);
+        for (const auto& v : {std::make_pair(k.c.getR(), k.r), std::make_pair(k.c.getG(), k.g),
+                              std::make_pair(k.c.getB(), k.b), std::make_pair(k.c.getWidth(), k.width)})
+            EXPECT_FLOAT_EQ(v.first, v.second);
         EXPECT_EQ(k.c.isFill(), k.bFill);
     }
     // the default: a black unfilled hairline
@@ -85,15 +71,9 @@ TEST(Color, NamedDefaultAndUnknownColours) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
               "\n      [Lumo2D-Message] Color::Color, WARNING: Colorname unknown, returning black\n\n");
     EXPECT_EQ(c, Color(CBLACK, 1.0f, false));
-}
-
-TEST(Color, OrderKeysAMapAndDistinguishesWidthAndFill) {
-    const Color a(CRED, 1.0f, false), b(CRED, 1.0f, true), c(CRED, 2.0f, false);
-    EXPECT_NE(a, b);
-    EXPECT_NE(a, c);
-    EXPECT_TRUE(a < b || b < a);
-    EXPECT_TRUE(a < c || c < a);
-    EXPECT_FALSE(a < a);
+    // The order keys a map: it distinguishes width and fill.
+    const Color a(CRED, 1.0f, false), b(CRED, 1.0f, true), w(CRED, 2.0f, false);
+    EXPECT_TRUE(a != b && a != w && (a < b || b < a) && (a < w || w < a) && !(a < a));
     EXPECT_TRUE(Color(CBLUE, 1.0f, false) < Color(CRED, 1.0f, false));
 }
 
@@ -106,9 +86,7 @@ TEST(Color, NextColorNameCyclesOneToFourteen) {
     EXPECT_EQ(got, expected);
     for (int i = 0; i < 100; ++i) {
         const Colorname c = Color::getNextColorName();
-        EXPECT_NE(c, CRED);
-        EXPECT_NE(c, CYELLOW);
-        EXPECT_NE(c, CWHITE);
+        EXPECT_TRUE(c != CRED && c != CYELLOW && c != CWHITE) << c;
     }
 }
 
@@ -151,113 +129,36 @@ TEST_F(Drawing, SmallSceneHasTheExactLayout) {
     EXPECT_EQ(got[21].front(), '(');
     EXPECT_EQ(got[21].substr(got[21].size() - 6), ")\tshow");
     got[21] = "(EDITION)\tshow";
-    const std::vector<std::string> expected = {
-        "%!PS-Adobe-1.0",
-        "\t%%Creator: ORBI PostscriptWriter",
-        "\t%%Title: vis_scene.ps",
-        "\t%%CreationDate: none",
-        "\t%%DocumentMedia: A4 595 842 0 () ()",
-        "\t%%Orientation: Portrait",
-        "\t%%Pages: 1\t%%DocumentFonts: Times-Roman Helvetica",
-        "\t%%EndComments",
-        "\t%%BeginProlog",
-        "\t%%EndProlog",
-        "\t%%Page: ORBI PostscriptWriter 1",
-        "0.05\tsetlinewidth",
-        "\t0\t0\t0\tsetrgbcolor",
-        "\t/Times-Roman findfont 17 scalefont",
-        "\tsetfont",
-        "40\t740\tmoveto",
-        "\t(vis_scene.ps)\tshow",
-        "0.4\t0.4\t0.4\tsetrgbcolor",
-        "\t/Times-Roman findfont 10 scalefont",
-        "\tsetfont",
-        "40\t725\tmoveto",
-        "(EDITION)\tshow",
-        "0.0\t0.0\t0.0\tsetrgbcolor",
-        "\t/Times-Roman findfont 10 scalefont",
-        "\tsetfont",
-        "40\t705\tmoveto",
-        "(x-Range: [0 - 10] =10)\tshow",
-        "40\t695\tmoveto",
-        "(y-Range: [0 - 10] =10)\tshow",
+    const std::string expected =
+        "%!PS-Adobe-1.0\n\t%%Creator: ORBI PostscriptWriter\n\t%%Title: vis_scene.ps\n\t%%CreationDate: none\n"
+        "\t%%DocumentMedia: A4 595 842 0 () ()\n\t%%Orientation: Portrait\n"
+        "\t%%Pages: 1\t%%DocumentFonts: Times-Roman Helvetica\n\t%%EndComments\n\t%%BeginProlog\n\t%%EndProlog\n"
+        "\t%%Page: ORBI PostscriptWriter 1\n0.05\tsetlinewidth\n\t0\t0\t0\tsetrgbcolor\n"
+        "\t/Times-Roman findfont 17 scalefont\n\tsetfont\n40\t740\tmoveto\n\t(vis_scene.ps)\tshow\n"
+        "0.4\t0.4\t0.4\tsetrgbcolor\n\t/Times-Roman findfont 10 scalefont\n\tsetfont\n40\t725\tmoveto\n"
+        "(EDITION)\tshow\n0.0\t0.0\t0.0\tsetrgbcolor\n\t/Times-Roman findfont 10 scalefont\n\tsetfont\n"
+        "40\t705\tmoveto\n(x-Range: [0 - 10] =10)\tshow\n40\t695\tmoveto\n(y-Range: [0 - 10] =10)\tshow\n"
         // header: one line of 5 characters gives font 12, pitch 14
-        "0.0\t0.0\t0.0\tsetrgbcolor",
-        "\t/Times-Roman findfont 12 scalefont",
-        "\tsetfont",
-        "240\t695\tmoveto",
-        "(hello)\tshow",
-        "237\t692\tmoveto",
-        "237\t709\tlineto",
-        "237\t692\tmoveto",
-        "570\t692\tlineto",
-        "570\t692\tlineto",
+        "0.0\t0.0\t0.0\tsetrgbcolor\n\t/Times-Roman findfont 12 scalefont\n\tsetfont\n240\t695\tmoveto\n"
+        "(hello)\tshow\n237\t692\tmoveto\n237\t709\tlineto\n237\t692\tmoveto\n570\t692\tlineto\n570\t692\tlineto\n"
         // triangles, colour groups in colour order: blue before red; scale 48
-        "stroke",
-        "0\t0\t1\tsetrgbcolor",
-        "0.1\tsetlinewidth",
-        "530\t200\tmoveto",
-        "530\t680\tlineto",
-        "50\t680\tlineto",
-        "closepath",
-        "stroke",
-        "stroke",
-        "stroke",
-        "1\t0\t0\tsetrgbcolor",
-        "0.5\tsetlinewidth",
-        "50\t200\tmoveto",
-        "530\t200\tlineto",
-        "50\t680\tlineto",
-        "closepath",
-        "gsave",
-        "  fill",
-        "grestore",
-        "  0.3 0.3 .3 setrgbcolor",
-        "0.5\tsetlinewidth",
-        "stroke",
-        "stroke",
-        "1\t0\t0\tsetrgbcolor",
-        "0.5\tsetlinewidth",
-        "stroke",
+        "stroke\n0\t0\t1\tsetrgbcolor\n0.1\tsetlinewidth\n530\t200\tmoveto\n530\t680\tlineto\n50\t680\tlineto\n"
+        "closepath\nstroke\nstroke\nstroke\n1\t0\t0\tsetrgbcolor\n0.5\tsetlinewidth\n50\t200\tmoveto\n"
+        "530\t200\tlineto\n50\t680\tlineto\nclosepath\ngsave\n  fill\ngrestore\n  0.3 0.3 .3 setrgbcolor\n"
+        "0.5\tsetlinewidth\nstroke\nstroke\n1\t0\t0\tsetrgbcolor\n0.5\tsetlinewidth\nstroke\n"
         // segment
-        "stroke",
-        "1\t0.4\t0.7\tsetrgbcolor",
-        "0.3\tsetlinewidth",
-        "50\t200\tmoveto",
-        "530\t680\tlineto",
-        "stroke",
+        "stroke\n1\t0.4\t0.7\tsetrgbcolor\n0.3\tsetlinewidth\n50\t200\tmoveto\n530\t680\tlineto\nstroke\n"
         // point: a cross of half-size 1.5
-        "stroke",
-        "0.3\t0.3\t0.3\tsetrgbcolor",
-        "0.25\tsetlinewidth",
-        "528.5\t678.5\tmoveto",
-        "531.5\t681.5\tlineto",
-        "528.5\t681.5\tmoveto",
-        "531.5\t678.5\tlineto",
-        "stroke",
+        "stroke\n0.3\t0.3\t0.3\tsetrgbcolor\n0.25\tsetlinewidth\n528.5\t678.5\tmoveto\n531.5\t681.5\tlineto\n"
+        "528.5\t681.5\tmoveto\n531.5\t678.5\tlineto\nstroke\n"
         // circle of radius 2 at (5,5)
-        "stroke",
-        "0\t1\t0\tsetrgbcolor",
-        "0.2\tsetlinewidth",
-        "386\t440\tmoveto",
-        "290\t440\t96\t0\t360\tarc",
-        "stroke",
+        "stroke\n0\t1\t0\tsetrgbcolor\n0.2\tsetlinewidth\n386\t440\tmoveto\n290\t440\t96\t0\t360\tarc\nstroke\n"
         // label of two lines
-        "stroke",
-        "0\t0\t0\tsetrgbcolor",
-        "0.01\tsetlinewidth",
-        "/Arial findfont 10 scalefont",
-        " setfont",
-        "98\t248\tmoveto",
-        "(A)\tshow",
-        "98\t236\tmoveto",
-        "(B)\tshow",
-        "stroke",
-        "stroke",
-        "showpage",
-        "%%Trailer",
-    };
-    expectSameLines(expected, got);
+        "stroke\n0\t0\t0\tsetrgbcolor\n0.01\tsetlinewidth\n/Arial findfont 10 scalefont\n setfont\n"
+        "98\t248\tmoveto\n(A)\tshow\n98\t236\tmoveto\n(B)\tshow\nstroke\nstroke\nshowpage\n%%Trailer\n";
+    std::string text;
+    for (const std::string& l : got) text += l + "\n";
+    EXPECT_EQ(expected, text);
 }
 
 // Small boxes, degenerate boxes, empty drawings: the range lines and the page position.
