@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <cmath>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <random>
 #include <string>
@@ -31,13 +29,6 @@ struct SegmentSet {
         return vPointers.back();
     }
 };
-
-std::vector<Segment2*> illegal(SegmentSet& s, bool bAlsoEndPoints) {
-    SegmentChecker checker(s.vPointers);
-    std::vector<Segment2*> out;
-    checker.getIllegalSegments(bAlsoEndPoints, out);
-    return out;
-}
 
 // Receiver that records every progress message.
 class Recorder : public MsgBase {
@@ -259,23 +250,8 @@ TEST(SegmentChecker, ZeroLengthSegmentsAreWarnedAboutOnce) {
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
-TEST(SegmentChecker, IllegalSetsAndIntersectorsCarryTheirTypes) {
-    SegmentSet s;
-    Segment2* a = s.add(0, 0, 4, 0);
-    Segment2* cross = s.add(1, -1, 1, 1);
-    Segment2* overlap = s.add(3, 0, 6, 0);
-    Segment2* touch = s.add(0, 0, -1, 5);
-    Segment2* parallel = s.add(0, 1, 4, 1);  // meets only the crossing one's end
-    SegmentChecker checker(s.vPointers);
-    using Intersectors = std::vector<std::pair<Segment2*, SegmentIntersectionType>>;
-    Intersectors out;
-    checker.getIntersectors(a, false, out);
-    EXPECT_EQ(out, (Intersectors{{cross, SIT_POINT}, {overlap, SIT_SEGMENT}}));
-    checker.getIntersectors(a, true, out);
-    EXPECT_EQ(out, (Intersectors{{cross, SIT_POINT}, {overlap, SIT_SEGMENT}, {touch, SIT_ENDPOINT}}));
-    EXPECT_EQ(illegal(s, false), (std::vector<Segment2*>{a, cross, overlap, parallel}));
-    EXPECT_EQ(illegal(s, true), (std::vector<Segment2*>{a, cross, overlap, touch, parallel}));
-}
+// The illegal sets and the intersectors with their types: against brute force in the randomized
+// comparison at the end.
 
 // ---- intersection geometry (the points and pieces themselves: see the randomized comparison) -----------
 
@@ -379,11 +355,8 @@ TEST(SegmentChecker, DrawingsPrintTheirCounts) {
                        "Illegal segments: 2\n"),
               std::string::npos)
         << out;
-    for (const std::string& name : {allName, illegalName}) {
-        std::ifstream f(name);
-        const std::string text((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
-        EXPECT_NE(text.find("showpage"), std::string::npos) << name;
-    }
+    for (const std::string& name : {allName, illegalName})
+        EXPECT_NE(lumo_test::readFile(name).find("showpage"), std::string::npos) << name;
 }
 
 // ---- randomized comparison with the exact all-pairs classification ------------------------------------------------
@@ -399,27 +372,26 @@ struct RandomCase {
 // Large coordinates with tiny differences: the floating-point filter cannot decide.
 void farIntegerGridSegments(SegmentSet& s, size_t n, unsigned seed) { integerGridSegments(s, n, seed, 1e15); }
 void nearIntegerGridSegments(SegmentSet& s, size_t n, unsigned seed) { integerGridSegments(s, n, seed, 0.0); }
+// Each family with two seeds: seed and seed + 1.
 const RandomCase aRandomCases[] = {
     {"short segments", randomShortSegments, 200, 1, 0, 0, 50},
-    {"short segments", randomShortSegments, 200, 2, 0, 0, 50},
     {"shared endpoints", sharedEndpointSegments, 150, 3, 10, 1000, 1000},
-    {"shared endpoints", sharedEndpointSegments, 150, 4, 10, 1000, 1000},
     {"collinear chains", collinearChains, 180, 5, 100, 100, 100},
-    {"collinear chains", collinearChains, 180, 6, 100, 100, 100},
     {"integer grid", nearIntegerGridSegments, 160, 7, 50, 500, 500},
-    {"integer grid", nearIntegerGridSegments, 160, 8, 50, 500, 500},
     {"integer grid at 1e15", farIntegerGridSegments, 160, 9, 50, 0, 0},
 };
 } // namespace
 
 TEST(SegmentCheckerRandomized, AgreesWithTheExactAllPairsClassification) {
     for (const RandomCase& c : aRandomCases) {
-        SCOPED_TRACE(std::string(c.what) + ", seed " + std::to_string(c.seed));
-        SegmentSet s;
-        c.make(s, c.n, c.seed);
-        const std::vector<size_t> counts = compareWithExactClassification(s);
-        EXPECT_GE(counts[SIT_SEGMENT], c.minSegment);
-        EXPECT_GE(counts[SIT_ENDPOINT], c.minEndpoint);
-        EXPECT_GE(counts[SIT_POINT], c.minPoint);
+        for (unsigned seed : {c.seed, c.seed + 1}) {
+            SCOPED_TRACE(std::string(c.what) + ", seed " + std::to_string(seed));
+            SegmentSet s;
+            c.make(s, c.n, seed);
+            const std::vector<size_t> counts = compareWithExactClassification(s);
+            EXPECT_GE(counts[SIT_SEGMENT], c.minSegment);
+            EXPECT_GE(counts[SIT_ENDPOINT], c.minEndpoint);
+            EXPECT_GE(counts[SIT_POINT], c.minPoint);
+        }
     }
 }
