@@ -43,7 +43,11 @@ bool inBox(const Point2& p, double min, double max) {
 // seed, or seed 0 twice in a row, gives other output.
 TEST(Generators, SeedsReproduceAndOutputIsAppended) {
     const std::function<std::vector<double>(unsigned, bool)> aGenerators[] = {
-        [](unsigned seed, bool) { std::vector<double> v; generateRandomNumbers(300, -5, 5, v, seed); return v; },
+        [](unsigned seed, bool bPrefilled) {  // numbers replace what the vector held
+            std::vector<double> v(bPrefilled ? 50 : 0, 7.0);
+            generateRandomNumbers(300, -5, 5, v, seed);
+            return v;
+        },
         [](unsigned seed, bool bPrefilled) {
             std::vector<Point2> v(bPrefilled ? 1 : 0, Point2(-1, -1));
             generateRandomPoints(100, 0, 10, v, seed);
@@ -68,7 +72,7 @@ TEST(Generators, SeedsReproduceAndOutputIsAppended) {
     };
     for (size_t g = 0; g < 4; ++g) {
         const std::vector<double> a = aGenerators[g](42, false), prefilled = aGenerators[g](42, true);
-        ASSERT_EQ(prefilled.size(), a.size() + (g == 0 ? 0 : g == 1 ? 2 : 3)) << g;  // numbers are resized
+        ASSERT_EQ(prefilled.size(), a.size() + (g == 0 ? 0 : g == 1 ? 2 : 3)) << g;
         EXPECT_TRUE(std::equal(a.begin(), a.end(), prefilled.end() - long(a.size()))) << g;
         EXPECT_NE(a, aGenerators[g](43, false)) << g;
         EXPECT_NE(aGenerators[g](0, false), aGenerators[g](0, false)) << g;
@@ -87,12 +91,6 @@ TEST(RandomNumbers, ValuesFollowTheGridFormula) {
         const int r = int(unsigned(rand()) / divisor);
         ASSERT_EQ(v[i], r * ((12.25 - -3.5) * 3.0517578125e-5) + -3.5) << i;
     }
-}
-
-TEST(RandomNumbers, OutputIsResizedToTheCount) {
-    std::vector<double> v(50, 7.0);
-    generateRandomNumbers(3, 0, 1, v, 1);
-    EXPECT_EQ(v.size(), 3u);
     generateRandomNumbers(0, 0, 1, v, 1);
     EXPECT_TRUE(v.empty());
 }
@@ -106,12 +104,7 @@ TEST(RandomPoints, FirstHalfGivesXSecondHalfY) {
     std::vector<Point2> pts;
     generateRandomPoints(n, -100, 100, pts, 9);
     ASSERT_EQ(pts.size(), n);
-    for (size_t k = 0; k < n; ++k) {
-        EXPECT_EQ(pts[k].x(), r[k]);
-        EXPECT_EQ(pts[k].y(), r[n + k]);
-        EXPECT_EQ(pts[k].getCustomIndex(), -1);
-        EXPECT_EQ(pts[k].getIncidentTriangle(), nullptr);
-    }
+    for (size_t k = 0; k < n; ++k) EXPECT_EQ(pts[k], Point2(r[k], r[n + k]));
 }
 
 // ---- circle -------------------------------------------------------------------------
@@ -121,11 +114,7 @@ TEST(Circle, EllipseAroundACentreIsAppended) {
     generateCircle(7, 10, -20, 3, 0.5, pts);
     ASSERT_EQ(pts.size(), 8u);
     const double step = 6.28318 / 7;  // the truncated two pi, not the exact one
-    for (int i = 0; i < 7; ++i) {
-        EXPECT_EQ(pts[i + 1].x(), 10 + 3 * std::cos(i * step));
-        EXPECT_EQ(pts[i + 1].y(), -20 + 0.5 * std::sin(i * step));
-        EXPECT_EQ(pts[i + 1].getCustomIndex(), -1);
-    }
+    for (int i = 0; i < 7; ++i) EXPECT_EQ(pts[i + 1], Point2(10 + 3 * std::cos(i * step), -20 + 0.5 * std::sin(i * step)));
 }
 
 // ---- polygon ------------------------------------------------------------------------
@@ -156,36 +145,26 @@ TEST(RandomPolygon, ClosedSimpleCounterclockwiseInsideTheBox) {
 // ---- random segments ----------------------------------------------------------------
 
 TEST(RandomSegments, EverySegmentIsAtMostTheBoundAndInsideTheBox) {
-    const double bounds[] = {0.5, 3.0, 1000.0};   // the last one exceeds the box: clamping
-    for (double maxLen : bounds) {
+    // (box, bound, how close the longest comes to the bound, most degenerate ones); 1000 exceeds
+    // the box: clamping. 1e-9 is about four ulps of the coordinates: many of those segments round
+    // to a point, but none may exceed the bound.
+    const struct { double lo, hi, maxLen, used; int maxDegenerate; } aCases[] = {
+        {-7, 13, 0.5, 0.45, 2000}, {-7, 13, 3.0, 2.7, 2000}, {-7, 13, 1000.0, 18, 2000},
+        {1e6, 2e6, 1e-7, 0, 30}, {1e6, 2e6, 1e-9, 0, 2000}};
+    for (const auto& c : aCases) {
         std::vector<Segment2> segs;
-        generateRandomSegments(2000, -7, 13, maxLen, segs, 21);
+        generateRandomSegments(2000, c.lo, c.hi, c.maxLen, segs, 21);
         ASSERT_EQ(segs.size(), 2000u);
         double longest = 0;
-        for (const Segment2& s : segs) {
-            ASSERT_TRUE(lengthAtMost(s, maxLen)) << s;
-            ASSERT_TRUE(inBox(s.getSrc(), -7, 13) && inBox(s.getTrg(), -7, 13)) << s;
-            longest = std::max(longest, std::sqrt(s.getSqLen2D()));
-        }
-        // The bound is used, not just respected.
-        EXPECT_GT(longest, std::min(maxLen, 20.0) * 0.9) << maxLen;
-    }
-}
-
-TEST(RandomSegments, TinyBoundAgainstLargeCoordinatesStillHolds) {
-    // 1e-9 is about four units in the last place of the coordinates: many of those segments
-    // round to a point, but none may exceed the bound.
-    for (double maxLen : {1e-7, 1e-9}) {
-        std::vector<Segment2> segs;
-        generateRandomSegments(3000, 1e6, 2e6, maxLen, segs, 4);
         int degenerate = 0;
         for (const Segment2& s : segs) {
-            ASSERT_TRUE(lengthAtMost(s, maxLen)) << s;
+            ASSERT_TRUE(lengthAtMost(s, c.maxLen)) << s;
+            ASSERT_TRUE(inBox(s.getSrc(), c.lo, c.hi) && inBox(s.getTrg(), c.lo, c.hi)) << s;
+            longest = std::max(longest, std::sqrt(s.getSqLen2D()));
             degenerate += s.getSrc() == s.getTrg();
         }
-        if (maxLen == 1e-7) {
-            EXPECT_LT(degenerate, 30);
-        }
+        EXPECT_GT(longest, c.used) << c.maxLen;  // the bound is used, not just respected
+        EXPECT_LT(degenerate, c.maxDegenerate) << c.maxLen;
     }
 }
 
@@ -218,15 +197,11 @@ TEST(SineSegments, ConnectedChainAlongTheCurve) {
     EXPECT_NEAR(segs.back().getTrg().x(), 5 + 2 * 3 * 6.283185307179586, 1e-12);
     EXPECT_NEAR(segs.back().getTrg().y(), -1, 1e-12);
     EXPECT_NEAR(segs[9].getTrg().y(), -1 + 0.5, 1e-12);   // a quarter period: the crest
-}
-
-TEST(SineSegments, SwapExchangesCoordinates) {
-    std::vector<Segment2> a, b;
-    generateSineSegments(2, 16, 1, 1, 0, 3, false, a);
-    generateSineSegments(2, 16, 1, 1, 0, 3, true, b);
-    ASSERT_EQ(a.size(), b.size());
-    for (size_t i = 0; i < a.size(); ++i) {
-        EXPECT_EQ(b[i].getSrc(), Point2(a[i].getSrc().y(), a[i].getSrc().x()));
-        EXPECT_EQ(b[i].getTrg(), Point2(a[i].getTrg().y(), a[i].getTrg().x()));
+    std::vector<Segment2> swapped;  // the same with the coordinates exchanged
+    generateSineSegments(3, 40, 5, 2, -1, 0.5, true, swapped);
+    ASSERT_EQ(swapped.size(), segs.size());
+    for (size_t i = 0; i < segs.size(); ++i) {
+        EXPECT_EQ(swapped[i].getSrc(), Point2(segs[i].getSrc().y(), segs[i].getSrc().x()));
+        EXPECT_EQ(swapped[i].getTrg(), Point2(segs[i].getTrg().y(), segs[i].getTrg().x()));
     }
 }
