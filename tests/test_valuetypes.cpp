@@ -12,6 +12,7 @@
 #include <vector>
 #include "ExactOracle.h"
 #include "GeomTest.h"
+#include "MessageText.h"
 #include "Lumo_2D.h"
 
 using namespace ORBI_LUMO2D;
@@ -34,9 +35,7 @@ std::pair<double, double> xy(double x, double y) { return {x, y}; }
 // The two corners of a box, for one-line comparisons.
 std::pair<Point2, Point2> corners(const Bbox2& b) { return {b.getMinPoint(), b.getMaxPoint()}; }
 std::pair<Point2, Point2> corners(Point2 lo, Point2 hi) { return {lo, hi}; }
-std::string warningLine(const std::string& where, const std::string& text) {
-    return "\n      [Lumo2D-Message] " + where + ", WARNING: " + text + "\n\n";
-}
+using lumo_test::warning;
 } // namespace
 
 // ---- Point2 --------------------------------------------------------------------------------------------
@@ -255,6 +254,19 @@ TEST(Bbox2, AddPointsAndRanges) {
     }
 }
 
+TEST(Bbox2, InflateIfDegenerateMovesOnlyTheUpperEnd) {
+    Bbox2 fresh, box, flat;
+    fresh.inflateIfDegenerate(1.0);
+    EXPECT_EQ(fresh.get_maxX(), -DBL_MAX);
+    box.add(Point2(1, 2));
+    box.inflateIfDegenerate(0.5);
+    EXPECT_EQ(corners(box), corners(Point2(1, 2), Point2(1.5, 2.5)));
+    flat.add(Point2(0, 2));
+    flat.add(Point2(4, 2));
+    flat.inflateIfDegenerate(1.0);
+    EXPECT_EQ(corners(flat), corners(Point2(0, 2), Point2(4, 3)));
+}
+
 TEST(Bbox2, SingleAddUsesTheElseRangeAddDoesNot) {
     // On an inverted box (min > max, only reachable through the setters) the two rules differ.
     Bbox2 single, range;
@@ -276,7 +288,7 @@ TEST(Bbox2, PlusMergesInPlaceAndReturnsACopy) {
     // valid + fresh: warning, unchanged
     testing::internal::CaptureStdout();
     const Bbox2 r0 = b + fresh;
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), warningLine("Box2::operator+()", "trying to add an invalid Bbox2"));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), warning("Box2::operator+()", "trying to add an invalid Bbox2"));
     EXPECT_EQ(corners(b), corners(Point2(1, 2), Point2(3, 4)));
     EXPECT_EQ(corners(r0), corners(b));
     // fresh a + valid b: a takes b's bounds, its valid flag stays as it was
@@ -330,19 +342,6 @@ TEST(Bbox2, GrowingSetsTheLinkedBoundAddingDoesNot) {
     EXPECT_EQ(h.getCoordinateBound(), 100.0);
 }
 
-TEST(Bbox2, InflateIfDegenerateMovesOnlyTheUpperEnd) {
-    Bbox2 fresh, box, flat;
-    fresh.inflateIfDegenerate(1.0);
-    EXPECT_EQ(fresh.get_maxX(), -DBL_MAX);
-    box.add(Point2(1, 2));
-    box.inflateIfDegenerate(0.5);
-    EXPECT_EQ(corners(box), corners(Point2(1, 2), Point2(1.5, 2.5)));
-    flat.add(Point2(0, 2));
-    flat.add(Point2(4, 2));
-    flat.inflateIfDegenerate(1.0);
-    EXPECT_EQ(corners(flat), corners(Point2(0, 2), Point2(4, 3)));
-}
-
 TEST(Bbox2, CenterIntersectInclusionAndCorners) {
     Bbox2 box;
     box.add(Point2(0, 0));
@@ -379,8 +378,8 @@ TEST(Bbox2, InvalidBoxWarnings) {
     Bbox2 fresh, box, set;
     box.add(Point2(0, 0));
     set.setMinX(2); set.setMaxX(4); set.setMinY(6); set.setMaxY(8);
-    const std::string intersect = warningLine("Bbox2::doIntersect()", "bbox invalid");
-    const std::string center = warningLine("Bbox2::computeCenter()", "Bbox2 is invalid");
+    const std::string intersect = warning("Bbox2::doIntersect()", "bbox invalid");
+    const std::string center = warning("Bbox2::computeCenter()", "Bbox2 is invalid");
     testing::internal::CaptureStdout();
     EXPECT_FALSE(box.doIntersect(fresh));
     EXPECT_FALSE(fresh.doIntersect(box));
@@ -396,14 +395,12 @@ TEST(Segment2, UndirectedEqualityOrderAndStreamFormat) {
     a.setCustomIndex(1);
     b.setCustomIndex(2);
     Segment2 s(a, b);
-    EXPECT_TRUE(Segment2(a, b) == Segment2(b, a));
-    EXPECT_FALSE(Segment2(a, b) != Segment2(b, a));
+    EXPECT_TRUE(Segment2(a, b) == Segment2(b, a) && !(Segment2(a, b) != Segment2(b, a)));
     EXPECT_FALSE(Segment2(a, b) == Segment2(a, Point2(3, 5)));
     EXPECT_EQ(s.getSqLen2D(), 25.0);
     s.swapSrcTrg();
     EXPECT_EQ(s.getSrc(), b);
-    EXPECT_EQ(s.getSrc().getCustomIndex(), 2);
-    EXPECT_EQ(s.getTrg().getCustomIndex(), 1);
+    EXPECT_EQ(std::make_pair(s.getSrc().getCustomIndex(), s.getTrg().getCustomIndex()), std::make_pair(2, 1));
     EXPECT_EQ(Segment2().getSrc(), Point2());
     // compareSegment: lexicographic by source, then target
     std::vector<Segment2> segs{Segment2(Point2(1, 0), Point2(5, 5)), Segment2(Point2(0, 9), Point2(1, 1)),
@@ -447,22 +444,18 @@ TEST(Edge2, EndsNeighbourAcrossAndOrder) {
     EXPECT_EQ(std::make_tuple(t0, i0, t1, i1), std::make_tuple(&t[0], 0, &t[1], 0));
     Edge2(&t[0], 1).getTriangles(t0, t1, i0, i1);
     EXPECT_EQ(std::make_pair(t1, i1), std::make_pair(static_cast<Triangle2*>(nullptr), -1));
-    EXPECT_TRUE(Edge2(&t[0], 2) < Edge2(&t[1], 0));
-    EXPECT_TRUE(Edge2(&t[0], 0) < Edge2(&t[0], 1));
-    EXPECT_FALSE(Edge2(&t[0], 1) < Edge2(&t[0], 1));
-    EXPECT_TRUE(Edge2(&t[0], 1) == Edge2(&t[0], 1));
-    EXPECT_TRUE(Edge2(&t[0], 1) != Edge2(&t[0], 2));
-    EXPECT_TRUE(Edge2(&t[0], 1) != Edge2(&t[1], 1));
+    // Order and equality by triangle address, then index.
+    const Edge2 e01(&t[0], 1);
+    EXPECT_TRUE(Edge2(&t[0], 2) < Edge2(&t[1], 0) && Edge2(&t[0], 0) < e01 && !(e01 < e01));
+    EXPECT_TRUE(e01 == Edge2(&t[0], 1) && e01 != Edge2(&t[0], 2) && e01 != Edge2(&t[1], 1));
 }
 
 // ---- Circle2 and VertexPair2 -------------------------------------------------------------------------------
 
 TEST(Circle2, StoresTheSquaredRadius) {
     const Circle2 c(Point2(1, 2), 9.0), d(-1, -2, 2.25);
-    EXPECT_EQ(c.getSqRadius(), 9.0);
-    EXPECT_EQ(c.getRadius(), 3.0);
-    EXPECT_EQ(d.getCenter(), Point2(-1, -2));
-    EXPECT_EQ(d.getRadius(), 1.5);
+    EXPECT_EQ(std::make_pair(c.getSqRadius(), c.getRadius()), std::make_pair(9.0, 3.0));
+    EXPECT_EQ(std::make_pair(d.getCenter(), d.getRadius()), std::make_pair(Point2(-1, -2), 1.5));
     Point2 centre(0.5, 4);
     centre.setCustomIndex(3);
     EXPECT_EQ(maskAddresses(str(c)), "Circle2:Point2 (ADDR,-1): 1, 2, r=3");
@@ -472,13 +465,8 @@ TEST(Circle2, StoresTheSquaredRadius) {
 TEST(VertexPair2, AddressOrderMakesItUndirected) {
     Point2 pts[3] = {Point2(0, 0), Point2(3, 4), Point2(1, 1)};
     const VertexPair2 a(&pts[1], &pts[0]), b(&pts[0], &pts[1]), c(&pts[2], &pts[0]), d(&pts[2], &pts[1]);
-    EXPECT_TRUE(a == b);
-    EXPECT_EQ(a.getP0(), &pts[0]);
-    EXPECT_EQ(a.getP1(), &pts[1]);
+    EXPECT_TRUE(a == b && !(a == c));
+    EXPECT_EQ(std::make_pair(a.getP0(), a.getP1()), std::make_pair(&pts[0], &pts[1]));
     EXPECT_EQ(a.getSqLen2D(), 25.0);
-    EXPECT_FALSE(a == c);
-    EXPECT_TRUE(a < c);  // same first pointer, second by address
-    EXPECT_FALSE(c < a);
-    EXPECT_FALSE(a < b);
-    EXPECT_TRUE(a < d);
+    EXPECT_TRUE(a < c && !(c < a) && !(a < b) && a < d);  // same first pointer: second by address
 }
