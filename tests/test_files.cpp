@@ -12,6 +12,7 @@
 #include <sstream>
 #include <string>
 #include "Lumo_2D.h"
+#include "MessageText.h"
 #include "ScopedTempDir.h"
 
 using namespace ORBI_LUMO2D;
@@ -152,9 +153,7 @@ TEST(Files, ReadXYTakesAnyWhitespace) {
     lumo_test::ScopedTempDir tmp;
     std::ofstream("xy.txt") << "1 2\n\n  3\t4\r\n-5e-1 +6 ";
     std::vector<Point2> out;
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(readXY("xy.txt", out));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(lumo_test::stdoutOf([&] { EXPECT_TRUE(readXY("xy.txt", out)); }), "");
     EXPECT_EQ(out, (std::vector<Point2>{Point2(1, 2), Point2(3, 4), Point2(-0.5, 6)}));
     EXPECT_EQ(out[2].getCustomIndex(), -1);
 }

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 #include "Lumo_2D.h"
+#include "MessageText.h"
 #include "MeshExport.h"
 #include "MeshExport_internal.h"
 #include "ScopedTempDir.h"
@@ -107,17 +108,13 @@ TEST_F(Export, FileReplicate_AllEightNamesAreWrittenAnUnknownOneIsReported) {
     createDirectory("fr_all");
     const char* names[] = {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js",
                            "jsc3d.3ds.js", "jsc3d.console.js", "jsc3d.ie.js", "jsc3d.webgl.js"};
-    testing::internal::CaptureStdout();
-    for (const char* n : names) fileReplicate(n, "fr_all");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(lumo_test::stdoutOf([&] { for (const char* n : names) fileReplicate(n, "fr_all"); }), "");
     for (const char* n : names) {
         const std::string text = readFile(std::string("fr_all/") + n);
         EXPECT_GT(text.size(), 100u) << n;
         EXPECT_EQ(text.find('\0'), std::string::npos) << n;
     }
-    testing::internal::CaptureStdout();
-    fileReplicate("other.js", "fr_all");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(lumo_test::stdoutOf([&] { fileReplicate("other.js", "fr_all"); }),
               "\n      [Lumo2D-Message] fileReplicate, ERROR: unknown fileother.js\n\n");
     EXPECT_FALSE(exists("fr_all/other.js"));
 }

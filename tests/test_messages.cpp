@@ -11,6 +11,7 @@
 #include <thread>
 #include <tuple>
 #include "Lumo_2D.h"
+#include "MessageText.h"
 #include "MsgPublisher.h"
 #include "ScopedTempDir.h"
 #include "tools.h"
@@ -78,9 +79,7 @@ TEST_F(LogDir, LogErrorPrintsAndRewritesTheLogFile) {
 
 TEST_F(LogDir, UnwritableLogFileIsSilent) {
     std::filesystem::create_directory("LUMO_LOG.txt");   // a directory cannot be opened as the log
-    testing::internal::CaptureStdout();
-    logError("still printed");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "still printed\n");
+    EXPECT_EQ(lumo_test::stdoutOf([&] { logError("still printed"); }), "still printed\n");
 }
 
 // ---- assertions -------------------------------------------------------------------------
@@ -90,9 +89,7 @@ TEST_F(LogDir, AssertionPrintsTheFullReportLogsAndThrows) {
     EXPECT_NO_THROW(lumo_test::failingCall(42));  // a passing one does nothing
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_FALSE(std::filesystem::exists("LUMO_LOG.txt"));
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(lumo_test::failingCall(1), LumoException);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(lumo_test::stdoutOf([&] { EXPECT_THROW(lumo_test::failingCall(1), LumoException); }),
               "\n      [Lumo2D-Message] * Lumo, , ERROR: Condition [ v==42 failed ]\n\n"
               "* Lumo, Condition [ v==42 failed ]\n"
               "  " + std::string(__FILE__) + ":" + std::to_string(lumo_test::failLine) + "\n"

@@ -6,6 +6,7 @@
 #include <set>
 #include "DelaunayOracle.h"
 #include "Lumo_2D.h"
+#include "MessageText.h"
 #include "ScopedTempDir.h"
 #include "TriangulationBuilders.h"
 
@@ -106,9 +107,8 @@ TEST(Adjacency, TriangleOfADirectedEdge) {
     }
     // A null second vertex (the other assertions are rows of the misuse table).
     lumo_test::ScopedTempDir tmpDir;
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(dt.getAdjacentTriangle(h[0], nullptr), LumoException);
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("Condition [ p1!=0 failed ]"), std::string::npos);
+    EXPECT_NE(lumo_test::stdoutOf([&] { EXPECT_THROW(dt.getAdjacentTriangle(h[0], nullptr), LumoException); })
+                  .find("Condition [ p1!=0 failed ]"), std::string::npos);
 }
 
 // ---- convex hull -------------------------------------------------------------------------------------
@@ -138,9 +138,8 @@ TEST(CheckValidity, PassesOnAValidTriangulationAndDetectsABrokenNeighbourLink) {
     lumo_test::ScopedTempDir tmpDir;  // failures are drawn into PostScript files
     Lumo_2D dt;
     dt.insert(randomPoints(3000, 9));
-    testing::internal::CaptureStdout();
-    EXPECT_TRUE(dt.checkValidity(true, "random"));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Lumo_2D::CheckValidity(random) has been started\n");
+    EXPECT_EQ(lumo_test::stdoutOf([&] { EXPECT_TRUE(dt.checkValidity(true, "random")); }),
+              "Lumo_2D::CheckValidity(random) has been started\n");
     Triangle2* pT = nullptr;
     int i = 0;
     for (Triangle2* t : triangles(dt))
@@ -185,9 +184,8 @@ TEST(CheckValidity, DetectsANonDelaunayEdgeAndClockwiseCorners) {
     testing::internal::GetCapturedStdout();
     // Clockwise corners.
     a->setPropertiesAndOppT(pa, pb, s, nullptr, nullptr, b);
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(dt.checkValidity(false, "cw"));
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("Corners are not counterclockwise:"), std::string::npos);
+    EXPECT_NE(lumo_test::stdoutOf([&] { EXPECT_FALSE(dt.checkValidity(false, "cw")); })
+                  .find("Corners are not counterclockwise:"), std::string::npos);
 }
 
 // ---- statistics ------------------------------------------------------------------------------------------

@@ -239,15 +239,11 @@ TEST(SegmentChecker, ZeroLengthSegmentsAreWarnedAboutOnce) {
                       "segment's line away from a shared endpoint fails the assertion p1!=p2"));
     // The point on the line's endpoint overlaps it; the far one meets no box.
     std::vector<Segment2*> out;
-    testing::internal::CaptureStdout();
-    checker.getIllegalSegments(false, out);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(lumo_test::stdoutOf([&] { checker.getIllegalSegments(false, out); }), "");
     EXPECT_EQ(out, (std::vector<Segment2*>{s.vPointers[0], s.vPointers[2]}));
     SegmentSet plain;
     plain.add(0, 0, 1, 1);
-    testing::internal::CaptureStdout();
-    SegmentChecker quiet(plain.vPointers);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(lumo_test::stdoutOf([&] { SegmentChecker quiet(plain.vPointers); }), "");
 }
 
 // The illegal sets and the intersectors with their types: against brute force in the randomized
@@ -274,15 +270,12 @@ TEST(SegmentChecker, WrongQuestionsWarnAndLeaveTheOutputUnset) {
     };
     Point2 ip(7, 7);
     for (const auto& k : aCases) {
-        testing::internal::CaptureStdout();
-        EXPECT_FALSE(checker.getIntersectionPoint(k.sit, *a, *k.other, ip));
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), k.message);
+        EXPECT_EQ(lumo_test::stdoutOf([&] { EXPECT_FALSE(checker.getIntersectionPoint(k.sit, *a, *k.other, ip)); }),
+                  k.message);
     }
     EXPECT_EQ(ip, Point2(7, 7));
     Segment2 piece(Point2(9, 9), Point2(9, 9));
-    testing::internal::CaptureStdout();
-    EXPECT_FALSE(checker.getIntersectionSegment(*a, *b, piece));
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(lumo_test::stdoutOf([&] { EXPECT_FALSE(checker.getIntersectionSegment(*a, *b, piece)); }),
               warning("SegmentChecker::getIntersectionSegment()", "segments seem to be non-collinear"));
     EXPECT_EQ(piece, Segment2(Point2(9, 9), Point2(9, 9)));
 }

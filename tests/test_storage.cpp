@@ -5,6 +5,7 @@
 #include <array>
 #include "DelaunayOracle.h"
 #include "HC2.h"
+#include "MessageText.h"
 #include "ScopedTempDir.h"
 #include "SimplePool.h"
 #include "TriangulationBuilders.h"
@@ -29,9 +30,8 @@ TEST(SimplePool, BlockSizesAddressesAndSecondInit) {
         int i = 0;
         for (Point2* p : s) i += p->x() == p->y();  // and stable: nothing was overwritten
         EXPECT_EQ(i, c.n);
-        testing::internal::CaptureStdout();
-        pool.init(4);
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), "SimplePool::init(..), ERROR: This pool is already initialized\n");
+        EXPECT_EQ(lumo_test::stdoutOf([&] { pool.init(4); }),
+                  "SimplePool::init(..), ERROR: This pool is already initialized\n");
         EXPECT_EQ(pool.getBlockSizes().size(), c.sizes.size() + 1);
     }
 }
@@ -68,9 +68,8 @@ TEST(Dt2Pools, RecycledTrianglesAreCountedOnceAndNotFresh) {
 
 TEST(HC2, InvalidBitLengthAndTheFirstLevel) {
     for (int bits : {31, 34}) {
-        testing::internal::CaptureStdout();
-        HC2 hc(0, 0, 1, 1, bits);
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), "\n      [Lumo2D-Message] HC2::HC2(..), ERROR: invalid bitlength\n\n");
+        EXPECT_EQ(lumo_test::stdoutOf([&] { HC2 hc(0, 0, 1, 1, bits); }),
+                  "\n      [Lumo2D-Message] HC2::HC2(..), ERROR: invalid bitlength\n\n");
     }
     // One level (2 bits): state 0, position table row 0 = 0, 1, 3, 2 for d = bitY + 2*bitX.
     HC2 hc(0, 0, 2, 2, 2);
@@ -140,14 +139,11 @@ TEST(VertexVault, UnknownVertexAndDuplicateRegisteredTwice) {
     Point2* p = dt.insert(Point2(0, 0));
     Point2 q(0, 0);
     VertexVault& vault = dt.getVertexVault();
-    testing::internal::CaptureStdout();
-    vault.getIdxOfActiveVtx(&q);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(lumo_test::stdoutOf([&] { vault.getIdxOfActiveVtx(&q); }),
               "\n      [Lumo2D-Message] VertexVault::getIdxOfActiveVtx, ERROR: pQuery not found\n\n");
     vault.registerDup(&q, p);
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(vault.registerDup(&q, p), LumoException);
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("Condition [ bInserted failed ]"), std::string::npos);
+    EXPECT_NE(lumo_test::stdoutOf([&] { EXPECT_THROW(vault.registerDup(&q, p), LumoException); })
+                  .find("Condition [ bInserted failed ]"), std::string::npos);
 }
 
 TEST(VertexVault, FakeBoxCorners) {
@@ -161,9 +157,8 @@ TEST(VertexVault, FakeBoxCorners) {
     ASSERT_TRUE(vault.hasFakeBox());
     EXPECT_EQ(vault.getFakeBoxCorner(0)->x(), -0.5);
     EXPECT_EQ(vault.getFakeBoxCorner(0)->y(), -0.25);
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(vault.getFakeBoxCorner(4), LumoException);
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("vFakeBoxHandles.size()>i"), std::string::npos);
+    EXPECT_NE(lumo_test::stdoutOf([&] { EXPECT_THROW(vault.getFakeBoxCorner(4), LumoException); })
+                  .find("vFakeBoxHandles.size()>i"), std::string::npos);
     vault.removeFakeBox();
     EXPECT_FALSE(vault.hasFakeBox());
 }

@@ -184,18 +184,15 @@ TEST(Vector2, ArithmeticLengthsAndNormalize) {
         {Vector2(0, 0), 0, 0, "warning: normalize(const Vector2& other), Null length vector!\n"},
         {Vector2(3, -4), 0.6, -0.8, ""}};
     for (const auto& c : aCases) {
-        testing::internal::CaptureStdout();
-        EXPECT_EQ(xy(normalize(c.v)), xy(c.x, c.y));
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), c.out);
+        EXPECT_EQ(lumo_test::stdoutOf([&] { EXPECT_EQ(xy(normalize(c.v)), xy(c.x, c.y)); }), c.out);
     }
 }
 
 TEST(Vector2, OrthogonalVectorPointsLeft) {
     // (vector, its left unit normal); the null vector silently gives itself
     const double aCases[5][4] = {{0, 0, 0, 0}, {2, 0, 0, 1}, {0, -3, 1, 0}, {-5, 0, 0, -1}, {0, 0.5, -1, 0}};
-    testing::internal::CaptureStdout();
-    for (const auto& c : aCases) EXPECT_EQ(xy(Vector2(c[0], c[1]).orthogonalVector()), xy(c[2], c[3])) << c[0];
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    for (const auto& c : aCases)
+        EXPECT_EQ(lumo_test::stdoutOf([&] { EXPECT_EQ(xy(Vector2(c[0], c[1]).orthogonalVector()), xy(c[2], c[3])); }), "");
     std::mt19937_64 gen(22);
     std::uniform_real_distribution<double> uni(-1, 1);
     std::uniform_int_distribution<int> expo(-300, 300);

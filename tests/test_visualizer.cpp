@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 #include "Lumo_2D.h"
+#include "MessageText.h"
 #include "ScopedTempDir.h"
 
 using namespace ORBI_LUMO2D;
@@ -258,9 +259,7 @@ TEST_F(Drawing, SecondWriteWarnsAndLateAddIsAnAssertion) {
     vis.addObject(Point2(0, 0), Color());
     vis.writeFile();
     testing::internal::GetCapturedStdout();
-    testing::internal::CaptureStdout();
-    vis.writeFile();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(lumo_test::stdoutOf([&] { vis.writeFile(); }),
               "\n      [Lumo2D-Message] Visualizer2::writeFile(), WARNING: No effect. File has already been closed\n\n");
     testing::internal::CaptureStdout();
     EXPECT_THROW(vis.addObject(Point2(1, 1), Color()), LumoException);

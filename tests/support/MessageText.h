@@ -1,5 +1,6 @@
 // The library's message lines as the tests expect them, for exact comparisons of captured output.
 #pragma once
+#include <gtest/gtest.h>
 #include <cctype>
 #include <string>
 
@@ -10,6 +11,13 @@ inline std::string message(const std::string& where, const char* kind, const std
 }
 inline std::string warning(const std::string& where, const std::string& text) { return message(where, "WARNING", text); }
 inline std::string error(const std::string& where, const std::string& text) { return message(where, "ERROR", text); }
+
+// What f prints on standard output.
+template <class F> std::string stdoutOf(F&& f) {
+    testing::internal::CaptureStdout();
+    f();
+    return testing::internal::GetCapturedStdout();
+}
 
 // The report of a failed assertion, with its source position masked as normalized() does.
 inline std::string assertion(const std::string& condition, const std::string& function) {
