@@ -15,6 +15,7 @@
 #include "GeomTest.h"
 #include "HC2.h"
 #include "MessageText.h"
+#include "ScopedTempDir.h"
 #include "Lumo_2D.h"
 
 using namespace ORBI_LUMO2D;
@@ -401,6 +402,7 @@ TEST(FreeOrientation, BothVariantsAgreeWithTheOracleWhileTheSharedBoundGrows) {
 }
 
 TEST(FreeOrientation, NullPointersAreAssertions) {
+    lumo_test::ScopedTempDir tmp;  // the assertions write the log file
     const Point2 a(0, 0), b(1, 0);
     for (int which = 0; which < 3; ++which) {
         const Point2* p[3] = {&a, &b, &a};
@@ -563,28 +565,20 @@ TEST(InCircle, FilterDecidesOrdinaryInputs) {
 
 // ---- exact line intersection ---------------------------------------------------------------------------
 
-TEST(Intersection, DocumentedCases) {
+// Parallel lines, collinear overlapping ones among them, are assertions; the object stays usable.
+TEST(Intersection, ParallelSegmentsAreAssertions) {
+    lumo_test::ScopedTempDir tmp;  // the assertions write the log file
     GeomTest g;
-    const Point2 r = g.getIntersectionCoords_gmp(Segment2(Point2(0, 0), Point2(2, 2)), Segment2(Point2(0, 2), Point2(2, 0)));
-    EXPECT_EQ(r.x(), 1.0);
-    EXPECT_EQ(r.y(), 1.0);
-    EXPECT_EQ(r.getCustomIndex(), -1);
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(g.getIntersectionCoords_gmp(Segment2(Point2(0, 0), Point2(1, 0)), Segment2(Point2(0, 1), Point2(1, 1))),
-                 LumoException);
-    const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(out.find("\n      [Lumo2D-Message] GeomTest::getIntersectionCoords(), ERROR: denom=0 -> parallel segments\n\n"),
-              0u) << out;
-    EXPECT_NE(out.find("Condition [ false failed ]"), std::string::npos);
-    EXPECT_NE(out.find("  Function: ORBI_LUMO2D::GeomTest::getIntersectionCoords_gmp()\n"), std::string::npos) << out;
-    // collinear overlapping segments are parallel too
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(g.getIntersectionCoords_gmp(Segment2(Point2(0, 0), Point2(2, 2)), Segment2(Point2(1, 1), Point2(3, 3))),
-                 LumoException);
-    testing::internal::GetCapturedStdout();
-    // the object stays usable after the failure
-    const Point2 s = g.getIntersectionCoords_gmp(Segment2(Point2(0, 0), Point2(4, 0)), Segment2(Point2(1, -1), Point2(1, 1)));
-    EXPECT_EQ(s, Point2(1, 0));
+    for (const Segment2& t : {Segment2(Point2(0, 1), Point2(1, 1)), Segment2(Point2(-1, 0), Point2(3, 0))}) {
+        const std::string out = lumo_test::stdoutOf([&] {
+            EXPECT_THROW(g.getIntersectionCoords_gmp(Segment2(Point2(0, 0), Point2(1, 0)), t), LumoException);
+        });
+        EXPECT_EQ(lumo_test::normalized(out),
+                  lumo_test::error("GeomTest::getIntersectionCoords()", "denom=0 -> parallel segments") +
+                      lumo_test::assertion("false", "ORBI_LUMO2D::GeomTest::getIntersectionCoords_gmp"));
+    }
+    EXPECT_EQ(g.getIntersectionCoords_gmp(Segment2(Point2(0, 0), Point2(4, 0)), Segment2(Point2(1, -1), Point2(1, 1))),
+              Point2(1, 0));
 }
 
 TEST(Intersection, TruncationOfTheExactPoint) {
