@@ -11,6 +11,7 @@
 #include <functional>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include "Lumo_2D.h"
 #include "MessageText.h"
 #include "ScopedTempDir.h"
@@ -110,52 +111,39 @@ TEST(Files, ReadersOnHandMadeFiles) {
     const struct {
         const char* what;
         std::string bytes;
-        bool bSegments;            // which reader
+        int reader;                // points, segments, text
         bool ok;
         std::string message;       // after the file name
         std::vector<double> got;   // x, y of the points (or source and target of the segments)
     } aCases[] = {
-        {"3D points drop z", Bytes().i32(30).u64(2).d({0, -0.5, 1000, 1, -1.5, 1001}).s, false, true, "", {0, -0.5, 1, -1.5}},
-        {"3D segments drop z", Bytes().i32(31).u64(1).d({1, 2, 100, 3, 4, 200}).s, true, true, "", {1, 2, 3, 4}},
-        {"segments as points", Bytes().i32(21).u64(0).s, false, false, " has wrong filetype 21, expected: 30 or 20", {}},
-        {"3D segments as points", Bytes().i32(31).u64(0).s, false, false, " has wrong filetype 31, expected: 30 or 20", {}},
-        {"points as segments", header20, true, false, " has wrong file type: 20 instead of 31 or 21", {}},
-        {"truncated points keep whole records", Bytes().i32(20).u64(5).d({1, 2, 3, 4, 5}).s, false, false, " is truncated", {1, 2, 3, 4}},
-        {"truncated segments keep whole records", Bytes().i32(21).u64(3).d({1, 2, 3, 4, 5, 6}).s, true, false, " is truncated", {1, 2, 3, 4}},
-        {"empty file", "", false, false, " is truncated", {}},
-        {"three bytes", header20.substr(0, 3), true, false, " is truncated", {}},
-        {"type without count", header20.substr(0, 4), false, false, " is truncated", {}},
+        {"3D points drop z", Bytes().i32(30).u64(2).d({0, -0.5, 1000, 1, -1.5, 1001}).s, 0, true, "", {0, -0.5, 1, -1.5}},
+        {"3D segments drop z", Bytes().i32(31).u64(1).d({1, 2, 100, 3, 4, 200}).s, 1, true, "", {1, 2, 3, 4}},
+        {"segments as points", Bytes().i32(21).u64(0).s, 0, false, " has wrong filetype 21, expected: 30 or 20", {}},
+        {"3D segments as points", Bytes().i32(31).u64(0).s, 0, false, " has wrong filetype 31, expected: 30 or 20", {}},
+        {"points as segments", header20, 1, false, " has wrong file type: 20 instead of 31 or 21", {}},
+        {"truncated points keep whole records", Bytes().i32(20).u64(5).d({1, 2, 3, 4, 5}).s, 0, false, " is truncated", {1, 2, 3, 4}},
+        {"truncated segments keep whole records", Bytes().i32(21).u64(3).d({1, 2, 3, 4, 5, 6}).s, 1, false, " is truncated", {1, 2, 3, 4}},
+        {"empty file", "", 0, false, " is truncated", {}},
+        {"three bytes", header20.substr(0, 3), 1, false, " is truncated", {}},
+        {"type without count", header20.substr(0, 4), 0, false, " is truncated", {}},
         // With the type present, the segment reader first names the wrong type.
-        {"type without count, segments", header20.substr(0, 11), true, false, " has wrong file type: 20 instead of 31 or 21", {}},
+        {"type without count, segments", header20.substr(0, 11), 1, false, " has wrong file type: 20 instead of 31 or 21", {}},
+        {"text takes any whitespace", "1 2\n\n  3\t4\r\n-5e-1 +6 ", 2, true, "", {1, 2, 3, 4, -0.5, 6}},
     };
     for (const auto& c : aCases) {
         SCOPED_TRACE(c.what);
         std::ofstream("f", std::ios::binary) << c.bytes;
         std::vector<double> got;
         testing::internal::CaptureStdout();
-        bool ok;
-        if (c.bSegments) {
-            std::vector<Segment2> v;
-            ok = readSegmentsBIN("f", v);
-            for (const Segment2& s : v) got.insert(got.end(), {s.getSrc().x(), s.getSrc().y(), s.getTrg().x(), s.getTrg().y()});
-        } else {
-            std::vector<Point2> v;
-            ok = readPointsBIN("f", v);
-            for (const Point2& p : v) got.insert(got.end(), {p.x(), p.y()});
-        }
+        std::vector<Point2> v;
+        std::vector<Segment2> vSeg;
+        const bool ok = c.reader == 0 ? readPointsBIN("f", v) : c.reader == 1 ? readSegmentsBIN("f", vSeg) : readXY("f", v);
+        for (const Point2& p : v) got.insert(got.end(), {p.x(), p.y()});
+        for (const Segment2& s : vSeg) got.insert(got.end(), {s.getSrc().x(), s.getSrc().y(), s.getTrg().x(), s.getTrg().y()});
         EXPECT_EQ(testing::internal::GetCapturedStdout(), c.message.empty() ? "" : "f" + c.message + "\n");
         EXPECT_EQ(ok, c.ok);
         EXPECT_EQ(got, c.got);
     }
-}
-
-TEST(Files, ReadXYTakesAnyWhitespace) {
-    lumo_test::ScopedTempDir tmp;
-    std::ofstream("xy.txt") << "1 2\n\n  3\t4\r\n-5e-1 +6 ";
-    std::vector<Point2> out;
-    EXPECT_EQ(lumo_test::stdoutOf([&] { EXPECT_TRUE(readXY("xy.txt", out)); }), "");
-    EXPECT_EQ(out, (std::vector<Point2>{Point2(1, 2), Point2(3, 4), Point2(-0.5, 6)}));
-    EXPECT_EQ(out[2].getCustomIndex(), -1);
 }
 
 TEST(Files, ADirectoryIsNeitherReadNorWritten) {
@@ -178,9 +166,7 @@ TEST(Files, ADirectoryIsNeitherReadNorWritten) {
 // ---- version ------------------------------------------------------------------------
 
 TEST(Version, NumbersAndText) {
-    EXPECT_EQ(getMajorVersionNumber(), 1);
-    EXPECT_EQ(getMinorVersionNumber(), 81);
-    EXPECT_EQ(getRevisionNumber(), 493);
-    EXPECT_TRUE(isRelease());
+    EXPECT_EQ(std::make_tuple(getMajorVersionNumber(), getMinorVersionNumber(), getRevisionNumber(), isRelease()),
+              std::make_tuple(1, 81, 493, true));
     EXPECT_EQ(getLumo2DVersion(), "Lumo2D 1.81.493");
 }
