@@ -35,6 +35,13 @@ std::pair<double, double> xy(double x, double y) { return {x, y}; }
 // The two corners of a box, for one-line comparisons.
 std::pair<Point2, Point2> corners(const Bbox2& b) { return {b.getMinPoint(), b.getMaxPoint()}; }
 std::pair<Point2, Point2> corners(Point2 lo, Point2 hi) { return {lo, hi}; }
+// A box over two corners.
+Bbox2 boxOf(Point2 lo, Point2 hi) {
+    Bbox2 b;
+    b.add(lo);
+    b.add(hi);
+    return b;
+}
 using lumo_test::warning;
 } // namespace
 
@@ -258,8 +265,7 @@ TEST(Bbox2, InflateIfDegenerateMovesOnlyTheUpperEnd) {
     box.add(Point2(1, 2));
     box.inflateIfDegenerate(0.5);
     EXPECT_EQ(corners(box), corners(Point2(1, 2), Point2(1.5, 2.5)));
-    flat.add(Point2(0, 2));
-    flat.add(Point2(4, 2));
+    flat = boxOf(Point2(0, 2), Point2(4, 2));
     flat.inflateIfDegenerate(1.0);
     EXPECT_EQ(corners(flat), corners(Point2(0, 2), Point2(4, 3)));
 }
@@ -279,9 +285,7 @@ TEST(Bbox2, SingleAddUsesTheElseRangeAddDoesNot) {
 }
 
 TEST(Bbox2, PlusMergesInPlaceAndReturnsACopy) {
-    Bbox2 a, b, fresh, c;
-    b.add(Point2(1, 2));
-    b.add(Point2(3, 4));
+    Bbox2 a, b = boxOf(Point2(1, 2), Point2(3, 4)), fresh, c;
     // valid + fresh: warning, unchanged
     testing::internal::CaptureStdout();
     const Bbox2 r0 = b + fresh;
@@ -296,8 +300,7 @@ TEST(Bbox2, PlusMergesInPlaceAndReturnsACopy) {
     EXPECT_FALSE(a.isValid());
     EXPECT_EQ(corners(r1), corners(b));
     // both valid: the union, in place; the other box is untouched
-    c.add(Point2(-1, 3));
-    c.add(Point2(2, 10));
+    c = boxOf(Point2(-1, 3), Point2(2, 10));
     const Bbox2 r2 = b + c;
     EXPECT_EQ(corners(b), corners(Point2(-1, 2), Point2(3, 10)));
     EXPECT_EQ(corners(r2), corners(b));
@@ -326,9 +329,7 @@ TEST(Bbox2, GrowingSetsTheLinkedBoundAddingDoesNot) {
     // the bound covers every point of the grown box: an exact answer anywhere inside it
     const Point2 p0(-25, -10), p1(35, 14), p2(5, 2);
     EXPECT_EQ(g.getOrientation2(&p0, &p1, &p2), ORIENTATION2_COLLINEAR);
-    Bbox2 plain;  // without a link nothing else happens
-    plain.add(Point2(-1, -1));
-    plain.add(Point2(1, 1));
+    Bbox2 plain = boxOf(Point2(-1, -1), Point2(1, 1));  // without a link nothing else happens
     plain.doubleTheBox();
     EXPECT_EQ(corners(plain), corners(Point2(-2, -2), Point2(2, 2)));
     GeomTest h;  // the largest absolute coordinate may be a minimum
@@ -340,9 +341,7 @@ TEST(Bbox2, GrowingSetsTheLinkedBoundAddingDoesNot) {
 }
 
 TEST(Bbox2, CenterIntersectInclusionAndCorners) {
-    Bbox2 box;
-    box.add(Point2(0, 0));
-    box.add(Point2(4, 2));
+    const Bbox2 box = boxOf(Point2(0, 0), Point2(4, 2));
     const Point2 c = box.computeCenter();
     EXPECT_EQ(c, Point2(2, 1));
     EXPECT_EQ(c.getCustomIndex(), -1);
@@ -353,16 +352,12 @@ TEST(Bbox2, CenterIntersectInclusionAndCorners) {
     const struct { Point2 lo, hi; bool b; } aOther[] = {
         {Point2(4, 2), Point2(5, 5), true}, {Point2(4.5, 0), Point2(5, 1), false}, {Point2(1, 1), Point2(1, 1), true}};
     for (const auto& o : aOther) {
-        Bbox2 other;
-        other.add(o.lo);
-        other.add(o.hi);
+        const Bbox2 other = boxOf(o.lo, o.hi);
         EXPECT_EQ(box.doIntersect(other), o.b) << o.lo;
         EXPECT_EQ(other.doIntersect(box), o.b) << o.lo;
     }
     // corners counterclockwise from the lower left, appended
-    Bbox2 b2;
-    b2.add(Point2(1, 2));
-    b2.add(Point2(3, 5));
+    const Bbox2 b2 = boxOf(Point2(1, 2), Point2(3, 5));
     std::vector<Point2> v{Point2(9, 9)};
     b2.getCorners(v);
     EXPECT_EQ(v, (std::vector<Point2>{Point2(9, 9), Point2(1, 2), Point2(3, 2), Point2(3, 5), Point2(1, 5)}));
