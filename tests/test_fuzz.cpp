@@ -4,6 +4,7 @@
 // LUMO2D_FUZZ_ROUNDS (and LUMO2D_FUZZ_SEED) to run longer or elsewhere.
 #include <gtest/gtest.h>
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -37,21 +38,17 @@ struct Silence {
 // Coordinates that make predicates work: a small integer grid (duplicates, collinear runs,
 // cocircular squares), scaled to huge or tiny magnitudes or shifted far from the origin, and
 // now and then a value that is not finite.
-double coordinate(std::mt19937& rng, int grid, double scale, double shift) {
-    std::uniform_int_distribution<int> cell(0, grid), rare(0, 199);
-    const int r = rare(rng);
-    if (r == 0) return std::nan("");
-    if (r == 1) return HUGE_VAL;
-    if (r == 2) return -HUGE_VAL;
-    return shift + scale * cell(rng);
-}
-void randomShape(std::mt19937& rng, int& grid, double& scale, double& shift) {
-    const double aScales[] = {1.0, 0x1p-40, 0x1p+40, 0.1, 1e-300, 1e300};
-    const double aShifts[] = {0.0, 1e15, -3.5, 0x1p+52};
-    grid = std::uniform_int_distribution<int>(1, 8)(rng);
-    scale = aScales[rng() % 6];
-    shift = aShifts[rng() % 4];
-}
+struct Shape {
+    std::mt19937& rng;
+    int grid = std::uniform_int_distribution<int>(1, 8)(rng);
+    double scale = std::array<double, 6>{1.0, 0x1p-40, 0x1p+40, 0.1, 1e-300, 1e300}[rng() % 6];
+    double shift = std::array<double, 4>{0.0, 1e15, -3.5, 0x1p+52}[rng() % 4];
+    double operator()() {
+        std::uniform_int_distribution<int> cell(0, grid), rare(0, 199);
+        const int r = rare(rng);
+        return r == 0 ? std::nan("") : r == 1 ? HUGE_VAL : r == 2 ? -HUGE_VAL : shift + scale * cell(rng);
+    }
+};
 } // namespace
 
 // ---- file readers -------------------------------------------------------------------------------
@@ -103,7 +100,6 @@ TEST(Fuzz, FileReadersOnRandomBytes) {
 
         // Text: numbers, words and whitespace; the reader takes the pairs before the first word.
         std::ostringstream text;
-        size_t numNumbers = 0;
         bool bWordSeen = false;
         std::vector<double> vNumbers;
         for (size_t k = rng() % 12; k-- > 0;) {
@@ -116,7 +112,7 @@ TEST(Fuzz, FileReadersOnRandomBytes) {
             const double v = std::ldexp(double(int(rng() % 2001) - 1000), int(rng() % 61) - 30);
             text.precision(17);
             text << v << aSpace[rng() % 4];
-            if (!bWordSeen) ++numNumbers, vNumbers.push_back(v);
+            if (!bWordSeen) vNumbers.push_back(v);
         }
         std::ofstream("f.txt") << text.str();
         std::vector<Point2> vXY;
@@ -124,7 +120,7 @@ TEST(Fuzz, FileReadersOnRandomBytes) {
             Silence quiet;
             EXPECT_TRUE(readXY("f.txt", vXY));
         }
-        ASSERT_EQ(vXY.size(), numNumbers / 2) << text.str();
+        ASSERT_EQ(vXY.size(), vNumbers.size() / 2) << text.str();
         for (size_t i = 0; i < vXY.size(); ++i) EXPECT_EQ(vXY[i], Point2(vNumbers[2 * i], vNumbers[2 * i + 1]));
     }
 }
@@ -135,15 +131,13 @@ TEST(Fuzz, InsertionOfDegeneratePointSets) {
     std::mt19937 rng(baseSeed + 1);
     for (size_t round = 0; round < numRounds * 4; ++round) {
         SCOPED_TRACE("round " + std::to_string(round) + ", seed " + std::to_string(baseSeed + 1));
-        int grid;
-        double scale, shift;
-        randomShape(rng, grid, scale, shift);
+        Shape coordinate{rng};
         Lumo_2D dt;
         std::vector<Point2> vFinite;
         Silence quiet;  // refused points are announced
         for (int batch = int(rng() % 4); batch >= 0; --batch) {
             std::vector<Point2> v(rng() % 60);
-            for (Point2& p : v) p = Point2(coordinate(rng, grid, scale, shift), coordinate(rng, grid, scale, shift));
+            for (Point2& p : v) p = Point2(coordinate(), coordinate());
             std::vector<Point2*> vHandles(v.size(), nullptr);
             switch (rng() % 3) {
             case 0:
@@ -204,14 +198,11 @@ TEST(Fuzz, SegmentCheckerOnDegenerateSegmentSets) {
     std::mt19937 rng(baseSeed + 2);
     for (size_t round = 0; round < numRounds; ++round) {
         SCOPED_TRACE("round " + std::to_string(round) + ", seed " + std::to_string(baseSeed + 2));
-        int grid;
-        double scale, shift;
-        randomShape(rng, grid, scale, shift);
+        Shape coordinate{rng};
         std::vector<Segment2> vStore(rng() % 30);
         for (Segment2& s : vStore) {
-            const double x = coordinate(rng, grid, scale, shift), y = coordinate(rng, grid, scale, shift);
-            s = rng() % 8 == 0 ? Segment2(Point2(x, y), Point2(x, y))
-                               : Segment2(Point2(x, y), Point2(coordinate(rng, grid, scale, shift), coordinate(rng, grid, scale, shift)));
+            const double x = coordinate(), y = coordinate();
+            s = rng() % 8 == 0 ? Segment2(Point2(x, y), Point2(x, y)) : Segment2(Point2(x, y), Point2(coordinate(), coordinate()));
         }
         std::vector<Segment2*> v;
         for (Segment2& s : vStore) v.push_back(rng() % 25 == 0 ? nullptr : &s);
