@@ -36,11 +36,7 @@ double filteredDet(const Point2& p0, const Point2& p1, const Point2& p2) {
     return (p1.y() - p2.y()) * (p0.x() - p2.x()) - (p0.y() - p2.y()) * (p1.x() - p2.x());
 }
 
-double ulpsAway(double v, int k) {
-    for (; k > 0; --k) v = std::nextafter(v, HUGE_VAL);
-    for (; k < 0; ++k) v = std::nextafter(v, -HUGE_VAL);
-    return v;
-}
+using lumo_oracle::ulpsAway;
 
 struct Rng {
     std::mt19937_64 gen;

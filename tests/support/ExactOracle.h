@@ -3,6 +3,7 @@
 // determinants are plain integer polynomials. Deliberately shares no code with GeomTest.
 #pragma once
 #include <gmp.h>
+#include <cmath>
 #include <string>
 
 namespace lumo_oracle {
@@ -22,6 +23,13 @@ bool lineIntersection(const double p[8], mpq_t x, mpq_t y);
 bool isTruncation(double r, const mpq_t q);
 // Whether r is one of the two doubles enclosing q (or equal to it).
 bool isFaithful(double r, const mpq_t q);
+
+// v moved k doubles up (k > 0) or down (k < 0).
+inline double ulpsAway(double v, int k) {
+    for (; k > 0; --k) v = std::nextafter(v, HUGE_VAL);
+    for (; k < 0; ++k) v = std::nextafter(v, -HUGE_VAL);
+    return v;
+}
 
 // 128-bit integer versions for integer-valued inputs (|coordinate| < 2^20 for inCircle,
 // < 2^53 for orient): an oracle for the oracle.
