@@ -19,12 +19,7 @@
 using namespace ORBI_LUMO2D;
 
 namespace {
-std::string readBytes(const std::string& name) {
-    std::ifstream f(name, std::ios::binary);
-    std::stringstream ss;
-    ss << f.rdbuf();
-    return ss.str();
-}
+using lumo_test::readFile;
 
 // Little builder for hand-made files: appends raw native values.
 struct Bytes {
@@ -70,7 +65,7 @@ TEST(Files, WrittenBytesAreTypeCountThenPackedCoordinates) {
     };
     for (const auto& c : aCases) {
         ASSERT_TRUE(c.write());
-        EXPECT_EQ(readBytes("f"), c.bytes);
+        EXPECT_EQ(readFile("f"), c.bytes);
     }
 }
 
@@ -82,8 +77,8 @@ TEST(Files, RoundTripsAreBitExactAndPointerOverloadsWriteTheSame) {
     for (Point2& p : pts) ptrs.push_back(&p);
     ASSERT_TRUE(writePointsBIN("v.bin", pts) && writePointsBIN("p.bin", ptrs));
     ASSERT_TRUE(writePointsASCII("v.txt", pts) && writePointsASCII("p.txt", ptrs));
-    EXPECT_EQ(readBytes("v.bin"), readBytes("p.bin"));
-    EXPECT_EQ(readBytes("v.txt"), readBytes("p.txt"));
+    EXPECT_EQ(readFile("v.bin"), readFile("p.bin"));
+    EXPECT_EQ(readFile("v.txt"), readFile("p.txt"));
     std::vector<Segment2> segs;
     for (size_t i = 0; i + 1 < pts.size(); ++i) segs.emplace_back(pts[i], pts[i + 1]);
     ASSERT_TRUE(writeSegmentsBIN("s.bin", segs));
