@@ -2,6 +2,7 @@
 // and randomized comparisons with an exact all-pairs classification on degenerate data.
 #include <gtest/gtest.h>
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <memory>
 #include <random>
@@ -23,13 +24,16 @@ using lumo_test::warning;
 struct SegmentSet {
     std::vector<std::unique_ptr<Segment2>> vOwned;
     std::vector<Segment2*> vPointers;
+    SegmentSet(std::initializer_list<std::array<double, 4>> l = {}) {
+        for (const auto& c : l) add(c[0], c[1], c[2], c[3]);
+    }
     Segment2* add(double x0, double y0, double x1, double y1) {
         vOwned.emplace_back(new Segment2(Point2(x0, y0), Point2(x1, y1)));
         vPointers.push_back(vOwned.back().get());
         return vPointers.back();
     }
+    Segment2* operator[](size_t i) const { return vPointers[i]; }
 };
-
 // Receiver that records every progress message.
 class Recorder : public MsgBase {
 public:
@@ -201,9 +205,8 @@ const PairCase aPairCases[] = {
 TEST(SegmentChecker, ClassificationTable) {
     lumo_test::ScopedTempDir tmp;  // the failing rows write the log file
     for (const PairCase& c : aPairCases) {
-        SegmentSet s;
-        Segment2* a = s.add(c.a[0], c.a[1], c.a[2], c.a[3]);
-        Segment2* b = s.add(c.b[0], c.b[1], c.b[2], c.b[3]);
+        SegmentSet s{{c.a[0], c.a[1], c.a[2], c.a[3]}, {c.b[0], c.b[1], c.b[2], c.b[3]}};
+        Segment2 *a = s[0], *b = s[1];
         testing::internal::CaptureStdout();  // the warning on zero-length segments
         SegmentChecker checker(s.vPointers);
         testing::internal::GetCapturedStdout();
@@ -227,10 +230,7 @@ TEST(SegmentChecker, ClassificationTable) {
 }
 
 TEST(SegmentChecker, ZeroLengthSegmentsAreWarnedAboutOnce) {
-    SegmentSet s;
-    s.add(0, 0, 4, 0);
-    s.add(9, 9, 9, 9);
-    s.add(4, 0, 4, 0);
+    SegmentSet s{{0, 0, 4, 0}, {9, 9, 9, 9}, {4, 0, 4, 0}};
     testing::internal::CaptureStdout();
     SegmentChecker checker(s.vPointers);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
@@ -241,8 +241,7 @@ TEST(SegmentChecker, ZeroLengthSegmentsAreWarnedAboutOnce) {
     std::vector<Segment2*> out;
     EXPECT_EQ(lumo_test::stdoutOf([&] { checker.getIllegalSegments(false, out); }), "");
     EXPECT_EQ(out, (std::vector<Segment2*>{s.vPointers[0], s.vPointers[2]}));
-    SegmentSet plain;
-    plain.add(0, 0, 1, 1);
+    SegmentSet plain{{0, 0, 1, 1}};
     EXPECT_EQ(lumo_test::stdoutOf([&] { SegmentChecker quiet(plain.vPointers); }), "");
 }
 
@@ -252,10 +251,8 @@ TEST(SegmentChecker, ZeroLengthSegmentsAreWarnedAboutOnce) {
 // ---- intersection geometry (the points and pieces themselves: see the randomized comparison) -----------
 
 TEST(SegmentChecker, WrongQuestionsWarnAndLeaveTheOutputUnset) {
-    SegmentSet s;
-    Segment2* a = s.add(0, 0, 2, 2);
-    Segment2* b = s.add(0, 2, 2, 0);
-    Segment2* c = s.add(5, 5, 6, 6);
+    SegmentSet s{{0, 0, 2, 2}, {0, 2, 2, 0}, {5, 5, 6, 6}};
+    Segment2 *a = s[0], *b = s[1], *c = s[2];
     SegmentChecker checker(s.vPointers);
     const std::string where = "SegmentChecker::getIntersectionPoint()";
     const std::string wrongType = warning(where, "wrong SegmentIntersectionType provided");
@@ -332,10 +329,7 @@ TEST(SegmentChecker, IllegalSegmentsReportProgressToSubscribers) {
 }
 
 TEST(SegmentChecker, DrawingsPrintTheirCounts) {
-    SegmentSet s;
-    s.add(0, 0, 2, 2);
-    s.add(0, 2, 2, 0);
-    s.add(5, 5, 6, 5);
+    SegmentSet s{{0, 0, 2, 2}, {0, 2, 2, 0}, {5, 5, 6, 5}};
     SegmentChecker checker(s.vPointers);
     const std::string allName = testing::TempDir() + "segcheck_all.ps";
     const std::string illegalName = testing::TempDir() + "segcheck_illegal.ps";
