@@ -56,8 +56,7 @@ TEST(PointReaders, ReadAllOrNothing) {
         EXPECT_EQ(out.empty(), bRead) << out;
         ASSERT_EQ(v.size(), 1 + c.xy.size() / 2) << c.text;
         for (size_t i = 1; i < v.size(); ++i) {
-            EXPECT_EQ(v[i].x(), c.xy[2 * i - 2]);
-            EXPECT_EQ(v[i].y(), c.xy[2 * i - 1]);
+            EXPECT_EQ(v[i], Point2(c.xy[2 * i - 2], c.xy[2 * i - 1]));
             EXPECT_EQ(v[i].getCustomIndex(), c.customIndices[i - 1]);
         }
     }
@@ -74,8 +73,7 @@ TEST(PointReaders, BinaryRoundTripAndFileErrors) {
     EXPECT_FALSE(readPointFile(nullptr, PFF_AUTO, back));
     const std::string out = testing::internal::GetCapturedStdout();
     EXPECT_EQ(format, PFF_BINARY);
-    ASSERT_EQ(back.size(), 2u);
-    EXPECT_TRUE(back[0] == v[0] && back[1] == v[1]);
+    EXPECT_EQ(back, v);
     EXPECT_NE(out.find("no_such_dir_r/x.txt: cannot be opened: No such file or directory\n"), std::string::npos) << out;
     EXPECT_STREQ(getString(PFF_NODE), "node");
 }
