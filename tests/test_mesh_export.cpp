@@ -20,6 +20,11 @@ namespace {
 using lumo_test::readFile;
 bool isDir(const std::string& p) { return std::filesystem::is_directory(p); }
 bool exists(const std::string& p) { return std::filesystem::exists(p); }
+size_t count(const std::string& text, const std::string& part) {
+    size_t n = 0;
+    for (size_t p = text.find(part); p != std::string::npos; p = text.find(part, p + 1)) ++n;
+    return n;
+}
 
 struct Obj {
     std::vector<std::pair<double, double>> vertices;
@@ -240,11 +245,6 @@ TEST_F(Export, TriangulationExport_ShowDrawsEveryTriangle) {
     const std::string counts =
         std::to_string(dt.numberOfPoints()) + " points, " + std::to_string(dt.numberOfTriangles()) + " triangles";
     const std::string ps = readFile("dt.ps"), svg = readFile("dt.svg");
-    auto count = [](const std::string& text, const std::string& part) {
-        size_t n = 0;
-        for (size_t p = text.find(part); p != std::string::npos; p = text.find(part, p + 1)) ++n;
-        return n;
-    };
     EXPECT_EQ(count(ps, "\nclosepath\n"), dt.numberOfTriangles());
     EXPECT_EQ(count(svg, "Z"), dt.numberOfTriangles());
     EXPECT_EQ(count(ps, "lineto\n") - 2 * dt.numberOfTriangles() - 3 /*header frame*/, vHull.size());
@@ -256,25 +256,16 @@ TEST_F(Export, TriangulationExport_ShowDrawsEveryTriangle) {
 TEST_F(Export, TriangulationExport_ShowIntoACallersDrawingUsesItsColour) {
     Lumo_2D dt;
     dt.insert(std::vector<Point2>{Point2(0, 0), Point2(2, 0), Point2(0, 2), Point2(2, 2)});
-    testing::internal::CaptureStdout();
-    {
+    lumo_test::stdoutOf([&] {
         Visualizer2 vis("mine.ps");
         dt.show(&vis, Color(CPURPLE, 0.5f, false));
         vis.addObject(Point2(1, 1), Color(CRED, 1.0f, false));
         vis.writeFile();
-    }
-    testing::internal::GetCapturedStdout();
+    });
     const std::string ps = readFile("mine.ps");
     EXPECT_NE(ps.find("stroke\n0.627\t0.125\t0.941\tsetrgbcolor\n0.5\tsetlinewidth\n"), std::string::npos);
-    size_t closepaths = 0;
-    for (size_t p = ps.find("\nclosepath\n"); p != std::string::npos; p = ps.find("\nclosepath\n", p + 1)) ++closepaths;
-    EXPECT_EQ(closepaths, 2u);
-    Lumo_2D empty;
-    testing::internal::CaptureStdout();
-    {
-        Visualizer2 vis("empty.ps");
-        empty.show(&vis, Color());
-    }
-    const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_NE(out.find(notFullDim), std::string::npos);
+    EXPECT_EQ(count(ps, "\nclosepath\n"), 2u);
+    Lumo_2D empty;  // a caller's drawing of an empty triangulation
+    const std::string out = lumo_test::stdoutOf([&] { Visualizer2 vis("empty.ps"); empty.show(&vis, Color()); });
+    EXPECT_NE(out.find(notFullDim), std::string::npos) << out;
 }
