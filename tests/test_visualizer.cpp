@@ -32,13 +32,7 @@ size_t countLines(const std::string& text, const std::string& line) {
 // Collects with add, writes the drawing and returns the file; standard output is swallowed.
 std::string draw(const std::function<void(Visualizer2&)>& add, DrawingFormat format = DF_POSTSCRIPT) {
     const std::string fn = format == DF_SVG ? "drawing.svg" : "drawing.ps";
-    testing::internal::CaptureStdout();
-    {
-        Visualizer2 vis(fn, format);
-        add(vis);
-        vis.writeFile();
-    }
-    testing::internal::GetCapturedStdout();
+    lumo_test::stdoutOf([&] { Visualizer2 vis(fn, format); add(vis); vis.writeFile(); });
     return readFile(fn);
 }
 
@@ -117,13 +111,8 @@ static void addSmallScene(Visualizer2& vis, const std::string& header) {
 
 TEST_F(Drawing, SmallSceneHasTheExactLayout) {
     const std::string fn = "vis_scene.ps";
-    testing::internal::CaptureStdout();
-    {
-        Visualizer2 vis(fn);
-        addSmallScene(vis, "hello");
-        vis.writeFile();
-    }
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Visualizer2:: Writing vis_scene.ps\n");
+    EXPECT_EQ(lumo_test::stdoutOf([&] { Visualizer2 vis(fn); addSmallScene(vis, "hello"); vis.writeFile(); }),
+              "Visualizer2:: Writing vis_scene.ps\n");
     std::vector<std::string> got = lines(readFile(fn));
     // The edition line's wording is free; its frame is not.
     ASSERT_GT(got.size(), 21u);
@@ -236,9 +225,7 @@ TEST_F(Drawing, HeaderLinesAreLimitedToTenOf120Characters) {
     EXPECT_EQ(out, "Visualizer2:: Writing header.ps\n"
                    "\n      [Lumo2D-Message] Visualizer2::addHeaderLine(), WARNING: skipping text [\"line10_____\"], "
                    "maximum number of header lines reached\n\n");
-    testing::internal::CaptureStdout();
-    vis.writeFile();
-    testing::internal::GetCapturedStdout();
+    lumo_test::stdoutOf([&] { vis.writeFile(); });
     std::string ps = readFile("header.ps");
     // ten lines of ten characters: font min(100/10-2, 12, 500/10) = 8, pitch 10
     EXPECT_NE(ps.find("\t/Times-Roman findfont 8 scalefont\n"), std::string::npos);
@@ -258,34 +245,31 @@ TEST_F(Drawing, SecondWriteWarnsAndLateAddIsAnAssertion) {
     Visualizer2 vis("twice.ps");
     vis.addObject(Point2(0, 0), Color());
     vis.writeFile();
-    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Visualizer2:: Writing twice.ps\n");
     EXPECT_EQ(lumo_test::stdoutOf([&] { vis.writeFile(); }),
               "\n      [Lumo2D-Message] Visualizer2::writeFile(), WARNING: No effect. File has already been closed\n\n");
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(vis.addObject(Point2(1, 1), Color()), LumoException);
-    EXPECT_THROW(vis.addHeaderLine("late"), LumoException);
-    const std::string out = testing::internal::GetCapturedStdout();
+    const std::string out = lumo_test::stdoutOf([&] {
+        EXPECT_THROW(vis.addObject(Point2(1, 1), Color()), LumoException);
+        EXPECT_THROW(vis.addHeaderLine("late"), LumoException);
+    });
     EXPECT_NE(out.find("Condition [ !bFileClosed failed ]"), std::string::npos);
 }
 
 TEST_F(Drawing, DestructorCompletesAnUnfinishedFileAndAnUnopenableOneIsSilent) {
-    testing::internal::CaptureStdout();
-    {
-        Visualizer2 vis("unfinished.ps");
-        vis.addObject(Segment2(Point2(0, 0), Point2(1, 1)), Color(CRED, 1.0f, false));
-    }
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(lumo_test::stdoutOf([] {
+                  Visualizer2 vis("unfinished.ps");
+                  vis.addObject(Segment2(Point2(0, 0), Point2(1, 1)), Color(CRED, 1.0f, false));
+              }),
               "Visualizer2:: Writing unfinished.ps\n"
               "Calling Visualizer2::writeFile() to complete an unfinished visualization [unfinished.ps]\n");
     const std::string ps = readFile("unfinished.ps");
     EXPECT_EQ(ps.substr(ps.size() - 33), "stroke\nstroke\nshowpage\n%%Trailer\n");
-    testing::internal::CaptureStdout();
-    {
-        Visualizer2 vis("no_such_dir_x/y/z.ps");
-        vis.addObject(Point2(0, 0), Color());
-        vis.writeFile();
-    }
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Visualizer2:: Writing no_such_dir_x/y/z.ps\n");
+    EXPECT_EQ(lumo_test::stdoutOf([] {
+                  Visualizer2 vis("no_such_dir_x/y/z.ps");
+                  vis.addObject(Point2(0, 0), Color());
+                  vis.writeFile();
+              }),
+              "Visualizer2:: Writing no_such_dir_x/y/z.ps\n");
 }
 
 TEST_F(Drawing, CirclesExtendTheBoxAndBreakPathsEveryFifty) {
