@@ -16,6 +16,7 @@
 #include "HC2.h"
 #include "MessageText.h"
 #include "ScopedTempDir.h"
+#include "TriangulationBuilders.h"
 #include "Lumo_2D.h"
 
 using namespace ORBI_LUMO2D;
@@ -75,19 +76,6 @@ void checkInCircle(GeomTest& g, Point2 a, Point2 b, Point2 c, const Point2& d) {
     ASSERT_EQ(g.inCircle(&a, &b, &c, &d), inCircleOracle(a, b, c, d))
         << std::hexfloat << a.x() << " " << a.y() << " " << b.x() << " " << b.y() << " " << c.x() << " " << c.y()
         << " " << d.x() << " " << d.y();
-}
-
-// Lattice points of x^2 + y^2 = r^2.
-std::vector<std::pair<int, int>> circlePoints(int r) {
-    std::vector<std::pair<int, int>> v;
-    for (int x = -r; x <= r; ++x) {
-        const int y2 = r * r - x * x;
-        const int y = static_cast<int>(std::lround(std::sqrt(double(y2))));
-        if (y * y != y2) continue;
-        v.emplace_back(x, y);
-        if (y != 0) v.emplace_back(x, -y);
-    }
-    return v;
 }
 
 } // namespace
@@ -433,14 +421,14 @@ TEST(InCircle, CocircularPythagoreanPointsAndOneUlpAcross) {
     GeomTest g;
     long long onCircle = 0;
     for (int r : {5, 25, 65, 85, 325, 1105, 5525}) {
-        const auto pts = circlePoints(r);
+        const std::vector<Point2> pts = lumo_test::latticeCircle(r);
         for (int i = 0; i < 300 * kScale; ++i) {
             const int ox = rng.integer(-100000, 100000), oy = rng.integer(-100000, 100000);
             const int e = rng.integer(-1000, 850) / (i % 4 == 0 ? 1 : 4) * (i % 4 == 0 ? 1 : 4);
             Point2 q[4];
             for (auto& v : q) {
                 const auto& lp = pts[rng.integer(0, int(pts.size()) - 1)];
-                v = Point2(std::ldexp(ox + lp.first, e), std::ldexp(oy + lp.second, e));
+                v = Point2(std::ldexp(ox + lp.x(), e), std::ldexp(oy + lp.y(), e));
             }
             if (q[0] == q[1] || q[1] == q[2] || q[0] == q[2]) continue;
             Point2 a = q[0], b = q[1], c = q[2];
