@@ -49,10 +49,8 @@ using lumo_test::warning;
 
 TEST(Point2, DefaultCopyAndStreamFormat) {
     const Point2 p;
-    EXPECT_EQ(p.x(), -1.7976931348623157e308);
-    EXPECT_EQ(p.y(), -1.7976931348623157e308);
-    EXPECT_EQ(p.getCustomIndex(), -1);
-    EXPECT_EQ(p.getIncidentTriangle(), nullptr);
+    EXPECT_EQ(p, Point2(-1.7976931348623157e308, -1.7976931348623157e308));
+    EXPECT_TRUE(p.getCustomIndex() == -1 && p.getIncidentTriangle() == nullptr);
     EXPECT_EQ(Point2(1.5, -2.5).getMaxAbs(), 2.5);
     EXPECT_EQ(Point2(-7, 3).getMaxAbs(), 7.0);
     // A copy (constructed or assigned) detaches from the triangulation and keeps the index.
