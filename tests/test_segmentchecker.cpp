@@ -256,11 +256,7 @@ TEST(SegmentChecker, WrongQuestionsWarnAndLeaveTheOutputUnset) {
     SegmentChecker checker(s.vPointers);
     const std::string where = "SegmentChecker::getIntersectionPoint()";
     const std::string wrongType = warning(where, "wrong SegmentIntersectionType provided");
-    const struct {
-        SegmentIntersectionType sit;
-        Segment2* other;
-        std::string message;
-    } aCases[] = {
+    const struct { SegmentIntersectionType sit; Segment2* other; std::string message; } aCases[] = {
         {SIT_ENDPOINT, b, warning(where, "SIT_ENDPOINT is a wrong SegmentIntersectionType for the preset segments")},
         {SIT_NONE, b, wrongType}, {SIT_SEGMENT, b, wrongType}, {SIT_UNINITIALIZED, b, wrongType},
         {SIT_POINT, c, wrongType},
