@@ -143,8 +143,7 @@ TEST(VertexVault, FakeBoxCorners) {
     box.add(Point2(100, 50));
     vault.installFakeBox(box);
     ASSERT_TRUE(vault.hasFakeBox());
-    EXPECT_EQ(vault.getFakeBoxCorner(0)->x(), -0.5);
-    EXPECT_EQ(vault.getFakeBoxCorner(0)->y(), -0.25);
+    EXPECT_EQ(*vault.getFakeBoxCorner(0), Point2(-0.5, -0.25));
     EXPECT_NE(lumo_test::stdoutOf([&] { EXPECT_THROW(vault.getFakeBoxCorner(4), LumoException); })
                   .find("vFakeBoxHandles.size()>i"), std::string::npos);
     vault.removeFakeBox();
