@@ -22,7 +22,7 @@ class ScratchWords {
 public:
     explicit ScratchWords(size_t n) : bytes(n * sizeof(uint64_t)) {
 #if defined(__linux__)
-        if (bytes >= (size_t(1) << 20)) {
+        if (bytes >= (size_t(256) << 10)) {
             void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
             if (p != MAP_FAILED) {
                 pWords = static_cast<uint64_t*>(p);

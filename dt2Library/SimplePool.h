@@ -13,6 +13,20 @@
 
 namespace ORBI_LUMO2D {
 
+// Faults in the whole pages of [p, p + bytes) with one system call: where page faults are
+// expensive (virtual machines), one call per few megabytes beats one fault per 4 KB page.
+inline void populateForWrite(void* p, size_t bytes) {
+#if defined(__linux__) && defined(MADV_POPULATE_WRITE)
+    const uintptr_t pageMask = 4095;
+    const uintptr_t lo = (reinterpret_cast<uintptr_t>(p) + pageMask) & ~pageMask;
+    const uintptr_t hi = (reinterpret_cast<uintptr_t>(p) + bytes) & ~pageMask;
+    if (hi > lo) madvise(reinterpret_cast<void*>(lo), hi - lo, MADV_POPULATE_WRITE);
+#else
+    (void)p;
+    (void)bytes;
+#endif
+}
+
 template <class T> class SimplePool {
 public:
     explicit SimplePool(int32_t maxBlockSize_) : maxBlockSize(maxBlockSize_) {}
@@ -109,20 +123,14 @@ private:
         populatedUpTo = 0;
     }
 
-    // Large blocks are faulted in ahead of use, a few megabytes at a time, with one system
-    // call instead of one page fault per 4 KB page; memory that is never handed out is never
-    // touched.
+    // Blocks of a quarter megabyte and more (the ones malloc maps from the system) are faulted
+    // in ahead of use, at most a few megabytes at a time; memory a few megabytes beyond the
+    // last record handed out is never touched.
     void populateAhead() {
         const int32_t chunk = int32_t((size_t(4) << 20) / sizeof(T));
         const int32_t last = std::min(capacity, populatedUpTo + chunk);
-#if defined(__linux__) && defined(MADV_POPULATE_WRITE)
-        if (capacity >= chunk) {
-            const uintptr_t pageMask = 4095;
-            const uintptr_t lo = (reinterpret_cast<uintptr_t>(pCurrent + populatedUpTo) + pageMask) & ~pageMask;
-            const uintptr_t hi = reinterpret_cast<uintptr_t>(pCurrent + last) & ~pageMask;
-            if (hi > lo) madvise(reinterpret_cast<void*>(lo), hi - lo, MADV_POPULATE_WRITE);
-        }
-#endif
+        if (size_t(capacity) * sizeof(T) >= (size_t(256) << 10))
+            populateForWrite(pCurrent + populatedUpTo, size_t(last - populatedUpTo) * sizeof(T));
         populatedUpTo = last;
     }
 

@@ -4,6 +4,7 @@
 #include <iostream>
 #include "Bbox2.h"
 #include "GeomTest.h"
+#include "SimplePool.h"
 #include "Triangle2.h"
 #include "tools.h"
 
@@ -14,6 +15,15 @@ VertexVault::~VertexVault() {
 }
 
 // ---- storage ------------------------------------------------------------------------------
+
+void VertexVault::reserve(size_t n) {
+    if (n <= vIdxVtxAct.capacity()) return;
+    vIdxVtxAct.reserve(n);
+    const size_t numUsed = vIdxVtxAct.size();
+    const size_t numNew = vIdxVtxAct.capacity() - numUsed;
+    if (numNew * sizeof(VaultEntry) >= (size_t(256) << 10))
+        populateForWrite(vIdxVtxAct.data() + numUsed, numNew * sizeof(VaultEntry));
+}
 
 void VertexVault::rekeyAll(const HC2& hc) {
     compact();

@@ -30,7 +30,8 @@ public:
     VertexVault& operator=(const VertexVault&) = delete;
 
     // ---- storage -------------------------------------------------------------------------
-    void reserve(size_t n) { vIdxVtxAct.reserve(n); }
+    // Room for n entries, its pages faulted in at once (bulk insertion fills them all).
+    void reserve(size_t n);
     // Appends p under key behind the sorted run.
     void addVertex(uint32_t key, Point2* p) { vIdxVtxAct.push_back(VaultEntry{key, false, p}); }
     // Number of stored vertices (entries of removed vertices not counted).
