@@ -60,7 +60,8 @@ namespace ORBI_LUMO2D {
 // Underflow adds at most 2^-1075 per product (the final difference, if subnormal, is exact), so
 // at most 2^-1073 in all; the absolute term g = 2^-1021 (a normal number, see the in-circle
 // note on subnormal guards) covers it. Overflowing products make the bound infinite or det
-// NaN, and the test fails over to the later stages.
+// NaN, and the test fails over to the later stages. Like the door's filter, it assumes
+// round-to-nearest; a caller in another mode skips it.
 // orientRelErrFactor = 4u, orientAbsErr = 2^-1021 (GeomTest.h).
 
 // ---- In-circle filter -----------------------------------------------------------------------
@@ -257,7 +258,8 @@ Orientation2 GeomTest::orientationAfterFilter(const Point2* p0, const Point2* p1
         ++stats.orientShortcut;
         return ORIENTATION2_COLLINEAR;
     }
-    {
+    const bool bNearest = roundsToNearest();
+    if (bNearest) {
         // The filter once more, against the error of this call's own products instead of the
         // box's worst case: short edges (dense points on a curve) pass here.
         const double t1 = (p1->y() - p2->y()) * (p0->x() - p2->x());
@@ -268,7 +270,7 @@ Orientation2 GeomTest::orientationAfterFilter(const Point2* p0, const Point2* p1
         if (-det > errBound) { ++stats.orientDynamic; return ORIENTATION2_CW; }
     }
     const double v[6] = {p0->x(), p0->y(), p1->x(), p1->y(), p2->x(), p2->y()};
-    if (adaptive::inWindow(v, 6, adaptive::ORIENT_WINDOW) && roundsToNearest()) {
+    if (bNearest && adaptive::inWindow(v, 6, adaptive::ORIENT_WINDOW)) {
         const int r = adaptive::orientationOfExactDifferences(v);
         if (r != adaptive::NOT_DECIDED) {
             ++stats.orientAdaptive;
