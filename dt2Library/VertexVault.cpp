@@ -21,8 +21,10 @@ void VertexVault::reserve(size_t n) {
     vIdxVtxAct.reserve(n);
     const size_t numUsed = vIdxVtxAct.size();
     const size_t numNew = vIdxVtxAct.capacity() - numUsed;
-    if (numNew * sizeof(VaultEntry) >= (size_t(256) << 10))
+    if (numNew * sizeof(VaultEntry) >= (size_t(256) << 10)) {
+        adviseHugePages(vIdxVtxAct.data() + numUsed, numNew * sizeof(VaultEntry));
         populateForWrite(vIdxVtxAct.data() + numUsed, numNew * sizeof(VaultEntry));
+    }
 }
 
 void VertexVault::rekeyAll(const HC2& hc) {
