@@ -28,12 +28,12 @@ inline void populateForWrite(void* p, size_t bytes) {
 }
 
 // Asks for 2 MB pages on the aligned part of [p, p + bytes), before its pages are touched.
-// Only for ranges of 16 MB and more, where the walks of a large triangulation jump around so
+// Only for ranges of 8 MB and more, where the walks of a large triangulation jump around so
 // much that 4 KB pages would miss the TLB at most steps; a huge page at either end of the range
 // may hold up to 2 MB that is never used, which is small against such a range.
 inline void adviseHugePages(void* p, size_t bytes) {
 #if defined(__linux__) && defined(MADV_HUGEPAGE)
-    if (bytes < (size_t(16) << 20)) return;
+    if (bytes < (size_t(8) << 20)) return;
     const uintptr_t hugeMask = (uintptr_t(1) << 21) - 1;
     const uintptr_t lo = (reinterpret_cast<uintptr_t>(p) + hugeMask) & ~hugeMask;
     const uintptr_t hi = (reinterpret_cast<uintptr_t>(p) + bytes) & ~hugeMask;
