@@ -22,7 +22,7 @@ class ScratchWords {
 public:
     explicit ScratchWords(size_t n) : bytes(n * sizeof(uint64_t)) {
 #if defined(__linux__)
-        if (bytes >= (size_t(1) << 20)) {
+        if (bytes >= (size_t(256) << 10)) {
             void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
             if (p != MAP_FAILED) {
                 pWords = static_cast<uint64_t*>(p);
@@ -167,7 +167,8 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
         vertexVault.sortTail();
         vertexVault.mergeTail();
     }
-    const size_t firstNew = vertexVault.size();
+    // An index into the entries, which still hold those of removed vertices until compaction.
+    const size_t firstNew = size_t(vertexVault.end() - vertexVault.begin());
     vertexVault.reserve(firstNew + numValid);
     // Keys first, packed with the input index into one 64-bit word and sorted: the vertex
     // records are then allocated in curve order, so that neighbouring vertices share cache

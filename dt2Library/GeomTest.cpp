@@ -49,6 +49,20 @@ namespace ORBI_LUMO2D {
 // The filter assumes the default round-to-nearest mode. Every later stage is exact for all
 // finite coordinates.
 // orientFloor = 2^-1020 (GeomTest.h).
+//
+// ---- Orientation filter with the call's own bound (slow path, first step) --------------------
+// With the same evaluation, each computed difference is within a factor (1+d) of the exact one
+// and each computed product P_i = t_i (1+theta_i), |theta_i| <= gamma_3, so the computed
+// difference of the products, P1 - P2, is off by at most gamma_3 (|t1| + |t2|)
+// <= gamma_3/(1-gamma_3) S with S = |P1| + |P2|; det_fl = (P1 - P2)(1+d). Hence
+// |det_fl| > (1+u) gamma_3/(1-gamma_3) S ~ 3u(1+5u) S fixes the sign. The bound is computed
+// as fl(fl(c*fl(S)) + g) >= c S (1-u)^3 for the product part; c = 4u leaves ample room.
+// Underflow adds at most 2^-1075 per product (the final difference, if subnormal, is exact), so
+// at most 2^-1073 in all; the absolute term g = 2^-1021 (a normal number, see the in-circle
+// note on subnormal guards) covers it. Overflowing products make the bound infinite or det
+// NaN, and the test fails over to the later stages. Like the door's filter, it assumes
+// round-to-nearest; a caller in another mode skips it.
+// orientRelErrFactor = 4u, orientAbsErr = 2^-1021 (GeomTest.h).
 
 // ---- In-circle filter -----------------------------------------------------------------------
 // det = alift*(bdx*cdy - cdx*bdy) + blift*(cdx*ady - adx*cdy) + clift*(adx*bdy - bdx*ady),
@@ -244,8 +258,19 @@ Orientation2 GeomTest::orientationAfterFilter(const Point2* p0, const Point2* p1
         ++stats.orientShortcut;
         return ORIENTATION2_COLLINEAR;
     }
+    const bool bNearest = roundsToNearest();
+    if (bNearest) {
+        // The filter once more, against the error of this call's own products instead of the
+        // box's worst case: short edges (dense points on a curve) pass here.
+        const double t1 = (p1->y() - p2->y()) * (p0->x() - p2->x());
+        const double t2 = (p0->y() - p2->y()) * (p1->x() - p2->x());
+        const double det = t1 - t2;
+        const double errBound = orientRelErrFactor * (std::fabs(t1) + std::fabs(t2)) + orientAbsErr;
+        if (det > errBound) { ++stats.orientDynamic; return ORIENTATION2_CCW; }
+        if (-det > errBound) { ++stats.orientDynamic; return ORIENTATION2_CW; }
+    }
     const double v[6] = {p0->x(), p0->y(), p1->x(), p1->y(), p2->x(), p2->y()};
-    if (adaptive::inWindow(v, 6, adaptive::ORIENT_WINDOW) && roundsToNearest()) {
+    if (bNearest && adaptive::inWindow(v, 6, adaptive::ORIENT_WINDOW)) {
         const int r = adaptive::orientationOfExactDifferences(v);
         if (r != adaptive::NOT_DECIDED) {
             ++stats.orientAdaptive;

@@ -70,6 +70,7 @@ public:
     struct Stats {
         unsigned long long orientScaled{0};      // stage 1 again, on coordinates scaled by 2^k
         unsigned long long orientShortcut{0};    // stage 2, equal x or equal y coordinates
+        unsigned long long orientDynamic{0};     // the filter again, bounded by the call's own products
         unsigned long long orientInterval{0};    // stage 2, interval bounds
         unsigned long long orientAdaptive{0};    // adaptive exact stage in double arithmetic
         unsigned long long orientExact{0};       // rational stage
@@ -127,6 +128,8 @@ private:
     static constexpr double orientFloor = 0x1p-1020;
     static constexpr double inCircleErrFactor = 12.0 * 0x1p-53;
     static constexpr double underflowFactor = 0x1p-1022;
+    static constexpr double orientRelErrFactor = 4.0 * 0x1p-53;
+    static constexpr double orientAbsErr = 0x1p-1021;
 
     mpq_t aGeneral[48];
     mpq_t aIntersection[29];

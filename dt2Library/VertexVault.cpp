@@ -4,6 +4,7 @@
 #include <iostream>
 #include "Bbox2.h"
 #include "GeomTest.h"
+#include "SimplePool.h"
 #include "Triangle2.h"
 #include "tools.h"
 
@@ -14,6 +15,17 @@ VertexVault::~VertexVault() {
 }
 
 // ---- storage ------------------------------------------------------------------------------
+
+void VertexVault::reserve(size_t n) {
+    if (n <= vIdxVtxAct.capacity()) return;
+    vIdxVtxAct.reserve(n);
+    const size_t numUsed = vIdxVtxAct.size();
+    const size_t numNew = vIdxVtxAct.capacity() - numUsed;
+    if (numNew * sizeof(VaultEntry) >= (size_t(256) << 10)) {
+        adviseHugePages(vIdxVtxAct.data() + numUsed, numNew * sizeof(VaultEntry));
+        populateForWrite(vIdxVtxAct.data() + numUsed, numNew * sizeof(VaultEntry));
+    }
+}
 
 void VertexVault::rekeyAll(const HC2& hc) {
     compact();
@@ -170,10 +182,42 @@ bool VertexVault::getThreeInitialPoints(Point2*& a, Point2*& b, Point2*& c, Geom
 
 // ---- removal ----------------------------------------------------------------------------------
 
+size_t VertexVault::narrowSortedRange(uint32_t key, size_t& hi) const {
+    hi = numSorted;
+    // A binary search over a large run misses the cache at almost every step.
+    if (numSorted < 4096 || numSorted >= size_t(UINT32_MAX)) return 0;
+    const int shift = 30 - DIRECTORY_BITS;
+    const size_t numBuckets = size_t(1) << DIRECTORY_BITS;
+    if (vKeyDirectory.empty() || numStaleLookups > 8) {
+        vKeyDirectory.assign(numBuckets + 1, uint32_t(numSorted));
+        size_t b = 0;
+        for (size_t i = 0; i < numSorted; ++i)
+            for (const size_t bi = size_t(vIdxVtxAct[i].key >> shift); b <= bi && b < numBuckets; ++b)
+                vKeyDirectory[b] = uint32_t(i);
+        numStaleLookups = 0;
+    }
+    const size_t b = size_t(key >> shift);
+    if (b >= numBuckets) return 0;
+    const size_t lo = vKeyDirectory[b], h = vKeyDirectory[b + 1];
+    // Exactly the entries with this key prefix, whatever has moved since the directory was built?
+    const uint32_t first = uint32_t(b) << shift, next = uint32_t(b + 1) << shift;
+    const bool bValid = lo <= h && h <= numSorted && (lo == 0 || vIdxVtxAct[lo - 1].key < first) &&
+                        (lo == h || vIdxVtxAct[lo].key >= first) && (h == lo || vIdxVtxAct[h - 1].key < next) &&
+                        (h == numSorted || vIdxVtxAct[h].key >= next);
+    if (!bValid) {
+        ++numStaleLookups;
+        return 0;
+    }
+    hi = h;
+    return lo;
+}
+
 size_t VertexVault::findEntry(uint32_t key, const Point2* p) const {
     const auto itBegin = vIdxVtxAct.begin();
-    const auto itSorted = itBegin + long(numSorted);
-    for (auto it = std::lower_bound(itBegin, itSorted, VaultEntry{key, false, nullptr});
+    size_t hi;
+    const size_t lo = narrowSortedRange(key, hi);
+    const auto itSorted = itBegin + long(hi);
+    for (auto it = std::lower_bound(itBegin + long(lo), itSorted, VaultEntry{key, false, nullptr});
          it != itSorted && it->key == key; ++it)
         if (it->pVtx == p) return size_t(it - itBegin);
     for (size_t i = numSorted; i < vIdxVtxAct.size(); ++i)

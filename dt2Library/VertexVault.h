@@ -30,7 +30,8 @@ public:
     VertexVault& operator=(const VertexVault&) = delete;
 
     // ---- storage -------------------------------------------------------------------------
-    void reserve(size_t n) { vIdxVtxAct.reserve(n); }
+    // Room for n entries, its pages faulted in at once (bulk insertion fills them all).
+    void reserve(size_t n);
     // Appends p under key behind the sorted run.
     void addVertex(uint32_t key, Point2* p) { vIdxVtxAct.push_back(VaultEntry{key, false, p}); }
     // Number of stored vertices (entries of removed vertices not counted).
@@ -101,6 +102,14 @@ private:
     size_t numRemoved{0};   // entries with a null pVtx
     std::unordered_map<Point2*, Point2*> mRedundant2UniqueVtx;
     std::vector<Point2*> vFakeBoxHandles;
+    // Removal's shortcut into the sorted run: for each value of a key's top DIRECTORY_BITS bits,
+    // the index of the first sorted entry at or above it. Built on the first lookup in a large
+    // vault; it may go stale when entries move, which a lookup detects (the narrowed range is
+    // checked against its neighbours) and answers by the full binary search instead.
+    size_t narrowSortedRange(uint32_t key, size_t& hi) const;
+    static const int DIRECTORY_BITS = 16;
+    mutable std::vector<uint32_t> vKeyDirectory;
+    mutable size_t numStaleLookups{0};
 };
 
 } // namespace ORBI_LUMO2D

@@ -149,15 +149,6 @@ TEST(Removal, EachVertexOfSmallSets) {
     }
 }
 
-TEST(Removal, DegreeThreeLeavesTheOuterTriangle) {
-    Lumo_2D dt;
-    dt.insert({Point2(0, 0), Point2(4, 0), Point2(0, 4)});
-    const auto before = canonicalTriangles(triangles(dt));
-    dt.remove(dt.insert(Point2(1, 1)));
-    EXPECT_EQ(canonicalTriangles(triangles(dt)), before);
-    EXPECT_EQ(dt.numberOfPoints(), 3u);
-}
-
 // The hull vertices of a square grid in hull order; collinear hull vertices and corners.
 TEST(Removal, EveryHullVertexOfASquareGrid) {
     lumo_test::ScopedTempDir tmpDir;
@@ -202,6 +193,29 @@ TEST(Removal, InterleavedWithInsertions) {
         expectValid(dt, vExpected, vAlive, "step " + std::to_string(step));
         if (HasFatalFailure()) return;
     }
+}
+
+// Bulk insertions while entries of removed vertices still wait for compaction (they once
+// started at the wrong entry), in a vault large enough for removal's shortcut into it, which
+// such insertions leave stale: every removal must still find its vertex.
+TEST(Removal, BulkInsertionsBetweenRemovalsBeforeCompaction) {
+    std::mt19937 rng(11);
+    Lumo_2D big;
+    std::vector<Point2*> vH, vMore;
+    big.insert(randomPoints(6000, 21), vH);
+    for (unsigned round = 0; round < 3; ++round) {
+        std::shuffle(vH.begin(), vH.end(), rng);
+        for (int k = 0; k < 300; ++k, vH.pop_back()) {
+            const size_t numBefore = big.numberOfPoints();
+            big.remove(vH.back());
+            ASSERT_EQ(big.numberOfPoints(), numBefore - 1) << "round " << round;
+        }
+        big.insert(randomPoints(2000, 22 + round), vMore);
+        vH.insert(vH.end(), vMore.begin(), vMore.end());
+    }
+    std::vector<Point2> vExpected;
+    for (const Point2* p : vH) vExpected.push_back(*p);
+    expectValid(big, vExpected, vH, "large vault");
 }
 
 // Down to a collinear rest: the triangulation is 1D again, removals go on in the vault, and the
