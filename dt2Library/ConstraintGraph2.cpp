@@ -39,6 +39,45 @@ ConstraintGraph2::ConstraintGraph2(Dt2* pDt2, std::vector<ConstraintSegment2*>& 
         if (!pCSeg->isAlive()) setDirectionsRecursive(pCSeg);
 }
 
+// ---- the direction map ---------------------------------------------------------------------------
+
+size_t ConstraintGraph2::DirectionMap::slotOf(const Point2* p, const Point2* q) const {
+    uint64_t h = uint64_t(reinterpret_cast<uintptr_t>(p)) * 0x9E3779B97F4A7C15ull;
+    h ^= uint64_t(reinterpret_cast<uintptr_t>(q)) * 0xC2B2AE3D27D4EB4Full;
+    return size_t(h ^ (h >> 29)) & (vSlots.size() - 1);
+}
+
+ConstraintGraph2::DirectionMap::Entry* ConstraintGraph2::DirectionMap::find(const ConstraintSegment2* pKey) const {
+    if (numUsed == 0) return nullptr;
+    const Point2* p = pKey->getSrc();
+    const Point2* q = pKey->getTrg();
+    for (size_t i = slotOf(p, q);; i = (i + 1) & (vSlots.size() - 1)) {
+        const Entry& e = vSlots[i];
+        if (e.first == nullptr) return nullptr;
+        if (e.pSrc == p && e.pTrg == q) return const_cast<Entry*>(&e);
+    }
+}
+
+bool& ConstraintGraph2::DirectionMap::operator[](ConstraintSegment2* pKey) {
+    if (Entry* pE = find(pKey)) return pE->second;
+    if (2 * (numUsed + 1) > vSlots.size()) {
+        std::vector<Entry> vOld;
+        vOld.swap(vSlots);
+        vSlots.assign(vOld.empty() ? 64 : 2 * vOld.size(), Entry{nullptr, nullptr, nullptr, false});
+        for (const Entry& e : vOld) {
+            if (e.first == nullptr) continue;
+            size_t i = slotOf(e.pSrc, e.pTrg);
+            while (vSlots[i].first != nullptr) i = (i + 1) & (vSlots.size() - 1);
+            vSlots[i] = e;
+        }
+    }
+    size_t i = slotOf(pKey->getSrc(), pKey->getTrg());
+    while (vSlots[i].first != nullptr) i = (i + 1) & (vSlots.size() - 1);
+    vSlots[i] = Entry{pKey->getSrc(), pKey->getTrg(), pKey, false};
+    ++numUsed;
+    return vSlots[i].second;
+}
+
 // ---- polygon ------------------------------------------------------------------------------------
 
 void ConstraintGraph2::checkAndSortPolygon() {
@@ -96,7 +135,7 @@ void ConstraintGraph2::checkAndSortPolygon() {
 }
 
 Point2* ConstraintGraph2::directedSrc(ConstraintSegment2* pCSeg) const {
-    auto it = mCSegReverse.find(pCSeg);
+    const DirectionMap::Entry* it = mCSegReverse.find(pCSeg);
     const bool bRev = it != mCSegReverse.end() && it->second;
     return bRev ? pCSeg->getTrg() : pCSeg->getSrc();
 }
@@ -192,7 +231,7 @@ void ConstraintGraph2::getAliveConstraintChain(std::vector<ConstraintSegment2*>&
 }
 
 bool ConstraintGraph2::isReverse(ConstraintSegment2* pCSeg) const {
-    auto it = mCSegReverse.find(pCSeg);
+    const DirectionMap::Entry* it = mCSegReverse.find(pCSeg);
     return it != mCSegReverse.end() && it->second;
 }
 
@@ -206,7 +245,7 @@ bool ConstraintGraph2::isConstraint(Point2* p, Point2* q) const {
     if (std::less<Point2*>()(q, p)) std::swap(p, q);
     // The lookup key is a real (temporary) segment: it takes a label like any other.
     ConstraintSegment2 key(p, q, CIS_CONSTRAINED_DELAUNAY);
-    auto it = mCSegReverse.find(&key);
+    const DirectionMap::Entry* it = mCSegReverse.find(&key);
     return it != mCSegReverse.end() && it->first->isAlive();
 }
 

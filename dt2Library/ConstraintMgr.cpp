@@ -34,6 +34,8 @@ ConstraintSegment2* ConstraintMgr::addConstraintSegment(Point2* p0, Point2* p1, 
     const bool bOK = vSlots[i].pSeg == nullptr;
     LUMO_ASSERT(bOK);
     vSlots[i] = Slot{p0, p1, pSeg};
+    markEndpoint(p0);
+    markEndpoint(p1);
     if (numUsed++ == 0) {
         pOwnerDt2->setFlipGuard(this);
         pOwnerDt2->setObserver(this);
@@ -52,11 +54,17 @@ void ConstraintMgr::grow() {
     vOld.swap(vSlots);
     vSlots.assign(vOld.empty() ? 1024 : 2 * vOld.size(), Slot{nullptr, nullptr, nullptr});
     mask = vSlots.size() - 1;
+    const size_t numBits = 8 * vSlots.size();
+    vEndpointBits.assign(numBits / 64, 0);
+    endpointShift = 64;
+    for (size_t n = numBits; n > 1; n >>= 1) --endpointShift;
     for (const Slot& s : vOld) {
         if (s.pSeg == nullptr) continue;
         size_t i = slotOf(s.p0, s.p1);
         while (vSlots[i].pSeg != nullptr) i = (i + 1) & mask;
         vSlots[i] = s;
+        markEndpoint(s.p0);
+        markEndpoint(s.p1);
     }
 }
 

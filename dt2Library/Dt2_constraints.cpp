@@ -216,16 +216,37 @@ void Dt2::newCDT_insertOrSplit(ConstraintSegment2* pCSeg, std::vector<Constraint
 void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, ConstraintSegment2* pCrossingCSeg,
                           std::vector<ConstraintSegment2*>& vStack) {
     LUMO_ASSERT(splitPoint!=*pCrossingCSeg->getSrc() && splitPoint!=*pCrossingCSeg->getTrg());
-    killAndUnestablishConstraintSegment(pCrossingCSeg);
+    Point2* u = pCrossingCSeg->getSrc();
+    Point2* w = pCrossingCSeg->getTrg();
     const bool bKillX = splitPoint != *pCSeg->getSrc() && splitPoint != *pCSeg->getTrg();
     if (bKillX) killAndUnestablishConstraintSegment(pCSeg);
-    // The crossing lies on the crossed segment's old edge: start the walk at its end.
-    Point2* pNew = insertNear(splitPoint, pCrossingCSeg->getSrc());
+    // The crossed segment stays a constraint while the crossing goes in: the new vertex almost
+    // always lands in one of the two triangles at its edge (or on it, which splits it at once),
+    // and then both pieces are edges already. Withdrawing it first would flip its whole edge
+    // away and re-insert both pieces through the same triangles, once per crossing.
+    Point2* pNew = insertNear(splitPoint, u);
     LUMO_ASSERT(pNew!=0);
-    pCrossingCSeg->setAliveFlag(true);
-    pCrossingCSeg->split_combinatorialOnly(pNew);
-    pCrossingCSeg->getChildrenRec(vStack);
-    pCrossingCSeg->setDead();
+    if (pCrossingCSeg->isAlive()) {
+        if (pNew != u && pNew != w && isEdge(u, pNew) && isEdge(pNew, w)) {
+            pCrossingCSeg->split_combinatorialOnly(pNew);
+            // The old edge, if still there, is an ordinary edge now.
+            Triangle2* pT;
+            int idx;
+            if (findEdge(u, w, pT, idx)) {
+                inserter.pushCheck(pT, idx);
+                if (Triangle2* pN = pT->getOppositeTriangle(idx)) inserter.pushCheck(pN, pN->getIntraTriangleIndex(pT));
+                inserter.legalize(true);
+            }
+        } else {
+            // Rounded beyond the triangles at the edge: withdraw the segment, split it at the
+            // vertex and insert its pieces afresh.
+            killAndUnestablishConstraintSegment(pCrossingCSeg);
+            pCrossingCSeg->setAliveFlag(true);
+            pCrossingCSeg->split_combinatorialOnly(pNew);
+            pCrossingCSeg->getChildrenRec(vStack);
+            pCrossingCSeg->setDead();
+        }
+    }
     if (bKillX) {
         pCSeg->setAliveFlag(true);
         pCSeg->split_combinatorialOnly(pNew);

@@ -67,6 +67,29 @@ public:
     Dt2* getDt2() const { return pOwnerDt2; }
 
 private:
+    // The reversal flags, keyed by the segment's vertex pair: open addressing, so that the
+    // bookkeeping of a split costs a probe or two instead of a walk down a tree of segments.
+    class DirectionMap {
+    public:
+        struct Entry {
+            const Point2* pSrc;
+            const Point2* pTrg;
+            ConstraintSegment2* first;
+            bool second;
+        };
+        // The entry of the segment with the same vertex pair, or end() (null).
+        Entry* find(const ConstraintSegment2* pKey) const;
+        Entry* end() const { return nullptr; }
+        bool& operator[](ConstraintSegment2* pKey);
+        size_t size() const { return numUsed; }
+        bool empty() const { return numUsed == 0; }
+
+    private:
+        size_t slotOf(const Point2* p, const Point2* q) const;
+        std::vector<Entry> vSlots;
+        size_t numUsed{0};
+    };
+
     void checkAndSortPolygon();
     void setDirectionsRecursive(ConstraintSegment2* pParent);
     Point2* directedSrc(ConstraintSegment2* pCSeg) const;
@@ -76,7 +99,7 @@ private:
     ConstraintInsertionStrategy cis;
     std::vector<ConstraintSegment2*> vCSegParents;
     bool isPolygonFlag{false};
-    std::map<ConstraintSegment2*, bool, CompareConstraintSegment2> mCSegReverse;
+    DirectionMap mCSegReverse;
     std::set<Point2*> splitVertices;
     bool isOrientedFlag{false};
 };
