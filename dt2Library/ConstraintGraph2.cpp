@@ -54,7 +54,8 @@ ConstraintGraph2::DirectionMap::Entry* ConstraintGraph2::DirectionMap::find(cons
     for (size_t i = slotOf(p, q);; i = (i + 1) & (vSlots.size() - 1)) {
         const Entry& e = vSlots[i];
         if (e.first == nullptr) return nullptr;
-        if (e.pSrc == p && e.pTrg == q) return const_cast<Entry*>(&e);
+        // Segments are one per vertex pair: the address decides, unless the key is a temporary.
+        if (e.first == pKey || (e.first->getSrc() == p && e.first->getTrg() == q)) return const_cast<Entry*>(&e);
     }
 }
 
@@ -63,17 +64,17 @@ bool& ConstraintGraph2::DirectionMap::operator[](ConstraintSegment2* pKey) {
     if (2 * (numUsed + 1) > vSlots.size()) {
         std::vector<Entry> vOld;
         vOld.swap(vSlots);
-        vSlots.assign(vOld.empty() ? 64 : 2 * vOld.size(), Entry{nullptr, nullptr, nullptr, false});
+        vSlots.assign(vOld.empty() ? 64 : 2 * vOld.size(), Entry{nullptr, false});
         for (const Entry& e : vOld) {
             if (e.first == nullptr) continue;
-            size_t i = slotOf(e.pSrc, e.pTrg);
+            size_t i = slotOf(e.first->getSrc(), e.first->getTrg());
             while (vSlots[i].first != nullptr) i = (i + 1) & (vSlots.size() - 1);
             vSlots[i] = e;
         }
     }
     size_t i = slotOf(pKey->getSrc(), pKey->getTrg());
     while (vSlots[i].first != nullptr) i = (i + 1) & (vSlots.size() - 1);
-    vSlots[i] = Entry{pKey->getSrc(), pKey->getTrg(), pKey, false};
+    vSlots[i] = Entry{pKey, false};
     ++numUsed;
     return vSlots[i].second;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iomanip>
+#include <new>
 #include <iostream>
 #include <sstream>
 #include "Dt2.h"
@@ -16,8 +17,26 @@ namespace {
 const int MAX_APPLY_PASSES = 499;
 } // namespace
 
+ConstraintMgr::ConstraintMgr(Dt2* pDt2) : pOwnerDt2(pDt2), poolSegments(694444) {
+    poolSegments.init(3);
+}
+
 ConstraintMgr::~ConstraintMgr() {
     for (ConstraintGraph2* pG : vGraphs) delete pG;
+    poolSegments.forEach([](ConstraintSegment2* p) { p->~ConstraintSegment2(); });
+}
+
+const std::set<ConstraintGraph2*>* ConstraintMgr::ownersWith(const std::set<ConstraintGraph2*>* pBase,
+                                                             ConstraintGraph2* pOwner) {
+    if (pBase == lastOwnerStep.pBase && pOwner == lastOwnerStep.pOwner) return lastOwnerStep.pResult;
+    const std::set<ConstraintGraph2*>* pResult = pBase;
+    if (pBase->count(pOwner) == 0) {
+        std::set<ConstraintGraph2*> s(*pBase);
+        s.insert(pOwner);
+        pResult = &*sOwnerSets.insert(std::move(s)).first;
+    }
+    lastOwnerStep = OwnerStep{pBase, pOwner, pResult};
+    return pResult;
 }
 
 // ---- segments ------------------------------------------------------------------------------------
@@ -27,13 +46,12 @@ ConstraintSegment2* ConstraintMgr::addConstraintSegment(Point2* p0, Point2* p1, 
     LUMO_ASSERT(p0<p1);
     if (ConstraintSegment2* pOld = getConstraintSegment(p0, p1)) return pOld;
     if (2 * (numUsed + 1) > vSlots.size()) grow();
-    dqSegments.emplace_back(p0, p1, cis);
-    ConstraintSegment2* pSeg = &dqSegments.back();
+    ConstraintSegment2* pSeg = new (poolSegments.alloc()) ConstraintSegment2(p0, p1, cis);
     size_t i = slotOf(p0, p1);
     while (vSlots[i].pSeg != nullptr) i = (i + 1) & mask;
     const bool bOK = vSlots[i].pSeg == nullptr;
     LUMO_ASSERT(bOK);
-    vSlots[i] = Slot{p0, p1, pSeg};
+    vSlots[i] = Slot{p0, pSeg};
     markEndpoint(p0);
     markEndpoint(p1);
     if (numUsed++ == 0) {
@@ -52,7 +70,7 @@ void ConstraintMgr::onEdgeSplit(Point2* pA, Point2* pB, Point2* pNew) {
 void ConstraintMgr::grow() {
     std::vector<Slot> vOld;
     vOld.swap(vSlots);
-    vSlots.assign(vOld.empty() ? 1024 : 2 * vOld.size(), Slot{nullptr, nullptr, nullptr});
+    vSlots.assign(vOld.empty() ? 1024 : 2 * vOld.size(), Slot{nullptr, nullptr});
     mask = vSlots.size() - 1;
     const size_t numBits = 8 * vSlots.size();
     vEndpointBits.assign(numBits / 64, 0);
@@ -60,17 +78,17 @@ void ConstraintMgr::grow() {
     for (size_t n = numBits; n > 1; n >>= 1) --endpointShift;
     for (const Slot& s : vOld) {
         if (s.pSeg == nullptr) continue;
-        size_t i = slotOf(s.p0, s.p1);
+        size_t i = slotOf(s.p0, s.pSeg->getTrg());
         while (vSlots[i].pSeg != nullptr) i = (i + 1) & mask;
         vSlots[i] = s;
         markEndpoint(s.p0);
-        markEndpoint(s.p1);
+        markEndpoint(s.pSeg->getTrg());
     }
 }
 
 void ConstraintMgr::getSegmentsInMapOrder(std::vector<ConstraintSegment2*>& vOut) const {
     const size_t first = vOut.size();
-    for (const ConstraintSegment2& s : dqSegments) vOut.push_back(const_cast<ConstraintSegment2*>(&s));
+    poolSegments.forEach([&](ConstraintSegment2* p) { vOut.push_back(p); });
     std::sort(vOut.begin() + std::ptrdiff_t(first), vOut.end(), CompareConstraintSegment2());
 }
 
@@ -220,9 +238,10 @@ void ConstraintMgr::repairConforming() {
     std::vector<ConstraintSegment2*> vAll;
     for (int passesLeft = MAX_APPLY_PASSES; passesLeft > 0; --passesLeft) {
         vAll.clear();
-        for (ConstraintSegment2& s : dqSegments)
-            if (s.isAlive() && s.getCIS() == CIS_CONFORMING_DELAUNAY && !pOwnerDt2->isEdge(s.getSrc(), s.getTrg()))
-                vAll.push_back(&s);
+        poolSegments.forEach([&](ConstraintSegment2* p) {
+            if (p->isAlive() && p->getCIS() == CIS_CONFORMING_DELAUNAY && !pOwnerDt2->isEdge(p->getSrc(), p->getTrg()))
+                vAll.push_back(p);
+        });
         if (vAll.empty()) return;
         bool bChanged = false;
         for (ConstraintSegment2* pX : vAll) {

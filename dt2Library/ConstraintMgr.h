@@ -5,8 +5,8 @@
 // probe: the bits stay in cache, the pair table of a large constraint set does not.
 #pragma once
 #include <cstdint>
-#include <deque>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -14,6 +14,7 @@
 #include "ConstraintSegment2.h"
 #include "Inserter.h"
 #include "Segment2.h"
+#include "SimplePool.h"
 
 namespace ORBI_LUMO2D {
 
@@ -24,7 +25,7 @@ class Dt2;
 // installed with the first segment: a triangulation without constraints pays nothing.
 class ConstraintMgr : public FlipGuard, public TopologyObserver {
 public:
-    explicit ConstraintMgr(Dt2* pDt2) : pOwnerDt2(pDt2) {}
+    explicit ConstraintMgr(Dt2* pDt2);
     bool mayFlip(const Point2* pA, const Point2* pB) const override { return !isFlipBarrier(pA, pB); }
     void onEdgeSplit(Point2* pA, Point2* pB, Point2* pNew) override;
     ~ConstraintMgr();
@@ -42,7 +43,7 @@ public:
         for (;;) {
             const Slot& s = vSlots[i];
             if (s.pSeg == nullptr) return nullptr;
-            if (s.p0 == p && s.p1 == q) return s.pSeg;
+            if (s.p0 == p && s.pSeg->getTrg() == q) return s.pSeg;
             i = (i + 1) & mask;
         }
     }
@@ -57,6 +58,8 @@ public:
         return pSeg != nullptr && pSeg->isAlive() && pSeg->getCIS() == CIS_CONSTRAINED_DELAUNAY;
     }
     size_t numSegments() const { return numUsed; }
+    // The shared owner set pBase plus pOwner (segments point to one copy of each distinct set).
+    const std::set<ConstraintGraph2*>* ownersWith(const std::set<ConstraintGraph2*>* pBase, ConstraintGraph2* pOwner);
     // All segments in map order (source address, then target address).
     void getSegmentsInMapOrder(std::vector<ConstraintSegment2*>& vOut) const;
 
@@ -83,8 +86,7 @@ public:
 
 private:
     struct Slot {
-        const Point2* p0;
-        const Point2* p1;
+        const Point2* p0;   // the segment's source: most probes end without touching the segment
         ConstraintSegment2* pSeg;
     };
     size_t slotOf(const Point2* p, const Point2* q) const {
@@ -115,7 +117,13 @@ private:
     void applyConformingFully(ConstraintSegment2* pCSeg);
 
     Dt2* pOwnerDt2;
-    std::deque<ConstraintSegment2> dqSegments;
+    SimplePool<ConstraintSegment2> poolSegments;
+    std::set<std::set<ConstraintGraph2*>> sOwnerSets;
+    struct OwnerStep {
+        const std::set<ConstraintGraph2*>* pBase;
+        ConstraintGraph2* pOwner;
+        const std::set<ConstraintGraph2*>* pResult;
+    } lastOwnerStep{nullptr, nullptr, nullptr};
     std::vector<Slot> vSlots;
     size_t mask{0};
     size_t numUsed{0};

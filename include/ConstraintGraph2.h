@@ -72,8 +72,6 @@ private:
     class DirectionMap {
     public:
         struct Entry {
-            const Point2* pSrc;
-            const Point2* pTrg;
             ConstraintSegment2* first;
             bool second;
         };
