@@ -47,6 +47,12 @@ public:
             i = (i + 1) & mask;
         }
     }
+    // False: no segment ends at p. True: one may (a cheap test before isConstraint).
+    bool mayBeEndpoint(const Point2* p) const {
+        if (numUsed == 0) return false;
+        const size_t b = endpointBit(p);
+        return (vEndpointBits[b >> 6] >> (b & 63)) & 1u;
+    }
     // An alive segment joins p and q.
     bool isConstraint(const Point2* p, const Point2* q) const {
         const ConstraintSegment2* pSeg = getConstraintSegment(p, q);
@@ -98,10 +104,6 @@ private:
     void grow();
     size_t endpointBit(const Point2* p) const {
         return size_t((uint64_t(reinterpret_cast<uintptr_t>(p)) * 0x9E3779B97F4A7C15ull) >> endpointShift);
-    }
-    bool mayBeEndpoint(const Point2* p) const {
-        const size_t b = endpointBit(p);
-        return (vEndpointBits[b >> 6] >> (b & 63)) & 1u;
     }
     void markEndpoint(const Point2* p) {
         const size_t b = endpointBit(p);
