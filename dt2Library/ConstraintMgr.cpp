@@ -92,7 +92,7 @@ void ConstraintMgr::grow() {
     prefaultForWriting(vSlots.data(), numSlots * sizeof(Slot));
     vSlots.assign(numSlots, Slot{nullptr, nullptr});
     mask = vSlots.size() - 1;
-    const size_t numBits = 8 * vSlots.size();
+    const size_t numBits = 2 * vSlots.size();
     vEndpointBits.assign(numBits / 64, 0);
     endpointShift = 64;
     for (size_t n = numBits; n > 1; n >>= 1) --endpointShift;

@@ -129,7 +129,7 @@ private:
     std::vector<Slot> vSlots;
     size_t mask{0};
     size_t numUsed{0};
-    // Eight bits per slot of the pair table, rebuilt when it grows.
+    // Two bits per slot of the pair table (small enough to stay in cache), rebuilt when it grows.
     std::vector<uint64_t> vEndpointBits;
     int endpointShift{64};
     std::vector<ConstraintGraph2*> vGraphs;

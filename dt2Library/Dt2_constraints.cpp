@@ -225,7 +225,8 @@ void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, C
     // always lands in one of the two triangles at its edge (or on it, which splits it at once),
     // and then both pieces are edges already. Withdrawing it first would flip its whole edge
     // away and re-insert both pieces through the same triangles, once per crossing.
-    Point2* pNew = insertNear(splitPoint, u);
+    // The walk starts at the channel triangle on the crossed edge, next to the crossing.
+    Point2* pNew = insert(splitPoint, pCrossingT);
     LUMO_ASSERT(pNew!=0);
     if (pCrossingCSeg->isAlive()) {
         // Around the new vertex: the crossed segment's ends, and the triangle on its old edge.
@@ -391,6 +392,7 @@ Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<
                 P = *pNearest;
             }
             vPairIspCS.emplace_back(P, getConstraintMgr().getConstraintSegment(pLeft, pRight));
+            pCrossingT = pT;
             LUMO_ASSERT(vPairIspCS.size()==1);
             return nullptr;
         }
