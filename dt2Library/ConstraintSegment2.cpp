@@ -158,15 +158,4 @@ std::ostream& operator<<(std::ostream& os, const ConstraintSegment2& cs) {
     return os;
 }
 
-// ---- inner vertices ------------------------------------------------------------------------------
-
-void InnerVtxMgr::removePreviouslyInsertedVertices(Point2* pCenter, double sqRadius, Dt2* /*pDt2*/) {
-    if (sInnerVertices.empty()) return;
-    for (auto it = sInnerVertices.begin(); it != sInnerVertices.end();) {
-        const double dx = (*it)->x() - pCenter->x(), dy = (*it)->y() - pCenter->y();
-        if (dx * dx + dy * dy < sqRadius) it = sInnerVertices.erase(it);
-        else ++it;
-    }
-}
-
 } // namespace ORBI_LUMO2D

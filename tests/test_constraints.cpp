@@ -2,17 +2,22 @@
 // triangulation built here passes checkValidity and the independent oracle of tests/support
 // (constrained: the local Delaunay test is waived across the alive constrained pieces only).
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <functional>
 #include <random>
 #include <set>
 #include <sstream>
+#include <map>
 #include "DelaunayOracle.h"
+#include "Dt2.h"
 #include "GeomTest.h"
+#include "InnerVtxMgr.h"
 #include "LumoFiles.h"
 #include "Lumo_2D.h"
 #include "ScopedTempDir.h"
+#include "segmentOracle.h"
 #ifdef LUMO2D_HAVE_CGAL
 #include <CGAL/Constrained_Delaunay_triangulation_2.h>
 #include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
@@ -101,6 +106,40 @@ std::vector<Segment2> disjointSegments(size_t n, std::mt19937_64& rng, double le
     return v;
 }
 Segment2 seg(double x0, double y0, double x1, double y1) { return Segment2(Point2(x0, y0), Point2(x1, y1)); }
+
+// Empty when the alive pieces of pOrig are edges forming one chain from its source to its
+// target, every vertex within tol of its supporting line.
+std::string chainFault(const Lumo_2D& dt, ConstraintSegment2* pOrig, double tol) {
+    std::vector<ConstraintSegment2*> vChain;
+    if (pOrig->isAlive()) vChain.push_back(pOrig);
+    else pOrig->getChildrenRec(vChain);
+    const Point2 a = *pOrig->getSrc(), b = *pOrig->getTrg();
+    const double ux = b.x() - a.x(), uy = b.y() - a.y(), len = std::hypot(ux, uy);
+    std::set<Point2*> sEnds;   // vertices used an odd number of times
+    for (ConstraintSegment2* s : vChain) {
+        if (!isEdge(dt, s)) return "a piece is no edge";
+        for (Point2* p : {s->getSrc(), s->getTrg()}) {
+            if (!sEnds.insert(p).second) sEnds.erase(p);
+            if (std::fabs(ux * (p->y() - a.y()) - uy * (p->x() - a.x())) / len > tol) return "a piece vertex is off the line";
+        }
+    }
+    return sEnds == std::set<Point2*>{pOrig->getSrc(), pOrig->getTrg()} ? "" : "the pieces are no chain";
+}
+
+// v is the exact value e rounded toward zero: the one rounding a crossing vertex claims.
+bool isTruncation(double v, const lumo_test::Rational& e) {
+    const int c = lumo_test::cmp(lumo_test::Rational(v), e);
+    return lumo_test::isWithinOneRounding(v, e) && (lumo_test::sgn(e) >= 0 ? c <= 0 : c >= 0);
+}
+// The exact intersection of the supporting lines of two segments.
+std::pair<lumo_test::Rational, lumo_test::Rational> exactCrossing(const ConstraintSegment2* s, const ConstraintSegment2* t) {
+    using lumo_test::Rational;
+    const Rational x0(s->getSrc()->x()), y0(s->getSrc()->y()), x1(s->getTrg()->x()), y1(s->getTrg()->y());
+    const Rational x2(t->getSrc()->x()), y2(t->getSrc()->y()), x3(t->getTrg()->x()), y3(t->getTrg()->y());
+    const Rational d = (x1 - x0) * (y3 - y2) - (y1 - y0) * (x3 - x2);
+    const Rational u = ((x2 - x0) * (y3 - y2) - (y2 - y0) * (x3 - x2)) / d;
+    return {x0 + u * (x1 - x0), y0 + u * (y1 - y0)};
+}
 } // namespace
 
 // ---- degenerate and hard inputs ---------------------------------------------------------------------
@@ -247,27 +286,56 @@ TEST(Constraints, CrossingRandomSegmentsMeetAtTheirIntersections) {
         }
         testing::internal::GetCapturedStdout();
         ASSERT_EQ(checkConstrained(dt, vGraphs, "crossing"), "");
-        // Exact crossings of the host's segments; each has its vertex nearby. A segment's first
-        // split vertex is its crossing rounded once; later ones cross pieces whose ends are
-        // already rounded, so a few roundings (scaled by the crossing angle) are allowed.
-        std::vector<Point2*> vVtx;
-        dt.getVertexPointers(vVtx);
-        GeomTest gt;
+        // One vertex per crossing of the host's segments (counted below), each exactly the
+        // crossing of the two pieces it split, rounded once toward zero.
+        std::map<Point2*, std::vector<ConstraintSegment2*>> mSplitAt;   // split vertex -> dead pieces
+        for (ConstraintGraph2* pG : vGraphs) {
+            std::vector<ConstraintSegment2*> vStack;
+            pG->getOriginalConstraintSegments(vStack);
+            while (!vStack.empty()) {
+                ConstraintSegment2* pS = vStack.back();
+                vStack.pop_back();
+                ConstraintSegment2 *k0 = nullptr, *k1 = nullptr;
+                Point2* pSplit = nullptr;
+                if (!pS->isSplit()) continue;
+                pS->getChildrenAndSplitPoint(k0, k1, pSplit);
+                mSplitAt[pSplit].push_back(pS);
+                vStack.push_back(k0);
+                vStack.push_back(k1);
+            }
+        }
+        std::set<XY> sInput;
+        for (const Segment2& sg : vSegs) sInput.insert({xy(sg.getSrc()), xy(sg.getTrg())});
+        size_t numCrossingVertices = 0;
+        for (const auto& e : mSplitAt) {
+            if (sInput.count(xy(*e.first)) != 0) continue;   // an input vertex on a segment
+            ++numCrossingVertices;
+            bool bRounded = false;
+            for (size_t i = 0; i < e.second.size() && !bRounded; ++i)
+                for (size_t j = i + 1; j < e.second.size() && !bRounded; ++j) {
+                    if (lumo_test::exactOrientation(*e.second[i]->getSrc(), *e.second[i]->getTrg(), *e.second[j]->getSrc()) ==
+                            0 &&
+                        lumo_test::exactOrientation(*e.second[i]->getSrc(), *e.second[i]->getTrg(), *e.second[j]->getTrg()) == 0)
+                        continue;   // collinear pieces (a chain through the vertex)
+                    const auto p = exactCrossing(e.second[i], e.second[j]);
+                    bRounded = isTruncation(e.first->x(), p.first) && isTruncation(e.first->y(), p.second);
+                }
+            EXPECT_TRUE(bRounded) << "vertex " << *e.first;
+        }
         size_t numCrossings = 0;
+        GeomTest gt;
         for (size_t i = 0; i < numSeg; ++i)
             for (size_t j = i + 1; j < numSeg; ++j) {
                 if (!properlyCross(vSegs[i], vSegs[j])) continue;
                 ++numCrossings;
-                const Point2 p = gt.getIntersectionCoords_gmp(vSegs[i], vSegs[j]);
-                double best = HUGE_VAL;
-                for (Point2* q : vVtx) best = std::min(best, std::hypot(q->x() - p.x(), q->y() - p.y()));
-                EXPECT_LT(best, 1e-13) << "crossing " << i << "/" << j;
-                if (numSeg == 2) {
-                    bool bExact = false;   // a single crossing: exactly the once-rounded point
-                    for (Point2* q : vVtx) bExact = bExact || *q == p;
-                    EXPECT_TRUE(bExact);
+                if (numSeg == 2) {   // a single crossing: exactly the once-rounded point
+                    std::vector<Point2*> vVtx;
+                    dt.getVertexPointers(vVtx);
+                    const Point2 p = gt.getIntersectionCoords_gmp(vSegs[i], vSegs[j]);
+                    EXPECT_EQ(std::count_if(vVtx.begin(), vVtx.end(), [&](Point2* q) { return *q == p; }), 1);
                 }
             }
+        EXPECT_EQ(numCrossingVertices, numCrossings) << numSeg;
         EXPECT_EQ(dt.numberOfPoints(), 500 + 2 * numSeg + numCrossings) << numSeg;
     }
 }
@@ -341,25 +409,11 @@ TEST(Constraints, ConformingSegmentsAreChainsOfDelaunayEdges) {
         ConstraintGraph2* pG = dt.createConstraint(vSegs, CIS_CONFORMING_DELAUNAY);
         testing::internal::GetCapturedStdout();
         ASSERT_EQ(checkConstrained(dt, {pG}, "conforming"), "");   // the full empty-circle check
-        // Each host segment: a connected chain from its source to its target, every vertex on
+        // Each host segment: a chain of edges from its source to its target, every vertex on
         // the segment up to the rounding of midpoints and crossings.
         std::vector<ConstraintSegment2*> vOrig;
         pG->getOriginalConstraintSegments(vOrig);
-        for (ConstraintSegment2* pO : vOrig) {
-            std::vector<ConstraintSegment2*> vChain;
-            if (pO->isAlive()) vChain.push_back(pO);
-            else pO->getChildrenRec(vChain);
-            std::set<Point2*> sEnds;
-            for (ConstraintSegment2* s : vChain)
-                for (Point2* p : {s->getSrc(), s->getTrg()}) {
-                    if (!sEnds.insert(p).second) sEnds.erase(p);
-                    const double ux = pO->getTrg()->x() - pO->getSrc()->x(), uy = pO->getTrg()->y() - pO->getSrc()->y();
-                    const double dist = std::fabs(ux * (p->y() - pO->getSrc()->y()) - uy * (p->x() - pO->getSrc()->x())) /
-                                        std::hypot(ux, uy);
-                    EXPECT_LT(dist, 1e-13);
-                }
-            EXPECT_EQ(sEnds, (std::set<Point2*>{pO->getSrc(), pO->getTrg()}));
-        }
+        for (ConstraintSegment2* pO : vOrig) EXPECT_EQ(chainFault(dt, pO, 1e-13), "");
     }
 }
 
