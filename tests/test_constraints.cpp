@@ -250,6 +250,90 @@ TEST(Constraints, HardInputsStayValid) {
     }
 }
 
+TEST(Constraints, BorderFileOfAdjacentCountries) {
+    // A map of 12 x 12 countries over a jittered grid. Each border is a noisy polyline given once
+    // per country (twice in all, in opposite directions); coordinates are multiples of 2^-20,
+    // so a road from a country's centre to the midpoint of one of its border pieces ends
+    // exactly on it (a T-junction). Some pieces are repeated, some have zero length, and some
+    // are digitised again 1e-13 off, crossing the original at a tiny angle.
+    std::mt19937_64 rng(17);
+    std::uniform_real_distribution<double> d(-1.0, 1.0);
+    auto q = [](double v) { return std::round(std::ldexp(v, 20)) / std::ldexp(1.0, 20); };
+    const int n = 12, numPieces = 6;
+    std::vector<std::vector<Point2>> vCorner(n + 1, std::vector<Point2>(n + 1));
+    for (int i = 0; i <= n; ++i)
+        for (int j = 0; j <= n; ++j) {
+            const bool bOuter = i == 0 || j == 0 || i == n || j == n;
+            vCorner[i][j] = Point2(q(i + (bOuter ? 0.0 : 0.3 * d(rng))), q(j + (bOuter ? 0.0 : 0.3 * d(rng))));
+        }
+    std::map<std::pair<XY, XY>, std::vector<Point2>> mBorder;   // noisy polyline, keyed by its ends
+    auto border = [&](const Point2& a, const Point2& b) {
+        const bool bRev = xy(b) < xy(a);
+        std::vector<Point2>& v = mBorder[bRev ? std::make_pair(xy(b), xy(a)) : std::make_pair(xy(a), xy(b))];
+        if (v.empty()) {
+            const Point2& p = bRev ? b : a;
+            const Point2& r = bRev ? a : b;
+            const bool bOuter = (p.x() == r.x() && (p.x() == 0 || p.x() == n)) || (p.y() == r.y() && (p.y() == 0 || p.y() == n));
+            for (int k = 0; k <= numPieces; ++k) {
+                const double t = double(k) / numPieces, noise = (k == 0 || k == numPieces || bOuter) ? 0.0 : 0.08 * d(rng);
+                v.emplace_back(q(p.x() + t * (r.x() - p.x()) - noise * (r.y() - p.y())),
+                               q(p.y() + t * (r.y() - p.y()) + noise * (r.x() - p.x())));
+            }
+        }
+        std::vector<Point2> w(v);
+        if (bRev) std::reverse(w.begin(), w.end());
+        return w;
+    };
+    Lumo_2D dt;
+    std::vector<ConstraintGraph2*> vGraphs;
+    std::vector<std::vector<Segment2>> vInputs;
+    for (int i = 0; i < n; ++i) {
+        std::vector<Segment2> vRow;   // one file row, one call
+        for (int j = 0; j < n; ++j) {
+            const Point2* c[4] = {&vCorner[i][j], &vCorner[i + 1][j], &vCorner[i + 1][j + 1], &vCorner[i][j + 1]};
+            for (int s = 0; s < 4; ++s) {
+                const std::vector<Point2> vLine = border(*c[s], *c[(s + 1) % 4]);
+                for (size_t k = 0; k + 1 < vLine.size(); ++k) {
+                    const Point2 &a = vLine[k], &b = vLine[k + 1];
+                    vRow.emplace_back(a, b);
+                    const int r = int(rng() % 16);
+                    if (r == 0) vRow.emplace_back(a, b);   // repeated
+                    if (r == 1) vRow.emplace_back(b, b);   // zero length
+                    if (r == 2) {   // a second digitisation, crossing at a tiny angle
+                        const double e = 1e-13;
+                        vRow.emplace_back(Point2(a.x() - e * (b.y() - a.y()), a.y() + e * (b.x() - a.x())),
+                                          Point2(b.x() + e * (b.y() - a.y()), b.y() - e * (b.x() - a.x())));
+                    }
+                    if (r == 3) {   // a road from the centre, ending on the piece
+                        const Point2 mid((a.x() + b.x()) / 2, (a.y() + b.y()) / 2);
+                        vRow.emplace_back(Point2(q(i + 0.5), q(j + 0.5)), mid);
+                    }
+                }
+            }
+        }
+        testing::internal::CaptureStdout();
+        vGraphs.push_back(dt.createConstraint(vRow, CIS_CONSTRAINED_DELAUNAY, true));
+        testing::internal::GetCapturedStdout();
+        vInputs.push_back(vRow);
+    }
+    ASSERT_EQ(checkConstrained(dt, vGraphs, "border file"), "");
+    // Every input piece of positive length: its segment, as a chain of constraint edges.
+    for (size_t g = 0; g < vGraphs.size(); ++g) {
+        std::vector<ConstraintSegment2*> vOrig;
+        vGraphs[g]->getOriginalConstraintSegments(vOrig);
+        size_t o = 0;
+        for (const Segment2& s : vInputs[g]) {
+            if (s.getSrc() == s.getTrg()) continue;
+            ASSERT_LT(o, vOrig.size());
+            ConstraintSegment2* pO = vOrig[o++];
+            // (A border given in both directions within one call keeps one direction.)
+            EXPECT_EQ(coordEdge(*pO->getSrc(), *pO->getTrg()), coordEdge(s.getSrc(), s.getTrg()));
+            EXPECT_EQ(chainFault(dt, pO, 1e-12), "") << "row " << g;
+        }
+        EXPECT_EQ(o, vOrig.size());
+    }
+}
+
 TEST(Constraints, SameSegmentTwiceIsOneObjectWithTwoOwners) {
     Lumo_2D dt;
     dt.insert(std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(0, 4)});
