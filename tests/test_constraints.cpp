@@ -594,7 +594,18 @@ TEST(Constraints, SegmentRecordLabelsSplitsAndOutput) {
     Point2* pSplit = nullptr;
     s->getChildrenAndSplitPoint(k0, k1, pSplit);
     EXPECT_EQ(pSplit, pMid);
+    // splitAndRemovePrev takes back the recorded refinement vertices closer to the split vertex
+    // than its distance to the piece's source (sqrt 2 here), and only those.
+    InnerVtxMgr& inner = pG->getDt2()->getInnerVtxMgr();
+    Point2* pNear = dt.insert(Point2(1.2, 0.8));
+    Point2* pFar = dt.insert(Point2(3.5, 0.5));
+    inner.add(pNear);
+    inner.add(pFar);
     ASSERT_TRUE(k0->splitAndRemovePrev(Point2(1, 1)));
+    EXPECT_FALSE(inner.contains(pNear));
+    EXPECT_TRUE(inner.contains(pFar));
+    inner.withdraw(pFar);
+    EXPECT_EQ(inner.size(), 0u);
     std::vector<ConstraintSegment2*> vLeaves;
     s->getChildrenRec(vLeaves);
     ASSERT_EQ(vLeaves.size(), 3u);
@@ -603,7 +614,7 @@ TEST(Constraints, SegmentRecordLabelsSplitsAndOutput) {
     testing::internal::CaptureStdout();
     dt.remove(pMid);
     EXPECT_NE(testing::internal::GetCapturedStdout().find("Can't remove a constraint vertex"), std::string::npos);
-    EXPECT_EQ(dt.numberOfPoints(), 6u);
+    EXPECT_EQ(dt.numberOfPoints(), 7u);   // 4 + 2 splits + the far refinement vertex
     // A point inserted exactly on a constrained edge splits it combinatorially.
     Point2* pOn = dt.insert(Point2(3, 3));
     std::vector<ConstraintSegment2*> vKids = pieces(pG);
