@@ -85,9 +85,8 @@ void ConstraintMgr::onEdgeSplit(Point2* pA, Point2* pB, Point2* pNew) {
 }
 
 void ConstraintMgr::grow() {
-    std::vector<Slot> vOld;
-    vOld.swap(vSlots);
-    const size_t numSlots = vOld.empty() ? 1024 : 2 * vOld.size();
+    const size_t numSlots = vSlots.empty() ? 1024 : 2 * vSlots.size();
+    std::vector<Slot>().swap(vSlots);
     vSlots.reserve(numSlots);
     prefaultForWriting(vSlots.data(), numSlots * sizeof(Slot));
     vSlots.assign(numSlots, Slot{nullptr, nullptr});
@@ -96,14 +95,15 @@ void ConstraintMgr::grow() {
     vEndpointBits.assign(numBits / 64, 0);
     endpointShift = 64;
     for (size_t n = numBits; n > 1; n >>= 1) --endpointShift;
-    for (const Slot& s : vOld) {
-        if (s.pSeg == nullptr) continue;
-        size_t i = slotOf(s.p0, s.pSeg->getTrg());
+    // Rehashed from the pool, which holds exactly the stored segments, in memory order: the
+    // old slots would need a jump into every segment for its second vertex.
+    poolSegments.forEach([&](ConstraintSegment2* pSeg) {
+        size_t i = slotOf(pSeg->getSrc(), pSeg->getTrg());
         while (vSlots[i].pSeg != nullptr) i = (i + 1) & mask;
-        vSlots[i] = s;
-        markEndpoint(s.p0);
-        markEndpoint(s.pSeg->getTrg());
-    }
+        vSlots[i] = Slot{pSeg->getSrc(), pSeg};
+        markEndpoint(pSeg->getSrc());
+        markEndpoint(pSeg->getTrg());
+    });
 }
 
 void ConstraintMgr::getSegmentsInMapOrder(std::vector<ConstraintSegment2*>& vOut) const {
