@@ -5,13 +5,14 @@
 // (exact predicates, intersection points of crossing constraints constructed in doubles) on the
 // same points and segments in the same run.
 // Times are CPU seconds of the inserting thread; the best of the repetitions is reported.
-// Usage: bench_constraints [repetitions]
+// Usage: bench_constraints [repetitions] [a|b] [nopeer]   (a case and no peer: for profiling)
 // Built and run by: bash scripts/bench.sh constraints
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <random>
+#include <string>
 #include <vector>
 #include "Lumo_2D.h"
 #include "BenchData.h"
@@ -60,19 +61,23 @@ Result runCgal(const std::vector<Point2>& vPts, const std::vector<Segment2>& vSe
 }
 #endif
 
+bool bPeer = true;
+
 void report(const char* name, const std::vector<Point2>& vPts, const std::vector<Segment2>& vSegs, int reps) {
     Result best, bestCgal;
     for (int i = 0; i < reps; ++i) {
         const Result r = runLumo(vPts, vSegs);
         if (r.seconds < best.seconds) best = r;
 #ifdef LUMO2D_HAVE_CGAL
+        if (!bPeer) continue;
         const Result c = runCgal(vPts, vSegs);
         if (c.seconds < bestCgal.seconds) bestCgal = c;
 #endif
     }
     std::printf("%-34s lumo %7.3f s (%zu vertices)", name, best.seconds, best.numVertices);
 #ifdef LUMO2D_HAVE_CGAL
-    std::printf("  | cgal %7.3f s (%zu vertices)  | ratio %.3f", bestCgal.seconds, bestCgal.numVertices,
+    if (bPeer)
+        std::printf("  | cgal %7.3f s (%zu vertices)  | ratio %.3f", bestCgal.seconds, bestCgal.numVertices,
                 best.seconds / bestCgal.seconds);
 #endif
     std::printf("\n");
@@ -81,6 +86,8 @@ void report(const char* name, const std::vector<Point2>& vPts, const std::vector
 
 int main(int argc, char** argv) {
     const int reps = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
+    const std::string which = argc > 2 ? argv[2] : "ab";
+    bPeer = !(argc > 3 && std::string(argv[3]) == "nopeer");
 #ifndef LUMO2D_HAVE_CGAL
     std::printf("CGAL not found: the peer columns are skipped\n");
 #endif
@@ -98,7 +105,7 @@ int main(int argc, char** argv) {
     // (b) crossing: both ends uniform in the square.
     std::vector<Segment2> vLong;
     for (int i = 0; i < 1000; ++i) vLong.emplace_back(Point2(d(rng), d(rng)), Point2(d(rng), d(rng)));
-    report("1M points + 10,000 short disjoint", vPts, vShort, reps);
-    report("1M points + 1,000 long crossing", vPts, vLong, reps);
+    if (which.find('a') != std::string::npos) report("1M points + 10,000 short disjoint", vPts, vShort, reps);
+    if (which.find('b') != std::string::npos) report("1M points + 1,000 long crossing", vPts, vLong, reps);
     return 0;
 }

@@ -1,5 +1,6 @@
 // Constraint graphs: the host's directions across splits, polygon detection, drawing.
 #include "ConstraintGraph2.h"
+#include <algorithm>
 #include <iostream>
 #include "ConstraintMgr.h"
 #include "Dt2.h"
@@ -30,13 +31,37 @@ ConstraintGraph2::ConstraintGraph2(Dt2* pDt2, std::vector<ConstraintSegment2*>& 
         LUMO_ASSERT(p0<p1);
         auto q_it = mPPReverse.find(std::make_pair(p0, p1));
         LUMO_ASSERT(q_it!=mPPReverse.end());
-        mCSegReverse[pCSeg] = q_it->second;
+        mCSegReverse.set(pCSeg, q_it->second);
     }
     isOrientedFlag = bOriented;
     checkAndSortPolygon();
     // A segment that was split before this graph existed passes its direction down now.
     for (ConstraintSegment2* pCSeg : vCSegParents)
         if (!pCSeg->isAlive()) setDirectionsRecursive(pCSeg);
+}
+
+// ---- the direction map ---------------------------------------------------------------------------
+
+const int8_t* ConstraintGraph2::DirectionMap::find(const ConstraintSegment2* pKey) const {
+    const long idx = long(pKey->getLabel()) - firstLabel;
+    if (idx < 0 || idx >= long(vFlags.size()) || vFlags[size_t(idx)] < 0) return nullptr;
+    return &vFlags[size_t(idx)];
+}
+
+void ConstraintGraph2::DirectionMap::set(const ConstraintSegment2* pKey, bool bReversed) {
+    const int label = pKey->getLabel();
+    if (vFlags.empty()) firstLabel = label;
+    if (label < firstLabel) {
+        // Older segments (shared with an earlier graph): grow at the front, geometrically.
+        // Labels are never negative, so the front never grows past label 0.
+        const size_t numNew = std::min(std::max(size_t(firstLabel - label), vFlags.size()), size_t(firstLabel));
+        vFlags.insert(vFlags.begin(), numNew, int8_t(-1));
+        firstLabel -= int(numNew);
+    }
+    const size_t idx = size_t(label - firstLabel);
+    if (idx >= vFlags.size()) vFlags.resize(std::max(idx + 1, vFlags.size() + vFlags.size() / 2), int8_t(-1));
+    if (vFlags[idx] < 0) ++numUsed;
+    vFlags[idx] = bReversed ? 1 : 0;
 }
 
 // ---- polygon ------------------------------------------------------------------------------------
@@ -72,7 +97,7 @@ void ConstraintGraph2::checkAndSortPolygon() {
             return;
         }
         // Oriented segments keep the host's direction: against it there is no polygon.
-        if (isOrientedFlag && bRev != mCSegReverse[pCSeg]) return;
+        if (isOrientedFlag && bRev != mCSegReverse.isReversed(pCSeg)) return;
         vSorted.push_back(pCSeg);
         vReverse.push_back(bRev);
         pHead = bRev ? pCSeg->getSrc() : pCSeg->getTrg();
@@ -91,14 +116,12 @@ void ConstraintGraph2::checkAndSortPolygon() {
     // Closed: the walk came back to the first segment. A shorter cycle leaves segments unused.
     if (pHead != directedSrc(vCSegParents[0])) return;
     vCSegParents = vSorted;
-    for (size_t i = 0; i < n; ++i) mCSegReverse[vSorted[i]] = vReverse[i];
+    for (size_t i = 0; i < n; ++i) mCSegReverse.set(vSorted[i], vReverse[i]);
     isPolygonFlag = true;
 }
 
 Point2* ConstraintGraph2::directedSrc(ConstraintSegment2* pCSeg) const {
-    auto it = mCSegReverse.find(pCSeg);
-    const bool bRev = it != mCSegReverse.end() && it->second;
-    return bRev ? pCSeg->getTrg() : pCSeg->getSrc();
+    return mCSegReverse.isReversed(pCSeg) ? pCSeg->getTrg() : pCSeg->getSrc();
 }
 
 // ---- directions across splits ---------------------------------------------------------------------
@@ -125,15 +148,15 @@ void ConstraintGraph2::setDirectionsRecursive(ConstraintSegment2* pRoot) {
         ConstraintSegment2 *pChild0 = nullptr, *pChild1 = nullptr;
         Point2* pSplit = nullptr;
         pParent->getChildrenAndSplitPoint(pChild0, pChild1, pSplit);
-        const bool bParentRev = mCSegReverse[pParent];
+        const bool bParentRev = mCSegReverse.isReversed(pParent);
         Point2* pParentSrc = bParentRev ? pParent->getTrg() : pParent->getSrc();
         Point2* pParentTrg = bParentRev ? pParent->getSrc() : pParent->getTrg();
         // The child at the directed source runs source -> split, the other split -> target.
         if (pChild0->getSrc() != pParentSrc && pChild0->getTrg() != pParentSrc) std::swap(pChild0, pChild1);
         const bool bRev0 = pChild0->getSrc() != pParentSrc;
         const bool bRev1 = pChild1->getTrg() == pSplit;
-        mCSegReverse[pChild0] = bRev0;
-        mCSegReverse[pChild1] = bRev1;
+        mCSegReverse.set(pChild0, bRev0);
+        mCSegReverse.set(pChild1, bRev1);
         Point2* pChild0Src = bRev0 ? pChild0->getTrg() : pChild0->getSrc();
         Point2* pChild0Trg = bRev0 ? pChild0->getSrc() : pChild0->getTrg();
         Point2* pChild1Src = bRev1 ? pChild1->getTrg() : pChild1->getSrc();
@@ -192,8 +215,7 @@ void ConstraintGraph2::getAliveConstraintChain(std::vector<ConstraintSegment2*>&
 }
 
 bool ConstraintGraph2::isReverse(ConstraintSegment2* pCSeg) const {
-    auto it = mCSegReverse.find(pCSeg);
-    return it != mCSegReverse.end() && it->second;
+    return mCSegReverse.isReversed(pCSeg);
 }
 
 bool ConstraintGraph2::isConstraint(ConstraintSegment2* pCSeg) const {
@@ -206,8 +228,10 @@ bool ConstraintGraph2::isConstraint(Point2* p, Point2* q) const {
     if (std::less<Point2*>()(q, p)) std::swap(p, q);
     // The lookup key is a real (temporary) segment: it takes a label like any other.
     ConstraintSegment2 key(p, q, CIS_CONSTRAINED_DELAUNAY);
-    auto it = mCSegReverse.find(&key);
-    return it != mCSegReverse.end() && it->first->isAlive();
+    // Found by its vertex pair: the triangulation's segment of that pair is the key's equal.
+    const ConstraintSegment2* pSeg =
+        pOwnerDt2 != nullptr ? pOwnerDt2->getConstraintMgr().getConstraintSegment(key.getSrc(), key.getTrg()) : nullptr;
+    return pSeg != nullptr && mCSegReverse.find(pSeg) != mCSegReverse.end() && pSeg->isAlive();
 }
 
 void ConstraintGraph2::getPolygonVertices(std::vector<Point2*>& vVerticesOut) const {
@@ -222,7 +246,7 @@ void ConstraintGraph2::getPolygonVertices(std::vector<Point2*>& vVerticesOut) co
             std::cout << "For constraint segment pCSeg:" << *pCSeg << std::endl;
         }
         LUMO_ASSERT(q_it!=mCSegReverse.end());
-        vVerticesOut.push_back(q_it->second ? pCSeg->getTrg() : pCSeg->getSrc());
+        vVerticesOut.push_back(*q_it == 1 ? pCSeg->getTrg() : pCSeg->getSrc());
     }
 }
 

@@ -3,8 +3,12 @@
 #include <algorithm>
 #include <fstream>
 #include <iomanip>
+#include <new>
 #include <iostream>
 #include <sstream>
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 #include "Dt2.h"
 #include "MsgPublisher.h"
 #include "tools.h"
@@ -14,10 +18,42 @@ namespace ORBI_LUMO2D {
 namespace {
 // Passes of apply() before it gives up (each pass splits every unfinished piece once).
 const int MAX_APPLY_PASSES = 499;
+
+// Faults a large fresh table in with one system call instead of one page fault per 4 KB page
+// (the pair table of a large constraint set is written all over at once).
+void prefaultForWriting(const void* p, size_t bytes) {
+#if defined(__linux__) && defined(MADV_POPULATE_WRITE)
+    const uintptr_t pageMask = 4095;
+    const uintptr_t lo = (reinterpret_cast<uintptr_t>(p) + pageMask) & ~pageMask;
+    const uintptr_t hi = (reinterpret_cast<uintptr_t>(p) + bytes) & ~pageMask;
+    if (hi > lo + (uintptr_t(1) << 20)) madvise(reinterpret_cast<void*>(lo), hi - lo, MADV_POPULATE_WRITE);
+#else
+    (void)p;
+    (void)bytes;
+#endif
+}
 } // namespace
+
+ConstraintMgr::ConstraintMgr(Dt2* pDt2) : pOwnerDt2(pDt2), poolSegments(694444) {
+    poolSegments.init(3);
+}
 
 ConstraintMgr::~ConstraintMgr() {
     for (ConstraintGraph2* pG : vGraphs) delete pG;
+    poolSegments.forEach([](ConstraintSegment2* p) { p->~ConstraintSegment2(); });
+}
+
+const std::set<ConstraintGraph2*>* ConstraintMgr::ownersWith(const std::set<ConstraintGraph2*>* pBase,
+                                                             ConstraintGraph2* pOwner) {
+    if (pBase == lastOwnerStep.pBase && pOwner == lastOwnerStep.pOwner) return lastOwnerStep.pResult;
+    const std::set<ConstraintGraph2*>* pResult = pBase;
+    if (pBase->count(pOwner) == 0) {
+        std::set<ConstraintGraph2*> s(*pBase);
+        s.insert(pOwner);
+        pResult = &*sOwnerSets.insert(std::move(s)).first;
+    }
+    lastOwnerStep = OwnerStep{pBase, pOwner, pResult};
+    return pResult;
 }
 
 // ---- segments ------------------------------------------------------------------------------------
@@ -27,13 +63,14 @@ ConstraintSegment2* ConstraintMgr::addConstraintSegment(Point2* p0, Point2* p1, 
     LUMO_ASSERT(p0<p1);
     if (ConstraintSegment2* pOld = getConstraintSegment(p0, p1)) return pOld;
     if (2 * (numUsed + 1) > vSlots.size()) grow();
-    dqSegments.emplace_back(p0, p1, cis);
-    ConstraintSegment2* pSeg = &dqSegments.back();
+    ConstraintSegment2* pSeg = new (poolSegments.alloc()) ConstraintSegment2(p0, p1, cis);
     size_t i = slotOf(p0, p1);
     while (vSlots[i].pSeg != nullptr) i = (i + 1) & mask;
     const bool bOK = vSlots[i].pSeg == nullptr;
     LUMO_ASSERT(bOK);
-    vSlots[i] = Slot{p0, p1, pSeg};
+    vSlots[i] = Slot{p0, pSeg};
+    markEndpoint(p0);
+    markEndpoint(p1);
     if (numUsed++ == 0) {
         pOwnerDt2->setFlipGuard(this);
         pOwnerDt2->setObserver(this);
@@ -48,21 +85,30 @@ void ConstraintMgr::onEdgeSplit(Point2* pA, Point2* pB, Point2* pNew) {
 }
 
 void ConstraintMgr::grow() {
-    std::vector<Slot> vOld;
-    vOld.swap(vSlots);
-    vSlots.assign(vOld.empty() ? 1024 : 2 * vOld.size(), Slot{nullptr, nullptr, nullptr});
+    const size_t numSlots = vSlots.empty() ? 1024 : 2 * vSlots.size();
+    std::vector<Slot>().swap(vSlots);
+    vSlots.reserve(numSlots);
+    prefaultForWriting(vSlots.data(), numSlots * sizeof(Slot));
+    vSlots.assign(numSlots, Slot{nullptr, nullptr});
     mask = vSlots.size() - 1;
-    for (const Slot& s : vOld) {
-        if (s.pSeg == nullptr) continue;
-        size_t i = slotOf(s.p0, s.p1);
+    const size_t numBits = 2 * vSlots.size();
+    vEndpointBits.assign(numBits / 64, 0);
+    endpointShift = 64;
+    for (size_t n = numBits; n > 1; n >>= 1) --endpointShift;
+    // Rehashed from the pool, which holds exactly the stored segments, in memory order: the
+    // old slots would need a jump into every segment for its second vertex.
+    poolSegments.forEach([&](ConstraintSegment2* pSeg) {
+        size_t i = slotOf(pSeg->getSrc(), pSeg->getTrg());
         while (vSlots[i].pSeg != nullptr) i = (i + 1) & mask;
-        vSlots[i] = s;
-    }
+        vSlots[i] = Slot{pSeg->getSrc(), pSeg};
+        markEndpoint(pSeg->getSrc());
+        markEndpoint(pSeg->getTrg());
+    });
 }
 
 void ConstraintMgr::getSegmentsInMapOrder(std::vector<ConstraintSegment2*>& vOut) const {
     const size_t first = vOut.size();
-    for (const ConstraintSegment2& s : dqSegments) vOut.push_back(const_cast<ConstraintSegment2*>(&s));
+    poolSegments.forEach([&](ConstraintSegment2* p) { vOut.push_back(p); });
     std::sort(vOut.begin() + std::ptrdiff_t(first), vOut.end(), CompareConstraintSegment2());
 }
 
@@ -212,9 +258,10 @@ void ConstraintMgr::repairConforming() {
     std::vector<ConstraintSegment2*> vAll;
     for (int passesLeft = MAX_APPLY_PASSES; passesLeft > 0; --passesLeft) {
         vAll.clear();
-        for (ConstraintSegment2& s : dqSegments)
-            if (s.isAlive() && s.getCIS() == CIS_CONFORMING_DELAUNAY && !pOwnerDt2->isEdge(s.getSrc(), s.getTrg()))
-                vAll.push_back(&s);
+        poolSegments.forEach([&](ConstraintSegment2* p) {
+            if (p->isAlive() && p->getCIS() == CIS_CONFORMING_DELAUNAY && !pOwnerDt2->isEdge(p->getSrc(), p->getTrg()))
+                vAll.push_back(p);
+        });
         if (vAll.empty()) return;
         bool bChanged = false;
         for (ConstraintSegment2* pX : vAll) {

@@ -1,10 +1,12 @@
 // ConstraintMgr: owns every constraint segment and graph of one triangulation. It answers the
-// question that flips ask all the time, "is (p, q) an alive constraint?", from an open-address
-// hash of vertex pairs: one probe in the common case, no allocation.
+// question that flips and channel walks ask all the time, "is (p, q) an alive constraint?", from
+// an open-address hash of vertex pairs: one probe in the common case, no allocation. A bit per
+// vertex hash (set for every segment endpoint, never cleared) answers most "no"s before that
+// probe: the bits stay in cache, the pair table of a large constraint set does not.
 #pragma once
 #include <cstdint>
-#include <deque>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +14,7 @@
 #include "ConstraintSegment2.h"
 #include "Inserter.h"
 #include "Segment2.h"
+#include "SimplePool.h"
 
 namespace ORBI_LUMO2D {
 
@@ -22,7 +25,7 @@ class Dt2;
 // installed with the first segment: a triangulation without constraints pays nothing.
 class ConstraintMgr : public FlipGuard, public TopologyObserver {
 public:
-    explicit ConstraintMgr(Dt2* pDt2) : pOwnerDt2(pDt2) {}
+    explicit ConstraintMgr(Dt2* pDt2);
     bool mayFlip(const Point2* pA, const Point2* pB) const override { return !isFlipBarrier(pA, pB); }
     void onEdgeSplit(Point2* pA, Point2* pB, Point2* pNew) override;
     ~ConstraintMgr();
@@ -34,15 +37,21 @@ public:
     ConstraintSegment2* addConstraintSegment(Point2* p0, Point2* p1, ConstraintInsertionStrategy cis);
     // The segment of {p, q} in any state, or null.
     ConstraintSegment2* getConstraintSegment(const Point2* p, const Point2* q) const {
-        if (numUsed == 0) return nullptr;
+        if (numUsed == 0 || !mayBeEndpoint(p) || !mayBeEndpoint(q)) return nullptr;
         if (std::less<const Point2*>()(q, p)) std::swap(p, q);
         size_t i = slotOf(p, q);
         for (;;) {
             const Slot& s = vSlots[i];
             if (s.pSeg == nullptr) return nullptr;
-            if (s.p0 == p && s.p1 == q) return s.pSeg;
+            if (s.p0 == p && s.pSeg->getTrg() == q) return s.pSeg;
             i = (i + 1) & mask;
         }
+    }
+    // False: no segment ends at p. True: one may (a cheap test before isConstraint).
+    bool mayBeEndpoint(const Point2* p) const {
+        if (numUsed == 0) return false;
+        const size_t b = endpointBit(p);
+        return (vEndpointBits[b >> 6] >> (b & 63)) & 1u;
     }
     // An alive segment joins p and q.
     bool isConstraint(const Point2* p, const Point2* q) const {
@@ -55,6 +64,8 @@ public:
         return pSeg != nullptr && pSeg->isAlive() && pSeg->getCIS() == CIS_CONSTRAINED_DELAUNAY;
     }
     size_t numSegments() const { return numUsed; }
+    // The shared owner set pBase plus pOwner (segments point to one copy of each distinct set).
+    const std::set<ConstraintGraph2*>* ownersWith(const std::set<ConstraintGraph2*>* pBase, ConstraintGraph2* pOwner);
     // All segments in map order (source address, then target address).
     void getSegmentsInMapOrder(std::vector<ConstraintSegment2*>& vOut) const;
 
@@ -81,8 +92,7 @@ public:
 
 private:
     struct Slot {
-        const Point2* p0;
-        const Point2* p1;
+        const Point2* p0;   // the segment's source: most probes end without touching the segment
         ConstraintSegment2* pSeg;
     };
     size_t slotOf(const Point2* p, const Point2* q) const {
@@ -92,6 +102,13 @@ private:
         return size_t(h) & mask;
     }
     void grow();
+    size_t endpointBit(const Point2* p) const {
+        return size_t((uint64_t(reinterpret_cast<uintptr_t>(p)) * 0x9E3779B97F4A7C15ull) >> endpointShift);
+    }
+    void markEndpoint(const Point2* p) {
+        const size_t b = endpointBit(p);
+        vEndpointBits[b >> 6] |= uint64_t(1) << (b & 63);
+    }
     void collectAliveLeaves(const ConstraintGraph2* pGraph, std::vector<Segment2>& vOut) const;
     void writeGraphs(const std::string& prefix, bool bBinary) const;
     ConstraintGraph2* buildGraph(const std::vector<std::pair<Point2*, Point2*>>& vPairs, ConstraintInsertionStrategy cis,
@@ -102,10 +119,19 @@ private:
     void applyConformingFully(ConstraintSegment2* pCSeg);
 
     Dt2* pOwnerDt2;
-    std::deque<ConstraintSegment2> dqSegments;
+    SimplePool<ConstraintSegment2> poolSegments;
+    std::set<std::set<ConstraintGraph2*>> sOwnerSets;
+    struct OwnerStep {
+        const std::set<ConstraintGraph2*>* pBase;
+        ConstraintGraph2* pOwner;
+        const std::set<ConstraintGraph2*>* pResult;
+    } lastOwnerStep{nullptr, nullptr, nullptr};
     std::vector<Slot> vSlots;
     size_t mask{0};
     size_t numUsed{0};
+    // Two bits per slot of the pair table (small enough to stay in cache), rebuilt when it grows.
+    std::vector<uint64_t> vEndpointBits;
+    int endpointShift{64};
     std::vector<ConstraintGraph2*> vGraphs;
     size_t numConforming{0};
     // Conforming steps left in the current operation: two segments within a few ulps of each

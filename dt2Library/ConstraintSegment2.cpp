@@ -18,8 +18,14 @@ std::atomic<int> nextSegmentLabel{0};
 } // namespace
 
 ConstraintSegment2::ConstraintSegment2(Point2* p0, Point2* p1, ConstraintInsertionStrategy cis_)
-    : label(nextSegmentLabel.fetch_add(1)), src(p0), trg(p1), cis(cis_), bAlive(true), adjacentArea(DBL_MAX) {
+    : label(nextSegmentLabel.fetch_add(1)), sOwners{&noOwners()}, src(p0), trg(p1), cis(cis_), bAlive(true),
+      vChildren{{nullptr, nullptr}}, adjacentArea(DBL_MAX) {
     LUMO_ASSERT(p0<p1);
+}
+
+const std::set<ConstraintGraph2*>& ConstraintSegment2::noOwners() {
+    static const std::set<ConstraintGraph2*> sEmpty;
+    return sEmpty;
 }
 
 ConstraintSegment2::~ConstraintSegment2() {}
@@ -36,9 +42,10 @@ bool ConstraintSegment2::operator<(const ConstraintSegment2& other) const {
 void ConstraintSegment2::addOwnerRecursive(ConstraintGraph2* pOwner) {
     // Iterative along the second child, recursive on the first: split trees are shallow but a
     // chain of splits at one end can be long.
+    ConstraintMgr& mgr = pOwner->getDt2()->getConstraintMgr();
     ConstraintSegment2* pCur = this;
     for (;;) {
-        pCur->sOwners.insert(pOwner);
+        pCur->sOwners.pSet = mgr.ownersWith(pCur->sOwners.pSet, pOwner);
         if (pCur->isAlive()) return;
         ConstraintSegment2 *pKid0 = nullptr, *pKid1 = nullptr;
         Point2* pSplit = nullptr;
@@ -51,7 +58,7 @@ void ConstraintSegment2::addOwnerRecursive(ConstraintGraph2* pOwner) {
 
 void ConstraintSegment2::getChildrenAndSplitPoint(ConstraintSegment2*& pKid0, ConstraintSegment2*& pKid1,
                                                   Point2*& pSplit) const {
-    if (isAlive() || vChildren.size() != 2) {
+    if (isAlive() || vChildren.empty()) {
         reportWarning("ConstraintSegment2::getChildrenAndSplitPoint()", "*this is still alive!");
         return;
     }
@@ -71,7 +78,7 @@ void ConstraintSegment2::getChildrenRec(std::vector<ConstraintSegment2*>& vLeave
         vStack.pop_back();
         if (pCur->isAlive()) {
             vLeavesOut.push_back(const_cast<ConstraintSegment2*>(pCur));
-        } else if (pCur->vChildren.size() == 2) {
+        } else if (!pCur->vChildren.empty()) {
             vStack.push_back(pCur->vChildren[1]);
             vStack.push_back(pCur->vChildren[0]);
         }
@@ -85,8 +92,8 @@ void ConstraintSegment2::makeChildren(Point2* pSplit) {
     ConstraintMgr& mgr = (*sOwners.begin())->getDt2()->getConstraintMgr();
     ConstraintSegment2* pKid0 = mgr.addConstraintSegment(src, pSplit, cis);
     ConstraintSegment2* pKid1 = mgr.addConstraintSegment(trg, pSplit, cis);
-    vChildren.push_back(pKid0);
-    vChildren.push_back(pKid1);
+    vChildren.a[0] = pKid0;
+    vChildren.a[1] = pKid1;
     for (ConstraintGraph2* pG : sOwners) {
         pKid0->addOwnerRecursive(pG);
         pKid1->addOwnerRecursive(pG);
@@ -120,12 +127,12 @@ Point2* ConstraintSegment2::insertAndSplit(const Point2& p) {
         return nullptr;
     }
     makeChildren(pSplit);
-    std::vector<ConstraintSegment2*> vWork(vChildren);
+    std::vector<ConstraintSegment2*> vWork{vChildren[0], vChildren[1]};
     while (!vWork.empty()) {
         ConstraintSegment2* pX = vWork.back();
         vWork.pop_back();
         if (pX->isAlive()) pOwnerDt->getConstraintMgr().applyOne(pX);
-        else if (pX->vChildren.size() == 2) pX->getChildrenRec(vWork);
+        else if (pX->isSplit()) pX->getChildrenRec(vWork);
     }
     pOwnerDt->restoreDelaunayAround(pSplit);
     return pSplit;
@@ -149,17 +156,6 @@ std::ostream& operator<<(std::ostream& os, const ConstraintSegment2& cs) {
     const double dx = cs.trg->x() - cs.src->x(), dy = cs.trg->y() - cs.src->y();
     os << "\n" << *cs.src << "\n" << *cs.trg << "\nlength=" << std::sqrt(dx * dx + dy * dy);
     return os;
-}
-
-// ---- inner vertices ------------------------------------------------------------------------------
-
-void InnerVtxMgr::removePreviouslyInsertedVertices(Point2* pCenter, double sqRadius, Dt2* /*pDt2*/) {
-    if (sInnerVertices.empty()) return;
-    for (auto it = sInnerVertices.begin(); it != sInnerVertices.end();) {
-        const double dx = (*it)->x() - pCenter->x(), dy = (*it)->y() - pCenter->y();
-        if (dx * dx + dy * dy < sqRadius) it = sInnerVertices.erase(it);
-        else ++it;
-    }
 }
 
 } // namespace ORBI_LUMO2D

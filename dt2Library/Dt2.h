@@ -59,7 +59,8 @@ public:
 
     // ---- insertion --------------------------------------------------------------------------
     // Returns the vertex at p (an existing one for a duplicate); null for a non-finite p.
-    Point2* insert(const Point2& p);
+    // pStartT: a triangle at or near p where the walk starts (else the vault finds one).
+    Point2* insert(const Point2& p, Triangle2* pStartT = nullptr);
     // Bulk insertion; pHandles (may be null) receives one vertex per input point.
     void insertVector(const std::vector<Point2>& vPoints, std::vector<Point2*>* pHandles);
     // Bulk insertion of numPoints x,y pairs; aHandles (may be null) receives the vertices.
@@ -195,6 +196,7 @@ private:
                          std::vector<ConstraintSegment2*>& vStack);
     void killAndUnestablishConstraintSegment(ConstraintSegment2* pCSeg);
     bool hasRepeatedVertex(const std::vector<Point2*>& vPoly);
+    Triangle2* pCrossingT{nullptr};   // the channel triangle at the crossing the walk found
     void forceEdgeByFlips(Point2* pStart, Point2* pStop);
     Triangle2* treatConstraintZone(const std::vector<Point2*>& vPoly,
                                    const std::vector<std::pair<Triangle2*, int>>& vOuter, bool bLeft);

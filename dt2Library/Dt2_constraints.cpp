@@ -216,16 +216,51 @@ void Dt2::newCDT_insertOrSplit(ConstraintSegment2* pCSeg, std::vector<Constraint
 void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, ConstraintSegment2* pCrossingCSeg,
                           std::vector<ConstraintSegment2*>& vStack) {
     LUMO_ASSERT(splitPoint!=*pCrossingCSeg->getSrc() && splitPoint!=*pCrossingCSeg->getTrg());
-    killAndUnestablishConstraintSegment(pCrossingCSeg);
+    Point2* u = pCrossingCSeg->getSrc();
+    Point2* w = pCrossingCSeg->getTrg();
     const bool bKillX = splitPoint != *pCSeg->getSrc() && splitPoint != *pCSeg->getTrg();
-    if (bKillX) killAndUnestablishConstraintSegment(pCSeg);
-    // The crossing lies on the crossed segment's old edge: start the walk at its end.
-    Point2* pNew = insertNear(splitPoint, pCrossingCSeg->getSrc());
+    // The walk left pStart through a triangle: this segment has no edge to unestablish.
+    if (bKillX) pCSeg->setDead();
+    // The crossed segment stays a constraint while the crossing goes in: the new vertex almost
+    // always lands in one of the two triangles at its edge (or on it, which splits it at once),
+    // and then both pieces are edges already. Withdrawing it first would flip its whole edge
+    // away and re-insert both pieces through the same triangles, once per crossing.
+    // The walk starts at the channel triangle on the crossed edge, next to the crossing.
+    Point2* pNew = insert(splitPoint, pCrossingT);
     LUMO_ASSERT(pNew!=0);
-    pCrossingCSeg->setAliveFlag(true);
-    pCrossingCSeg->split_combinatorialOnly(pNew);
-    pCrossingCSeg->getChildrenRec(vStack);
-    pCrossingCSeg->setDead();
+    if (pCrossingCSeg->isAlive()) {
+        // Around the new vertex: the crossed segment's ends, and the triangle on its old edge.
+        bool bNextToU = false, bNextToW = false;
+        Triangle2* pOnOldEdge = nullptr;
+        if (pNew != u && pNew != w) {
+            forEachTriangleAround(pNew, [&](Triangle2* pT) {
+                const bool bU = pT->hasVertex(u), bW = pT->hasVertex(w);
+                bNextToU = bNextToU || bU;
+                bNextToW = bNextToW || bW;
+                if (bU && bW) pOnOldEdge = pT;
+                return false;
+            });
+        }
+        if (bNextToU && bNextToW) {
+            pCrossingCSeg->split_combinatorialOnly(pNew);
+            // The old edge, if still there, is an ordinary edge now.
+            Triangle2* pT = pOnOldEdge;
+            int idx = pT != nullptr ? pT->getIntraTriangleIndex(pNew) : -1;
+            if (pT != nullptr || findEdge(u, w, pT, idx)) {
+                inserter.pushCheck(pT, idx);
+                if (Triangle2* pN = pT->getOppositeTriangle(idx)) inserter.pushCheck(pN, pN->getIntraTriangleIndex(pT));
+                inserter.legalize(true);
+            }
+        } else {
+            // Rounded beyond the triangles at the edge: withdraw the segment, split it at the
+            // vertex and insert its pieces afresh.
+            killAndUnestablishConstraintSegment(pCrossingCSeg);
+            pCrossingCSeg->setAliveFlag(true);
+            pCrossingCSeg->split_combinatorialOnly(pNew);
+            pCrossingCSeg->getChildrenRec(vStack);
+            pCrossingCSeg->setDead();
+        }
+    }
     if (bKillX) {
         pCSeg->setAliveFlag(true);
         pCSeg->split_combinatorialOnly(pNew);
@@ -309,21 +344,27 @@ Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<
         Triangle2* pOut = pT->getOppositeTriangle(idx);
         return std::make_pair(pOut, pOut == nullptr ? -1 : pOut->getIntraTriangleIndex(pT));
     };
+    // Boundary edges are recorded from inside (crossed triangle, edge index); their outer
+    // neighbours are looked up only when the channel is complete: a walk that ends at a
+    // crossing never touches them.
     Triangle2* pT = pFirstT;
     int k = pT->getIntraTriangleIndex(pStart);
     Point2* pLeft = pT->getCorner(incIndexBy2(k));    // u
     Point2* pRight = pT->getCorner(incIndexBy1(k));   // w
     vLeftPoly.push_back(pStart);
     vLeftPoly.push_back(pLeft);
-    vLeftOuter.push_back(outerOf(pT, incIndexBy1(k)));
+    vLeftOuter.emplace_back(pT, incIndexBy1(k));
     vRightPoly.push_back(pStart);
     vRightPoly.push_back(pRight);
-    vRightOuter.push_back(outerOf(pT, incIndexBy2(k)));
+    vRightOuter.emplace_back(pT, incIndexBy2(k));
     int crossIdx = k;
     const size_t maxSteps = numberOfTriangles() + 1;
+    // Whether each side's vertex may end a segment (one bit lookup per step, not two).
+    const ConstraintMgr& mgr = getConstraintMgr();
+    bool bLeftMay = mgr.mayBeEndpoint(pLeft), bRightMay = mgr.mayBeEndpoint(pRight);
     for (size_t step = 0;; ++step) {
         LUMO_ASSERT(step<maxSteps);
-        if (getConstraintMgr().isConstraint(pLeft, pRight)) {
+        if (bLeftMay && bRightMay && mgr.isConstraint(pLeft, pRight)) {
             // A crossing constraint: its exact intersection, rounded once.
             Point2 P(-DBL_MAX, -DBL_MAX);
             P = inserter.getGeomTest().getIntersectionCoords_gmp(Segment2(*pLeft, *pRight), Segment2(*pStart, *pStop));
@@ -351,6 +392,7 @@ Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<
                 P = *pNearest;
             }
             vPairIspCS.emplace_back(P, getConstraintMgr().getConstraintSegment(pLeft, pRight));
+            pCrossingT = pT;
             LUMO_ASSERT(vPairIspCS.size()==1);
             return nullptr;
         }
@@ -359,14 +401,19 @@ Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<
         Triangle2* pN = pT->getOppositeTriangle(crossIdx);
         LUMO_ASSERT(pN!=0);
         const int j = pN->getIntraTriangleIndex(pT);
+        // The next triangle is one of these two: fetch both while v's coordinates load.
+#if defined(__GNUC__)
+        __builtin_prefetch(pN->getOppositeTriangle(incIndexBy1(j)));
+        __builtin_prefetch(pN->getOppositeTriangle(incIndexBy2(j)));
+#endif
         Point2* v = pN->getCorner(j);
         // In pN the crossed edge runs from pLeft (corner j+1) to pRight (corner j+2).
         if (v == pStop) {
             vCrossedT.push_back(pN);
             vLeftPoly.push_back(pStop);
-            vLeftOuter.push_back(outerOf(pN, incIndexBy2(j)));
+            vLeftOuter.emplace_back(pN, incIndexBy2(j));
             vRightPoly.push_back(pStop);
-            vRightOuter.push_back(outerOf(pN, incIndexBy1(j)));
+            vRightOuter.emplace_back(pN, incIndexBy1(j));
             break;
         }
         const Orientation2 ori = orient(pStart, pStop, v);
@@ -376,13 +423,15 @@ Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<
         }
         if (ori == ORIENTATION2_CCW) {
             vLeftPoly.push_back(v);
-            vLeftOuter.push_back(outerOf(pN, incIndexBy2(j)));
+            vLeftOuter.emplace_back(pN, incIndexBy2(j));
             pLeft = v;
+            bLeftMay = mgr.mayBeEndpoint(v);
             crossIdx = incIndexBy1(j);
         } else {
             vRightPoly.push_back(v);
-            vRightOuter.push_back(outerOf(pN, incIndexBy1(j)));
+            vRightOuter.emplace_back(pN, incIndexBy1(j));
             pRight = v;
+            bRightMay = mgr.mayBeEndpoint(v);
             crossIdx = incIndexBy2(j);
         }
         pT = pN;
@@ -396,6 +445,8 @@ Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<
         forceEdgeByFlips(pStart, pStop);
         return nullptr;
     }
+    for (auto* pv : {&vLeftOuter, &vRightOuter})
+        for (std::pair<Triangle2*, int>& e : *pv) e = outerOf(e.first, e.second);
     for (Triangle2* pDead : vCrossedT) killTriangle(pDead);
     const size_t firstNew = vNewT.size();
     Triangle2* pLeftT = treatConstraintZone(vLeftPoly, vLeftOuter, true);

@@ -73,7 +73,7 @@ void sortKeyIndexPairs(uint64_t* a, size_t n) {
 
 // ---- insertion ---------------------------------------------------------------------------------
 
-Point2* Dt2::insert(const Point2& p) {
+Point2* Dt2::insert(const Point2& p, Triangle2* pStartT) {
     if (!isFinitePoint(p.x(), p.y())) {
         reportBadPoint(p.x(), p.y());
         return nullptr;
@@ -92,11 +92,11 @@ Point2* Dt2::insert(const Point2& p) {
     Point2* q = createVertex(p.x(), p.y(), p.getCustomIndex());
     const uint32_t key = hc.getKey(p.x(), p.y());
     vertexVault.addVertex(key, q);
-    Triangle2* pStart = vertexVault.getCloseTriangle(key);
+    Triangle2* pStart = pStartT != nullptr ? pStartT : vertexVault.getCloseTriangle(key);
     // Vertices inserted one by one wait unsorted behind the vault's sorted run; when the
     // previous vertex is nearer than the vault's candidate, its triangle is the better start
     // (a host adding points along a path would otherwise walk far every time).
-    if (pLastSingle != nullptr && pLastSingle->getIncidentTriangle() != nullptr) {
+    if (pStartT == nullptr && pLastSingle != nullptr && pLastSingle->getIncidentTriangle() != nullptr) {
         const Point2* pCand = pStart->getCorner(0);
         if (sqDistance(*pLastSingle, p) < sqDistance(*pCand, p)) pStart = pLastSingle->getIncidentTriangle();
     }

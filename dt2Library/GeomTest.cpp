@@ -1,7 +1,9 @@
 #include "GeomTest.h"
 #include "ExactDiffPredicates.h"
+#include <algorithm>
 #include <cfenv>
 #include <cfloat>
+#include <climits>
 #include <cmath>
 #if defined(__SSE2__)
 #include <xmmintrin.h>
@@ -97,8 +99,10 @@ GeomTest::GeomTest() {}
 GeomTest::~GeomTest() {
     if (bGeneralPoolReady)
         for (auto& q : aGeneral) mpq_clear(q);
-    if (bIntersectionPoolReady)
-        for (auto& q : aIntersection) mpq_clear(q);
+    if (bIntersectionPoolReady) {
+        for (auto& z : aIntersection) mpz_clear(z);
+        mpq_clear(intersectionRatio);
+    }
 }
 
 void GeomTest::initGeneralPool() {
@@ -107,7 +111,8 @@ void GeomTest::initGeneralPool() {
 }
 
 void GeomTest::initIntersectionPool() {
-    for (auto& q : aIntersection) mpq_init(q);
+    for (auto& z : aIntersection) mpz_init(z);
+    mpq_init(intersectionRatio);
     bIntersectionPoolReady = true;
 }
 
@@ -351,33 +356,65 @@ int GeomTest::inCircleExact(const Point2* a, const Point2* b, const Point2* c, c
     return cmp > 0 ? 1 : (cmp < 0 ? -1 : 0);
 }
 
+// Every double is an integer times a power of two: with E the smallest exponent of the eight
+// coordinates, the coordinates times 2^-E are integers, the intersection's numerators and its
+// denominator are integers (degrees 3 and 2), and the point is their quotient times 2^E. Only
+// the final quotient is a rational, never reduced: the same value as with rationals throughout,
+// without the gcds that made up most of their cost.
 Point2 GeomTest::getIntersectionCoords_gmp(const Segment2& sa, const Segment2& sb) {
     if (!bIntersectionPoolReady) initIntersectionPool();
-    mpq_t* q = aIntersection;
-    const Point2 p0(sa.getSrc()), p1(sa.getTrg()), p2(sb.getSrc()), p3(sb.getTrg());
-    mpq_set_d(q[0], p0.x()); mpq_set_d(q[1], p0.y());
-    mpq_set_d(q[2], p1.x()); mpq_set_d(q[3], p1.y());
-    mpq_set_d(q[4], p2.x()); mpq_set_d(q[5], p2.y());
-    mpq_set_d(q[6], p3.x()); mpq_set_d(q[7], p3.y());
-    // c1 = x0*y1 - y0*x1, c2 = x2*y3 - y2*x3
-    mpq_mul(q[8], q[0], q[3]); mpq_mul(q[9], q[1], q[2]); mpq_sub(q[10], q[8], q[9]);
-    mpq_mul(q[11], q[4], q[7]); mpq_mul(q[12], q[5], q[6]); mpq_sub(q[13], q[11], q[12]);
-    mpq_sub(q[14], q[0], q[2]);  // x0 - x1
-    mpq_sub(q[15], q[1], q[3]);  // y0 - y1
-    mpq_sub(q[16], q[4], q[6]);  // x2 - x3
-    mpq_sub(q[17], q[5], q[7]);  // y2 - y3
-    // denom = (x0-x1)(y2-y3) - (y0-y1)(x2-x3)
-    mpq_mul(q[18], q[14], q[17]); mpq_mul(q[19], q[15], q[16]); mpq_sub(q[20], q[18], q[19]);
-    if (mpq_cmp(q[18], q[19]) == 0) {
+    mpz_t* z = aIntersection;
+    const double c[8] = {sa.getSrc().x(), sa.getSrc().y(), sa.getTrg().x(), sa.getTrg().y(),
+                         sb.getSrc().x(), sb.getSrc().y(), sb.getTrg().x(), sb.getTrg().y()};
+    double mant[8];
+    int ex[8];
+    int E = INT_MAX;
+    for (int i = 0; i < 8; ++i) {
+        mant[i] = 0.0;
+        ex[i] = 0;
+        if (c[i] == 0.0) continue;
+        mant[i] = std::ldexp(std::frexp(c[i], &ex[i]), 53);   // an integer below 2^53
+        ex[i] -= 53;
+        E = std::min(E, ex[i]);
+    }
+    if (E == INT_MAX) E = 0;
+    for (int i = 0; i < 8; ++i) {
+        mpz_set_d(z[i], mant[i]);
+        if (mant[i] != 0.0) mpz_mul_2exp(z[i], z[i], mp_bitcnt_t(ex[i] - E));
+    }
+    // z0..z7 = x0 y0 x1 y1 x2 y2 x3 y3
+    mpz_mul(z[8], z[0], z[3]);   // c1 = x0*y1 - y0*x1
+    mpz_submul(z[8], z[1], z[2]);
+    mpz_mul(z[9], z[4], z[7]);   // c2 = x2*y3 - y2*x3
+    mpz_submul(z[9], z[5], z[6]);
+    mpz_sub(z[10], z[0], z[2]);  // x0 - x1
+    mpz_sub(z[11], z[1], z[3]);  // y0 - y1
+    mpz_sub(z[12], z[4], z[6]);  // x2 - x3
+    mpz_sub(z[13], z[5], z[7]);  // y2 - y3
+    mpz_mul(z[14], z[10], z[13]);   // denom = (x0-x1)(y2-y3) - (y0-y1)(x2-x3)
+    mpz_submul(z[14], z[11], z[12]);
+    if (mpz_sgn(z[14]) == 0) {
         reportError("GeomTest::getIntersectionCoords()", "denom=0 -> parallel segments");
         LUMO_ASSERT(false);
     }
-    // numX = c1(x2-x3) - (x0-x1)c2 ; numY = c1(y2-y3) - (y0-y1)c2
-    mpq_mul(q[21], q[10], q[16]); mpq_mul(q[22], q[14], q[13]); mpq_sub(q[23], q[21], q[22]);
-    mpq_mul(q[24], q[10], q[17]); mpq_mul(q[25], q[15], q[13]); mpq_sub(q[26], q[24], q[25]);
-    mpq_div(q[27], q[23], q[20]);
-    mpq_div(q[28], q[26], q[20]);
-    return Point2(mpq_get_d(q[27]), mpq_get_d(q[28]));
+    mpz_mul(z[15], z[8], z[12]);   // numX = c1(x2-x3) - (x0-x1)c2
+    mpz_submul(z[15], z[10], z[9]);
+    mpz_mul(z[16], z[8], z[13]);   // numY = c1(y2-y3) - (y0-y1)c2
+    mpz_submul(z[16], z[11], z[9]);
+    if (mpz_sgn(z[14]) < 0) {
+        mpz_neg(z[14], z[14]);
+        mpz_neg(z[15], z[15]);
+        mpz_neg(z[16], z[16]);
+    }
+    double xy[2];
+    for (int k = 0; k < 2; ++k) {
+        mpz_set(mpq_numref(intersectionRatio), z[15 + k]);
+        mpz_set(mpq_denref(intersectionRatio), z[14]);
+        if (E > 0) mpz_mul_2exp(mpq_numref(intersectionRatio), mpq_numref(intersectionRatio), mp_bitcnt_t(E));
+        if (E < 0) mpz_mul_2exp(mpq_denref(intersectionRatio), mpq_denref(intersectionRatio), mp_bitcnt_t(-E));
+        xy[k] = mpq_get_d(intersectionRatio);   // truncates: the one rounding
+    }
+    return Point2(xy[0], xy[1]);
 }
 
 } // namespace ORBI_LUMO2D

@@ -132,7 +132,8 @@ private:
     static constexpr double orientAbsErr = 0x1p-1021;
 
     mpq_t aGeneral[48];
-    mpq_t aIntersection[29];
+    mpz_t aIntersection[17];
+    mpq_t intersectionRatio;
     double orientBound{orientFloor};   // max(posErrBound, orientFloor): the door's filter
     double posErrBound{0.0};
     double negErrBound{0.0};

@@ -3,6 +3,7 @@
 // Directions survive later splits (a crossing constraint divides a segment: its pieces inherit
 // the host's direction). Created and owned by the triangulation.
 #pragma once
+#include <cstdint>
 #include <map>
 #include <set>
 #include <string>
@@ -67,6 +68,29 @@ public:
     Dt2* getDt2() const { return pOwnerDt2; }
 
 private:
+    // The reversal flags by segment. Segments are one per vertex pair, numbered by their labels
+    // in creation order, so the map is a byte per label over the graph's label range: a split's
+    // bookkeeping touches a few bytes that stay in cache, where a tree or hash of segments
+    // would miss it at every step.
+    class DirectionMap {
+    public:
+        // The flag of the segment (1 reversed, 0 not), or end() (null) when it is no key.
+        const int8_t* find(const ConstraintSegment2* pKey) const;
+        const int8_t* end() const { return nullptr; }
+        bool isReversed(const ConstraintSegment2* pKey) const {
+            const int8_t* pFlag = find(pKey);
+            return pFlag != nullptr && *pFlag == 1;
+        }
+        void set(const ConstraintSegment2* pKey, bool bReversed);
+        size_t size() const { return numUsed; }
+        bool empty() const { return numUsed == 0; }
+
+    private:
+        std::vector<int8_t> vFlags;   // -1: no key
+        int firstLabel{0};
+        size_t numUsed{0};
+    };
+
     void checkAndSortPolygon();
     void setDirectionsRecursive(ConstraintSegment2* pParent);
     Point2* directedSrc(ConstraintSegment2* pCSeg) const;
@@ -76,7 +100,7 @@ private:
     ConstraintInsertionStrategy cis;
     std::vector<ConstraintSegment2*> vCSegParents;
     bool isPolygonFlag{false};
-    std::map<ConstraintSegment2*, bool, CompareConstraintSegment2> mCSegReverse;
+    DirectionMap mCSegReverse;
     std::set<Point2*> splitVertices;
     bool isOrientedFlag{false};
 };

@@ -42,7 +42,7 @@ public:
     void setDead() { bAlive = false; }
     size_t getNumberOfOwners() const { return sOwners.size(); }
     // The graphs that own this segment or an ancestor, ordered by address.
-    const std::set<ConstraintGraph2*>& getOwners() const { return sOwners; }
+    const std::set<ConstraintGraph2*>& getOwners() const { return *sOwners.pSet; }
     double getAdjacentArea() const { return adjacentArea; }
     void setAdjacentArea(double area) { adjacentArea = area; }
     // By source address, then target address.
@@ -67,18 +67,37 @@ public:
 
     // Used by the triangulation while it revives a segment it had withdrawn.
     void setAliveFlag(bool b) { bAlive = b; }
+    // The owner set that no segment has yet.
+    static const std::set<ConstraintGraph2*>& noOwners();
 
 private:
     friend LUMO2D_API std::ostream& operator<<(std::ostream& os, const ConstraintSegment2& cs);
     void makeChildren(Point2* pSplit);
 
+    // The owner set is shared: all pieces of a graph's segments have the same owners, so the
+    // triangulation keeps one copy of each distinct set and the segments point to it.
+    struct Owners {
+        const std::set<ConstraintGraph2*>* pSet;
+        bool empty() const { return pSet->empty(); }
+        size_t size() const { return pSet->size(); }
+        std::set<ConstraintGraph2*>::const_iterator begin() const { return pSet->begin(); }
+        std::set<ConstraintGraph2*>::const_iterator end() const { return pSet->end(); }
+    };
+    // No children or exactly two, kept in place (a segment record is one cache line).
+    struct Children {
+        ConstraintSegment2* a[2];
+        bool empty() const { return a[1] == nullptr; }
+        size_t size() const { return a[1] == nullptr ? 0 : 2; }
+        ConstraintSegment2* operator[](size_t i) const { return a[i]; }
+    };
+
     int label;
-    std::set<ConstraintGraph2*> sOwners;
+    Owners sOwners;
     Point2* src;
     Point2* trg;
     ConstraintInsertionStrategy cis;
     bool bAlive;
-    std::vector<ConstraintSegment2*> vChildren;
+    Children vChildren;
     double adjacentArea;
 };
 

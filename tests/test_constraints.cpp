@@ -2,17 +2,22 @@
 // triangulation built here passes checkValidity and the independent oracle of tests/support
 // (constrained: the local Delaunay test is waived across the alive constrained pieces only).
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <functional>
 #include <random>
 #include <set>
 #include <sstream>
+#include <map>
 #include "DelaunayOracle.h"
+#include "Dt2.h"
 #include "GeomTest.h"
+#include "InnerVtxMgr.h"
 #include "LumoFiles.h"
 #include "Lumo_2D.h"
 #include "ScopedTempDir.h"
+#include "segmentOracle.h"
 #ifdef LUMO2D_HAVE_CGAL
 #include <CGAL/Constrained_Delaunay_triangulation_2.h>
 #include <CGAL/Exact_predicates_inexact_constructions_kernel.h>
@@ -33,9 +38,25 @@ std::vector<ConstraintSegment2*> pieces(const ConstraintGraph2* pG) {
     pG->getChildConstraintSegments(v);
     return v;
 }
+std::vector<ConstraintSegment2*> originals(const ConstraintGraph2* pG) {
+    std::vector<ConstraintSegment2*> v;
+    pG->getOriginalConstraintSegments(v);
+    return v;
+}
 bool isEdge(const Lumo_2D& dt, ConstraintSegment2* s) {
     return dt.getAdjacentTriangle(s->getSrc(), s->getTrg()) != nullptr ||
            dt.getAdjacentTriangle(s->getTrg(), s->getSrc()) != nullptr;
+}
+
+// The independent oracle over the whole mesh, waiving the empty-circle test across pExempt.
+std::string delaunayFault(const Lumo_2D& dt, const std::vector<CoordEdge>* pExempt) {
+    std::vector<Point2*> vVtx;
+    dt.getVertexPointers(vVtx);
+    std::vector<Point2> vPts;
+    for (Point2* p : vVtx) vPts.push_back(*p);
+    std::vector<Triangle2*> vT;
+    dt.getTrianglePointers(vT);
+    return lumo_test::checkDelaunayTriangulation(vPts, vT, pExempt);
 }
 
 // Empty when the triangulation is valid and every alive piece of the graphs is an edge. The
@@ -53,13 +74,7 @@ std::string checkConstrained(Lumo_2D& dt, const std::vector<ConstraintGraph2*>& 
             if (s->getCIS() == CIS_CONSTRAINED_DELAUNAY) vExempt.push_back(coordEdge(*s->getSrc(), *s->getTrg()));
         }
     }
-    std::vector<Point2*> vVtx;
-    dt.getVertexPointers(vVtx);
-    std::vector<Point2> vPts;
-    for (Point2* p : vVtx) vPts.push_back(*p);
-    std::vector<Triangle2*> vT;
-    dt.getTrianglePointers(vT);
-    const std::string err = lumo_test::checkDelaunayTriangulation(vPts, vT, &vExempt);
+    const std::string err = delaunayFault(dt, &vExempt);
     return err.empty() ? "" : what + ": " + err;
 }
 
@@ -101,6 +116,40 @@ std::vector<Segment2> disjointSegments(size_t n, std::mt19937_64& rng, double le
     return v;
 }
 Segment2 seg(double x0, double y0, double x1, double y1) { return Segment2(Point2(x0, y0), Point2(x1, y1)); }
+
+// Empty when the alive pieces of pOrig are edges forming one chain from its source to its
+// target, every vertex within tol of its supporting line.
+std::string chainFault(const Lumo_2D& dt, ConstraintSegment2* pOrig, double tol) {
+    std::vector<ConstraintSegment2*> vChain;
+    if (pOrig->isAlive()) vChain.push_back(pOrig);
+    else pOrig->getChildrenRec(vChain);
+    const Point2 a = *pOrig->getSrc(), b = *pOrig->getTrg();
+    const double ux = b.x() - a.x(), uy = b.y() - a.y(), len = std::hypot(ux, uy);
+    std::set<Point2*> sEnds;   // vertices used an odd number of times
+    for (ConstraintSegment2* s : vChain) {
+        if (!isEdge(dt, s)) return "a piece is no edge";
+        for (Point2* p : {s->getSrc(), s->getTrg()}) {
+            if (!sEnds.insert(p).second) sEnds.erase(p);
+            if (std::fabs(ux * (p->y() - a.y()) - uy * (p->x() - a.x())) / len > tol) return "a piece vertex is off the line";
+        }
+    }
+    return sEnds == std::set<Point2*>{pOrig->getSrc(), pOrig->getTrg()} ? "" : "the pieces are no chain";
+}
+
+// v is the exact value e rounded toward zero: the one rounding a crossing vertex claims.
+bool isTruncation(double v, const lumo_test::Rational& e) {
+    const int c = lumo_test::cmp(lumo_test::Rational(v), e);
+    return lumo_test::isWithinOneRounding(v, e) && (lumo_test::sgn(e) >= 0 ? c <= 0 : c >= 0);
+}
+// The exact intersection of the supporting lines of two segments.
+std::pair<lumo_test::Rational, lumo_test::Rational> exactCrossing(const ConstraintSegment2* s, const ConstraintSegment2* t) {
+    using lumo_test::Rational;
+    const Rational x0(s->getSrc()->x()), y0(s->getSrc()->y()), x1(s->getTrg()->x()), y1(s->getTrg()->y());
+    const Rational x2(t->getSrc()->x()), y2(t->getSrc()->y()), x3(t->getTrg()->x()), y3(t->getTrg()->y());
+    const Rational d = (x1 - x0) * (y3 - y2) - (y1 - y0) * (x3 - x2);
+    const Rational u = ((x2 - x0) * (y3 - y2) - (y2 - y0) * (x3 - x2)) / d;
+    return {x0 + u * (x1 - x0), y0 + u * (y1 - y0)};
+}
 } // namespace
 
 // ---- degenerate and hard inputs ---------------------------------------------------------------------
@@ -190,17 +239,8 @@ TEST(Constraints, HardInputsStayValid) {
             const std::string what = std::string(c.name) + (cis == CIS_CONSTRAINED_DELAUNAY ? " (constrained)" : " (conforming)");
             if (out.find("Double precision arithmetic") != std::string::npos ||
                 out.find("insufficient numeric accuracy") != std::string::npos) {
-                testing::internal::CaptureStdout();
-                const bool bValid = dt.checkValidity(false, "guard");
-                testing::internal::GetCapturedStdout();
-                (void)bValid;   // unrepresented pieces are reported missing, the mesh itself:
-                std::vector<Triangle2*> vT;
-                dt.getTrianglePointers(vT);
-                std::vector<Point2*> vVtx;
-                dt.getVertexPointers(vVtx);
-                std::vector<Point2> vPts;
-                for (Point2* p : vVtx) vPts.push_back(*p);
-                EXPECT_EQ(lumo_test::checkDelaunayTriangulation(vPts, vT), "") << what;
+                // Unrepresented pieces would be reported missing: the mesh itself is checked.
+                EXPECT_EQ(delaunayFault(dt, nullptr), "") << what;
                 continue;
             }
             EXPECT_EQ(checkConstrained(dt, vGraphs, what), "");
@@ -211,18 +251,85 @@ TEST(Constraints, HardInputsStayValid) {
     }
 }
 
+TEST(Constraints, BorderFileOfAdjacentCountries) {
+    // 12 x 12 countries over a jittered grid, one call per row. Each border is a noisy polyline
+    // given once per country (twice in all, in opposite directions); coordinates are multiples
+    // of 2^-20, so a road from a country's centre to the midpoint of a border piece ends exactly
+    // on it (a T-junction). Some pieces are repeated, some have zero length, and some are
+    // digitised again 1e-13 off, crossing the original at a tiny angle.
+    std::mt19937_64 rng(17);
+    std::uniform_real_distribution<double> d(-1.0, 1.0);
+    auto q = [](double v) { return std::round(std::ldexp(v, 20)) / std::ldexp(1.0, 20); };
+    const int n = 12;
+    auto corner = [&](int i, int j) {   // jittered inside, straight on the outer boundary
+        std::mt19937_64 r(uint64_t(i * 100 + j));
+        const double jx = (i % n == 0) ? 0.0 : 0.3 * d(r), jy = (j % n == 0) ? 0.0 : 0.3 * d(r);
+        return Point2(q(i + jx), q(j + jy));
+    };
+    auto border = [&](const Point2& a, const Point2& b) {   // the same noise from either end
+        const bool bRev = xy(b) < xy(a);
+        const Point2 &p = bRev ? b : a, &r = bRev ? a : b;
+        std::mt19937_64 rb(std::hash<double>()(p.x() * 7 + p.y() * 13 + r.x() * 17 + r.y()));
+        const bool bOuter = (p.x() == r.x() && std::fmod(p.x(), n) == 0) || (p.y() == r.y() && std::fmod(p.y(), n) == 0);
+        std::vector<Point2> v;
+        for (int k = 0; k <= 6; ++k) {
+            const double t = k / 6.0, noise = (k % 6 == 0 || bOuter) ? 0.0 : 0.08 * d(rb);
+            v.emplace_back(q(p.x() + t * (r.x() - p.x()) - noise * (r.y() - p.y())), q(p.y() + t * (r.y() - p.y()) + noise * (r.x() - p.x())));
+        }
+        if (bRev) std::reverse(v.begin(), v.end());
+        return v;
+    };
+    Lumo_2D dt;
+    std::vector<ConstraintGraph2*> vGraphs;
+    std::vector<std::vector<Segment2>> vInputs(n);
+    for (int i = 0; i < n; ++i) {
+        for (int j = 0; j < n; ++j) {
+            const Point2 c[4] = {corner(i, j), corner(i + 1, j), corner(i + 1, j + 1), corner(i, j + 1)};
+            for (int side = 0; side < 4; ++side) {
+                const std::vector<Point2> vLine = border(c[side], c[(side + 1) % 4]);
+                for (size_t k = 0; k + 1 < vLine.size(); ++k) {
+                    const Point2 &a = vLine[k], &b = vLine[k + 1];
+                    const double e = 1e-13, ex = e * (b.y() - a.y()), ey = e * (b.x() - a.x());
+                    vInputs[i].emplace_back(a, b);
+                    switch (rng() % 16) {
+                        case 0: vInputs[i].emplace_back(a, b); break;   // repeated
+                        case 1: vInputs[i].emplace_back(b, b); break;   // zero length
+                        case 2: vInputs[i].emplace_back(Point2(a.x() - ex, a.y() + ey), Point2(b.x() + ex, b.y() - ey)); break;
+                        case 3: vInputs[i].emplace_back(Point2(q(i + 0.5), q(j + 0.5)), Point2((a.x() + b.x()) / 2, (a.y() + b.y()) / 2)); break;
+                        default: break;
+                    }
+                }
+            }
+        }
+        testing::internal::CaptureStdout();
+        vGraphs.push_back(dt.createConstraint(vInputs[i], CIS_CONSTRAINED_DELAUNAY, true));
+        testing::internal::GetCapturedStdout();
+    }
+    ASSERT_EQ(checkConstrained(dt, vGraphs, "border file"), "");
+    // Every input piece of positive length: its segment, as a chain of constraint edges (a
+    // border given in both directions within one call keeps one direction).
+    for (int g = 0; g < n; ++g) {
+        const std::vector<ConstraintSegment2*> vOrig = originals(vGraphs[size_t(g)]);
+        size_t o = 0;
+        for (const Segment2& s : vInputs[size_t(g)]) {
+            if (s.getSrc() == s.getTrg()) continue;
+            ASSERT_LT(o, vOrig.size());
+            EXPECT_EQ(coordEdge(*vOrig[o]->getSrc(), *vOrig[o]->getTrg()), coordEdge(s.getSrc(), s.getTrg()));
+            EXPECT_EQ(chainFault(dt, vOrig[o++], 1e-12), "") << "row " << g;
+        }
+        EXPECT_EQ(o, vOrig.size());
+    }
+}
+
 TEST(Constraints, SameSegmentTwiceIsOneObjectWithTwoOwners) {
     Lumo_2D dt;
     dt.insert(std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(0, 4)});
     std::vector<Segment2> a = {seg(1, 1, 2, 2)}, b = {seg(2, 2, 1, 1)};
     ConstraintGraph2* pA = dt.createConstraint(a, CIS_CONSTRAINED_DELAUNAY);
     ConstraintGraph2* pB = dt.createConstraint(b, CIS_CONSTRAINED_DELAUNAY, true);
-    std::vector<ConstraintSegment2*> vA, vB;
-    pA->getOriginalConstraintSegments(vA);
-    pB->getOriginalConstraintSegments(vB);
+    const std::vector<ConstraintSegment2*> vA = originals(pA), vB = originals(pB);
     ASSERT_EQ(vA.size(), 1u);
-    ASSERT_EQ(vB.size(), 1u);
-    EXPECT_EQ(vA[0], vB[0]);
+    EXPECT_EQ(vA, vB);
     EXPECT_EQ(vA[0]->getNumberOfOwners(), 2u);
     EXPECT_NE(pA->isReverse(vA[0]), pB->isReverse(vB[0]));
     EXPECT_EQ(checkConstrained(dt, {pA, pB}, "twice"), "");
@@ -247,27 +354,41 @@ TEST(Constraints, CrossingRandomSegmentsMeetAtTheirIntersections) {
         }
         testing::internal::GetCapturedStdout();
         ASSERT_EQ(checkConstrained(dt, vGraphs, "crossing"), "");
-        // Exact crossings of the host's segments; each has its vertex nearby. A segment's first
-        // split vertex is its crossing rounded once; later ones cross pieces whose ends are
-        // already rounded, so a few roundings (scaled by the crossing angle) are allowed.
-        std::vector<Point2*> vVtx;
-        dt.getVertexPointers(vVtx);
-        GeomTest gt;
+        // One vertex per crossing of the host's segments (counted below), each exactly the
+        // crossing of the two pieces it split, rounded once toward zero.
+        std::map<Point2*, std::vector<ConstraintSegment2*>> mSplitAt;   // split vertex -> dead pieces
+        for (ConstraintGraph2* pG : vGraphs) {
+            std::vector<ConstraintSegment2*> vStack = originals(pG);
+            while (!vStack.empty()) {
+                ConstraintSegment2 *pS = vStack.back(), *k0 = nullptr, *k1 = nullptr;
+                Point2* pSplit = nullptr;
+                vStack.pop_back();
+                if (!pS->isSplit()) continue;
+                pS->getChildrenAndSplitPoint(k0, k1, pSplit);
+                mSplitAt[pSplit].push_back(pS);
+                vStack.push_back(k0);
+                vStack.push_back(k1);
+            }
+        }
+        std::set<XY> sInput;
+        for (const Segment2& sg : vSegs) sInput.insert({xy(sg.getSrc()), xy(sg.getTrg())});
+        size_t numCrossingVertices = 0;
+        for (const auto& e : mSplitAt) {
+            if (sInput.count(xy(*e.first)) != 0) continue;   // an input vertex on a segment
+            ++numCrossingVertices;
+            bool bRounded = false;   // (a single crossing: exactly the host crossing, rounded)
+            for (ConstraintSegment2* s : e.second)
+                for (ConstraintSegment2* t : e.second) {
+                    if (!properlyCross(Segment2(*s->getSrc(), *s->getTrg()), Segment2(*t->getSrc(), *t->getTrg()))) continue;
+                    const auto p = exactCrossing(s, t);
+                    bRounded = bRounded || (isTruncation(e.first->x(), p.first) && isTruncation(e.first->y(), p.second));
+                }
+            EXPECT_TRUE(bRounded) << "vertex " << *e.first;
+        }
         size_t numCrossings = 0;
         for (size_t i = 0; i < numSeg; ++i)
-            for (size_t j = i + 1; j < numSeg; ++j) {
-                if (!properlyCross(vSegs[i], vSegs[j])) continue;
-                ++numCrossings;
-                const Point2 p = gt.getIntersectionCoords_gmp(vSegs[i], vSegs[j]);
-                double best = HUGE_VAL;
-                for (Point2* q : vVtx) best = std::min(best, std::hypot(q->x() - p.x(), q->y() - p.y()));
-                EXPECT_LT(best, 1e-13) << "crossing " << i << "/" << j;
-                if (numSeg == 2) {
-                    bool bExact = false;   // a single crossing: exactly the once-rounded point
-                    for (Point2* q : vVtx) bExact = bExact || *q == p;
-                    EXPECT_TRUE(bExact);
-                }
-            }
+            for (size_t j = i + 1; j < numSeg; ++j) numCrossings += properlyCross(vSegs[i], vSegs[j]) ? 1 : 0;
+        EXPECT_EQ(numCrossingVertices, numCrossings) << numSeg;
         EXPECT_EQ(dt.numberOfPoints(), 500 + 2 * numSeg + numCrossings) << numSeg;
     }
 }
@@ -341,25 +462,9 @@ TEST(Constraints, ConformingSegmentsAreChainsOfDelaunayEdges) {
         ConstraintGraph2* pG = dt.createConstraint(vSegs, CIS_CONFORMING_DELAUNAY);
         testing::internal::GetCapturedStdout();
         ASSERT_EQ(checkConstrained(dt, {pG}, "conforming"), "");   // the full empty-circle check
-        // Each host segment: a connected chain from its source to its target, every vertex on
+        // Each host segment: a chain of edges from its source to its target, every vertex on
         // the segment up to the rounding of midpoints and crossings.
-        std::vector<ConstraintSegment2*> vOrig;
-        pG->getOriginalConstraintSegments(vOrig);
-        for (ConstraintSegment2* pO : vOrig) {
-            std::vector<ConstraintSegment2*> vChain;
-            if (pO->isAlive()) vChain.push_back(pO);
-            else pO->getChildrenRec(vChain);
-            std::set<Point2*> sEnds;
-            for (ConstraintSegment2* s : vChain)
-                for (Point2* p : {s->getSrc(), s->getTrg()}) {
-                    if (!sEnds.insert(p).second) sEnds.erase(p);
-                    const double ux = pO->getTrg()->x() - pO->getSrc()->x(), uy = pO->getTrg()->y() - pO->getSrc()->y();
-                    const double dist = std::fabs(ux * (p->y() - pO->getSrc()->y()) - uy * (p->x() - pO->getSrc()->x())) /
-                                        std::hypot(ux, uy);
-                    EXPECT_LT(dist, 1e-13);
-                }
-            EXPECT_EQ(sEnds, (std::set<Point2*>{pO->getSrc(), pO->getTrg()}));
-        }
+        for (ConstraintSegment2* pO : originals(pG)) EXPECT_EQ(chainFault(dt, pO, 1e-13), "");
     }
 }
 
@@ -390,8 +495,7 @@ TEST(Constraints, PolygonDirectionsSurviveLaterCrossings) {
         const std::vector<XY> expected = {XY(2, 0), XY(2, 1.375), XY(2, 2), XY(0, 2), XY(0, 1.125), XY(0, 0), XY(1, 0)};
         for (size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(xy(*vAfter[i]), expected[i]) << i;
         // Originals are dead now; pieces follow the host's direction head to tail.
-        std::vector<ConstraintSegment2*> vOrig, vKids;
-        pSquare->getOriginalConstraintSegments(vOrig);
+        std::vector<ConstraintSegment2*> vOrig = originals(pSquare), vKids;
         pSquare->getChildConstraintSegments(vKids);
         ASSERT_EQ(vOrig.size(), 4u);
         EXPECT_EQ(vKids.size(), 7u);
@@ -427,8 +531,7 @@ TEST(Constraints, SegmentRecordLabelsSplitsAndOutput) {
     dt.insert(std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(4, 4), Point2(0, 4)}, vH);
     std::vector<Segment2> v = {seg(0, 0, 4, 4)};
     ConstraintGraph2* pG = dt.createConstraint(v, CIS_CONSTRAINED_DELAUNAY);
-    std::vector<ConstraintSegment2*> vOrig;
-    pG->getOriginalConstraintSegments(vOrig);
+    const std::vector<ConstraintSegment2*> vOrig = originals(pG);
     ConstraintSegment2* s = vOrig[0];
     // Labels: two lookups advance the counter by two.
     Point2* p0 = std::min(vH[0], vH[2], std::less<Point2*>());
@@ -456,7 +559,18 @@ TEST(Constraints, SegmentRecordLabelsSplitsAndOutput) {
     Point2* pSplit = nullptr;
     s->getChildrenAndSplitPoint(k0, k1, pSplit);
     EXPECT_EQ(pSplit, pMid);
+    // splitAndRemovePrev takes back the recorded refinement vertices closer to the split vertex
+    // than its distance to the piece's source (sqrt 2 here), and only those.
+    InnerVtxMgr& inner = pG->getDt2()->getInnerVtxMgr();
+    Point2* pNear = dt.insert(Point2(1.2, 0.8));
+    Point2* pFar = dt.insert(Point2(3.5, 0.5));
+    inner.add(pNear);
+    inner.add(pFar);
     ASSERT_TRUE(k0->splitAndRemovePrev(Point2(1, 1)));
+    EXPECT_FALSE(inner.contains(pNear));
+    EXPECT_TRUE(inner.contains(pFar));
+    inner.withdraw(pFar);
+    EXPECT_EQ(inner.size(), 0u);
     std::vector<ConstraintSegment2*> vLeaves;
     s->getChildrenRec(vLeaves);
     ASSERT_EQ(vLeaves.size(), 3u);
@@ -465,7 +579,7 @@ TEST(Constraints, SegmentRecordLabelsSplitsAndOutput) {
     testing::internal::CaptureStdout();
     dt.remove(pMid);
     EXPECT_NE(testing::internal::GetCapturedStdout().find("Can't remove a constraint vertex"), std::string::npos);
-    EXPECT_EQ(dt.numberOfPoints(), 6u);
+    EXPECT_EQ(dt.numberOfPoints(), 7u);   // 4 + 2 splits + the far refinement vertex
     // A point inserted exactly on a constrained edge splits it combinatorially.
     Point2* pOn = dt.insert(Point2(3, 3));
     std::vector<ConstraintSegment2*> vKids = pieces(pG);
