@@ -180,6 +180,12 @@ void Zone2::show(const std::string& postscriptFilename) const {
     drawTriangulation(*pOwner, postscriptFilename, DF_POSTSCRIPT, &vT);
 }
 
+void Zone2::showSvg(const std::string& svgFilename) const {
+    std::vector<Triangle2*> vT;
+    getTriangles(vT);
+    drawTriangulation(*pOwner, svgFilename, DF_SVG, &vT);
+}
+
 void Zone2::show(Visualizer2* pVisualizer, const Color& color) const {
     if (pVisualizer == nullptr) {
         reportWarning("Zone2::show()", "pVisualizer is null, nothing drawn");

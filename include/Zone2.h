@@ -81,6 +81,8 @@ public:
     // ---- drawings ------------------------------------------------------------------------------
     // Draws the zone's triangles over the whole triangulation, and its border, to a PostScript file.
     void show(const std::string& postscriptFilename) const;
+    // The same drawing as an SVG file.
+    void showSvg(const std::string& svgFilename) const;
     // Adds the zone's triangles in the given colour and its border in a darker line.
     void show(Visualizer2* pVisualizer, const Color& color) const;
 
