@@ -23,10 +23,10 @@ namespace {
 const char* const notFullDimensional = "The triangulation is not full dimensional yet, no visualization";
 
 // A zone's triangles in the given colour and its border as a darker, wider line.
-void addZoneTriangles(Visualizer2& vis, const std::vector<Triangle2*>& vZoneT, const Color& color) {
+void addZoneTriangles(const Dt2& dt, Visualizer2& vis, const std::vector<Triangle2*>& vZoneT, const Color& color) {
     vis.addObject(vZoneT, color);
     std::vector<Edge2> vBorder;
-    appendBorderEdges(vZoneT, vBorder);
+    appendBorderEdges(dt.getTrianglePool(), vZoneT, vBorder);
     const Color borderColor(color.getR() * 0.5, color.getG() * 0.5, color.getB() * 0.5, 2 * color.getWidth() + 0.3, false);
     for (const Edge2& e : vBorder) vis.addObject(Segment2(*e.getSrc(), *e.getTrg()), borderColor);
 }
@@ -48,7 +48,7 @@ void drawTriangulation(const Dt2& dt, const std::string& filename, DrawingFormat
     } else {
         vis.addHeaderLine("zone: " + std::to_string(pZoneT->size()) + " triangles");
         dt.show(&vis, Color(0.75, 0.75, 0.75, 0.05, false));
-        addZoneTriangles(vis, *pZoneT, Color(0.99, 0.9, 0.55, 0.15, true));
+        addZoneTriangles(dt, vis, *pZoneT, Color(0.99, 0.9, 0.55, 0.15, true));
     }
     // The convex hull on top, so that the outline of the data reads at a glance.
     std::vector<Point2*> vHull;
@@ -193,7 +193,7 @@ void Zone2::show(Visualizer2* pVisualizer, const Color& color) const {
     }
     std::vector<Triangle2*> vT;
     getTriangles(vT);
-    addZoneTriangles(*pVisualizer, vT, color);
+    addZoneTriangles(*pOwner, *pVisualizer, vT, color);
 }
 
 // ---- constraint drawings and dump files -----------------------------------------------------------

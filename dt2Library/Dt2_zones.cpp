@@ -34,7 +34,7 @@ bool hasNullGraph(const std::vector<ConstraintGraph2*>& vGraphs) {
 // left of each: they are edges already, so constraining them changes no triangle.
 ConstraintGraph2* constrainBorder(Dt2& dt, const std::vector<Triangle2*>& vTriangles) {
     std::vector<Edge2> vBorder;
-    appendBorderEdges(vTriangles, vBorder);
+    appendBorderEdges(dt.getTrianglePool(), vTriangles, vBorder);
     std::vector<std::pair<Point2*, Point2*>> vPairs;
     vPairs.reserve(vBorder.size());
     for (const Edge2& e : vBorder) vPairs.emplace_back(e.getSrc(), e.getTrg());
@@ -184,7 +184,7 @@ Zone2* Dt2::createZone(std::vector<Triangle2*>& vTriangles) {
         reportWarning(where, "vTriangles is empty. Returning NULL");
         return nullptr;
     }
-    TriangleSet sIn(vTriangles.size());
+    TriangleSet sIn(poolTriangles);
     std::vector<Triangle2*> vDistinct;
     for (size_t k = 0; k < vTriangles.size(); ++k) {
         Triangle2* pT = vTriangles[k];
@@ -199,7 +199,7 @@ Zone2* Dt2::createZone(std::vector<Triangle2*>& vTriangles) {
     // One start point per edge-connected part: a point strictly inside one of its triangles.
     std::vector<Point2> vStarts;
     std::vector<Triangle2*> vBorderT;   // one triangle per part that has a start point
-    TriangleSet sSeen(vDistinct.size());
+    TriangleSet sSeen(poolTriangles);
     std::vector<Triangle2*> vPart;
     for (Triangle2* pFirst : vDistinct) {
         if (sSeen.contains(pFirst)) continue;
@@ -259,7 +259,7 @@ void Dt2::growZoneArea(const std::vector<ConstraintGraph2*>& vGraphs, const std:
         if (pStartT == nullptr) reportWarning("Dt2::growZoneArea()", "pStartT==NULL, no triangles");
         else vSeeds.push_back(pStartT);
     }
-    TriangleSet sReached;
+    TriangleSet sReached(poolTriangles);
     growFromSeeds(vGraphs, vSeeds, sReached, vTrianglesOut);
 }
 

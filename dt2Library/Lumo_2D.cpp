@@ -119,7 +119,13 @@ ConstraintGraph2* Lumo_2D::createConstraint(std::vector<Segment2>& vSegments, Co
     }
     return pImpl->createConstraint(vSegments, cis, orientedSegments);
 }
-void Lumo_2D::applyConstraintsAndZones() { pImpl->applyConstraintsAndZones(); }
+void Lumo_2D::applyConstraintsAndZones() {
+    if (!pImpl->is2D()) {
+        reportWarning("Lumo2D::applyConstraintsAndZones()", "The triangulation is not 2D yet, can't apply the constraints");
+        return;
+    }
+    pImpl->applyConstraintsAndZones();
+}
 void Lumo_2D::writeConstraintsBIN(const std::string& prefix) const {
     pImpl->getConstraintMgr().writeConstraintsBIN(prefix);
 }

@@ -44,7 +44,7 @@ void Zone2::getBasicTriangles(std::vector<Triangle2*>& vTrianglesOut) const {
     case ZL_BOUNDED:
     case ZL_OUTSIDE: {
         initWorkspace(zoneLoc != ZL_OUTSIDE, vSeeds);
-        TriangleSet sReached;
+        TriangleSet sReached(pOwner->getTrianglePool());
         pOwner->growFromSeeds(vConstraintGraphs, vSeeds, sReached, vTrianglesOut);
         return;
     }
@@ -86,17 +86,13 @@ void Zone2::initWorkspace(bool bInside, std::vector<Triangle2*>& vSeedsOut) cons
 }
 
 namespace {
-void combine(ZoneLocation zoneLoc, const std::vector<Triangle2*>& vA, const std::vector<Triangle2*>& vB,
-             std::vector<Triangle2*>& vOut) {
-    TriangleSet sA, sB;
-    if (zoneLoc == ZL_RESULT_UNION || zoneLoc == ZL_RESULT_SYM_DIFFERENCE) {
-        sA.reset(vA.size());
+void combine(const SimplePool<Triangle2>& pool, ZoneLocation zoneLoc, const std::vector<Triangle2*>& vA,
+             const std::vector<Triangle2*>& vB, std::vector<Triangle2*>& vOut) {
+    TriangleSet sA(pool), sB(pool);
+    if (zoneLoc == ZL_RESULT_UNION || zoneLoc == ZL_RESULT_SYM_DIFFERENCE)
         for (Triangle2* pT : vA) sA.insert(pT);
-    }
-    if (zoneLoc != ZL_RESULT_UNION) {
-        sB.reset(vB.size());
+    if (zoneLoc != ZL_RESULT_UNION)
         for (Triangle2* pT : vB) sB.insert(pT);
-    }
     switch (zoneLoc) {
     case ZL_RESULT_UNION:
         vOut = vA;
@@ -138,7 +134,7 @@ void Zone2::getTriangles_RESULT(std::vector<Triangle2*>& vTrianglesOut) const {
             vStack.emplace_back(pZone->pInputZone1, false);
             vStack.emplace_back(pZone->pInputZone0, false);
         } else {
-            combine(pZone->zoneLoc, mDone[pZone->pInputZone0], mDone[pZone->pInputZone1], mDone[pZone]);
+            combine(pOwner->getTrianglePool(), pZone->zoneLoc, mDone[pZone->pInputZone0], mDone[pZone->pInputZone1], mDone[pZone]);
         }
     }
     const std::vector<Triangle2*>& vMine = mDone[this];
@@ -179,7 +175,7 @@ void Zone2::getVertices(std::vector<Point2*>& vVerticesOut) const {
 void Zone2::getBorderEdges(std::vector<Edge2>& vBorderEdgesOut) const {
     std::vector<Triangle2*> vT;
     getTriangles(vT);
-    appendBorderEdges(vT, vBorderEdgesOut);
+    appendBorderEdges(pOwner->getTrianglePool(), vT, vBorderEdgesOut);
 }
 
 void Zone2::getBoundaryEdges(std::vector<Edge2>& vBoundaryEdgesOut) const { getBorderEdges(vBoundaryEdgesOut); }
@@ -229,7 +225,7 @@ Zone2* Zone2::convertToBoundedZone() {
 void Zone2::getComponentZones(std::vector<Zone2*>& vComponentZonesOut) {
     std::vector<Triangle2*> vT;
     getTriangles(vT);
-    TriangleSet sIn(vT.size()), sSeen(vT.size());
+    TriangleSet sIn(pOwner->getTrianglePool()), sSeen(pOwner->getTrianglePool());
     for (Triangle2* pT : vT) sIn.insert(pT);
     std::vector<Triangle2*> vPart;
     for (Triangle2* pFirst : vT) {
@@ -274,11 +270,12 @@ Zone2* peelOffIf(Zone2* pZone, UserPredicateT* pPredicate, bool bVerbose) {
     }
     std::vector<Triangle2*> vT;
     pZone->getTriangles(vT);
-    TriangleSet sIn(vT.size()), sAsked(vT.size()), sPeeled;
+    const SimplePool<Triangle2>& pool = pZone->getDt2()->getTrianglePool();
+    TriangleSet sIn(pool), sAsked(pool), sPeeled(pool);
     for (Triangle2* pT : vT) sIn.insert(pT);
     // The queue starts with the border triangles; a peeled triangle exposes its neighbours.
     std::vector<Edge2> vBorder;
-    appendBorderEdges(vT, vBorder);
+    appendBorderEdges(pool, vT, vBorder);
     std::vector<Triangle2*> vQueue;
     for (const Edge2& e : vBorder)
         if (sAsked.insert(e.getTriangle())) vQueue.push_back(e.getTriangle());
