@@ -41,12 +41,12 @@ void drawTriangulation(const Dt2& dt, const std::string& filename, DrawingFormat
     }
     Visualizer2 vis(filename, format);
     vis.addHeaderLine(pZoneT == nullptr ? "Delaunay triangulation" : "Zone of a Delaunay triangulation");
+    // Two header lines: a third would reach the edition line.
     vis.addHeaderLine(std::to_string(dt.numberOfPoints()) + " points, " + std::to_string(dt.numberOfTriangles()) +
-                      " triangles");
+                      " triangles" + (pZoneT == nullptr ? "" : ", " + std::to_string(pZoneT->size()) + " in the zone"));
     if (pZoneT == nullptr) {
         dt.show(&vis, Color(0.99, 0.9, 0.55, 0.15, true));
     } else {
-        vis.addHeaderLine("zone: " + std::to_string(pZoneT->size()) + " triangles");
         dt.show(&vis, Color(0.75, 0.75, 0.75, 0.05, false));
         addZoneTriangles(dt, vis, *pZoneT, Color(0.99, 0.9, 0.55, 0.15, true));
     }
