@@ -75,8 +75,10 @@ Loop reversed(Loop l) {
     return l;
 }
 
-// A triangulation with its graphs, checked as a constrained Delaunay triangulation.
+// A triangulation with its graphs, checked as a constrained Delaunay triangulation, in a
+// private working directory (drawings, and the self-test's pictures should it fail).
 struct Scene {
+    lumo_test::ScopedTempDir tmp;
     Lumo_2D dt;
     std::vector<ConstraintGraph2*> vGraphs;
     ConstraintGraph2* add(const Loop& loop, ConstraintInsertionStrategy cis = CIS_CONSTRAINED_DELAUNAY) {
@@ -211,7 +213,6 @@ std::vector<Point2> background(unsigned seed, size_t n) {
 } // namespace
 
 TEST(Zones, PolygonZonesAreExactlyTheirRegionBeforeAndAfterMoreInsertions) {
-    lumo_test::ScopedTempDir tmp;
     unsigned seed = 1;
     for (const PolygonRow& row : aPolygonRows) {
         SCOPED_TRACE(row.what);
@@ -465,7 +466,6 @@ TEST(Zones, PeelingRemovesExactlyTheReachableAcceptedTriangles) {
 }
 
 TEST(Zones, DrawingsAndExportsOfAZone) {
-    lumo_test::ScopedTempDir tmp;
     Scene s;
     s.dt.insert(background(17, 100));
     Zone2* pIn = s.dt.createZone(s.add(rect(2, 2, 6, 6)), ZL_INSIDE);
