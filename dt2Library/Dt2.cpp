@@ -17,7 +17,10 @@ Dt2::Dt2(unsigned numExpectedVertices)
     poolTriangles.init(2 * n + 10);
 }
 
-Dt2::~Dt2() { delete pMsgPublisher; }
+Dt2::~Dt2() {
+    destroyZones();
+    delete pMsgPublisher;
+}
 
 // ---- state -----------------------------------------------------------------------------------
 

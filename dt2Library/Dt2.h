@@ -26,7 +26,10 @@ class ConstraintGraph2;
 class ConstraintMgr;
 class ConstraintSegment2;
 class InnerVtxMgr;
+class TriangleSet;
+class Zone2;
 enum ConstraintInsertionStrategy : int32_t;
+enum ZoneLocation : int32_t;
 // Defined with the constraints (Dt2_constraints.cpp): the layer below holds them opaquely.
 struct ConstraintMgrDeleter {
     void operator()(ConstraintMgr* p) const;
@@ -160,6 +163,31 @@ public:
     // Lawson flips of the edges around p that are no flip barriers.
     void restoreDelaunayAround(Point2* p);
 
+    // ---- zones (Dt2_zones.cpp) ---------------------------------------------------------------------
+    // Creation in the forms of Lumo_2D::createZone; null (after a message) when refused.
+    Zone2* createZone(ConstraintGraph2* pGraph, ZoneLocation zoneLoc);
+    Zone2* createZone(const std::vector<ConstraintGraph2*>& vGraphs, ZoneLocation zoneLoc);
+    Zone2* createZone(const std::vector<ConstraintGraph2*>& vGraphs, ZoneLocation zoneLoc, const Point2& startPoint);
+    Zone2* createZone(std::vector<Triangle2*>& vTriangles);
+    // The ZL_BOUNDED form behind Zone2::convertToBoundedZone.
+    Zone2* createBoundedZone(ConstraintGraph2* pGraph, ZoneLocation zoneLoc);
+    // A ZL_BOUNDED zone whose graph is the border of the given (distinct, live) triangles,
+    // oriented with them on the left; null for none.
+    Zone2* createZoneFromBorder(const std::vector<Triangle2*>& vTriangles);
+    // A result zone (ZL_RESULT_*) over two zones of this triangulation.
+    Zone2* createResultZone(ZoneLocation zoneLoc, Zone2* pZone0, Zone2* pZone1);
+    void deleteZone(Zone2* pZone);
+    // Whether pZone is a live zone of this triangulation (the pointer is not read).
+    bool hasZone(const Zone2* pZone) const;
+    // Appends the triangles reached from the start points' triangles without crossing an alive
+    // segment of the graphs, each once; a point outside the triangulation reports and adds none.
+    void growZoneArea(const std::vector<ConstraintGraph2*>& vGraphs, const std::vector<Point2>& vStartPoints,
+                      std::vector<Triangle2*>& vTrianglesOut);
+    // Breadth-first from the seeds, not crossing alive segments of the graphs; appends each
+    // reached triangle once (seeds already in sReached are skipped).
+    void growFromSeeds(const std::vector<ConstraintGraph2*>& vGraphs, const std::vector<Triangle2*>& vSeeds,
+                       TriangleSet& sReached, std::vector<Triangle2*>& vTrianglesOut);
+
     // ---- validity (pure; Dt2_queries.cpp) -------------------------------------------------------
     // Every fault of the data structure, in the order found. bCheckEmptyCircleProperty adds the
     // in-circle test across every edge that is not a constraint edge.
@@ -274,6 +302,9 @@ private:
         int parentIdx;
     };
     std::vector<ZoneWorkItem> vZoneWork;
+    // The zones, owned; released by destroyZones() (Dt2_zones.cpp) with the triangulation.
+    std::vector<Zone2*> vZones;
+    void destroyZones();
 };
 
 } // namespace ORBI_LUMO2D

@@ -12,7 +12,9 @@
 #include "LumoFiles.h"
 #include "Color.h"
 #include "MeshExport_internal.h"
+#include "TriangleSet.h"
 #include "Visualizer2.h"
+#include "Zone2.h"
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
@@ -20,17 +22,34 @@ namespace ORBI_LUMO2D {
 namespace {
 const char* const notFullDimensional = "The triangulation is not full dimensional yet, no visualization";
 
-// One drawing of the whole triangulation, in either format.
-void drawTriangulation(const Dt2& dt, const std::string& filename, DrawingFormat format) {
+// A zone's triangles in the given colour and its border as a darker, wider line.
+void addZoneTriangles(const Dt2& dt, Visualizer2& vis, const std::vector<Triangle2*>& vZoneT, const Color& color) {
+    vis.addObject(vZoneT, color);
+    std::vector<Edge2> vBorder;
+    appendBorderEdges(dt.getTrianglePool(), vZoneT, vBorder);
+    const Color borderColor(color.getR() * 0.5, color.getG() * 0.5, color.getB() * 0.5, 2 * color.getWidth() + 0.3, false);
+    for (const Edge2& e : vBorder) vis.addObject(Segment2(*e.getSrc(), *e.getTrg()), borderColor);
+}
+
+// One drawing of the whole triangulation, in either format. With pZoneT, the triangulation is
+// drawn thin and the zone's triangles filled over it, with their border on top.
+void drawTriangulation(const Dt2& dt, const std::string& filename, DrawingFormat format,
+                       const std::vector<Triangle2*>* pZoneT = nullptr) {
     if (dt.numberOfTriangles() == 0) {
         reportError("Dt2::show()", notFullDimensional);
         return;
     }
     Visualizer2 vis(filename, format);
-    vis.addHeaderLine("Delaunay triangulation");
+    vis.addHeaderLine(pZoneT == nullptr ? "Delaunay triangulation" : "Zone of a Delaunay triangulation");
+    // Two header lines: a third would reach the edition line.
     vis.addHeaderLine(std::to_string(dt.numberOfPoints()) + " points, " + std::to_string(dt.numberOfTriangles()) +
-                      " triangles");
-    dt.show(&vis, Color(0.99, 0.9, 0.55, 0.15, true));
+                      " triangles" + (pZoneT == nullptr ? "" : ", " + std::to_string(pZoneT->size()) + " in the zone"));
+    if (pZoneT == nullptr) {
+        dt.show(&vis, Color(0.99, 0.9, 0.55, 0.15, true));
+    } else {
+        dt.show(&vis, Color(0.75, 0.75, 0.75, 0.05, false));
+        addZoneTriangles(dt, vis, *pZoneT, Color(0.99, 0.9, 0.55, 0.15, true));
+    }
     // The convex hull on top, so that the outline of the data reads at a glance.
     std::vector<Point2*> vHull;
     dt.getConvexHull(false, vHull);
@@ -150,7 +169,31 @@ void Dt2::writeWebScene(const char* path, const std::vector<Triangle2*>* pTriang
     if (!writeWebSceneFiles(path)) return;
     writeObj(std::string(path) + "/3d.obj", pTriangles);
     // The top view that the page links to; large meshes keep only the 3D view.
-    if (pTriangles == nullptr && numberOfTriangles() <= maxDrawingTriangles) showSvg(std::string(path) + "/2d.svg");
+    if (numberOfTriangles() <= maxDrawingTriangles) drawTriangulation(*this, std::string(path) + "/2d.svg", DF_SVG, pTriangles);
+}
+
+// ---- zone drawings ------------------------------------------------------------------------------------
+
+void Zone2::show(const std::string& postscriptFilename) const {
+    std::vector<Triangle2*> vT;
+    getTriangles(vT);
+    drawTriangulation(*pOwner, postscriptFilename, DF_POSTSCRIPT, &vT);
+}
+
+void Zone2::showSvg(const std::string& svgFilename) const {
+    std::vector<Triangle2*> vT;
+    getTriangles(vT);
+    drawTriangulation(*pOwner, svgFilename, DF_SVG, &vT);
+}
+
+void Zone2::show(Visualizer2* pVisualizer, const Color& color) const {
+    if (pVisualizer == nullptr) {
+        reportWarning("Zone2::show()", "pVisualizer is null, nothing drawn");
+        return;
+    }
+    std::vector<Triangle2*> vT;
+    getTriangles(vT);
+    addZoneTriangles(*pOwner, *pVisualizer, vT, color);
 }
 
 // ---- constraint drawings and dump files -----------------------------------------------------------

@@ -119,11 +119,44 @@ ConstraintGraph2* Lumo_2D::createConstraint(std::vector<Segment2>& vSegments, Co
     }
     return pImpl->createConstraint(vSegments, cis, orientedSegments);
 }
-void Lumo_2D::applyConstraintsAndZones() { pImpl->applyConstraintsAndZones(); }
+void Lumo_2D::applyConstraintsAndZones() {
+    if (!pImpl->is2D()) {
+        reportWarning("Lumo2D::applyConstraintsAndZones()", "The triangulation is not 2D yet, can't apply the constraints");
+        return;
+    }
+    pImpl->applyConstraintsAndZones();
+}
 void Lumo_2D::writeConstraintsBIN(const std::string& prefix) const {
     pImpl->getConstraintMgr().writeConstraintsBIN(prefix);
 }
 void Lumo_2D::writeConstraints(const std::string& prefix) const { pImpl->getConstraintMgr().writeConstraints(prefix); }
+
+// ---- zones --------------------------------------------------------------------------------------------
+
+namespace {
+Zone2* verbose(Zone2* pZone, bool bVerbose) {
+    if (pZone == nullptr && bVerbose) reportWarning("Lumo_2D::createZone(..)", "No zone created, returning NULL (bVerbose==true)");
+    return pZone;
+}
+} // namespace
+
+Zone2* Lumo_2D::createZone(ConstraintGraph2* pGraph, ZoneLocation zoneLoc, bool bVerbose) {
+    return verbose(pImpl->createZone(pGraph, zoneLoc), bVerbose);
+}
+Zone2* Lumo_2D::createZone(const std::vector<ConstraintGraph2*>& vGraphs, ZoneLocation zoneLoc, bool bVerbose) {
+    return verbose(pImpl->createZone(vGraphs, zoneLoc), bVerbose);
+}
+Zone2* Lumo_2D::createZone(const std::vector<ConstraintGraph2*>& vGraphs, ZoneLocation zoneLoc, const Point2& startPoint,
+                           bool bVerbose) {
+    return verbose(pImpl->createZone(vGraphs, zoneLoc, startPoint), bVerbose);
+}
+Zone2* Lumo_2D::createZone(ConstraintGraph2* pGraph, ZoneLocation zoneLoc, const Point2& startPoint, bool bVerbose) {
+    return verbose(pImpl->createZone(std::vector<ConstraintGraph2*>{pGraph}, zoneLoc, startPoint), bVerbose);
+}
+Zone2* Lumo_2D::createZone(std::vector<Triangle2*>& vTriangles, bool bVerbose) {
+    return verbose(pImpl->createZone(vTriangles), bVerbose);
+}
+void Lumo_2D::deleteZone(Zone2* pZone) { pImpl->deleteZone(pZone); }
 
 void Lumo_2D::subscribe(MsgType msgType, MsgBase* pMsg) {
     if (isNull(pMsg, "Lumo_2D::subscribe()", "pMsg", "nothing subscribed")) return;
@@ -143,6 +176,30 @@ void Lumo_2D::writeObj(const std::string& filename) const { pImpl->writeObj(file
 void Lumo_2D::writeWebScene(const char* path) const {
     if (isNull(path, "Lumo_2D::writeWebScene()", "path", "nothing written")) return;
     pImpl->writeWebScene(path, nullptr);
+}
+
+namespace {
+// The zone's triangles into vT; false (after a warning) for a zone that is not one of dt's.
+bool zoneTriangles(const Dt2& dt, const Zone2* pZone, const char* where, std::vector<Triangle2*>& vT) {
+    if (!dt.hasZone(pZone)) {
+        reportWarning(where, "the zone does not belong to this triangulation, nothing written");
+        return false;
+    }
+    pZone->getTriangles(vT);
+    return true;
+}
+} // namespace
+
+void Lumo_2D::writeObj(const std::string& filename, Zone2* pZone) const {
+    std::vector<Triangle2*> vT;
+    if (pZone == nullptr) pImpl->writeObj(filename, nullptr);
+    else if (zoneTriangles(*pImpl, pZone, "Lumo_2D::writeObj()", vT)) pImpl->writeObj(filename, &vT);
+}
+void Lumo_2D::writeWebScene(const char* path, Zone2* pZone) const {
+    if (isNull(path, "Lumo_2D::writeWebScene()", "path", "nothing written")) return;
+    std::vector<Triangle2*> vT;
+    if (pZone == nullptr) pImpl->writeWebScene(path, nullptr);
+    else if (zoneTriangles(*pImpl, pZone, "Lumo_2D::writeWebScene()", vT)) pImpl->writeWebScene(path, &vT);
 }
 
 } // namespace ORBI_LUMO2D

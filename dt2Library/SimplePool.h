@@ -102,6 +102,11 @@ public:
             for (int32_t i = 0; i < n; ++i) f(vContainers[b] + i);
         }
     }
+    // Calls f(T* first, size_t count) for every block with the records handed out from it.
+    template <class F> void forEachBlock(F f) const {
+        for (size_t b = 0; b < vContainers.size(); ++b)
+            f(vContainers[b], size_t((b + 1 == vContainers.size()) ? lastUsed + 1 : vBlockSizes[b]));
+    }
     // Whether p is a record this pool has handed out: a binary search over the blocks by
     // address, so that a handle from another pool is recognised without touching it.
     bool contains(const T* p) const {

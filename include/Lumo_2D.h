@@ -23,6 +23,7 @@
 #include "SegmentChecker.h"
 #include "ConstraintSegment2.h"
 #include "ConstraintGraph2.h"
+#include "Zone2.h"
 #include <string>
 #include <vector>
 
@@ -118,6 +119,30 @@ public:
     void writeConstraintsBIN(const std::string& prefix) const;
     void writeConstraints(const std::string& prefix) const;
 
+    // ---- zones ------------------------------------------------------------------------------------
+    // A zone of this triangulation (owned by it; see Zone2.h). Any location; the graph may be
+    // null only for ZL_GLOBAL and the result locations, and must be oriented otherwise.
+    // Null before the first triangle exists, or when refused (one message); with bVerbose a
+    // null result also says "No zone created, returning NULL (bVerbose==true)".
+    Zone2* createZone(ConstraintGraph2* pGraph, ZoneLocation zoneLoc, bool bVerbose = true);
+    // ZL_INSIDE or ZL_OUTSIDE of several oriented graphs at once (e.g. an outer boundary given
+    // counterclockwise and its holes given clockwise).
+    Zone2* createZone(const std::vector<ConstraintGraph2*>& vGraphs, ZoneLocation zoneLoc, bool bVerbose = true);
+    // ZL_GROW: the triangles reached from the one at startPoint without crossing a segment of
+    // the graphs (the vector may be empty: then everything).
+    Zone2* createZone(const std::vector<ConstraintGraph2*>& vGraphs, ZoneLocation zoneLoc, const Point2& startPoint,
+                      bool bVerbose = true);
+    Zone2* createZone(ConstraintGraph2* pGraph, ZoneLocation zoneLoc, const Point2& startPoint, bool bVerbose = true);
+    // A zone of the given triangles of this triangulation (several parts, holes, parts that
+    // touch at a vertex): their border becomes a new constraint graph and each edge-connected
+    // part gets a start point strictly inside; the result is a ZL_GROW zone. A part too thin
+    // for any such point (no point with double coordinates lies inside) is reported and left
+    // out; a null, dead or foreign triangle is refused ("Unable to handle the triangle").
+    Zone2* createZone(std::vector<Triangle2*>& vTriangles, bool bVerbose = true);
+    // Destroys a zone of this triangulation; another pointer, or an operand of a live result
+    // zone, is refused with a message.
+    void deleteZone(Zone2* pZone);
+
     // ---- progress -------------------------------------------------------------------------------
     // Registers pMsg (once per type) for progress reports; a null pMsg warns and is ignored.
     void subscribe(MsgType msgType, MsgBase* pMsg);
@@ -142,6 +167,10 @@ public:
     // maxDrawingTriangles triangles it adds "2d.svg", the showSvg drawing, which the page links.
     // A null path warns and writes nothing.
     void writeWebScene(const char* path) const;
+    // The same for the triangles of a zone of this triangulation (null: all triangles); a zone
+    // of another triangulation, or a deleted one, warns and writes nothing.
+    void writeObj(const std::string& filename, Zone2* pZone) const;
+    void writeWebScene(const char* path, Zone2* pZone) const;
 
 private:
     Dt2* pImpl;

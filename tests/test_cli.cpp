@@ -446,3 +446,39 @@ TEST_F(Cli, InsertsConstraintSegmentsFromEverySegmentFormat) {
     writeFile("bad.con", "1 2 3\n");
     EXPECT_EQ(run("triangulate pts.txt --segments bad.con").status, 1);
 }
+
+TEST_F(Cli, APolyFileKeepsOnlyTheTrianglesInsideItsBoundaryAndOutsideItsHoles) {
+    // A frame: outer square 1..9 inside the points' hull 0..10, a hole 4..6 named by a point.
+    writeFile("pts.txt", "0 0\n10 0\n10 10\n0 10\n5 5.5\n2 2\n3 7\n");
+    writeFile("frame.poly", "8 2 0 0\n1 1 1\n2 9 1\n3 9 9\n4 1 9\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n"
+                            "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
+    const ToolRun r = run("triangulate pts.txt --poly frame.poly --obj f.obj --ele f.ele --node f.node --svg f.svg --web scene");
+    ASSERT_EQ(r.status, 0) << r.out << r.err;
+    // The OBJ's faces cover exactly the frame: area 64 - 4, every face centre inside it.
+    std::vector<std::pair<double, double>> vV;
+    std::istringstream obj(readFile("f.obj"));
+    std::string tag;
+    double area = 0;
+    size_t numFaces = 0;
+    while (obj >> tag) {
+        if (tag == "v") {
+            double x, y, z;
+            obj >> x >> y >> z;
+            vV.emplace_back(x, y);
+            continue;
+        }
+        size_t a, b, c;
+        obj >> a >> b >> c;
+        const auto &p = vV[a - 1], &q = vV[b - 1], &s = vV[c - 1];
+        area += ((q.first - p.first) * (s.second - p.second) - (q.second - p.second) * (s.first - p.first)) / 2;
+        const double cx = (p.first + q.first + s.first) / 3, cy = (p.second + q.second + s.second) / 3;
+        EXPECT_TRUE(cx > 1 && cx < 9 && cy > 1 && cy < 9 && !(cx > 4 && cx < 6 && cy > 4 && cy < 6)) << cx << " " << cy;
+        ++numFaces;
+    }
+    EXPECT_EQ(area, 60.0);
+    EXPECT_TRUE(contains(r.out, "domain:    " + std::to_string(numFaces) + " triangles inside the boundary, 1 hole point(s)")) << r.out;
+    EXPECT_EQ(countLinesStartingWith(readFile("f.ele"), "") - 1, numFaces);
+    EXPECT_EQ(readFile("scene/3d.obj"), readFile("f.obj"));
+    // The .node file names the .poly vertices after the input points, so every .ele index exists.
+    EXPECT_EQ(readFile("f.node").rfind("15 2 0 0\n", 0), 0u) << readFile("f.node");
+}

@@ -635,7 +635,7 @@ TEST(Constraints, ConstraintsWaitForATwoDimensionalTriangulation) {
     EXPECT_FALSE(dt.is2D());
     testing::internal::CaptureStdout();
     dt.applyConstraintsAndZones();
-    EXPECT_NE(testing::internal::GetCapturedStdout().find("The triangulation is not full dimensional yet. Nothing to do"),
+    EXPECT_NE(testing::internal::GetCapturedStdout().find("The triangulation is not 2D yet, can't apply the constraints"),
               std::string::npos);
     dt.insert(std::vector<Point2>{Point2(1, 1), Point2(3, -1), Point2(2, 0.5), Point2(1.5, -0.5)});
     dt.applyConstraintsAndZones();

@@ -60,6 +60,12 @@ struct Env {
         blocked = tmp.path() + "/file/sub";
     }
     std::string file(const char* name) const { return tmp.path() + "/" + name; }
+    // The hull of vInput as a constraint graph of t, counterclockwise (edges it has already).
+    ConstraintGraph2* box(Lumo_2D& t, bool bOriented) {
+        std::vector<Segment2> v{Segment2(Point2(0, 0), Point2(4, 0)), Segment2(Point2(4, 0), Point2(4, 3)),
+                                Segment2(Point2(4, 3), Point2(0, 3)), Segment2(Point2(0, 3), Point2(0, 0))};
+        return t.createConstraint(v, CIS_CONSTRAINED_DELAUNAY, bOriented);
+    }
 };
 
 struct Row {
@@ -76,6 +82,8 @@ std::string hardwareCap() {
 const std::string notFull = "The triangulation is not full dimensional yet, no visualization";
 const std::string nanSegment = "segment with a NaN or infinite coordinate";
 const std::string notMine = "the vertex does not belong to this triangulation, ";
+const std::string noTriangles = "called on a triangulation which has no triangles yet. Returning NULL";
+const std::string noZone = warning("Lumo_2D::createZone(..)", "No zone created, returning NULL (bVerbose==true)");
 const std::string rangeNotFinite = "the range [min, max) is not finite, nothing generated";
 
 const Row aRows[] = {
@@ -151,6 +159,118 @@ const Row aRows[] = {
          vis.addObject(std::vector<Point2*>{e.vOwn[0], nullptr}, Color(CRED, 1, false));
          vis.writeFile();
      }},
+
+    // ---- zones -----------------------------------------------------------------------------------
+    {"createZone: before the first triangle", [](Env&) { return warning("Dt2::createZone", noTriangles) + noZone; },
+     [](Env&) { Lumo_2D empty; EXPECT_EQ(empty.createZone(nullptr, ZL_GLOBAL), nullptr); }},
+    {"createZone: null graph for ZL_INSIDE", [](Env&) { return warning("Dt::createZone()", "pConstraintGraph==NULL, but zoneLoc!=ZL_GLOBAL or ZL_RESULT. Returning NULL"); },
+     [](Env& e) { EXPECT_EQ(e.dt.createZone(nullptr, ZL_INSIDE, false), nullptr); EXPECT_NE(e.dt.createZone(nullptr, ZL_GLOBAL), nullptr); }},
+    {"createZone: a graph that is not oriented", [](Env&) { return warning("Dt2::createZone()", "The constraint graph is not oriented, returning NULL"); },
+     [](Env& e) { EXPECT_EQ(e.dt.createZone(e.box(e.dt, false), ZL_INSIDE, false), nullptr); }},
+    {"createZone: a graph of another triangulation", [](Env&) { return warning("Dt2::createZone()", "The constraint graph belongs to another triangulation. Returning NULL"); },
+     [](Env& e) { EXPECT_EQ(e.dt.createZone(e.box(e.other, true), ZL_OUTSIDE, false), nullptr); }},
+    {"createZone: the forms and their locations",
+     [](Env&) {
+         return warning("Dt2::createZone()", "This overloaded version of createZone accepts only ZL_INSIDE and ZL_OUTSIDE as zoneLocation. Returning NULL") +
+                warning("Dt2::createZone()", "This overloaded version of createZone accepts only ZL_GROW as zoneLocation. Returning NULL") +
+                warning("Dt2::createZone()", "The start point has a NaN or infinite coordinate. Returning NULL");
+     },
+     [](Env& e) {
+         ConstraintGraph2* pG = e.box(e.dt, true);
+         EXPECT_EQ(e.dt.createZone(std::vector<ConstraintGraph2*>{pG}, ZL_GROW, false), nullptr);
+         EXPECT_EQ(e.dt.createZone(pG, ZL_INSIDE, Point2(1, 1), false), nullptr);
+         EXPECT_EQ(e.dt.createZone(pG, ZL_GROW, Point2(NaN, 1), false), nullptr);
+     }},
+    {"zone: grown from outside the hull, converted", [](Env&) {
+         return warning("Dt2::growZoneArea()", "pStartT==NULL, no triangles") + warning("Dt2::growZoneArea()", "pStartT==NULL, no triangles") +
+                warning("Zone2::convertToBoundedZone()", "The zone has no triangles. Returning NULL"); },
+     [](Env& e) {
+         Zone2* pZone = e.dt.createZone(std::vector<ConstraintGraph2*>{}, ZL_GROW, Point2(9, 9));
+         EXPECT_EQ(pZone->getNumberOfTriangles(), 0u);
+         EXPECT_EQ(pZone->convertToBoundedZone(), nullptr);
+     }},
+    {"zone: unknown location", [](Env&) { return warning("Zone2::getTriangles()", "unknown zoneLoc value"); },
+     [](Env& e) { EXPECT_EQ(e.dt.createZone(e.box(e.dt, true), ZoneLocation(42))->getNumberOfTriangles(), 0u); }},
+    {"set operations: zones of two triangulations",
+     [](Env&) {
+         const std::string text = "The zones must belong to the same triangulation! Returning NULL";
+         return warning("Zone2::zoneUnion(...)", text) + warning("zoneUnion(...)", text) + warning("zoneUnion(...)", text) + warning("zoneUnion(...)", text);
+     },
+     [](Env& e) {
+         Zone2* pA = e.dt.createZone(nullptr, ZL_GLOBAL);
+         Zone2* pB = e.other.createZone(nullptr, ZL_GLOBAL);
+         EXPECT_EQ(zoneUnion(pA, pB), nullptr);
+         EXPECT_EQ(zoneIntersection(pA, pB), nullptr);
+         EXPECT_EQ(zoneDifference(pB, pA), nullptr);
+         EXPECT_EQ(zoneSymmetricDifference(pA, pB), nullptr);
+     }},
+    {"set operations: null zone", [](Env&) { return warning("Zone2::zoneUnion(...)", "A zone is NULL! Returning NULL") + warning("zoneUnion(...)", "A zone is NULL! Returning NULL"); },
+     [](Env& e) { EXPECT_EQ(zoneUnion(nullptr, e.dt.createZone(nullptr, ZL_GLOBAL)), nullptr); EXPECT_EQ(zoneDifference(nullptr, nullptr), nullptr); }},
+    {"deleteZone: null, foreign, twice, and an operand of a live result",
+     [](Env&) {
+         const std::string gone = warning("Dt2::deleteZone(..)", "trying to delete a non-existing zone");
+         return gone + gone + gone + warning("Dt2::deleteZone(..)", "the zone is an operand of a result zone, delete that one first. Nothing deleted");
+     },
+     [](Env& e) {
+         e.dt.deleteZone(nullptr);
+         e.dt.deleteZone(e.other.createZone(nullptr, ZL_GLOBAL));
+         Zone2* pA = e.dt.createZone(nullptr, ZL_GLOBAL);
+         e.dt.deleteZone(pA);
+         e.dt.deleteZone(pA);
+         Zone2* pB = e.dt.createZone(nullptr, ZL_GLOBAL);
+         Zone2* pU = zoneUnion(pB, pB);
+         e.dt.deleteZone(pB);
+         EXPECT_EQ(pU->getNumberOfTriangles(), e.dt.numberOfTriangles());
+         e.dt.deleteZone(pU);
+         e.dt.deleteZone(pB);   // now it may go
+     }},
+    {"zone exports: a zone of another triangulation", [](Env&) {
+         const std::string text = "the zone does not belong to this triangulation, nothing written";
+         return warning("Lumo_2D::writeObj()", text) + warning("Lumo_2D::writeWebScene()", text) + warning("Zone2::show()", "pVisualizer is null, nothing drawn"); },
+     [](Env& e) {
+         Zone2* pForeign = e.other.createZone(nullptr, ZL_GLOBAL);
+         e.dt.writeObj(e.file("z.obj"), pForeign);
+         e.dt.writeWebScene(e.file("scene").c_str(), pForeign);
+         pForeign->show(nullptr, Color(CRED, 1, false));
+         EXPECT_FALSE(std::ifstream(e.file("z.obj")).good());
+     }},
+    {"createZone(triangles): empty, null and foreign entries",
+     [](Env&) {
+         return warning("Dt2::createZone()", "vTriangles is empty. Returning NULL") + noZone +
+                warning("Dt2::createZone()", "Unable to handle the triangle vTriangles[1]: null, dead or not of this triangulation. Returning NULL") +
+                warning("Dt2::createZone()", "Unable to handle the triangle vTriangles[0]: null, dead or not of this triangulation. Returning NULL");
+     },
+     [](Env& e) {
+         std::vector<Triangle2*> v;
+         EXPECT_EQ(e.dt.createZone(v), nullptr);
+         e.dt.getTrianglePointers(v);
+         v[1] = nullptr;
+         EXPECT_EQ(e.dt.createZone(v, false), nullptr);
+         std::vector<Triangle2*> vForeign;
+         e.other.getTrianglePointers(vForeign);
+         EXPECT_EQ(e.dt.createZone(vForeign, false), nullptr);
+     }},
+    {"createZone(triangles): a part too thin for a start point",
+     [](Env&) {
+         return warning("Dt2::createZone()", "A connected component of the zone is almost degenerate: 1 triangle(s), none with a point of double coordinates strictly inside") +
+                warning("Dt2::createZone()", "An almost degenerate part of the zone has no start point for zone growing!") + noZone;
+     },
+     [](Env&) {
+         // Between y = 0 and the apex at the smallest subnormal there is no double.
+         Lumo_2D thin;
+         thin.insert({Point2(0, 0), Point2(2, 0), Point2(1, 4.9406564584124654e-324), Point2(1, 5)});
+         std::vector<Triangle2*> vAll, vSliver, vOthers;
+         thin.getTrianglePointers(vAll);
+         for (Triangle2* pT : vAll) (pT->hasVertex(Point2(1, 5)) ? vOthers : vSliver).push_back(pT);
+         ASSERT_EQ(vSliver.size(), 1u);
+         EXPECT_EQ(thin.createZone(vSliver), nullptr);
+         // Joined to a wider part across an edge, the sliver is grown into from there.
+         Zone2* pZone = thin.createZone(vAll, false);
+         ASSERT_NE(pZone, nullptr);
+         EXPECT_EQ(pZone->getNumberOfTriangles(), 3u);
+     }},
+    {"peelOffIf: null zone and null predicate", [](Env&) { return warning("peelOffIf()", "pZone is NULL. Returning NULL") + warning("peelOffIf()", "pPredicate is NULL. Returning NULL"); },
+     [](Env& e) { EXPECT_EQ(peelOffIf(nullptr, nullptr, true), nullptr); EXPECT_EQ(peelOffIf(e.dt.createZone(nullptr, ZL_GLOBAL), nullptr, true), nullptr); }},
 
     // ---- triangles and the iterator -----------------------------------------------------------
     {"iterator: null vertex stands on null", [](Env&) { return warning("TriangleAroundVertexIterator::TriangleAroundVertexIterator()", "pVtx is null"); },

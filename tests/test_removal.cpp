@@ -245,6 +245,8 @@ TEST(Removal, RefusalsPrintTheirMessageAndChangeNothing) {
     Point2* pDup = dt.insert(*vH[7]);   // the same vertex as vH[7]
     ASSERT_EQ(pDup, vH[7]);
     dt.remove(pDup);
+    std::vector<Segment2> vSeg{Segment2(*vH[0], *vH[1])};
+    ASSERT_NE(dt.createConstraint(vSeg, CIS_CONSTRAINED_DELAUNAY), nullptr);
     const auto before = canonicalTriangles(triangles(dt));
     Point2 stranger(0.5, 0.5);
     const std::string notOurs = "vertex does not belong to the triangulation, return";
@@ -253,6 +255,7 @@ TEST(Removal, RefusalsPrintTheirMessageAndChangeNothing) {
         {vOther[3], notOurs},   // another triangulation's vertex at the same position
         {vH[7], notOurs},       // already removed (it was a duplicate's survivor)
         {&stranger, notOurs},
+        {vH[0], "Illegal: Can't remove a constraint vertex"},
     };
     for (const auto& c : vCases) EXPECT_NE(capture(dt, c.first).find(c.second), std::string::npos) << c.second;
     EXPECT_EQ(canonicalTriangles(triangles(dt)), before);

@@ -16,6 +16,7 @@
 #include <functional>
 #include <iomanip>
 #include <iostream>
+#include <set>
 #include <sstream>
 #include <string>
 #include <unordered_map>
@@ -52,14 +53,18 @@ const char* const usageText =
     "  --ps FILE            a PostScript drawing\n"
     "  --svg FILE           an SVG drawing (any browser shows it)\n"
     "  --web DIR            a browser scene: a 3D view and the SVG top view (2d.svg)\n"
-    "  --node FILE          the input points in input order, .node format\n"
+    "  --node FILE          the input points in input order, .node format, then the vertices\n"
+    "                       that segments added (.poly vertices, crossings)\n"
     "  --ele FILE           the triangles as indices of the input points (.ele format; a\n"
     "                       duplicate point is named by its first occurrence). Indices count\n"
     "                       from 0, or as in the input for a .node input\n"
     "  --segments FILE      constraint segments that must appear as edges: the library's binary\n"
     "                       segment file, or text with \"x0 y0 x1 y1\" per segment (.con)\n"
     "  --poly FILE          a planar straight-line graph, .poly format: vertices, segments\n"
-    "                       (indices into the vertices) and holes (holes are read, not cut)\n"
+    "                       (indices into the vertices) and holes. Only the triangles inside\n"
+    "                       the outer boundary are kept: those reached from the convex hull\n"
+    "                       (across hull edges that are no segment) or from a hole point\n"
+    "                       without crossing a segment are cut away, in every output\n"
     "  --conforming         insert the segments as chains of Delaunay edges (split at new\n"
     "                       vertices) instead of forced edges; crossing segments are split at\n"
     "                       their intersection either way. Drawings show the segments in red\n"
@@ -275,7 +280,8 @@ struct Options {
 struct Constraints {
     std::vector<Segment2> vSegments;
     std::vector<Point2> vPoints;   // .poly vertices
-    size_t numHoles{0};
+    std::vector<Point2> vHoles;    // .poly hole points
+    bool bPoly{false};
     std::string description;
     bool bConforming{false};
 };
@@ -346,9 +352,43 @@ void readPolyFile(const std::string& path, Constraints& c) {
             inputError(path + ": segment " + std::to_string(i) + " names a vertex that does not exist");
         c.vSegments.emplace_back(c.vPoints[size_t(a)], c.vPoints[size_t(b)]);
     }
-    if (r < vRows.size()) c.numHoles = size_t(need(1)[0]);
+    const size_t numHoles = r < vRows.size() ? size_t(need(1)[0]) : 0;
+    for (size_t i = 0; i < numHoles; ++i) {
+        const std::vector<double> row = need(3);
+        c.vHoles.emplace_back(row[1], row[2]);
+    }
+    c.bPoly = true;
     c.description = path + " (.poly, " + std::to_string(numVtx) + " vertices, " + std::to_string(numSeg) +
-                    " segments, " + std::to_string(c.numHoles) + " holes)";
+                    " segments, " + std::to_string(numHoles) + " holes)";
+}
+
+// The domain of a .poly file as a zone: every triangle minus those reached, without crossing
+// a segment, from the hole points and from the hull edges that are no segment.
+Zone2* polyZone(Lumo_2D& dt, ConstraintGraph2* pGraph, const std::vector<Point2>& vHoles) {
+    std::vector<ConstraintGraph2*> vGraphs;
+    if (pGraph != nullptr) vGraphs.push_back(pGraph);
+    Zone2* pCut = nullptr;
+    std::set<Triangle2*> sCut;
+    auto cutFrom = [&](const Point2& seed) {
+        Zone2* pGrow = dt.createZone(vGraphs, ZL_GROW, seed, false);
+        if (pGrow == nullptr) return;
+        pCut = pCut == nullptr ? pGrow : zoneUnion(pCut, pGrow);
+        std::vector<Triangle2*> vCut;
+        pCut->getTriangles(vCut);
+        sCut.insert(vCut.begin(), vCut.end());
+    };
+    for (const Point2& h : vHoles) cutFrom(h);
+    std::vector<Triangle2*> vAll;
+    dt.getTrianglePointers(vAll);
+    for (Triangle2* pT : vAll) {
+        for (int i = 0; i < 3 && sCut.count(pT) == 0; ++i) {
+            if (pT->getOppositeTriangle(i) != nullptr) continue;
+            if (pGraph != nullptr && pGraph->isConstraint(pT->getCorner((i + 1) % 3), pT->getCorner((i + 2) % 3))) continue;
+            cutFrom(pT->getBarycenter());
+        }
+    }
+    Zone2* pAll = dt.createZone(nullptr, ZL_GLOBAL, false);
+    return pCut == nullptr ? pAll : zoneDifference(pAll, pCut);
 }
 
 std::string formatMs(double seconds) {
@@ -365,22 +405,24 @@ std::ofstream openForWriting(const std::string& path) {
 }
 
 // The input points in input order, duplicates included, so that the .ele indices are rows of
-// the user's own data.
-void writeNodeFile(const std::string& path, const Input& in) {
+// the user's own data; then the vertices that segments added (.poly vertices, crossings).
+void writeNodeFile(const std::string& path, const Input& in, const std::vector<Point2*>& vAdded) {
     std::ofstream f = openForWriting(path);
-    f << in.vPoints.size() << " 2 0 0\n";
+    f << in.vPoints.size() + vAdded.size() << " 2 0 0\n";
     for (size_t i = 0; i < in.vPoints.size(); ++i)
         f << (long long)(i) + in.firstIndex << " " << in.vPoints[i].x() << " " << in.vPoints[i].y() << "\n";
+    for (size_t k = 0; k < vAdded.size(); ++k)
+        f << (long long)(in.vPoints.size() + k) + in.firstIndex << " " << vAdded[k]->x() << " " << vAdded[k]->y() << "\n";
     if (!f) inputError(path + ": could not be written");
 }
 
-// Triangles as counterclockwise triples of input indices; a vertex that merged duplicates is
+// Triangles as counterclockwise triples of .node indices; a vertex that merged duplicates is
 // named by its first input point.
-void writeEleFile(const std::string& path, const Lumo_2D& dt, const Input& in, const std::vector<Point2*>& vHandles) {
+void writeEleFile(const std::string& path, const std::vector<Triangle2*>& vTriangles, const Input& in,
+                  const std::vector<Point2*>& vHandles, const std::vector<Point2*>& vAdded) {
     std::unordered_map<const Point2*, long long> mFirstIndex;
     for (size_t i = vHandles.size(); i-- > 0;) mFirstIndex[vHandles[i]] = (long long)(i) + in.firstIndex;
-    std::vector<Triangle2*> vTriangles;
-    dt.getTrianglePointers(vTriangles);
+    for (size_t k = 0; k < vAdded.size(); ++k) mFirstIndex[vAdded[k]] = (long long)(in.vPoints.size() + k) + in.firstIndex;
     std::ofstream f = openForWriting(path);
     f << vTriangles.size() << " 3 0\n";
     for (size_t t = 0; t < vTriangles.size(); ++t) {
@@ -414,6 +456,7 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
         if (bShowProgress) dt.unsubscribe(MSG_PROGRESS, &bar);
         const size_t numInputVertices = dt.numberOfPoints();
         double consSeconds = 0.0;
+        ConstraintGraph2* pGraph = nullptr;
         size_t numBefore = 0;
         if (!cons.vSegments.empty() || !cons.vPoints.empty()) {
             if (!cons.vPoints.empty()) dt.insert(cons.vPoints);
@@ -423,7 +466,7 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
             if (bBar) dt.subscribe(MSG_PROGRESS, &bar);
             const auto c0 = std::chrono::steady_clock::now();
             if (!vSegs.empty())
-                dt.createConstraint(vSegs, cons.bConforming ? CIS_CONFORMING_DELAUNAY : CIS_CONSTRAINED_DELAUNAY);
+                pGraph = dt.createConstraint(vSegs, cons.bConforming ? CIS_CONFORMING_DELAUNAY : CIS_CONSTRAINED_DELAUNAY);
             dt.applyConstraintsAndZones();
             consSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - c0).count();
             if (bBar) dt.unsubscribe(MSG_PROGRESS, &bar);
@@ -432,6 +475,11 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
             inputError("no triangle: the " + std::to_string(dt.numberOfPoints()) +
                        " distinct points are all on one line");
         }
+        // A .poly file describes a domain: the outputs hold its triangles only.
+        Zone2* pZone = cons.bPoly ? polyZone(dt, pGraph, cons.vHoles) : nullptr;
+        std::vector<Triangle2*> vTriangles;
+        if (pZone != nullptr) pZone->getTriangles(vTriangles);
+        else dt.getTrianglePointers(vTriangles);
         const bool bDrawable = dt.numberOfTriangles() <= maxDrawingTriangles;
         for (const std::string* pDrawing : {&out.ps, &out.svg}) {
             if (!pDrawing->empty() && !bDrawable) {
@@ -450,15 +498,23 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
             if (!isNonEmptyFile(path)) inputError(path + ": could not be written");
             vLines.push_back(path + "  (" + what + ")");
         };
-        writeFile(out.ps, "PostScript drawing", [&] { dt.show(out.ps); });
-        writeFile(out.svg, "SVG drawing", [&] { dt.showSvg(out.svg); });
-        writeFile(out.obj, "Wavefront OBJ", [&] { dt.writeObj(out.obj); });
-        writeFile(out.node, "input points, .node", [&] { writeNodeFile(out.node, in); });
-        writeFile(out.ele, "triangles as input indices, .ele", [&] { writeEleFile(out.ele, dt, in, vHandles); });
+        writeFile(out.ps, "PostScript drawing", [&] { pZone != nullptr ? pZone->show(out.ps) : dt.show(out.ps); });
+        writeFile(out.svg, "SVG drawing", [&] { pZone != nullptr ? pZone->showSvg(out.svg) : dt.showSvg(out.svg); });
+        writeFile(out.obj, "Wavefront OBJ", [&] { dt.writeObj(out.obj, pZone); });
+        std::vector<Point2*> vAdded;   // vertices that are no input point
+        if (!out.node.empty() || !out.ele.empty()) {
+            const std::set<Point2*> sInput(vHandles.begin(), vHandles.end());
+            std::vector<Point2*> vAll;
+            dt.getVertexPointers(vAll);
+            for (Point2* p : vAll)
+                if (sInput.count(p) == 0) vAdded.push_back(p);
+        }
+        writeFile(out.node, "input points, .node", [&] { writeNodeFile(out.node, in, vAdded); });
+        writeFile(out.ele, "triangles as input indices, .ele", [&] { writeEleFile(out.ele, vTriangles, in, vHandles, vAdded); });
         if (!out.web.empty()) {
             const std::string web = withoutTrailingSlash(out.web);
             written.addNewDirectories(out.web);
-            dt.writeWebScene(out.web.c_str());
+            dt.writeWebScene(out.web.c_str(), pZone);
             if (!isNonEmptyFile(web + "/index.html") || !isNonEmptyFile(web + "/3d.obj") ||
                 (bDrawable && !isNonEmptyFile(web + "/2d.svg")))
                 inputError(out.web + ": the browser scene could not be written");
@@ -476,6 +532,9 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
         if (numDup > 0) std::cout << " (" << numDup << " duplicate" << (numDup == 1 ? "" : "s") << " merged)";
         std::cout << "\n";
         std::cout << "triangles: " << dt.numberOfTriangles() << "\n";
+        if (pZone != nullptr)
+            std::cout << "domain:    " << vTriangles.size() << " triangles inside the boundary, " << cons.vHoles.size()
+                      << " hole point(s); the outputs hold these\n";
         std::cout << "time:      " << formatMs(seconds) << " (triangulation)\n";
         if (!cons.vSegments.empty()) {
             std::cout << "segments:  " << cons.description << ", " << (cons.bConforming ? "conforming" : "constrained")

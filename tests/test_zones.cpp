@@ -1,0 +1,494 @@
+// Zones against oracles that share nothing with the library: exact rational polygon areas
+// (shoelace) and point-in-polygon tests of triangle barycentres, set algebra on std::set,
+// a flood fill over an edge map built from the corners alone. Every zone is checked again after
+// more points go in, and every triangulation passes the independent validity check.
+#include <gtest/gtest.h>
+#include <gmpxx.h>
+#include <algorithm>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <random>
+#include <set>
+#include "DelaunayOracle.h"
+#include "Lumo_2D.h"
+#include "ScopedTempDir.h"
+
+using namespace ORBI_LUMO2D;
+using lumo_test::CoordEdge;
+
+namespace {
+typedef mpq_class Q;
+typedef std::vector<Point2> Loop;
+typedef std::set<Triangle2*> TSet;
+
+// Twice the signed area of triangle a, b, c, exactly.
+Q cross(const Point2& a, const Point2& b, const Point2& c) {
+    return (Q(b.x()) - a.x()) * (Q(c.y()) - a.y()) - (Q(b.y()) - a.y()) * (Q(c.x()) - a.x());
+}
+// The signed area of a closed loop (shoelace), exactly.
+Q loopArea(const Loop& loop) {
+    Q a = 0;
+    for (size_t i = 0; i < loop.size(); ++i) {
+        const Point2 &p = loop[i], &q = loop[(i + 1) % loop.size()];
+        a += Q(p.x()) * q.y() - Q(q.x()) * p.y();
+    }
+    return a / 2;
+}
+// Whether (x, y), which lies on no loop edge, is inside the loop: crossings of a ray to +x.
+bool inside(const Loop& loop, const Q& x, const Q& y) {
+    bool in = false;
+    for (size_t i = 0; i < loop.size(); ++i) {
+        const Point2 &a = loop[i], &b = loop[(i + 1) % loop.size()];
+        if ((Q(a.y()) > y) == (Q(b.y()) > y)) continue;
+        const Q xi = Q(a.x()) + (y - a.y()) * (Q(b.x()) - a.x()) / (Q(b.y()) - a.y());
+        if (x < xi) in = !in;
+    }
+    return in;
+}
+// Rationals compare in canonical form as text (gtest prints them then).
+std::string str(const Q& q) { return q.get_str(); }
+Q area(const std::vector<Triangle2*>& vT) {
+    Q a = 0;
+    for (const Triangle2* pT : vT) a += cross(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2));
+    return a / 2;
+}
+std::vector<Triangle2*> trianglesOf(const Zone2* pZone) {
+    std::vector<Triangle2*> v;
+    pZone->getTriangles(v);
+    return v;
+}
+TSet setOf(const Zone2* pZone) {
+    const std::vector<Triangle2*> v = trianglesOf(pZone);
+    EXPECT_EQ(TSet(v.begin(), v.end()).size(), v.size()) << "a triangle reported twice";
+    return TSet(v.begin(), v.end());
+}
+std::vector<Segment2> segments(const Loop& loop) {
+    std::vector<Segment2> v;
+    for (size_t i = 0; i < loop.size(); ++i) v.emplace_back(loop[i], loop[(i + 1) % loop.size()]);
+    return v;
+}
+Loop rect(double x0, double y0, double x1, double y1) { return {Point2(x0, y0), Point2(x1, y0), Point2(x1, y1), Point2(x0, y1)}; }
+Loop reversed(Loop l) {
+    std::reverse(l.begin(), l.end());
+    return l;
+}
+
+// A triangulation with its graphs, checked as a constrained Delaunay triangulation, in a
+// private working directory (drawings, and the self-test's pictures should it fail).
+struct Scene {
+    lumo_test::ScopedTempDir tmp;
+    Lumo_2D dt;
+    std::vector<ConstraintGraph2*> vGraphs;
+    ConstraintGraph2* add(const Loop& loop, ConstraintInsertionStrategy cis = CIS_CONSTRAINED_DELAUNAY) {
+        std::vector<Segment2> v = segments(loop);
+        vGraphs.push_back(dt.createConstraint(v, cis, true));
+        return vGraphs.back();
+    }
+    void track(const Zone2* pZone) { pZone->getConstraintGraphs(vGraphs); }
+    void expectValid(const std::string& what) {
+        testing::internal::CaptureStdout();
+        const bool bValid = dt.checkValidity(true, "zones");
+        testing::internal::GetCapturedStdout();
+        ASSERT_TRUE(bValid) << what;
+        std::vector<CoordEdge> vExempt;
+        for (ConstraintGraph2* pG : vGraphs) {
+            std::vector<ConstraintSegment2*> v;
+            pG->getChildConstraintSegments(v);
+            for (ConstraintSegment2* s : v) {
+                if (s->getCIS() != CIS_CONSTRAINED_DELAUNAY) continue;
+                vExempt.emplace_back(std::make_pair(s->getSrc()->x(), s->getSrc()->y()), std::make_pair(s->getTrg()->x(), s->getTrg()->y()));
+                vExempt.emplace_back(vExempt.back().second, vExempt.back().first);
+            }
+        }
+        std::vector<Point2*> vVtx;
+        dt.getVertexPointers(vVtx);
+        std::vector<Point2> vPts;
+        for (Point2* p : vVtx) vPts.push_back(*p);
+        ASSERT_EQ(lumo_test::checkDelaunayTriangulation(vPts, lumo_test::triangles(dt), &vExempt), "") << what;
+    }
+};
+
+// The zone is exactly the region: every triangle of the triangulation is in the zone iff its
+// barycentre is in the region (by exact point-in-polygon), the exact area of the zone's
+// triangles equals the expected polygon area, and the zone's own measures agree.
+void expectRegion(Scene& s, const Zone2* pZone, const std::vector<Loop>& vLoops,
+                  const std::function<bool(const std::vector<bool>&)>& inRegion, const Q& expectedArea,
+                  const std::string& what, bool bExact = true) {
+    s.expectValid(what);
+    const TSet sZone = setOf(pZone);
+    for (Triangle2* pT : lumo_test::triangles(s.dt)) {
+        const Q x = (Q(pT->getCorner(0)->x()) + pT->getCorner(1)->x() + pT->getCorner(2)->x()) / 3;
+        const Q y = (Q(pT->getCorner(0)->y()) + pT->getCorner(1)->y() + pT->getCorner(2)->y()) / 3;
+        std::vector<bool> vIn;
+        for (const Loop& l : vLoops) vIn.push_back(inside(l, x, y));
+        ASSERT_EQ(sZone.count(pT) != 0, inRegion(vIn)) << what << ": triangle " << *pT;
+    }
+    const std::vector<Triangle2*> vT(sZone.begin(), sZone.end());
+    // Conforming pieces end at split vertices rounded once to doubles: then a bound.
+    if (bExact) ASSERT_EQ(str(area(vT)), str(expectedArea)) << what;
+    else ASSERT_LE(Q(abs(area(vT) - expectedArea)).get_d(), 1e-12 * expectedArea.get_d()) << what;
+    EXPECT_NEAR(pZone->getArea2D(), expectedArea.get_d(), 1e-12 * std::abs(expectedArea.get_d()) + 1e-300) << what;
+    EXPECT_EQ(pZone->getNumberOfTriangles(), sZone.size()) << what;
+    // Border: zone triangle on the left, the other side outside the zone; as many as a count.
+    std::vector<Edge2> vBorder;
+    pZone->getBorderEdges(vBorder);
+    size_t numBorder = 0;
+    Bbox2 box;
+    for (Triangle2* pT : vT)
+        for (int i = 0; i < 3; ++i) {
+            numBorder += pT->getOppositeTriangle(i) == nullptr || sZone.count(pT->getOppositeTriangle(i)) == 0;
+            box.add(*pT->getCorner(i));
+        }
+    EXPECT_EQ(vBorder.size(), numBorder) << what;
+    for (const Edge2& e : vBorder) {
+        EXPECT_EQ(sZone.count(e.getTriangle()), 1u) << what;
+        EXPECT_EQ(sZone.count(e.getTriangle()->getOppositeTriangle(e.getIndex())), 0u) << what;
+    }
+    const Bbox2 zoneBox = pZone->getBoundingBox();
+    EXPECT_EQ(zoneBox.isValid(), box.isValid()) << what;
+    EXPECT_TRUE(!box.isValid() || (zoneBox.getMinPoint() == box.getMinPoint() && zoneBox.getMaxPoint() == box.getMaxPoint())) << what;
+}
+
+Q hullArea(const Lumo_2D& dt) { return area(lumo_test::triangles(dt)); }
+
+struct PolygonRow {
+    const char* what;
+    std::vector<Loop> vLoops;   // one oriented graph each
+    ZoneLocation loc;
+    std::function<bool(const std::vector<bool>&)> inRegion;
+    // From the loops' absolute areas and the hull's.
+    std::function<Q(const std::vector<Q>&, const Q&)> expectedArea;
+    ConstraintInsertionStrategy cis;
+};
+
+Loop starPolygon(unsigned seed) {
+    std::vector<Segment2> v;
+    generateRandomPolygon(40, 1, 9, v, seed);
+    Loop l;
+    for (const Segment2& s : v) l.push_back(s.getSrc());
+    return loopArea(l) > 0 ? l : reversed(l);
+}
+
+const PolygonRow aPolygonRows[] = {
+    {"ccw square, inside", {rect(2, 2, 6, 6)}, ZL_INSIDE, [](auto& v) { return bool(v[0]); },
+     [](auto& a, auto&) -> Q { return a[0]; }, CIS_CONSTRAINED_DELAUNAY},
+    {"ccw square, outside", {rect(2, 2, 6, 6)}, ZL_OUTSIDE, [](auto& v) { return !v[0]; },
+     [](auto& a, auto& h) -> Q { return h - a[0]; }, CIS_CONSTRAINED_DELAUNAY},
+    {"cw square, inside is the outside", {reversed(rect(2, 2, 6, 6))}, ZL_INSIDE, [](auto& v) { return !v[0]; },
+     [](auto& a, auto& h) -> Q { return h - a[0]; }, CIS_CONSTRAINED_DELAUNAY},
+    {"cw square, outside is the inside", {reversed(rect(2, 2, 6, 6))}, ZL_OUTSIDE, [](auto& v) { return bool(v[0]); },
+     [](auto& a, auto&) -> Q { return a[0]; }, CIS_CONFORMING_DELAUNAY},
+    {"conforming ccw star", {starPolygon(3)}, ZL_INSIDE, [](auto& v) { return bool(v[0]); },
+     [](auto& a, auto&) -> Q { return a[0]; }, CIS_CONFORMING_DELAUNAY},
+    {"cw star, outside", {reversed(starPolygon(4))}, ZL_OUTSIDE, [](auto& v) { return bool(v[0]); },
+     [](auto& a, auto&) -> Q { return a[0]; }, CIS_CONSTRAINED_DELAUNAY},
+    {"outer ccw with a cw hole", {starPolygon(5), reversed(rect(4.8, 4.8, 5.2, 5.2))}, ZL_INSIDE,
+     [](auto& v) { return v[0] && !v[1]; }, [](auto& a, auto&) -> Q { return a[0] - a[1]; }, CIS_CONSTRAINED_DELAUNAY},
+    {"outer ccw with a cw hole, outside", {rect(1, 1, 9, 9), reversed(rect(3, 3, 5, 5))}, ZL_OUTSIDE,
+     [](auto& v) { return !v[0] || v[1]; }, [](auto& a, auto& h) -> Q { return h - a[0] + a[1]; }, CIS_CONSTRAINED_DELAUNAY},
+    {"nested ccw polygons", {rect(1, 1, 9, 9), rect(3, 3, 5, 5)}, ZL_INSIDE, [](auto& v) { return bool(v[0]); },
+     [](auto& a, auto&) -> Q { return a[0]; }, CIS_CONSTRAINED_DELAUNAY},
+    {"nested, outside of both", {rect(1, 1, 9, 9), rect(3, 3, 5, 5)}, ZL_OUTSIDE, [](auto& v) { return !v[1]; },
+     [](auto& a, auto& h) -> Q { return h - a[1]; }, CIS_CONSTRAINED_DELAUNAY},
+    {"two squares sharing an edge", {rect(1, 1, 4, 4), rect(4, 1, 7, 3)}, ZL_INSIDE, [](auto& v) { return v[0] || v[1]; },
+     [](auto& a, auto&) -> Q { return a[0] + a[1]; }, CIS_CONSTRAINED_DELAUNAY},
+    {"squares sharing a corner, outside", {rect(1, 1, 4, 4), rect(4, 4, 7, 8)}, ZL_OUTSIDE,
+     [](auto& v) { return !v[0] && !v[1]; }, [](auto& a, auto& h) -> Q { return h - a[0] - a[1]; }, CIS_CONSTRAINED_DELAUNAY},
+};
+
+// Random points in [0, 10)^2 and the box corners, so that the hull encloses every polygon;
+// a cocircular ring and a grid bring degenerate configurations.
+std::vector<Point2> background(unsigned seed, size_t n) {
+    std::vector<Point2> v = lumo_test::randomPoints(n, seed, 0.0, 10.0);
+    for (double x : {0.0, 10.0})
+        for (double y : {0.0, 10.0}) v.emplace_back(x, y);
+    for (int i = 0; i < 10; ++i) v.emplace_back(0.5 + i, 9.5);
+    for (int x = -5; x <= 5; ++x)
+        for (int y = -5; y <= 5; ++y)
+            if (x * x + y * y == 25) v.emplace_back(5 + 0.5 * x, 5 + 0.5 * y);
+    return v;
+}
+} // namespace
+
+TEST(Zones, PolygonZonesAreExactlyTheirRegionBeforeAndAfterMoreInsertions) {
+    unsigned seed = 1;
+    for (const PolygonRow& row : aPolygonRows) {
+        SCOPED_TRACE(row.what);
+        Scene s;
+        s.dt.insert(background(++seed, 300));
+        for (const Loop& l : row.vLoops) s.add(l, row.cis);
+        Zone2* pZone = row.vLoops.size() == 1 ? s.dt.createZone(s.vGraphs[0], row.loc) : s.dt.createZone(s.vGraphs, row.loc);
+        ASSERT_NE(pZone, nullptr);
+        EXPECT_EQ(pZone->getZoneLocation(), row.loc);
+        std::vector<Q> vAreas;
+        for (const Loop& l : row.vLoops) vAreas.push_back(abs(loopArea(l)));
+        expectRegion(s, pZone, row.vLoops, row.inRegion, row.expectedArea(vAreas, hullArea(s.dt)), "created",
+                     row.cis == CIS_CONSTRAINED_DELAUNAY);
+        // Later points, some on the polygon edges (they split segments): the zone follows.
+        std::vector<Point2> vMore = lumo_test::randomPoints(200, seed + 100, 0.0, 10.0);
+        for (const Loop& l : row.vLoops)
+            for (size_t i = 0; i < l.size(); ++i)
+                vMore.emplace_back(l[i].x() * 0.5 + l[(i + 1) % l.size()].x() * 0.5, l[i].y() * 0.5 + l[(i + 1) % l.size()].y() * 0.5);
+        s.dt.insert(vMore);
+        // Plain insertions may flip conforming pieces away; re-applying makes them edges again.
+        if (row.cis == CIS_CONFORMING_DELAUNAY) s.dt.applyConstraintsAndZones();
+        expectRegion(s, pZone, row.vLoops, row.inRegion, row.expectedArea(vAreas, hullArea(s.dt)), "after insertions",
+                     row.cis == CIS_CONSTRAINED_DELAUNAY);
+    }
+}
+
+TEST(Zones, SetOperationsAreSetAlgebraOnTriangles) {
+    Scene s;
+    s.dt.insert(background(7, 400));
+    Zone2* pA = s.dt.createZone(s.add(rect(1, 1, 6, 6)), ZL_INSIDE);
+    Zone2* pB = s.dt.createZone(s.add(rect(3, 2, 9, 8)), ZL_INSIDE);   // crosses A twice
+    Zone2* pGlobal = s.dt.createZone(nullptr, ZL_GLOBAL);
+    Zone2* pU = zoneUnion(pA, pB);
+    Zone2* pI = zoneIntersection(pA, pB);
+    Zone2* pD = zoneDifference(pA, pB);
+    Zone2* pS = zoneSymmetricDifference(pA, pB);
+    // Results of results: (A-B) u (A n B) = A, and the complement of the union.
+    Zone2* pBack = zoneUnion(pD, pI);
+    Zone2* pRest = zoneDifference(pGlobal, pU);
+    for (int round = 0; round < 2; ++round) {
+        SCOPED_TRACE(round);
+        s.expectValid("set operations");
+        const TSet a = setOf(pA), b = setOf(pB), all = setOf(pGlobal);
+        TSet u, i, d, x, rest;
+        std::set_union(a.begin(), a.end(), b.begin(), b.end(), std::inserter(u, u.end()));
+        std::set_intersection(a.begin(), a.end(), b.begin(), b.end(), std::inserter(i, i.end()));
+        std::set_difference(a.begin(), a.end(), b.begin(), b.end(), std::inserter(d, d.end()));
+        std::set_symmetric_difference(a.begin(), a.end(), b.begin(), b.end(), std::inserter(x, x.end()));
+        std::set_difference(all.begin(), all.end(), u.begin(), u.end(), std::inserter(rest, rest.end()));
+        EXPECT_EQ(setOf(pU), u);
+        EXPECT_EQ(setOf(pI), i);
+        EXPECT_EQ(setOf(pD), d);
+        EXPECT_EQ(setOf(pS), x);
+        EXPECT_EQ(setOf(pBack), a);
+        EXPECT_EQ(setOf(pRest), rest);
+        EXPECT_EQ(all.size(), s.dt.numberOfTriangles());
+        // Areas from the polygons: A 25, B 36, overlap [3,6]x[2,6] 12.
+        EXPECT_EQ(str(area(trianglesOf(pU))), str(Q(25 + 36 - 12)));
+        EXPECT_EQ(str(area(trianglesOf(pI))), str(Q(12)));
+        EXPECT_EQ(str(area(trianglesOf(pD))), str(Q(25 - 12)));
+        EXPECT_EQ(str(area(trianglesOf(pS))), str(Q(25 + 36 - 24)));
+        EXPECT_EQ(pU->getZoneLocation(), ZL_RESULT_UNION);
+        s.dt.insert(lumo_test::randomPoints(300, 99, 0.0, 10.0));
+    }
+}
+
+namespace {
+// The oracle's flood fill: neighbours from a map of undirected corner pairs, barriers from the
+// graphs' alive pieces, the start triangle by exact orientation over all triangles.
+TSet bruteGrow(const Lumo_2D& dt, const std::vector<ConstraintGraph2*>& vGraphs, const Point2& start) {
+    typedef std::pair<const Point2*, const Point2*> Pair;
+    auto key = [](const Point2* p, const Point2* q) { return p < q ? Pair(p, q) : Pair(q, p); };
+    std::map<Pair, std::vector<Triangle2*>> mEdges;
+    Triangle2* pStart = nullptr;
+    for (Triangle2* pT : lumo_test::triangles(dt)) {
+        bool bIn = true;
+        for (int i = 0; i < 3; ++i) {
+            mEdges[key(pT->getCorner(i), pT->getCorner((i + 1) % 3))].push_back(pT);
+            bIn = bIn && lumo_test::exactOrientation(*pT->getCorner(i), *pT->getCorner((i + 1) % 3), start) > 0;
+        }
+        if (bIn) pStart = pT;
+    }
+    std::set<Pair> sBarrier;
+    for (ConstraintGraph2* pG : vGraphs) {
+        std::vector<ConstraintSegment2*> v;
+        pG->getChildConstraintSegments(v);
+        for (ConstraintSegment2* c : v) sBarrier.insert(key(c->getSrc(), c->getTrg()));
+    }
+    TSet sReached;
+    if (pStart == nullptr) return sReached;
+    std::vector<Triangle2*> vStack{pStart};
+    sReached.insert(pStart);
+    while (!vStack.empty()) {
+        Triangle2* pT = vStack.back();
+        vStack.pop_back();
+        for (int i = 0; i < 3; ++i) {
+            const Pair e = key(pT->getCorner(i), pT->getCorner((i + 1) % 3));
+            if (sBarrier.count(e) != 0) continue;
+            for (Triangle2* pN : mEdges[e])
+                if (sReached.insert(pN).second) vStack.push_back(pN);
+        }
+    }
+    return sReached;
+}
+} // namespace
+
+TEST(Zones, GrownZonesEqualABruteForceFloodFill) {
+    std::mt19937_64 rng(5);
+    std::uniform_real_distribution<double> d(0.0, 10.0);
+    for (int round = 0; round < 6; ++round) {
+        SCOPED_TRACE(round);
+        Scene s;
+        s.dt.insert(background(round + 20, 200));
+        // A closed polygon and loose crossing segments (not oriented: growth needs no direction).
+        s.add(starPolygon(round + 30));
+        std::vector<Segment2> vLoose;
+        for (int k = 0; k < 8; ++k) vLoose.emplace_back(Point2(d(rng), d(rng)), Point2(d(rng), d(rng)));
+        s.vGraphs.push_back(s.dt.createConstraint(vLoose, round % 2 ? CIS_CONSTRAINED_DELAUNAY : CIS_CONFORMING_DELAUNAY));
+        // Growth stops at the zone's own graphs only: with the polygon alone, the loose
+        // segments inside do not stop it.
+        const std::vector<std::vector<ConstraintGraph2*>> vGraphSets{s.vGraphs, {s.vGraphs[0]}, {}};
+        for (const auto& vG : vGraphSets) {
+            const Point2 start(d(rng), d(rng));
+            Zone2* pZone = s.dt.createZone(vG, ZL_GROW, start);
+            ASSERT_NE(pZone, nullptr);
+            s.expectValid("grow");
+            EXPECT_EQ(setOf(pZone), bruteGrow(s.dt, vG, start));
+            s.dt.insert(lumo_test::randomPoints(50, round * 7 + 3, 0.0, 10.0));
+            s.dt.applyConstraintsAndZones();   // conforming pieces flipped away are edges again
+            EXPECT_EQ(setOf(pZone), bruteGrow(s.dt, vG, start)) << "after insertions";
+        }
+    }
+}
+
+namespace {
+void expectEdgeConnected(const TSet& sPart) {
+    TSet sSeen{*sPart.begin()};
+    std::vector<Triangle2*> vStack{*sPart.begin()};
+    while (!vStack.empty()) {
+        Triangle2* pT = vStack.back();
+        vStack.pop_back();
+        for (int i = 0; i < 3; ++i) {
+            Triangle2* pN = pT->getOppositeTriangle(i);
+            if (pN != nullptr && sPart.count(pN) != 0 && sSeen.insert(pN).second) vStack.push_back(pN);
+        }
+    }
+    EXPECT_EQ(sSeen.size(), sPart.size()) << "a component is not connected across edges";
+}
+
+// The host's predicate of the peeling test: left of x = 5.
+struct LeftOf : UserPredicateT {
+    double x;
+    explicit LeftOf(double x_) : x(x_) {}
+    bool operator()(const Triangle2* pT) override { return pT->getBarycenter().x() < x; }
+};
+} // namespace
+
+TEST(Zones, DerivedZonesKeepTheTrianglesAndChangeNone) {
+    Scene s;
+    s.dt.insert(background(11, 300));
+    Zone2* pIn = s.dt.createZone(s.add(starPolygon(12)), ZL_INSIDE);
+    Zone2* pOut = s.dt.createZone(s.vGraphs[0], ZL_OUTSIDE);
+    Zone2* pHole = s.dt.createZone(s.add(reversed(rect(4.5, 4.5, 5.5, 5.5))), ZL_INSIDE);
+    Zone2* pGrow = s.dt.createZone(s.vGraphs[0], ZL_GROW, Point2(0.2, 0.3));
+    Zone2* pGlobal = s.dt.createZone(nullptr, ZL_GLOBAL);
+    Zone2* pResult = zoneIntersection(pIn, pHole);   // the star with a square hole
+    const auto before = lumo_test::canonicalTriangles(lumo_test::triangles(s.dt));
+    for (Zone2* pZone : {pIn, pOut, pGrow, pGlobal, pResult}) {
+        const TSet sZone = setOf(pZone);
+        Zone2* pBounded = pZone->convertToBoundedZone();
+        ASSERT_NE(pBounded, nullptr);
+        s.track(pBounded);
+        EXPECT_EQ(pBounded->getZoneLocation(), ZL_BOUNDED);
+        EXPECT_EQ(setOf(pBounded), sZone);
+        // Components: a partition into edge-connected parts, no edge between two parts.
+        std::vector<Zone2*> vParts;
+        pZone->getComponentZones(vParts);
+        std::map<Triangle2*, size_t> mPartOf;
+        for (size_t k = 0; k < vParts.size(); ++k) {
+            s.track(vParts[k]);
+            const TSet sPart = setOf(vParts[k]);
+            expectEdgeConnected(sPart);
+            for (Triangle2* pT : sPart) EXPECT_TRUE(mPartOf.emplace(pT, k).second);
+        }
+        EXPECT_EQ(mPartOf.size(), sZone.size());
+        for (const auto& tk : mPartOf)
+            for (int i = 0; i < 3; ++i) {
+                auto it = mPartOf.find(tk.first->getOppositeTriangle(i));
+                EXPECT_TRUE(it == mPartOf.end() || it->second == tk.second);
+            }
+        // Explicit triangles give a zone of the same triangles (holes, several parts).
+        std::vector<Triangle2*> vT(sZone.begin(), sZone.end());
+        Zone2* pExplicit = s.dt.createZone(vT);
+        ASSERT_NE(pExplicit, nullptr);
+        s.track(pExplicit);
+        EXPECT_EQ(setOf(pExplicit), sZone);
+    }
+    EXPECT_EQ(lumo_test::canonicalTriangles(lumo_test::triangles(s.dt)), before);
+    s.expectValid("derived zones");
+    // A checkerboard of a grid: parts that touch only at vertices.
+    Scene g;
+    std::vector<Point2> vGrid;
+    for (int x = 0; x <= 6; ++x)
+        for (int y = 0; y <= 6; ++y) vGrid.emplace_back(x, y + 0.001 * x * x);   // no cocircular quadruples
+    g.dt.insert(vGrid);
+    std::vector<Triangle2*> vChecker;
+    for (Triangle2* pT : lumo_test::triangles(g.dt)) {
+        const Point2 c = pT->getBarycenter();
+        if ((int(c.x()) + int(c.y())) % 2 == 0) vChecker.push_back(pT);
+    }
+    Zone2* pChecker = g.dt.createZone(vChecker);
+    ASSERT_NE(pChecker, nullptr);
+    g.track(pChecker);
+    EXPECT_EQ(setOf(pChecker), TSet(vChecker.begin(), vChecker.end()));
+    std::vector<Zone2*> vParts;
+    pChecker->getComponentZones(vParts);
+    for (Zone2* p : vParts) {
+        g.track(p);
+        expectEdgeConnected(setOf(p));
+    }
+    EXPECT_GT(vParts.size(), 1u);
+    g.expectValid("checkerboard");
+}
+
+TEST(Zones, PeelingRemovesExactlyTheReachableAcceptedTriangles) {
+    Scene s;
+    s.dt.insert(background(13, 400));
+    Zone2* pIn = s.dt.createZone(s.add(rect(1, 1, 9, 9)), ZL_INSIDE);
+    LeftOf pred(5);
+    testing::internal::CaptureStdout();
+    Zone2* pPeeled = peelOffIf(pIn, &pred, true);
+    const std::string out = testing::internal::GetCapturedStdout();
+    ASSERT_NE(pPeeled, nullptr);
+    s.track(pPeeled);
+    const TSet sAll = setOf(pIn), sRest = setOf(pPeeled);
+    EXPECT_NE(out.find(std::to_string(sAll.size() - sRest.size()) + " triangle(s) peeled off"), std::string::npos);
+    // Every peeled triangle is accepted; no triangle on the border of what remains is.
+    for (Triangle2* pT : sAll) {
+        if (sRest.count(pT) == 0) {
+            EXPECT_TRUE(pred(pT));
+            continue;
+        }
+        for (int i = 0; i < 3; ++i)
+            EXPECT_TRUE(sRest.count(pT->getOppositeTriangle(i)) != 0 || !pred(pT)) << *pT;
+    }
+    EXPECT_LT(sRest.size(), sAll.size());
+    // Peeling everything leaves no zone.
+    LeftOf all(100);
+    EXPECT_EQ(peelOffIf(pIn, &all, false), nullptr);
+    s.expectValid("peeled");
+}
+
+TEST(Zones, DrawingsAndExportsOfAZone) {
+    Scene s;
+    s.dt.insert(background(17, 100));
+    Zone2* pIn = s.dt.createZone(s.add(rect(2, 2, 6, 6)), ZL_INSIDE);
+    testing::internal::CaptureStdout();
+    pIn->show("zone.ps");
+    s.dt.writeObj("zone.obj", pIn);
+    s.dt.writeWebScene("scene", pIn);
+    pIn->statistics("inside");
+    const std::string out = testing::internal::GetCapturedStdout();
+    EXPECT_NE(out.find("\n\n\n********* ZONE STATISTICS (inside) **********\n\n"), std::string::npos);
+    // The OBJ holds exactly the zone's faces; the scene's OBJ is the same file.
+    std::ifstream obj("zone.obj");
+    std::string line;
+    size_t numFaces = 0;
+    while (std::getline(obj, line)) numFaces += line.rfind("f ", 0) == 0;
+    EXPECT_EQ(numFaces, pIn->getNumberOfTriangles());
+    std::ifstream a("zone.obj"), b("scene/3d.obj");
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(a), {}), std::string(std::istreambuf_iterator<char>(b), {}));
+    // The drawing fills each zone triangle once: one "fill" per zone triangle and none else.
+    std::ifstream ps("zone.ps");
+    const std::string drawing((std::istreambuf_iterator<char>(ps)), {});
+    size_t numFill = 0;
+    for (size_t pos = drawing.find("  fill"); pos != std::string::npos; pos = drawing.find("  fill", pos + 1)) ++numFill;
+    EXPECT_EQ(numFill, pIn->getNumberOfTriangles());
+    EXPECT_TRUE(std::ifstream("scene/2d.svg").good());
+}
