@@ -159,6 +159,7 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
     }
     if (numValid == 0) return;
     growBoxes(minX, minY, maxX, maxY);
+    if (numCPU > 1) installFakeBox();
 
     if (pMsgPublisher != nullptr) pMsgPublisher->start("insert vertices", numValid);
     timer("[quiet] Delaunay point insertion");
@@ -219,6 +220,7 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
         for (const VaultEntry& e : vertexVault.getEntries()) sLowerDimVertices.insert(e.pVtx);
     timer("[quiet] Delaunay point insertion");
     if (pMsgPublisher != nullptr) pMsgPublisher->finish();
+    if (vertexVault.hasFakeBox()) removeFakeBox();
 }
 
 bool Dt2::createFullDimTriangle(size_t numPreExistingVtx) {
@@ -245,9 +247,51 @@ bool Dt2::createFullDimTriangle(size_t numPreExistingVtx) {
 }
 
 void Dt2::insertSortedRange(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT) {
-    // A multithreaded inserter will take ranges of at least 1000 vertices when numCPU > 1;
-    // until it exists every range runs on the calling thread.
+    // Hooks (constraint guard, refinement observer) are not thread-safe: with them the range
+    // stays on the calling thread.
+    const size_t n = size_t(pEnd - pBegin);
+    if (numCPU > 1 && n >= 1000 && vertexVault.hasFakeBox() && !inserter.hasHooks()) {
+        InserterMT inserterMT(inserter, poolTriangles, vertexVault);
+        inserterMT.setCellHook(mtCellHook);
+        inserterMT.run(pBegin, pEnd, pStartT, numCPU, fakeBoxDifferenceBound);
+        mtStats = inserterMT.getStats();
+        // The calling thread's inserter counted the sample and the rest.
+        if (pMsgPublisher != nullptr) pMsgPublisher->advance(n - mtStats.numSample - mtStats.numSerialRest);
+        return;
+    }
     inserter.triangulateRec(pBegin, pEnd, pStartT);
+}
+
+void Dt2::installFakeBox() {
+    // A box left behind by a bulk insertion that failed goes first.
+    if (vertexVault.hasFakeBox()) removeFakeBox();
+    if (!vertexVault.installFakeBox(bboxVertices)) return;
+    double maxAbs = 0.0;
+    Bbox2 box;
+    for (size_t i = 0; i < 4; ++i) {
+        const Point2* p = vertexVault.getFakeBoxCorner(i);
+        maxAbs = std::max(maxAbs, p->getMaxAbs());
+        box.add(*p);
+    }
+    GeomTest& geomTest = inserter.getGeomTest();
+    if (maxAbs > geomTest.getCoordinateBound()) geomTest.setBound(maxAbs);
+    fakeBoxDifferenceBound = box.getMaxRange();
+    geomTest.setDifferenceBound(fakeBoxDifferenceBound);
+}
+
+void Dt2::removeFakeBox() {
+    for (size_t i = 0; i < 4; ++i) {
+        Point2* pFake = vertexVault.getFakeBoxCorner(i);
+        if (pFake->getIncidentTriangle() == nullptr) continue;
+        // The box is the hull: every corner is a hull vertex.
+        const bool bClosed = collectUmbrella(pFake, vRemovalScratch);
+        LUMO_ASSERT(!bClosed);
+        if (removeHullVertex(pFake)) inserter.legalize(true);
+        else dropToLowerDimensional();
+        pFake->setIncidentTriangle(nullptr);
+    }
+    vertexVault.removeFakeBox();
+    inserter.getGeomTest().setDifferenceBound(bboxVertices.getMaxRange());
 }
 
 Point2* Dt2::findLowerDimVertex(const Point2& p) const {

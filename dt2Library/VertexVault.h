@@ -88,7 +88,9 @@ public:
     bool dupIsClean() const { return mRedundant2UniqueVtx.empty(); }
 
     // ---- fake box (multithreaded bulk insertion) ----------------------------------------------
-    void installFakeBox(const Bbox2& bbox);
+    // Four vertices strictly outside bbox (enlarged by 1%); false, and nothing installed, when
+    // the corners would not be finite.
+    bool installFakeBox(const Bbox2& bbox);
     Point2* getFakeBoxCorner(size_t i) const;
     void removeFakeBox();
     bool hasFakeBox() const { return !vFakeBoxHandles.empty(); }

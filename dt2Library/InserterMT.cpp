@@ -1,0 +1,427 @@
+// Multithreaded bulk insertion of one key-sorted range.
+//
+// Design. Every point goes in as on one thread (walk, split, Lawson flips), but a thread changes
+// only triangles it owns, and ownership is fixed before each parallel round: the data box is cut
+// into rectangular cells (Partitioner), every vertex lies in exactly one cell, and a triangle
+// belongs to a cell when its three corners do. The thread working on a cell (a Chunk) inserts a
+// point when its walk stays in owned triangles and its conflict region (the triangles whose
+// circumcircle strictly contains it) is owned; otherwise the point is deferred to the next step.
+// Why no lock is needed: an owned triangle's edges have both ends in the cell, so a triangle
+// across one of them has a corner in the cell and is owned by no other cell; nobody else changes
+// its corners, and no other thread links to it (its edges would need both ends in that thread's
+// cell). Whatever a thread reads or writes during a round is thus private to its cell, so the
+// result does not depend on the schedule: the same input gives the same triangulation for every
+// thread count above one, and in general position the one the single-threaded path builds.
+//
+// Steps: (1) the fake box corners go in first, so that every point is interior (no hull case);
+// (2) a sample, every 32nd point in key order, is inserted on the calling thread, so that cells
+// hold owned triangles to start from; (3) round 1 over a grid of about n/16384 cells, which the
+// threads take from an atomic counter; (4) round 2 over the grid shifted by half a cell, for the
+// points round 1 deferred: they lie along its seams, which now run through cells; (5) the rest
+// (where seams of both grids cross, and between the data and the fake box) on the calling thread.
+// Cells insert in key order; duplicates found by a worker are registered after the round in cell
+// order. The grid depends on the number of points only, never on the thread count.
+//
+// Why not the alternatives: stitching separately built chunk triangulations needs an exact merge
+// of their seams, and reservations in rounds locate and test every point twice; here only the
+// few deferred points are located twice, and the conflict region found before the change also
+// decides the flips, so no in-circle test is repeated. Each worker owns its GeomTest (bounds
+// copied from the calling thread's), its triangle store (runs of records taken from the shared
+// pool under one mutex) and its scratch.
+#include "InserterMT.h"
+#include <algorithm>
+#include <cmath>
+#include <exception>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <thread>
+#include "tools.h"
+
+namespace ORBI_LUMO2D {
+
+namespace {
+// One point of the sample in this many (key order).
+const uint32_t SAMPLE_STEP = 32;
+// Round 1 aims at this many points per cell; the grid has at least 4 and at most 4096 cells.
+const size_t POINTS_PER_CELL = 16384;
+// A worker defers a point whose walk or conflict region grows beyond these bounds.
+const int MAX_WALK_STEPS = 100000;
+const size_t MAX_CONFLICT = 256;
+// How far (in key order) a worker looks for an inserted vertex of its cell to start from.
+const uint32_t ANCHOR_LOOKAROUND = 64;
+
+bool isIn(const std::vector<Triangle2*>& v, const Triangle2* pT) {
+    return std::find(v.begin(), v.end(), pT) != v.end();
+}
+} // namespace
+
+// ---- Partitioner ---------------------------------------------------------------------------------
+
+Partitioner::Partitioner(double minX, double minY, double maxX, double maxY, int nx, int ny, bool bShifted_)
+    : bShifted(bShifted_) {
+    const double wX = (maxX - minX) / nx, wY = (maxY - minY) / ny;
+    const double shift = bShifted ? 0.5 : 0.0;
+    originX = minX - shift * wX;
+    originY = minY - shift * wY;
+    invWidthX = wX > 0.0 ? 1.0 / wX : 0.0;
+    invWidthY = wY > 0.0 ? 1.0 / wY : 0.0;
+    const int numLinesX = bShifted ? nx : nx - 1, numLinesY = bShifted ? ny : ny - 1;
+    for (int i = 1; i <= numLinesX; ++i) vLinesX.push_back(originX + i * wX);
+    for (int i = 1; i <= numLinesY; ++i) vLinesY.push_back(originY + i * wY);
+}
+
+int Partitioner::lineIndex(const std::vector<double>& vLines, double origin, double invWidth, double v) {
+    // The number of lines at or left of v: estimated, then corrected against the lines themselves.
+    const int numLines = int(vLines.size());
+    const double estimate = std::floor((v - origin) * invWidth);
+    int i = estimate <= 0.0 ? 0 : (estimate >= numLines ? numLines : int(estimate));
+    while (i > 0 && v < vLines[size_t(i - 1)]) --i;
+    while (i < numLines && v >= vLines[size_t(i)]) ++i;
+    return i;
+}
+
+size_t Partitioner::cellOf(double x, double y) const {
+    const size_t ix = size_t(lineIndex(vLinesX, originX, invWidthX, x));
+    const size_t iy = size_t(lineIndex(vLinesY, originY, invWidthY, y));
+    return ix + (vLinesX.size() + 1) * iy;
+}
+
+void Partitioner::getCell(size_t cell, double& x0, double& y0, double& x1, double& y1) const {
+    const size_t ix = cell % (vLinesX.size() + 1), iy = cell / (vLinesX.size() + 1);
+    x0 = ix == 0 ? -HUGE_VAL : vLinesX[ix - 1];
+    x1 = ix == vLinesX.size() ? HUGE_VAL : vLinesX[ix];
+    y0 = iy == 0 ? -HUGE_VAL : vLinesY[iy - 1];
+    y1 = iy == vLinesY.size() ? HUGE_VAL : vLinesY[iy];
+}
+
+// ---- one worker --------------------------------------------------------------------------------
+
+struct InserterMT::Worker {
+    Worker(SimplePool<Triangle2>* pPool, std::mutex* pPoolMutex) : store(pPool, pPoolMutex) {
+        vConflict.reserve(64);
+        vCheckT.reserve(64);
+    }
+    enum Result { INSERTED, DUPLICATE, BLOCKED };
+    // Inserts q from the owned triangle pStartT if everything it touches is owned by chunk.
+    Result tryInsert(const Chunk& chunk, Point2* q, Triangle2* pStartT, Point2*& pSurvivor);
+
+    GeomTest geomTest;
+    TriangleStore store;
+    std::vector<Triangle2*> vConflict;   // conflict region of the current point
+    std::vector<Triangle2*> vCheckT;     // star triangles whose outer edge awaits its check
+};
+
+InserterMT::Worker::Result InserterMT::Worker::tryInsert(const Chunk& chunk, Point2* q, Triangle2* pStartT,
+                                                          Point2*& pSurvivor) {
+    // The walk of the single-threaded inserter, confined to owned triangles: no hull can be met,
+    // since the fake box encloses every point.
+    Triangle2* pCur = pStartT;
+    int aOrder[3] = {0, 1, 2};
+    int numTests = 3;
+    int ici = -1;
+    for (int numSteps = 0;;) {
+        int k = 0;
+        ici = -1;
+        for (; k < numTests; ++k) {
+            const int i = aOrder[k];
+            Point2* pA = pCur->getCorner(incIndexBy1(i));
+            Point2* pB = pCur->getCorner(incIndexBy2(i));
+            const Orientation2 ori = geomTest.getOrientation2(pA, pB, q);
+            if (ori == ORIENTATION2_CCW) continue;
+            if (ori == ORIENTATION2_CW) break;
+            if (*q == *pA || *q == *pB) {
+                pSurvivor = *q == *pA ? pA : pB;
+                return DUPLICATE;
+            }
+            ici = i;
+        }
+        if (k == numTests) break;
+        const int i = aOrder[k];
+        Triangle2* pN = pCur->getOppositeTriangle(i);
+        if (pN == nullptr || !chunk.owns(pN) || ++numSteps > MAX_WALK_STEPS) return BLOCKED;
+        const int j = pN->getIntraTriangleIndex(pCur);
+        pCur = pN;
+        aOrder[0] = k == 1 ? incIndexBy2(j) : incIndexBy1(j);
+        aOrder[1] = k == 1 ? incIndexBy1(j) : incIndexBy2(j);
+        numTests = 2;
+    }
+
+    // The conflict region, grown over edges from the triangle (or the two triangles) under q.
+    // Triangles across the edges of owned ones are read safely: no other thread owns them.
+    vConflict.clear();
+    vConflict.push_back(pCur);
+    if (ici != -1) {
+        Triangle2* pN = pCur->getOppositeTriangle(ici);
+        if (pN == nullptr || !chunk.owns(pN)) return BLOCKED;
+        vConflict.push_back(pN);
+    }
+    for (size_t k = 0; k < vConflict.size(); ++k) {
+        Triangle2* pX = vConflict[k];
+        for (int j = 0; j < 3; ++j) {
+            Triangle2* pY = pX->getOppositeTriangle(j);
+            if (pY == nullptr || isIn(vConflict, pY)) continue;
+            if (geomTest.inCircle(pY->getCorner(0), pY->getCorner(1), pY->getCorner(2), q) <= 0) continue;
+            if (!chunk.owns(pY) || vConflict.size() >= MAX_CONFLICT) return BLOCKED;
+            vConflict.push_back(pY);
+        }
+    }
+
+    // Split and flip as the single-threaded star legalisation does; an edge is flipped exactly
+    // when the triangle beyond it is in the conflict region (a triangle beyond the star's outer
+    // edge is never one the star already reused).
+    Triangle2* aT[4];
+    if (ici == -1) {
+        topo::splitTriangle(store, pCur, q, aT);
+        vCheckT.assign(aT, aT + 3);
+    } else {
+        const int n = topo::splitEdge(store, pCur, ici, q, aT);
+        vCheckT.assign(aT, aT + n);
+    }
+    while (!vCheckT.empty()) {
+        Triangle2* pT = vCheckT.back();
+        Triangle2* pN = pT->getOppositeTriangle(0);
+        if (pN == nullptr || !isIn(vConflict, pN)) {
+            vCheckT.pop_back();
+            continue;
+        }
+        topo::flipEdge(pT, 0);
+        vCheckT.push_back(pN);
+    }
+    return INSERTED;
+}
+
+// ---- InserterMT ----------------------------------------------------------------------------------
+
+InserterMT::InserterMT(Inserter& serial_, SimplePool<Triangle2>& pool_, VertexVault& vault_)
+    : serial(serial_), pool(pool_), vault(vault_) {}
+
+Triangle2* InserterMT::findAnchor(const Chunk& chunk, uint32_t offset) const {
+    // Entries of this cell are written by this thread only; others are looked at by coordinates.
+    for (uint32_t d = 1; d <= ANCHOR_LOOKAROUND; ++d) {
+        for (int side = 0; side < 2; ++side) {
+            if (side == 0 ? offset < d : size_t(offset) + d >= rangeSize) continue;
+            const VaultEntry& e = pRange[side == 0 ? offset - d : offset + d];
+            if (!chunk.contains(e.pVtx) || !e.bActive) continue;
+            // Around a vertex of the cell: its triangles have a corner here, so they are safe to read.
+            Triangle2* pT0 = e.pVtx->getIncidentTriangle();
+            Triangle2* pT = pT0;
+            do {
+                if (chunk.owns(pT)) return pT;
+                pT = pT->getOppositeTriangle(incIndexBy1(pT->getIntraTriangleIndex(e.pVtx)));
+            } while (pT != nullptr && pT != pT0);
+        }
+    }
+    return nullptr;
+}
+
+void InserterMT::insertChunk(Worker& w, const Chunk& chunk, std::vector<uint32_t>& vDeferred,
+                             std::vector<std::pair<Point2*, Point2*>>& vDups) {
+    // Every triangle around a vertex this chunk inserted is owned by it.
+    Point2* pLast = nullptr;
+    for (const uint32_t* it = chunk.pBegin; it != chunk.pEnd; ++it) {
+        VaultEntry& e = pRange[*it];
+        Point2* q = e.pVtx;
+        Point2* pSurvivor = nullptr;
+        Triangle2* pStart = pLast != nullptr ? pLast->getIncidentTriangle() : findAnchor(chunk, *it);
+        Worker::Result r = pStart != nullptr ? w.tryInsert(chunk, q, pStart, pSurvivor) : Worker::BLOCKED;
+        if (r == Worker::BLOCKED && pLast != nullptr) {
+            // The way from the previous point may be blocked where a nearer start is not.
+            Triangle2* pAnchor = findAnchor(chunk, *it);
+            if (pAnchor != nullptr && pAnchor != pStart) r = w.tryInsert(chunk, q, pAnchor, pSurvivor);
+        }
+        if (r == Worker::INSERTED) {
+            e.bActive = true;
+            pLast = q;
+        } else if (r == Worker::DUPLICATE) {
+            // The three corners of the first triangle meet themselves.
+            if (pSurvivor == q) e.bActive = true;
+            else vDups.emplace_back(q, pSurvivor);
+        } else {
+            vDeferred.push_back(*it);
+        }
+    }
+}
+
+template <class ForEachInput>
+static void sortByCell(const Partitioner& grid, const VaultEntry* pRange, size_t numInput, ForEachInput forEachInput,
+                       std::vector<uint32_t>& vSorted, std::vector<size_t>& vCellStart) {
+    // A stable counting sort: within a cell the points stay in key order.
+    const size_t numCells = grid.numCells();
+    vCellStart.assign(numCells + 1, 0);
+    forEachInput([&](uint32_t off) { ++vCellStart[grid.cellOf(pRange[off].pVtx->x(), pRange[off].pVtx->y()) + 1]; });
+    for (size_t c = 0; c < numCells; ++c) vCellStart[c + 1] += vCellStart[c];
+    vSorted.resize(numInput);
+    std::vector<size_t> vNext(vCellStart.begin(), vCellStart.end() - 1);
+    forEachInput([&](uint32_t off) { vSorted[vNext[grid.cellOf(pRange[off].pVtx->x(), pRange[off].pVtx->y())]++] = off; });
+}
+
+std::vector<uint32_t> InserterMT::runRound(int round, const Partitioner& grid, const std::vector<uint32_t>& vSorted,
+                                           const std::vector<size_t>& vCellStart,
+                                           std::vector<std::unique_ptr<Worker>>& vWorkers) {
+    const size_t numCells = grid.numCells();
+    std::vector<Chunk> vChunks(numCells);
+    size_t numNonEmpty = 0;
+    for (size_t c = 0; c < numCells; ++c) {
+        Chunk& ch = vChunks[c];
+        grid.getCell(c, ch.x0, ch.y0, ch.x1, ch.y1);
+        ch.pBegin = vSorted.data() + vCellStart[c];
+        ch.pEnd = vSorted.data() + vCellStart[c + 1];
+        if (ch.pBegin != ch.pEnd) ++numNonEmpty;
+        if (round == 1) stats.maxCellPoints = std::max(stats.maxCellPoints, size_t(ch.pEnd - ch.pBegin));
+    }
+    std::vector<std::vector<uint32_t>> vDeferredByCell(numCells);
+    std::vector<std::vector<std::pair<Point2*, Point2*>>> vDupsByCell(numCells);
+
+    std::atomic<size_t> nextCell{0};
+    std::atomic<bool> bAbort{false};
+    std::mutex errorMutex;
+    std::exception_ptr pFirstError;
+    auto work = [&](Worker& w) {
+        try {
+            for (;;) {
+                if (bAbort.load(std::memory_order_relaxed)) return;
+                const size_t c = nextCell.fetch_add(1);
+                if (c >= numCells) return;
+                if (vChunks[c].pBegin == vChunks[c].pEnd) continue;
+                if (cellHook) cellHook(round, c);
+                insertChunk(w, vChunks[c], vDeferredByCell[c], vDupsByCell[c]);
+            }
+        } catch (...) {
+            std::lock_guard<std::mutex> lock(errorMutex);
+            if (!pFirstError) pFirstError = std::current_exception();
+            bAbort = true;
+        }
+    };
+    // No more threads than non-empty cells; the calling thread is one of them. A thread that
+    // cannot be started leaves its share to the others.
+    const size_t numWanted = std::min(vWorkers.size(), std::max<size_t>(1, numNonEmpty));
+    std::vector<std::thread> vThreads;
+    for (size_t t = 1; t < numWanted; ++t) {
+        try {
+            vThreads.emplace_back(work, std::ref(*vWorkers[t]));
+        } catch (const std::system_error&) {
+            break;
+        }
+    }
+    work(*vWorkers[0]);
+    for (std::thread& th : vThreads) th.join();
+    stats.numThreads = std::max(stats.numThreads, int(vThreads.size() + 1));
+    if (pFirstError) {
+        try {
+            std::rethrow_exception(pFirstError);
+        } catch (const LumoException&) {
+            throw;
+        } catch (const std::exception& ex) {
+            reportError("InserterMT::run()", std::string("a worker thread failed: ") + ex.what());
+            throw LumoException();
+        } catch (...) {
+            reportError("InserterMT::run()", "a worker thread failed");
+            throw LumoException();
+        }
+    }
+
+    std::vector<uint32_t> vDeferred;
+    for (size_t c = 0; c < numCells; ++c) {
+        for (const auto& dup : vDupsByCell[c]) vault.registerDup(dup.first, dup.second);
+        vDeferred.insert(vDeferred.end(), vDeferredByCell[c].begin(), vDeferredByCell[c].end());
+    }
+    std::sort(vDeferred.begin(), vDeferred.end());
+    return vDeferred;
+}
+
+void InserterMT::insertSerially(const std::vector<uint32_t>& vOffsets, Triangle2* pStartT) {
+    if (vOffsets.empty()) return;
+    std::vector<VaultEntry> vCopy;
+    vCopy.reserve(vOffsets.size());
+    for (uint32_t off : vOffsets) vCopy.push_back(pRange[off]);
+    serial.triangulateRec(vCopy.data(), vCopy.data() + vCopy.size(), pStartT);
+    for (size_t i = 0; i < vOffsets.size(); ++i) pRange[vOffsets[i]].bActive = vCopy[i].bActive;
+}
+
+void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, int numThreads,
+                     double differenceBound) {
+    pRange = pBegin;
+    rangeSize = size_t(pEnd - pBegin);
+    LUMO_ASSERT(rangeSize<=size_t(UINT32_MAX));
+    stats = MultithreadStats();
+    stats.numPoints = rangeSize;
+
+    // (1) The fake box, (2) the sample.
+    Triangle2* pT = pStartT;
+    for (size_t i = 0; i < 4; ++i) {
+        Point2* pFake = vault.getFakeBoxCorner(i);
+        if (pFake->getIncidentTriangle() == nullptr) pT = serial.insertOneVertex(pFake, pT);
+    }
+    std::vector<uint32_t> vSample;
+    double minX = HUGE_VAL, minY = HUGE_VAL, maxX = -HUGE_VAL, maxY = -HUGE_VAL;
+    for (uint32_t off = 0; off < rangeSize; ++off) {
+        const Point2* p = pRange[off].pVtx;
+        minX = std::min(minX, p->x());
+        maxX = std::max(maxX, p->x());
+        minY = std::min(minY, p->y());
+        maxY = std::max(maxY, p->y());
+        if (off % SAMPLE_STEP == SAMPLE_STEP / 2) vSample.push_back(off);
+    }
+    stats.numSample = vSample.size();
+    insertSerially(vSample, pT);
+
+    // The workers: predicates bounded as the calling thread's, stores sharing the pool.
+    std::vector<std::unique_ptr<Worker>> vWorkers;
+    for (int t = 0; t < std::max(1, numThreads); ++t) {
+        vWorkers.emplace_back(new Worker(&pool, &poolMutex));
+        vWorkers.back()->geomTest.setBound(serial.getGeomTest().getCoordinateBound());
+        vWorkers.back()->geomTest.setDifferenceBound(differenceBound);
+    }
+    struct HandOver {
+        std::vector<std::unique_ptr<Worker>>& v;
+        TriangleStore& target;
+        ~HandOver() {
+            for (auto& w : v) w->store.handOverTo(target);
+        }
+    } handOver{vWorkers, serial.getStore()};
+
+    // (3) Round 1 over a grid shaped like the data box, (4) round 2 over the shifted grid.
+    const size_t numCellsWanted = std::min<size_t>(4096, std::max<size_t>(4, rangeSize / POINTS_PER_CELL));
+    const double w = maxX - minX, h = maxY - minY;
+    int nx, ny;
+    if (!(h > 0.0)) {
+        nx = int(numCellsWanted);
+        ny = 1;
+    } else if (!(w > 0.0)) {
+        nx = 1;
+        ny = int(numCellsWanted);
+    } else {
+        const double ratio = std::min(double(numCellsWanted), std::max(1.0 / double(numCellsWanted), w / h));
+        nx = std::max(1, int(std::lround(std::sqrt(double(numCellsWanted) * ratio))));
+        ny = std::max(1, int(std::lround(double(numCellsWanted) / nx)));
+    }
+    std::vector<uint32_t> vSorted;
+    std::vector<size_t> vCellStart;
+    std::vector<uint32_t> vDeferred;
+    for (int round = 1; round <= 2; ++round) {
+        const Partitioner grid(minX, minY, maxX, maxY, nx, ny, round == 2);
+        if (round == 1) {
+            const size_t numInput = rangeSize - vSample.size();
+            sortByCell(grid, pRange, numInput, [&](auto fn) {
+                for (uint32_t off = 0; off < rangeSize; ++off)
+                    if (off % SAMPLE_STEP != SAMPLE_STEP / 2) fn(off);
+            }, vSorted, vCellStart);
+        } else {
+            sortByCell(grid, pRange, vDeferred.size(), [&](auto fn) {
+                for (uint32_t off : vDeferred) fn(off);
+            }, vSorted, vCellStart);
+        }
+        stats.numCells[round - 1] = grid.numCells();
+        stats.numInput[round - 1] = vSorted.size();
+        vDeferred = runRound(round, grid, vSorted, vCellStart, vWorkers);
+        stats.numDeferred[round - 1] = vDeferred.size();
+    }
+    std::vector<uint32_t>().swap(vSorted);
+
+    // (5) The rest on the calling thread, in key order, middle first.
+    stats.numSerialRest = vDeferred.size();
+    insertSerially(vDeferred, vault.getFakeBoxCorner(0)->getIncidentTriangle());
+}
+
+} // namespace ORBI_LUMO2D

@@ -1,0 +1,109 @@
+// InserterMT: bulk insertion of one key-sorted range on several threads (the design is described
+// at the top of InserterMT.cpp). Partitioner cuts the data box into the rectangular cells of a
+// round; a Chunk is one cell with its points; each worker thread owns its predicates, its
+// triangle store (fed from the shared pool in runs) and its scratch.
+#pragma once
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+#include "GeomTest.h"
+#include "Inserter.h"
+#include "Point2.h"
+#include "SimplePool.h"
+#include "TopologyOps.h"
+#include "Triangle2.h"
+#include "VertexVault.h"
+
+namespace ORBI_LUMO2D {
+
+// What one multithreaded insertion did, for benchmarks and tuning.
+struct MultithreadStats {
+    size_t numPoints{0};          // size of the range
+    size_t numSample{0};          // inserted on the calling thread before the parallel rounds
+    size_t numCells[2]{0, 0};     // cells of round 1 and 2
+    size_t numInput[2]{0, 0};     // points offered to round 1 and 2
+    size_t numDeferred[2]{0, 0};  // points that round 1 and 2 left to the next step
+    size_t maxCellPoints{0};      // largest cell of round 1
+    size_t numSerialRest{0};      // inserted on the calling thread after the rounds
+    int numThreads{0};            // threads that took part (the calling thread included)
+};
+
+// A grid of rectangular cells over the data box; the outer cells reach to infinity, so that every
+// vertex (the fake box corners too) lies in exactly one cell. The cell of a point is decided by
+// comparisons with the stored grid lines only, so the cells are an exact partition.
+class Partitioner {
+public:
+    // nx x ny cells over [minX, maxX] x [minY, maxY]; bShifted moves the grid lines by half a
+    // cell and adds one row and column (the seams of the unshifted grid then run through cells).
+    Partitioner(double minX, double minY, double maxX, double maxY, int nx, int ny, bool bShifted);
+    size_t numCells() const { return size_t(vLinesX.size() + 1) * (vLinesY.size() + 1); }
+    size_t cellOf(double x, double y) const;
+    // The cell's rectangle [x0, x1) x [y0, y1) (infinite at the border of the grid).
+    void getCell(size_t cell, double& x0, double& y0, double& x1, double& y1) const;
+
+private:
+    static int lineIndex(const std::vector<double>& vLines, double origin, double invWidth, double v);
+    std::vector<double> vLinesX, vLinesY;   // interior grid lines, increasing
+    double originX, originY, invWidthX, invWidthY;
+    bool bShifted;
+};
+
+// One cell of a round: its rectangle and its points (offsets into the range, in key order).
+struct Chunk {
+    double x0, y0, x1, y1;
+    const uint32_t* pBegin;
+    const uint32_t* pEnd;
+    bool contains(const Point2* p) const { return p->x() >= x0 && p->x() < x1 && p->y() >= y0 && p->y() < y1; }
+    // Owned triangles (all three corners in the cell) are changed by this chunk's thread only.
+    bool owns(const Triangle2* pT) const {
+        return contains(pT->getCorner(0)) && contains(pT->getCorner(1)) && contains(pT->getCorner(2));
+    }
+};
+
+class InserterMT {
+public:
+    // The range's vertices become part of the triangulation that serial (the calling thread's
+    // inserter) works on; its pool, vault and fake box are shared with the workers.
+    InserterMT(Inserter& serial, SimplePool<Triangle2>& pool, VertexVault& vault);
+    InserterMT(const InserterMT&) = delete;
+    InserterMT& operator=(const InserterMT&) = delete;
+
+    // Inserts the key-sorted range [pBegin, pEnd) from pStartT with up to numThreads threads. The
+    // fake box (installed in the vault, inserted here when it is not yet) encloses every vertex.
+    // A failure on a worker thread is rethrown here as LumoException once all threads have ended.
+    void run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, int numThreads, double differenceBound);
+    const MultithreadStats& getStats() const { return stats; }
+    // Test hook: called by a worker before each cell (round 1 or 2, cell index); may throw.
+    void setCellHook(std::function<void(int, size_t)> hook) { cellHook = std::move(hook); }
+
+private:
+    struct Worker;
+    // One parallel round over the points vSorted, grouped by cell (cell c holds
+    // [vCellStart[c], vCellStart[c+1])); returns the offsets it could not insert, in key order.
+    std::vector<uint32_t> runRound(int round, const Partitioner& grid, const std::vector<uint32_t>& vSorted,
+                                   const std::vector<size_t>& vCellStart, std::vector<std::unique_ptr<Worker>>& vWorkers);
+    // Inserts the entries at the given offsets on the calling thread, middle first.
+    void insertSerially(const std::vector<uint32_t>& vOffsets, Triangle2* pStartT);
+    // One chunk's points in key order: inserted, registered as duplicates (survivor second) or
+    // deferred.
+    void insertChunk(Worker& w, const Chunk& chunk, std::vector<uint32_t>& vDeferred,
+                     std::vector<std::pair<Point2*, Point2*>>& vDups);
+    // An owned triangle at an inserted vertex of the chunk stored near offset (key order), or null.
+    Triangle2* findAnchor(const Chunk& chunk, uint32_t offset) const;
+
+    Inserter& serial;
+    SimplePool<Triangle2>& pool;
+    VertexVault& vault;
+    std::mutex poolMutex;                  // guards the shared pool: taken once per run of records
+    VaultEntry* pRange{nullptr};
+    size_t rangeSize{0};
+    MultithreadStats stats;
+    std::function<void(int, size_t)> cellHook;
+};
+
+} // namespace ORBI_LUMO2D
