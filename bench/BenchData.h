@@ -40,4 +40,21 @@ inline std::vector<ORBI_LUMO2D::Point2> grid(int k) {
     return v;
 }
 
+// n points in 100 tight clusters (normal, sigma 0.002) at uniform centres in the unit square.
+inline std::vector<ORBI_LUMO2D::Point2> clustered(size_t n, unsigned seed) {
+    std::mt19937_64 rng(seed);
+    std::uniform_real_distribution<double> d(0.0, 1.0);
+    std::normal_distribution<double> nd(0.0, 0.002);
+    std::vector<ORBI_LUMO2D::Point2> centres;
+    for (int i = 0; i < 100; ++i) centres.emplace_back(d(rng), d(rng));
+    std::vector<ORBI_LUMO2D::Point2> v;
+    v.reserve(n);
+    for (size_t i = 0; i < n; ++i) {
+        const ORBI_LUMO2D::Point2& c = centres[rng() % centres.size()];
+        const double x = c.x() + nd(rng);
+        v.emplace_back(x, c.y() + nd(rng));
+    }
+    return v;
+}
+
 } // namespace bench

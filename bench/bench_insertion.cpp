@@ -97,22 +97,6 @@ Result runCgal(const std::vector<K::Point_2>& v) {
 }
 #endif
 
-std::vector<Point2> clustered(size_t n, unsigned seed) {
-    std::mt19937_64 rng(seed);
-    std::uniform_real_distribution<double> d(0.0, 1.0);
-    std::normal_distribution<double> nd(0.0, 0.002);
-    std::vector<Point2> centres;
-    for (int i = 0; i < 100; ++i) centres.emplace_back(d(rng), d(rng));
-    std::vector<Point2> v;
-    v.reserve(n);
-    for (size_t i = 0; i < n; ++i) {
-        const Point2& c = centres[rng() % centres.size()];
-        const double x = c.x() + nd(rng);
-        v.emplace_back(x, c.y() + nd(rng));
-    }
-    return v;
-}
-
 // Lattice points of the circle of radius r = 5*13*17*29*37*41*53*61*73*89 (about 1e15): each
 // prime p = g*conj(g) contributes g^j conj(g)^(2-j), j = 0..2, to a Gaussian integer of norm r^2.
 // 3^10 products times 4 units: 236196 points, exactly cocircular, every coordinate an integer.
@@ -224,7 +208,7 @@ int main(int argc, char** argv) {
     if (wanted("uniform 1M")) runCase("uniform 1M", bench::uniform(1000000, 2), reps);
     if (wanted("uniform 4M")) runCase("uniform 4M", bench::uniform(4000000, 3), std::min(reps, 2));
     if (wanted("grid 1000x1000")) runCase("grid 1000x1000", bench::grid(1000), reps);
-    if (wanted("clustered 1M")) runCase("clustered 1M", clustered(1000000, 4), reps);
+    if (wanted("clustered 1M")) runCase("clustered 1M", bench::clustered(1000000, 4), reps);
     if (wanted("cocircular 100k")) runCase("cocircular 100k", cocircular(100000, 6), reps);
     if (wanted("near-circle 100k")) runCase("near-circle 100k", onRoundedCircle(100000, 7), reps);
     if (wanted("near-circle 1M")) runCase("near-circle 1M", onRoundedCircle(1000000, 7), reps);

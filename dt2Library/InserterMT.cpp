@@ -10,17 +10,18 @@
 // across one of them has a corner in the cell and is owned by no other cell; nobody else changes
 // its corners, and no other thread links to it (its edges would need both ends in that thread's
 // cell). Whatever a thread reads or writes during a round is thus private to its cell, so the
-// result does not depend on the schedule: the same input gives the same triangulation for every
-// thread count above one, and in general position the one the single-threaded path builds.
+// result does not depend on the schedule: the same input and thread count give the same
+// triangulation, and in general position the one the single-threaded path builds.
 //
 // Steps: (1) the fake box corners go in first, so that every point is interior (no hull case);
 // (2) a sample, every 32nd point in key order, is inserted on the calling thread, so that cells
-// hold owned triangles to start from; (3) round 1 over a grid of about n/16384 cells, which the
-// threads take from an atomic counter; (4) round 2 over the grid shifted by half a cell, for the
-// points round 1 deferred: they lie along its seams, which now run through cells; (5) the rest
-// (where seams of both grids cross, and between the data and the fake box) on the calling thread.
-// Cells insert in key order; duplicates found by a worker are registered after the round in cell
-// order. The grid depends on the number of points only, never on the thread count.
+// hold owned triangles to start from; (3) round 1 over a grid of 4 cells per thread (fewer seams
+// with few threads, enough cells to balance with many), which the threads take largest first
+// from an atomic counter; (4) round 2 over the grid shifted by half a cell, for the points round
+// 1 deferred: they lie along its seams, which now run through cells; (5) the rest (where seams of
+// both grids cross, and between the data and the fake box) on the calling thread, each from an
+// inserted vertex near it in key order. Cells insert in key order; duplicates found by a worker
+// are registered after the round in cell order.
 //
 // Why not the alternatives: stitching separately built chunk triangulations needs an exact merge
 // of their seams, and reservations in rounds locate and test every point twice; here only the
@@ -29,6 +30,7 @@
 // copied from the calling thread's), its triangle store (runs of records taken from the shared
 // pool under one mutex) and its scratch.
 #include "InserterMT.h"
+#include "Bbox2.h"
 #include <algorithm>
 #include <cmath>
 #include <exception>
@@ -36,15 +38,24 @@
 #include <string>
 #include <system_error>
 #include <thread>
+#include <ctime>
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
 
 namespace {
+double threadCpuNow() {
+    timespec t;
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+    return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
+}
+
 // One point of the sample in this many (key order).
 const uint32_t SAMPLE_STEP = 32;
-// Round 1 aims at this many points per cell; the grid has at least 4 and at most 4096 cells.
-const size_t POINTS_PER_CELL = 16384;
+// Round 1 has this many cells per thread (fewer seams with few threads, enough cells to balance
+// with many), but at least 4 cells and no cell for fewer than MIN_CELL_POINTS points.
+const size_t CELLS_PER_THREAD = 4;
+const size_t MIN_CELL_POINTS = 4096;
 // A worker defers a point whose walk or conflict region grows beyond these bounds.
 const int MAX_WALK_STEPS = 100000;
 const size_t MAX_CONFLICT = 256;
@@ -215,7 +226,16 @@ Triangle2* InserterMT::findAnchor(const Chunk& chunk, uint32_t offset) const {
     return nullptr;
 }
 
-void InserterMT::insertChunk(Worker& w, const Chunk& chunk, std::vector<uint32_t>& vDeferred,
+Triangle2* InserterMT::nearStart(uint32_t offset) const {
+    for (uint32_t d = 1; d <= ANCHOR_LOOKAROUND; ++d) {
+        if (offset >= d && pRange[offset - d].bActive) return pRange[offset - d].pVtx->getIncidentTriangle();
+        if (size_t(offset) + d < rangeSize && pRange[offset + d].bActive)
+            return pRange[offset + d].pVtx->getIncidentTriangle();
+    }
+    return nullptr;
+}
+
+void InserterMT::insertChunk(Worker& w, const Chunk& chunk, bool bAnchorFirst, std::vector<uint32_t>& vDeferred,
                              std::vector<std::pair<Point2*, Point2*>>& vDups) {
     // Every triangle around a vertex this chunk inserted is owned by it.
     Point2* pLast = nullptr;
@@ -223,11 +243,14 @@ void InserterMT::insertChunk(Worker& w, const Chunk& chunk, std::vector<uint32_t
         VaultEntry& e = pRange[*it];
         Point2* q = e.pVtx;
         Point2* pSurvivor = nullptr;
-        Triangle2* pStart = pLast != nullptr ? pLast->getIncidentTriangle() : findAnchor(chunk, *it);
+        // Start at the previous point of the chunk (usually near: the chunk's points are in key
+        // order) or at an inserted vertex near in key order (the points of round 2 are sparse).
+        Triangle2* pAnchor = bAnchorFirst || pLast == nullptr ? findAnchor(chunk, *it) : nullptr;
+        Triangle2* pStart = pAnchor != nullptr || pLast == nullptr ? pAnchor : pLast->getIncidentTriangle();
         Worker::Result r = pStart != nullptr ? w.tryInsert(chunk, q, pStart, pSurvivor) : Worker::BLOCKED;
-        if (r == Worker::BLOCKED && pLast != nullptr) {
+        if (r == Worker::BLOCKED && pAnchor == nullptr && pLast != nullptr) {
             // The way from the previous point may be blocked where a nearer start is not.
-            Triangle2* pAnchor = findAnchor(chunk, *it);
+            pAnchor = findAnchor(chunk, *it);
             if (pAnchor != nullptr && pAnchor != pStart) r = w.tryInsert(chunk, q, pAnchor, pSurvivor);
         }
         if (r == Worker::INSERTED) {
@@ -243,17 +266,41 @@ void InserterMT::insertChunk(Worker& w, const Chunk& chunk, std::vector<uint32_t
     }
 }
 
-template <class ForEachInput>
-static void sortByCell(const Partitioner& grid, const VaultEntry* pRange, size_t numInput, ForEachInput forEachInput,
-                       std::vector<uint32_t>& vSorted, std::vector<size_t>& vCellStart) {
-    // A stable counting sort: within a cell the points stay in key order.
+// The offsets getOffset(j), j < numItems (NO_OFFSET: none), grouped by cell: a stable counting
+// sort (within a cell the points stay in key order), counted and scattered in parallel slices.
+const uint32_t NO_OFFSET = UINT32_MAX;
+template <class GetOffset>
+static void sortByCell(const Partitioner& grid, const VaultEntry* pRange, size_t numItems, size_t numSlices,
+                       GetOffset getOffset, std::vector<uint32_t>& vSorted, std::vector<size_t>& vCellStart) {
     const size_t numCells = grid.numCells();
+    auto cellAt = [&](uint32_t off) { return grid.cellOf(pRange[off].pVtx->x(), pRange[off].pVtx->y()); };
+    std::vector<size_t> vCount(numSlices * numCells, 0);
+    parallelSlices(numSlices, numItems, [&](size_t s, size_t b, size_t e) {
+        size_t* aCount = &vCount[s * numCells];
+        for (size_t j = b; j < e; ++j) {
+            const uint32_t off = getOffset(j);
+            if (off != NO_OFFSET) ++aCount[cellAt(off)];
+        }
+    });
     vCellStart.assign(numCells + 1, 0);
-    forEachInput([&](uint32_t off) { ++vCellStart[grid.cellOf(pRange[off].pVtx->x(), pRange[off].pVtx->y()) + 1]; });
-    for (size_t c = 0; c < numCells; ++c) vCellStart[c + 1] += vCellStart[c];
-    vSorted.resize(numInput);
-    std::vector<size_t> vNext(vCellStart.begin(), vCellStart.end() - 1);
-    forEachInput([&](uint32_t off) { vSorted[vNext[grid.cellOf(pRange[off].pVtx->x(), pRange[off].pVtx->y())]++] = off; });
+    size_t sum = 0;
+    for (size_t c = 0; c < numCells; ++c) {
+        vCellStart[c] = sum;
+        for (size_t s = 0; s < numSlices; ++s) {
+            const size_t n = vCount[s * numCells + c];
+            vCount[s * numCells + c] = sum;
+            sum += n;
+        }
+    }
+    vCellStart[numCells] = sum;
+    vSorted.resize(sum);
+    parallelSlices(numSlices, numItems, [&](size_t s, size_t b, size_t e) {
+        size_t* aNext = &vCount[s * numCells];
+        for (size_t j = b; j < e; ++j) {
+            const uint32_t off = getOffset(j);
+            if (off != NO_OFFSET) vSorted[aNext[cellAt(off)]++] = off;
+        }
+    });
 }
 
 std::vector<uint32_t> InserterMT::runRound(int round, const Partitioner& grid, const std::vector<uint32_t>& vSorted,
@@ -273,19 +320,34 @@ std::vector<uint32_t> InserterMT::runRound(int round, const Partitioner& grid, c
     std::vector<std::vector<uint32_t>> vDeferredByCell(numCells);
     std::vector<std::vector<std::pair<Point2*, Point2*>>> vDupsByCell(numCells);
 
+    // Largest cells first, so that no thread is left with a big one at the end (the order in
+    // which cells are taken changes nothing in the result).
+    std::vector<size_t> vOrder(numCells);
+    for (size_t c = 0; c < numCells; ++c) vOrder[c] = c;
+    std::stable_sort(vOrder.begin(), vOrder.end(), [&](size_t a, size_t b) {
+        return vChunks[a].pEnd - vChunks[a].pBegin > vChunks[b].pEnd - vChunks[b].pBegin;
+    });
     std::atomic<size_t> nextCell{0};
     std::atomic<bool> bAbort{false};
     std::mutex errorMutex;
     std::exception_ptr pFirstError;
-    auto work = [&](Worker& w) {
+    std::vector<double> vCpu(vWorkers.size(), 0.0);
+    auto work = [&](Worker& w, size_t t) {
+        const double cpu0 = threadCpuNow();
+        struct CpuTime {
+            double& seconds;
+            double cpu0;
+            ~CpuTime() { seconds = threadCpuNow() - cpu0; }
+        } cpuTime{vCpu[t], cpu0};
         try {
             for (;;) {
                 if (bAbort.load(std::memory_order_relaxed)) return;
-                const size_t c = nextCell.fetch_add(1);
-                if (c >= numCells) return;
+                const size_t k = nextCell.fetch_add(1);
+                if (k >= numCells) return;
+                const size_t c = vOrder[k];
                 if (vChunks[c].pBegin == vChunks[c].pEnd) continue;
                 if (cellHook) cellHook(round, c);
-                insertChunk(w, vChunks[c], vDeferredByCell[c], vDupsByCell[c]);
+                insertChunk(w, vChunks[c], round == 2, vDeferredByCell[c], vDupsByCell[c]);
             }
         } catch (...) {
             std::lock_guard<std::mutex> lock(errorMutex);
@@ -299,14 +361,18 @@ std::vector<uint32_t> InserterMT::runRound(int round, const Partitioner& grid, c
     std::vector<std::thread> vThreads;
     for (size_t t = 1; t < numWanted; ++t) {
         try {
-            vThreads.emplace_back(work, std::ref(*vWorkers[t]));
+            vThreads.emplace_back(work, std::ref(*vWorkers[t]), t);
         } catch (const std::system_error&) {
             break;
         }
     }
-    work(*vWorkers[0]);
+    work(*vWorkers[0], 0);
     for (std::thread& th : vThreads) th.join();
     stats.numThreads = std::max(stats.numThreads, int(vThreads.size() + 1));
+    for (double cpu : vCpu) {
+        stats.cpuRoundSum[round - 1] += cpu;
+        stats.cpuRoundMax[round - 1] = std::max(stats.cpuRoundMax[round - 1], cpu);
+    }
     if (pFirstError) {
         try {
             std::rethrow_exception(pFirstError);
@@ -347,22 +413,24 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
     stats = MultithreadStats();
     stats.numPoints = rangeSize;
 
+    const double cpuStart = threadCpuNow();
+    double cpuRounds = 0.0;
     // (1) The fake box, (2) the sample.
     Triangle2* pT = pStartT;
     for (size_t i = 0; i < 4; ++i) {
         Point2* pFake = vault.getFakeBoxCorner(i);
         if (pFake->getIncidentTriangle() == nullptr) pT = serial.insertOneVertex(pFake, pT);
     }
+    const size_t numSlices = numSlicesFor(numThreads, rangeSize);
     std::vector<uint32_t> vSample;
-    double minX = HUGE_VAL, minY = HUGE_VAL, maxX = -HUGE_VAL, maxY = -HUGE_VAL;
-    for (uint32_t off = 0; off < rangeSize; ++off) {
-        const Point2* p = pRange[off].pVtx;
-        minX = std::min(minX, p->x());
-        maxX = std::max(maxX, p->x());
-        minY = std::min(minY, p->y());
-        maxY = std::max(maxY, p->y());
-        if (off % SAMPLE_STEP == SAMPLE_STEP / 2) vSample.push_back(off);
-    }
+    for (size_t off = SAMPLE_STEP / 2; off < rangeSize; off += SAMPLE_STEP) vSample.push_back(uint32_t(off));
+    std::vector<Bbox2> vBox(numSlices);
+    parallelSlices(numSlices, rangeSize, [&](size_t s, size_t b, size_t e) {
+        for (size_t off = b; off < e; ++off) vBox[s].add(*pRange[off].pVtx);
+    });
+    Bbox2 box;
+    for (const Bbox2& b : vBox) box = box + b;
+    const double minX = box.get_minX(), minY = box.get_minY(), maxX = box.get_maxX(), maxY = box.get_maxY();
     stats.numSample = vSample.size();
     insertSerially(vSample, pT);
 
@@ -382,19 +450,27 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
     } handOver{vWorkers, serial.getStore()};
 
     // (3) Round 1 over a grid shaped like the data box, (4) round 2 over the shifted grid.
-    const size_t numCellsWanted = std::min<size_t>(4096, std::max<size_t>(4, rangeSize / POINTS_PER_CELL));
+    const size_t numCellsWanted =
+        std::max<size_t>(4, std::min(CELLS_PER_THREAD * size_t(std::max(1, numThreads)), rangeSize / MIN_CELL_POINTS));
     const double w = maxX - minX, h = maxY - minY;
-    int nx, ny;
+    int nx = 1, ny = 1;
     if (!(h > 0.0)) {
         nx = int(numCellsWanted);
-        ny = 1;
     } else if (!(w > 0.0)) {
-        nx = 1;
         ny = int(numCellsWanted);
     } else {
-        const double ratio = std::min(double(numCellsWanted), std::max(1.0 / double(numCellsWanted), w / h));
-        nx = std::max(1, int(std::lround(std::sqrt(double(numCellsWanted) * ratio))));
-        ny = std::max(1, int(std::lround(double(numCellsWanted) / nx)));
+        // Of the grids with exactly that many cells, the one whose cells are closest to squares.
+        double bestBadness = HUGE_VAL;
+        for (int dx = 1; dx <= int(numCellsWanted); ++dx) {
+            if (numCellsWanted % size_t(dx) != 0) continue;
+            const int dy = int(numCellsWanted / size_t(dx));
+            const double badness = std::fabs(std::log((w / dx) / (h / dy)));
+            if (badness < bestBadness) {
+                bestBadness = badness;
+                nx = dx;
+                ny = dy;
+            }
+        }
     }
     std::vector<uint32_t> vSorted;
     std::vector<size_t> vCellStart;
@@ -402,26 +478,32 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
     for (int round = 1; round <= 2; ++round) {
         const Partitioner grid(minX, minY, maxX, maxY, nx, ny, round == 2);
         if (round == 1) {
-            const size_t numInput = rangeSize - vSample.size();
-            sortByCell(grid, pRange, numInput, [&](auto fn) {
-                for (uint32_t off = 0; off < rangeSize; ++off)
-                    if (off % SAMPLE_STEP != SAMPLE_STEP / 2) fn(off);
+            sortByCell(grid, pRange, rangeSize, numSlices, [](size_t j) {
+                return j % SAMPLE_STEP == SAMPLE_STEP / 2 ? NO_OFFSET : uint32_t(j);
             }, vSorted, vCellStart);
         } else {
-            sortByCell(grid, pRange, vDeferred.size(), [&](auto fn) {
-                for (uint32_t off : vDeferred) fn(off);
-            }, vSorted, vCellStart);
+            sortByCell(grid, pRange, vDeferred.size(), numSlices, [&](size_t j) { return vDeferred[j]; }, vSorted,
+                       vCellStart);
         }
         stats.numCells[round - 1] = grid.numCells();
         stats.numInput[round - 1] = vSorted.size();
+        const double cpuRound0 = threadCpuNow();
         vDeferred = runRound(round, grid, vSorted, vCellStart, vWorkers);
+        cpuRounds += threadCpuNow() - cpuRound0;
         stats.numDeferred[round - 1] = vDeferred.size();
     }
     std::vector<uint32_t>().swap(vSorted);
 
-    // (5) The rest on the calling thread, in key order, middle first.
+    // (5) The rest on the calling thread, in key order, each from an inserted vertex near it.
     stats.numSerialRest = vDeferred.size();
-    insertSerially(vDeferred, vault.getFakeBoxCorner(0)->getIncidentTriangle());
+    Triangle2* pPrevT = vault.getFakeBoxCorner(0)->getIncidentTriangle();
+    for (uint32_t off : vDeferred) {
+        Triangle2* pNear = nearStart(off);
+        VaultEntry& e = pRange[off];
+        pPrevT = serial.insertOneVertex(e.pVtx, pNear != nullptr ? pNear : pPrevT);
+        e.bActive = e.pVtx->getIncidentTriangle() != nullptr;
+    }
+    stats.cpuSerial = threadCpuNow() - cpuStart - cpuRounds;
 }
 
 } // namespace ORBI_LUMO2D

@@ -3,12 +3,16 @@
 // round; a Chunk is one cell with its points; each worker thread owns its predicates, its
 // triangle store (fed from the shared pool in runs) and its scratch.
 #pragma once
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <system_error>
+#include <thread>
 #include <utility>
 #include <vector>
 #include "GeomTest.h"
@@ -21,6 +25,44 @@
 
 namespace ORBI_LUMO2D {
 
+// Runs f(slice, begin, end) on numSlices contiguous slices of [0, n): slice 0 on the calling
+// thread, each other one on a thread of its own (or, when none can be started, on the calling
+// thread too); returns when all have ended, rethrowing the first exception in slice order.
+template <class F> void parallelSlices(size_t numSlices, size_t n, F f) {
+    if (numSlices <= 1) {
+        f(size_t(0), size_t(0), n);
+        return;
+    }
+    std::vector<std::exception_ptr> vErrors(numSlices);
+    auto runSlice = [&](size_t s) {
+        try {
+            f(s, n * s / numSlices, n * (s + 1) / numSlices);
+        } catch (...) {
+            vErrors[s] = std::current_exception();
+        }
+    };
+    std::vector<std::thread> vThreads;
+    size_t numStarted = 1;
+    for (; numStarted < numSlices; ++numStarted) {
+        try {
+            vThreads.emplace_back(runSlice, numStarted);
+        } catch (const std::system_error&) {
+            break;
+        }
+    }
+    runSlice(0);
+    for (size_t s = numStarted; s < numSlices; ++s) runSlice(s);
+    for (std::thread& t : vThreads) t.join();
+    for (const std::exception_ptr& e : vErrors)
+        if (e) std::rethrow_exception(e);
+}
+
+// How many slices parallelSlices should cut n items into with numThreads threads: no slice for
+// fewer than 65536 items, where a thread would cost more than it saves.
+inline size_t numSlicesFor(int numThreads, size_t n) {
+    return std::max<size_t>(1, std::min<size_t>(size_t(std::max(1, numThreads)), n / 65536));
+}
+
 // What one multithreaded insertion did, for benchmarks and tuning.
 struct MultithreadStats {
     size_t numPoints{0};          // size of the range
@@ -31,6 +73,11 @@ struct MultithreadStats {
     size_t maxCellPoints{0};      // largest cell of round 1
     size_t numSerialRest{0};      // inserted on the calling thread after the rounds
     int numThreads{0};            // threads that took part (the calling thread included)
+    // CPU seconds: of the calling thread alone (fake box, sample, rest), and per round the sum
+    // over the threads and the largest one (the round's length on idle cores).
+    double cpuSerial{0.0};
+    double cpuRoundSum[2]{0.0, 0.0};
+    double cpuRoundMax[2]{0.0, 0.0};
 };
 
 // A grid of rectangular cells over the data box; the outer cells reach to infinity, so that every
@@ -91,10 +138,12 @@ private:
     void insertSerially(const std::vector<uint32_t>& vOffsets, Triangle2* pStartT);
     // One chunk's points in key order: inserted, registered as duplicates (survivor second) or
     // deferred.
-    void insertChunk(Worker& w, const Chunk& chunk, std::vector<uint32_t>& vDeferred,
+    void insertChunk(Worker& w, const Chunk& chunk, bool bAnchorFirst, std::vector<uint32_t>& vDeferred,
                      std::vector<std::pair<Point2*, Point2*>>& vDups);
     // An owned triangle at an inserted vertex of the chunk stored near offset (key order), or null.
     Triangle2* findAnchor(const Chunk& chunk, uint32_t offset) const;
+    // The triangle of an inserted vertex near offset in key order (any cell), or null.
+    Triangle2* nearStart(uint32_t offset) const;
 
     Inserter& serial;
     SimplePool<Triangle2>& pool;

@@ -33,6 +33,11 @@ public:
     void reserve(size_t n) { vIdxVtxAct.reserve(n); }
     // Appends p under key behind the sorted run.
     void addVertex(uint32_t key, Point2* p) { vIdxVtxAct.push_back(VaultEntry{key, false, p}); }
+    // Appends m entries for the caller to fill (behind the sorted run); returns the first.
+    VaultEntry* appendEntries(size_t m) {
+        vIdxVtxAct.resize(vIdxVtxAct.size() + m);
+        return end() - m;
+    }
     // Number of stored vertices (entries of removed vertices not counted).
     size_t size() const { return vIdxVtxAct.size() - numRemoved; }
     // Recomputes every key with hc (after the bounding box grew) and, once triangles exist,
