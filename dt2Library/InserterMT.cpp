@@ -20,8 +20,8 @@
 // from an atomic counter; (4) round 2 over the grid shifted by half a cell, for the points round
 // 1 deferred: they lie along its seams, which now run through cells; (5) the rest (where seams of
 // both grids cross, and between the data and the fake box) on the calling thread, each from an
-// inserted vertex near it in key order. Cells insert in key order; duplicates found by a worker
-// are registered after the round in cell order.
+// inserted vertex near it in key order. Cells insert in key order; what a round defers and the
+// duplicates its workers found are collected after it in cell order.
 //
 // Why not the alternatives: stitching separately built chunk triangulations needs an exact merge
 // of their seams, and reservations in rounds locate and test every point twice; here only the
@@ -53,9 +53,11 @@ double threadCpuNow() {
 // One point of the sample in this many (key order).
 const uint32_t SAMPLE_STEP = 32;
 // Round 1 has this many cells per thread (fewer seams with few threads, enough cells to balance
-// with many), but at least 4 cells and no cell for fewer than MIN_CELL_POINTS points.
+// with many); where that would leave fewer than MIN_CELL_POINTS points per cell, the largest power
+// of two of cells that does not (at least 4).
 const size_t CELLS_PER_THREAD = 4;
 const size_t MIN_CELL_POINTS = 4096;
+const size_t MAX_CELLS = 4096;
 // A worker defers a point whose walk or conflict region grows beyond these bounds.
 const int MAX_WALK_STEPS = 100000;
 const size_t MAX_CONFLICT = 256;
@@ -86,7 +88,7 @@ int Partitioner::lineIndex(const std::vector<double>& vLines, double origin, dou
     // The number of lines at or left of v: estimated, then corrected against the lines themselves.
     const int numLines = int(vLines.size());
     const double estimate = std::floor((v - origin) * invWidth);
-    int i = estimate <= 0.0 ? 0 : (estimate >= numLines ? numLines : int(estimate));
+    int i = !(estimate > 0.0) ? 0 : (estimate >= numLines ? numLines : int(estimate));
     while (i > 0 && v < vLines[size_t(i - 1)]) --i;
     while (i < numLines && v >= vLines[size_t(i)]) ++i;
     return i;
@@ -332,6 +334,8 @@ std::vector<uint32_t> InserterMT::runRound(int round, const Partitioner& grid, c
     std::mutex errorMutex;
     std::exception_ptr pFirstError;
     std::vector<double> vCpu(vWorkers.size(), 0.0);
+    std::vector<double>& vCellCpu = stats.vCellCpu[round - 1];
+    vCellCpu.assign(numCells, 0.0);
     auto work = [&](Worker& w, size_t t) {
         const double cpu0 = threadCpuNow();
         struct CpuTime {
@@ -347,7 +351,9 @@ std::vector<uint32_t> InserterMT::runRound(int round, const Partitioner& grid, c
                 const size_t c = vOrder[k];
                 if (vChunks[c].pBegin == vChunks[c].pEnd) continue;
                 if (cellHook) cellHook(round, c);
+                const double cpuCell0 = threadCpuNow();
                 insertChunk(w, vChunks[c], round == 2, vDeferredByCell[c], vDupsByCell[c]);
+                vCellCpu[k] = threadCpuNow() - cpuCell0;
             }
         } catch (...) {
             std::lock_guard<std::mutex> lock(errorMutex);
@@ -387,12 +393,12 @@ std::vector<uint32_t> InserterMT::runRound(int round, const Partitioner& grid, c
         }
     }
 
+    // In cell order (each cell's in key order): the order of the next step's input is fixed.
     std::vector<uint32_t> vDeferred;
     for (size_t c = 0; c < numCells; ++c) {
         for (const auto& dup : vDupsByCell[c]) vault.registerDup(dup.first, dup.second);
         vDeferred.insert(vDeferred.end(), vDeferredByCell[c].begin(), vDeferredByCell[c].end());
     }
-    std::sort(vDeferred.begin(), vDeferred.end());
     return vDeferred;
 }
 
@@ -434,24 +440,13 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
     stats.numSample = vSample.size();
     insertSerially(vSample, pT);
 
-    // The workers: predicates bounded as the calling thread's, stores sharing the pool.
-    std::vector<std::unique_ptr<Worker>> vWorkers;
-    for (int t = 0; t < std::max(1, numThreads); ++t) {
-        vWorkers.emplace_back(new Worker(&pool, &poolMutex));
-        vWorkers.back()->geomTest.setBound(serial.getGeomTest().getCoordinateBound());
-        vWorkers.back()->geomTest.setDifferenceBound(differenceBound);
-    }
-    struct HandOver {
-        std::vector<std::unique_ptr<Worker>>& v;
-        TriangleStore& target;
-        ~HandOver() {
-            for (auto& w : v) w->store.handOverTo(target);
-        }
-    } handOver{vWorkers, serial.getStore()};
-
     // (3) Round 1 over a grid shaped like the data box, (4) round 2 over the shifted grid.
-    const size_t numCellsWanted =
-        std::max<size_t>(4, std::min(CELLS_PER_THREAD * size_t(std::max(1, numThreads)), rangeSize / MIN_CELL_POINTS));
+    size_t numCellsWanted = std::min(MAX_CELLS, CELLS_PER_THREAD * size_t(std::max(1, numThreads)));
+    if (rangeSize / MIN_CELL_POINTS < numCellsWanted) {
+        // A power of two, which a grid of near-square cells can have.
+        numCellsWanted = 4;
+        while (numCellsWanted * 2 <= rangeSize / MIN_CELL_POINTS) numCellsWanted *= 2;
+    }
     const double w = maxX - minX, h = maxY - minY;
     int nx = 1, ny = 1;
     if (!(h > 0.0)) {
@@ -472,6 +467,23 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
             }
         }
     }
+    // The workers: predicates bounded as the calling thread's, stores sharing the pool.
+    std::vector<std::unique_ptr<Worker>> vWorkers;
+    // No more of them than cells.
+    const size_t numWorkers = std::min(size_t(std::max(1, numThreads)), size_t(nx + 1) * size_t(ny + 1));
+    for (size_t t = 0; t < numWorkers; ++t) {
+        vWorkers.emplace_back(new Worker(&pool, &poolMutex));
+        vWorkers.back()->geomTest.setBound(serial.getGeomTest().getCoordinateBound());
+        vWorkers.back()->geomTest.setDifferenceBound(differenceBound);
+    }
+    struct HandOver {
+        std::vector<std::unique_ptr<Worker>>& v;
+        TriangleStore& target;
+        ~HandOver() {
+            for (auto& w : v) w->store.handOverTo(target);
+        }
+    } handOver{vWorkers, serial.getStore()};
+
     std::vector<uint32_t> vSorted;
     std::vector<size_t> vCellStart;
     std::vector<uint32_t> vDeferred;
@@ -494,7 +506,8 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
     }
     std::vector<uint32_t>().swap(vSorted);
 
-    // (5) The rest on the calling thread, in key order, each from an inserted vertex near it.
+    // (5) The rest on the calling thread, in the order round 2 left it, each from an inserted
+    // vertex near it in key order.
     stats.numSerialRest = vDeferred.size();
     Triangle2* pPrevT = vault.getFakeBoxCorner(0)->getIncidentTriangle();
     for (uint32_t off : vDeferred) {

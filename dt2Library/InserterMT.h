@@ -58,9 +58,9 @@ template <class F> void parallelSlices(size_t numSlices, size_t n, F f) {
 }
 
 // How many slices parallelSlices should cut n items into with numThreads threads: no slice for
-// fewer than 65536 items, where a thread would cost more than it saves.
+// fewer than 65536 items, where a thread would cost more than it saves, and at most 64.
 inline size_t numSlicesFor(int numThreads, size_t n) {
-    return std::max<size_t>(1, std::min<size_t>(size_t(std::max(1, numThreads)), n / 65536));
+    return std::max<size_t>(1, std::min<size_t>(std::min(size_t(std::max(1, numThreads)), size_t(64)), n / 65536));
 }
 
 // What one multithreaded insertion did, for benchmarks and tuning.
@@ -78,6 +78,8 @@ struct MultithreadStats {
     double cpuSerial{0.0};
     double cpuRoundSum[2]{0.0, 0.0};
     double cpuRoundMax[2]{0.0, 0.0};
+    // CPU seconds of each cell of round 1 and 2, in the order the threads take them.
+    std::vector<double> vCellCpu[2];
 };
 
 // A grid of rectangular cells over the data box; the outer cells reach to infinity, so that every
