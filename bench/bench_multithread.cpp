@@ -91,21 +91,21 @@ double makespan(const std::vector<double>& vCellCpu, int numCores) {
 
 void printStats(const MultithreadStats& s) {
     const double n = double(s.numPoints);
-    std::printf("    threads %d: sample %.1f%%, round 1 %zu cells (%.0f points per cell, largest %zu), deferred %.1f%%; "
-                "round 2 %zu cells, deferred %.2f%%; serial rest %.2f%%; serial share %.1f%%\n",
-                s.numThreads, 100.0 * double(s.numSample) / n, s.numCells[0],
-                double(s.numInput[0]) / double(s.numCells[0]), s.maxCellPoints, 100.0 * double(s.numDeferred[0]) / n,
-                s.numCells[1], 100.0 * double(s.numDeferred[1]) / n, 100.0 * double(s.numSerialRest) / n,
-                100.0 * double(s.numSample + s.numSerialRest) / n);
-    std::printf("      cpu: calling thread alone %.3f s, round 1 %.3f s (longest thread %.3f s), round 2 %.3f s "
-                "(longest %.3f s): on idle cores the range takes %.3f s\n",
-                s.cpuSerial, s.cpuRoundSum[0], s.cpuRoundMax[0], s.cpuRoundSum[1], s.cpuRoundMax[1],
-                s.cpuSerial + s.cpuRoundMax[0] + s.cpuRoundMax[1]);
-    const int numCores = s.numThreads;
-    std::printf("      from the cells' cpu times, on %d idle cores: round 1 %.3f s, round 2 %.3f s, with the calling "
-                "thread's part %.3f s\n",
-                numCores, makespan(s.vCellCpu[0], numCores), makespan(s.vCellCpu[1], numCores),
-                s.cpuSerial + makespan(s.vCellCpu[0], numCores) + makespan(s.vCellCpu[1], numCores));
+    std::printf("    %d threads: coarsest sample %.2f%% and rest %.2f%% on the calling thread (cpu %.3f s)\n", s.numThreads,
+                100.0 * double(s.numSample) / n, 100.0 * double(s.numSerialRest) / n, s.cpuSerial);
+    double onIdleCores = s.cpuSerial;
+    for (const MultithreadRound& r : s.vRounds) {
+        const double span = makespan(r.vCellCpu, s.numThreads);
+        onIdleCores += span;
+        std::printf("      level %d round %d: %4zu cells, %8zu points (%.1f%%), %6.0f per cell (largest %zu), deferred "
+                    "%.2f%% of them; cpu %.3f s, busiest thread %.3f s, on %d idle cores %.3f s\n",
+                    r.level, r.round, r.numCells, r.numInput, 100.0 * double(r.numInput) / n,
+                    double(r.numInput) / double(r.numCells), r.maxCellPoints,
+                    r.numInput == 0 ? 0.0 : 100.0 * double(r.numDeferred) / double(r.numInput), r.cpuSum, r.cpuMax,
+                    s.numThreads, span);
+    }
+    std::printf("      the range on %d idle cores: %.3f s (calling thread's part plus each round's span)\n",
+                s.numThreads, onIdleCores);
 }
 
 void runCase(const char* name, const std::vector<Point2>& v, int reps) {
@@ -129,8 +129,9 @@ void runCase(const char* name, const std::vector<Point2>& v, int reps) {
 #endif
     }
     best16 = runLumo(v, 16);
-    std::printf("%-15s %8zu | 1 thread %6.3f s %5.1f B/pt | 2 threads %6.3f s (cpu %6.3f) %5.1f B/pt | 2/1 %.2f",
-                name, v.size(), best1.wall, best1.bytesPerPoint, best2.wall, best2.cpu, best2.bytesPerPoint,
+    std::printf("%-15s %8zu | 1 thread %6.3f s (cpu %6.3f) %5.1f B/pt | 2 threads %6.3f s (cpu %6.3f) %5.1f B/pt | "
+                "2/1 %.2f",
+                name, v.size(), best1.wall, best1.cpu, best1.bytesPerPoint, best2.wall, best2.cpu, best2.bytesPerPoint,
                 best2.wall / best1.wall);
 #ifdef LUMO2D_HAVE_CGAL
     std::printf(" | cgal %6.3f s %5.1f B/pt | 1/cgal %.2f 2/cgal %.2f", bestCgal.wall, bestCgal.bytesPerPoint,

@@ -50,8 +50,10 @@ double threadCpuNow() {
     return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
 }
 
-// One point of the sample in this many (key order).
-const uint32_t SAMPLE_STEP = 32;
+// One point of the sample in this many (key order); the coarsest sample has at most
+// MAX_SERIAL_SAMPLE points.
+const size_t SAMPLE_STEP = 32;
+const size_t MAX_SERIAL_SAMPLE = 4096;
 // Round 1 has this many cells per thread (fewer seams with few threads, enough cells to balance
 // with many); where that would leave fewer than MIN_CELL_POINTS points per cell, the largest power
 // of two of cells that does not (at least 4).
@@ -62,7 +64,7 @@ const size_t MAX_CELLS = 4096;
 const int MAX_WALK_STEPS = 100000;
 const size_t MAX_CONFLICT = 256;
 // How far (in key order) a worker looks for an inserted vertex of its cell to start from.
-const uint32_t ANCHOR_LOOKAROUND = 64;
+const size_t ANCHOR_LOOKAROUND = 64;
 
 bool isIn(const std::vector<Triangle2*>& v, const Triangle2* pT) {
     return std::find(v.begin(), v.end(), pT) != v.end();
@@ -211,7 +213,7 @@ InserterMT::InserterMT(Inserter& serial_, SimplePool<Triangle2>& pool_, VertexVa
 
 Triangle2* InserterMT::findAnchor(const Chunk& chunk, uint32_t offset) const {
     // Entries of this cell are written by this thread only; others are looked at by coordinates.
-    for (uint32_t d = 1; d <= ANCHOR_LOOKAROUND; ++d) {
+    for (size_t d = stride; d <= ANCHOR_LOOKAROUND * stride; d += stride) {
         for (int side = 0; side < 2; ++side) {
             if (side == 0 ? offset < d : size_t(offset) + d >= rangeSize) continue;
             const VaultEntry& e = pRange[side == 0 ? offset - d : offset + d];
@@ -229,7 +231,7 @@ Triangle2* InserterMT::findAnchor(const Chunk& chunk, uint32_t offset) const {
 }
 
 Triangle2* InserterMT::nearStart(uint32_t offset) const {
-    for (uint32_t d = 1; d <= ANCHOR_LOOKAROUND; ++d) {
+    for (size_t d = stride; d <= ANCHOR_LOOKAROUND * stride; d += stride) {
         if (offset >= d && pRange[offset - d].bActive) return pRange[offset - d].pVtx->getIncidentTriangle();
         if (size_t(offset) + d < rangeSize && pRange[offset + d].bActive)
             return pRange[offset + d].pVtx->getIncidentTriangle();
@@ -269,19 +271,24 @@ void InserterMT::insertChunk(Worker& w, const Chunk& chunk, bool bAnchorFirst, s
 }
 
 // The offsets getOffset(j), j < numItems (NO_OFFSET: none), grouped by cell: a stable counting
-// sort (within a cell the points stay in key order), counted and scattered in parallel slices.
+// sort (within a cell the points stay in the given order), counted and scattered in parallel
+// slices; each point's cell is computed once.
 const uint32_t NO_OFFSET = UINT32_MAX;
 template <class GetOffset>
 static void sortByCell(const Partitioner& grid, const VaultEntry* pRange, size_t numItems, size_t numSlices,
                        GetOffset getOffset, std::vector<uint32_t>& vSorted, std::vector<size_t>& vCellStart) {
     const size_t numCells = grid.numCells();
-    auto cellAt = [&](uint32_t off) { return grid.cellOf(pRange[off].pVtx->x(), pRange[off].pVtx->y()); };
+    LUMO_ASSERT(numCells<=size_t(UINT16_MAX));
+    std::vector<uint16_t> vCellOf(numItems);
     std::vector<size_t> vCount(numSlices * numCells, 0);
     parallelSlices(numSlices, numItems, [&](size_t s, size_t b, size_t e) {
         size_t* aCount = &vCount[s * numCells];
         for (size_t j = b; j < e; ++j) {
             const uint32_t off = getOffset(j);
-            if (off != NO_OFFSET) ++aCount[cellAt(off)];
+            if (off == NO_OFFSET) continue;
+            const size_t c = grid.cellOf(pRange[off].pVtx->x(), pRange[off].pVtx->y());
+            vCellOf[j] = uint16_t(c);
+            ++aCount[c];
         }
     });
     vCellStart.assign(numCells + 1, 0);
@@ -300,15 +307,19 @@ static void sortByCell(const Partitioner& grid, const VaultEntry* pRange, size_t
         size_t* aNext = &vCount[s * numCells];
         for (size_t j = b; j < e; ++j) {
             const uint32_t off = getOffset(j);
-            if (off != NO_OFFSET) vSorted[aNext[cellAt(off)]++] = off;
+            if (off != NO_OFFSET) vSorted[aNext[vCellOf[j]]++] = off;
         }
     });
 }
 
-std::vector<uint32_t> InserterMT::runRound(int round, const Partitioner& grid, const std::vector<uint32_t>& vSorted,
+std::vector<uint32_t> InserterMT::runRound(MultithreadRound& record, const Partitioner& grid,
+                                           const std::vector<uint32_t>& vSorted,
                                            const std::vector<size_t>& vCellStart,
                                            std::vector<std::unique_ptr<Worker>>& vWorkers) {
     const size_t numCells = grid.numCells();
+    const int round = record.round;
+    record.numCells = numCells;
+    record.numInput = vSorted.size();
     std::vector<Chunk> vChunks(numCells);
     size_t numNonEmpty = 0;
     for (size_t c = 0; c < numCells; ++c) {
@@ -317,7 +328,7 @@ std::vector<uint32_t> InserterMT::runRound(int round, const Partitioner& grid, c
         ch.pBegin = vSorted.data() + vCellStart[c];
         ch.pEnd = vSorted.data() + vCellStart[c + 1];
         if (ch.pBegin != ch.pEnd) ++numNonEmpty;
-        if (round == 1) stats.maxCellPoints = std::max(stats.maxCellPoints, size_t(ch.pEnd - ch.pBegin));
+        record.maxCellPoints = std::max(record.maxCellPoints, size_t(ch.pEnd - ch.pBegin));
     }
     std::vector<std::vector<uint32_t>> vDeferredByCell(numCells);
     std::vector<std::vector<std::pair<Point2*, Point2*>>> vDupsByCell(numCells);
@@ -334,7 +345,7 @@ std::vector<uint32_t> InserterMT::runRound(int round, const Partitioner& grid, c
     std::mutex errorMutex;
     std::exception_ptr pFirstError;
     std::vector<double> vCpu(vWorkers.size(), 0.0);
-    std::vector<double>& vCellCpu = stats.vCellCpu[round - 1];
+    std::vector<double>& vCellCpu = record.vCellCpu;
     vCellCpu.assign(numCells, 0.0);
     auto work = [&](Worker& w, size_t t) {
         const double cpu0 = threadCpuNow();
@@ -376,8 +387,8 @@ std::vector<uint32_t> InserterMT::runRound(int round, const Partitioner& grid, c
     for (std::thread& th : vThreads) th.join();
     stats.numThreads = std::max(stats.numThreads, int(vThreads.size() + 1));
     for (double cpu : vCpu) {
-        stats.cpuRoundSum[round - 1] += cpu;
-        stats.cpuRoundMax[round - 1] = std::max(stats.cpuRoundMax[round - 1], cpu);
+        record.cpuSum += cpu;
+        record.cpuMax = std::max(record.cpuMax, cpu);
     }
     if (pFirstError) {
         try {
@@ -399,6 +410,7 @@ std::vector<uint32_t> InserterMT::runRound(int round, const Partitioner& grid, c
         for (const auto& dup : vDupsByCell[c]) vault.registerDup(dup.first, dup.second);
         vDeferred.insert(vDeferred.end(), vDeferredByCell[c].begin(), vDeferredByCell[c].end());
     }
+    record.numDeferred = vDeferred.size();
     return vDeferred;
 }
 
@@ -411,54 +423,24 @@ void InserterMT::insertSerially(const std::vector<uint32_t>& vOffsets, Triangle2
     for (size_t i = 0; i < vOffsets.size(); ++i) pRange[vOffsets[i]].bActive = vCopy[i].bActive;
 }
 
-void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, int numThreads,
-                     double differenceBound) {
-    pRange = pBegin;
-    rangeSize = size_t(pEnd - pBegin);
-    LUMO_ASSERT(rangeSize<=size_t(UINT32_MAX));
-    stats = MultithreadStats();
-    stats.numPoints = rangeSize;
-
-    const double cpuStart = threadCpuNow();
-    double cpuRounds = 0.0;
-    // (1) The fake box, (2) the sample.
-    Triangle2* pT = pStartT;
-    for (size_t i = 0; i < 4; ++i) {
-        Point2* pFake = vault.getFakeBoxCorner(i);
-        if (pFake->getIncidentTriangle() == nullptr) pT = serial.insertOneVertex(pFake, pT);
-    }
-    const size_t numSlices = numSlicesFor(numThreads, rangeSize);
-    std::vector<uint32_t> vSample;
-    for (size_t off = SAMPLE_STEP / 2; off < rangeSize; off += SAMPLE_STEP) vSample.push_back(uint32_t(off));
-    std::vector<Bbox2> vBox(numSlices);
-    parallelSlices(numSlices, rangeSize, [&](size_t s, size_t b, size_t e) {
-        for (size_t off = b; off < e; ++off) vBox[s].add(*pRange[off].pVtx);
-    });
-    Bbox2 box;
-    for (const Bbox2& b : vBox) box = box + b;
-    const double minX = box.get_minX(), minY = box.get_minY(), maxX = box.get_maxX(), maxY = box.get_maxY();
-    stats.numSample = vSample.size();
-    insertSerially(vSample, pT);
-
-    // (3) Round 1 over a grid shaped like the data box, (4) round 2 over the shifted grid.
-    size_t numCellsWanted = std::min(MAX_CELLS, CELLS_PER_THREAD * size_t(std::max(1, numThreads)));
-    if (rangeSize / MIN_CELL_POINTS < numCellsWanted) {
+void InserterMT::gridShape(size_t numPoints, int numThreads, double w, double h, int& nx, int& ny) {
+    size_t numCells = std::min(MAX_CELLS, CELLS_PER_THREAD * size_t(std::max(1, numThreads)));
+    if (numPoints / MIN_CELL_POINTS < numCells) {
         // A power of two, which a grid of near-square cells can have.
-        numCellsWanted = 4;
-        while (numCellsWanted * 2 <= rangeSize / MIN_CELL_POINTS) numCellsWanted *= 2;
+        numCells = 4;
+        while (numCells * 2 <= numPoints / MIN_CELL_POINTS) numCells *= 2;
     }
-    const double w = maxX - minX, h = maxY - minY;
-    int nx = 1, ny = 1;
+    nx = ny = 1;
     if (!(h > 0.0)) {
-        nx = int(numCellsWanted);
+        nx = int(numCells);
     } else if (!(w > 0.0)) {
-        ny = int(numCellsWanted);
+        ny = int(numCells);
     } else {
         // Of the grids with exactly that many cells, the one whose cells are closest to squares.
         double bestBadness = HUGE_VAL;
-        for (int dx = 1; dx <= int(numCellsWanted); ++dx) {
-            if (numCellsWanted % size_t(dx) != 0) continue;
-            const int dy = int(numCellsWanted / size_t(dx));
+        for (int dx = 1; dx <= int(numCells); ++dx) {
+            if (numCells % size_t(dx) != 0) continue;
+            const int dy = int(numCells / size_t(dx));
             const double badness = std::fabs(std::log((w / dx) / (h / dy)));
             if (badness < bestBadness) {
                 bestBadness = badness;
@@ -467,10 +449,53 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
             }
         }
     }
-    // The workers: predicates bounded as the calling thread's, stores sharing the pool.
+}
+
+void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, int numThreads,
+                     double differenceBound) {
+    pRange = pBegin;
+    rangeSize = size_t(pEnd - pBegin);
+    LUMO_ASSERT(rangeSize<=size_t(UINT32_MAX));
+    stats = MultithreadStats();
+    stats.numPoints = rangeSize;
+    const double cpuStart = threadCpuNow();
+    double cpuRounds = 0.0;
+    const size_t numSlices = numSlicesFor(numThreads, rangeSize);
+    std::vector<Bbox2> vBox(numSlices);
+    parallelSlices(numSlices, rangeSize, [&](size_t s, size_t b, size_t e) {
+        for (size_t off = b; off < e; ++off) vBox[s].add(*pRange[off].pVtx);
+    });
+    Bbox2 box;
+    for (const Bbox2& b : vBox) box = box + b;
+    const double minX = box.get_minX(), minY = box.get_minY(), maxX = box.get_maxX(), maxY = box.get_maxY();
+
+    // The levels: level l holds the entries at offsets mid(s) + k s, s = 32^l, except those of
+    // the levels above; the entries of level l + 1 are thus a sample of level l's. The coarsest
+    // sample (a few thousand entries at most) goes in first on the calling thread.
+    std::vector<size_t> vStride{1}, vMid{0};
+    while (rangeSize / (vStride.back() * SAMPLE_STEP) > MAX_SERIAL_SAMPLE) {
+        vMid.push_back(vMid.back() + vStride.back() * (SAMPLE_STEP / 2));
+        vStride.push_back(vStride.back() * SAMPLE_STEP);
+    }
+    const size_t topStride = vStride.back() * SAMPLE_STEP, topMid = vMid.back() + vStride.back() * (SAMPLE_STEP / 2);
+
+    // (1) The fake box, (2) the coarsest sample.
+    Triangle2* pT = pStartT;
+    for (size_t i = 0; i < 4; ++i) {
+        Point2* pFake = vault.getFakeBoxCorner(i);
+        if (pFake->getIncidentTriangle() == nullptr) pT = serial.insertOneVertex(pFake, pT);
+    }
+    std::vector<uint32_t> vSample;
+    for (size_t off = topMid; off < rangeSize; off += topStride) vSample.push_back(uint32_t(off));
+    stats.numSample = vSample.size();
+    insertSerially(vSample, pT);
+
+    // The workers: predicates bounded as the calling thread's, stores sharing the pool; no more
+    // of them than the finest level has cells.
+    int nx0, ny0;
+    gridShape(rangeSize, numThreads, maxX - minX, maxY - minY, nx0, ny0);
     std::vector<std::unique_ptr<Worker>> vWorkers;
-    // No more of them than cells.
-    const size_t numWorkers = std::min(size_t(std::max(1, numThreads)), size_t(nx + 1) * size_t(ny + 1));
+    const size_t numWorkers = std::min(size_t(std::max(1, numThreads)), size_t(nx0 + 1) * size_t(ny0 + 1));
     for (size_t t = 0; t < numWorkers; ++t) {
         vWorkers.emplace_back(new Worker(&pool, &poolMutex));
         vWorkers.back()->geomTest.setBound(serial.getGeomTest().getCoordinateBound());
@@ -486,35 +511,43 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
 
     std::vector<uint32_t> vSorted;
     std::vector<size_t> vCellStart;
-    std::vector<uint32_t> vDeferred;
-    for (int round = 1; round <= 2; ++round) {
-        const Partitioner grid(minX, minY, maxX, maxY, nx, ny, round == 2);
-        if (round == 1) {
-            sortByCell(grid, pRange, rangeSize, numSlices, [](size_t j) {
-                return j % SAMPLE_STEP == SAMPLE_STEP / 2 ? NO_OFFSET : uint32_t(j);
-            }, vSorted, vCellStart);
-        } else {
-            sortByCell(grid, pRange, vDeferred.size(), numSlices, [&](size_t j) { return vDeferred[j]; }, vSorted,
-                       vCellStart);
+    for (size_t level = vStride.size(); level-- > 0;) {
+        stride = vStride[level];
+        const size_t mid = vMid[level], upperStride = stride * SAMPLE_STEP;
+        const size_t upperMid = mid + stride * (SAMPLE_STEP / 2);
+        const size_t numItems = rangeSize > mid ? (rangeSize - mid + stride - 1) / stride : 0;
+        int nx, ny;
+        gridShape(numItems, numThreads, maxX - minX, maxY - minY, nx, ny);
+        // (3) Round 1 over a grid shaped like the data box, (4) round 2 over the shifted grid.
+        std::vector<uint32_t> vDeferred;
+        for (int round = 1; round <= 2; ++round) {
+            const Partitioner grid(minX, minY, maxX, maxY, nx, ny, round == 2);
+            if (round == 1) {
+                sortByCell(grid, pRange, numItems, numSlices, [&](size_t j) {
+                    const size_t off = mid + j * stride;
+                    return off % upperStride == upperMid ? NO_OFFSET : uint32_t(off);
+                }, vSorted, vCellStart);
+            } else {
+                sortByCell(grid, pRange, vDeferred.size(), numSlices, [&](size_t j) { return vDeferred[j]; },
+                           vSorted, vCellStart);
+            }
+            stats.vRounds.emplace_back();
+            stats.vRounds.back().level = int(level);
+            stats.vRounds.back().round = round;
+            const double cpuRound0 = threadCpuNow();
+            vDeferred = runRound(stats.vRounds.back(), grid, vSorted, vCellStart, vWorkers);
+            cpuRounds += threadCpuNow() - cpuRound0;
         }
-        stats.numCells[round - 1] = grid.numCells();
-        stats.numInput[round - 1] = vSorted.size();
-        const double cpuRound0 = threadCpuNow();
-        vDeferred = runRound(round, grid, vSorted, vCellStart, vWorkers);
-        cpuRounds += threadCpuNow() - cpuRound0;
-        stats.numDeferred[round - 1] = vDeferred.size();
-    }
-    std::vector<uint32_t>().swap(vSorted);
-
-    // (5) The rest on the calling thread, in the order round 2 left it, each from an inserted
-    // vertex near it in key order.
-    stats.numSerialRest = vDeferred.size();
-    Triangle2* pPrevT = vault.getFakeBoxCorner(0)->getIncidentTriangle();
-    for (uint32_t off : vDeferred) {
-        Triangle2* pNear = nearStart(off);
-        VaultEntry& e = pRange[off];
-        pPrevT = serial.insertOneVertex(e.pVtx, pNear != nullptr ? pNear : pPrevT);
-        e.bActive = e.pVtx->getIncidentTriangle() != nullptr;
+        // (5) The rest on the calling thread, in the order round 2 left it, each from an
+        // inserted vertex near it in key order.
+        stats.numSerialRest += vDeferred.size();
+        Triangle2* pPrevT = vault.getFakeBoxCorner(0)->getIncidentTriangle();
+        for (uint32_t off : vDeferred) {
+            Triangle2* pNear = nearStart(off);
+            VaultEntry& e = pRange[off];
+            pPrevT = serial.insertOneVertex(e.pVtx, pNear != nullptr ? pNear : pPrevT);
+            e.bActive = e.pVtx->getIncidentTriangle() != nullptr;
+        }
     }
     stats.cpuSerial = threadCpuNow() - cpuStart - cpuRounds;
 }

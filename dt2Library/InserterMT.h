@@ -63,23 +63,27 @@ inline size_t numSlicesFor(int numThreads, size_t n) {
     return std::max<size_t>(1, std::min<size_t>(std::min(size_t(std::max(1, numThreads)), size_t(64)), n / 65536));
 }
 
+// What one parallel round did.
+struct MultithreadRound {
+    int level{0};            // 0: the finest level (see InserterMT.cpp)
+    int round{1};            // 1 or 2 (over the shifted grid)
+    size_t numCells{0};
+    size_t numInput{0};      // points offered
+    size_t numDeferred{0};   // points left to the next step
+    size_t maxCellPoints{0};
+    double cpuSum{0.0};      // CPU seconds over all threads
+    double cpuMax{0.0};      // of the busiest thread
+    std::vector<double> vCellCpu;   // of each cell, in the order the threads take them
+};
+
 // What one multithreaded insertion did, for benchmarks and tuning.
 struct MultithreadStats {
-    size_t numPoints{0};          // size of the range
-    size_t numSample{0};          // inserted on the calling thread before the parallel rounds
-    size_t numCells[2]{0, 0};     // cells of round 1 and 2
-    size_t numInput[2]{0, 0};     // points offered to round 1 and 2
-    size_t numDeferred[2]{0, 0};  // points that round 1 and 2 left to the next step
-    size_t maxCellPoints{0};      // largest cell of round 1
-    size_t numSerialRest{0};      // inserted on the calling thread after the rounds
-    int numThreads{0};            // threads that took part (the calling thread included)
-    // CPU seconds: of the calling thread alone (fake box, sample, rest), and per round the sum
-    // over the threads and the largest one (the round's length on idle cores).
-    double cpuSerial{0.0};
-    double cpuRoundSum[2]{0.0, 0.0};
-    double cpuRoundMax[2]{0.0, 0.0};
-    // CPU seconds of each cell of round 1 and 2, in the order the threads take them.
-    std::vector<double> vCellCpu[2];
+    size_t numPoints{0};       // size of the range
+    size_t numSample{0};       // the coarsest sample, inserted first on the calling thread
+    size_t numSerialRest{0};   // inserted on the calling thread after the rounds of each level
+    int numThreads{0};         // threads that took part (the calling thread included)
+    double cpuSerial{0.0};     // CPU seconds of the calling thread outside the rounds
+    std::vector<MultithreadRound> vRounds;
 };
 
 // A grid of rectangular cells over the data box; the outer cells reach to infinity, so that every
@@ -134,15 +138,18 @@ private:
     struct Worker;
     // One parallel round over the points vSorted, grouped by cell (cell c holds
     // [vCellStart[c], vCellStart[c+1])); returns the offsets it could not insert, in key order.
-    std::vector<uint32_t> runRound(int round, const Partitioner& grid, const std::vector<uint32_t>& vSorted,
+    std::vector<uint32_t> runRound(MultithreadRound& record, const Partitioner& grid, const std::vector<uint32_t>& vSorted,
                                    const std::vector<size_t>& vCellStart, std::vector<std::unique_ptr<Worker>>& vWorkers);
+    // The grid of a level of numPoints points.
+    static void gridShape(size_t numPoints, int numThreads, double w, double h, int& nx, int& ny);
     // Inserts the entries at the given offsets on the calling thread, middle first.
     void insertSerially(const std::vector<uint32_t>& vOffsets, Triangle2* pStartT);
     // One chunk's points in key order: inserted, registered as duplicates (survivor second) or
     // deferred.
     void insertChunk(Worker& w, const Chunk& chunk, bool bAnchorFirst, std::vector<uint32_t>& vDeferred,
                      std::vector<std::pair<Point2*, Point2*>>& vDups);
-    // An owned triangle at an inserted vertex of the chunk stored near offset (key order), or null.
+    // An owned triangle at an inserted vertex of the chunk stored near offset (key order, looking
+    // at every stride-th entry), or null.
     Triangle2* findAnchor(const Chunk& chunk, uint32_t offset) const;
     // The triangle of an inserted vertex near offset in key order (any cell), or null.
     Triangle2* nearStart(uint32_t offset) const;
@@ -153,6 +160,7 @@ private:
     std::mutex poolMutex;                  // guards the shared pool: taken once per run of records
     VaultEntry* pRange{nullptr};
     size_t rangeSize{0};
+    size_t stride{1};   // of the level being inserted: its points are stride entries apart
     MultithreadStats stats;
     std::function<void(int, size_t)> cellHook;
 };

@@ -132,10 +132,18 @@ TEST(Multithread, EveryInputAndThreadCountMatchesTheOracleAndTheSerialResult) {
         for (int t : {2, 3, 4, 8}) {
             const std::string what = std::string(in.name) + " " + std::to_string(t) + " threads";
             const Outcome r = insertAndCheck(in.v, t, what);
-            // Some points go through each step, and no step swallows one.
-            EXPECT_GT(r.stats.numInput[0], 0u) << what;
-            EXPECT_EQ(r.stats.numInput[1], r.stats.numDeferred[0]) << what;
-            EXPECT_EQ(r.stats.numSerialRest, r.stats.numDeferred[1]) << what;
+            // Points go through the rounds, and no step swallows one.
+            const std::vector<MultithreadRound>& vR = r.stats.vRounds;
+            ASSERT_EQ(vR.size() % 2, 0u) << what;
+            size_t numOffered = r.stats.numSample, numLeft = 0;
+            for (size_t k = 0; k < vR.size(); k += 2) {
+                EXPECT_GT(vR[k].numInput, 0u) << what;
+                EXPECT_EQ(vR[k + 1].numInput, vR[k].numDeferred) << what;
+                numOffered += vR[k].numInput;
+                numLeft += vR[k + 1].numDeferred;
+            }
+            EXPECT_EQ(numOffered, in.v.size()) << what;
+            EXPECT_EQ(r.stats.numSerialRest, numLeft) << what;
             if (in.bGeneralPosition) {
                 EXPECT_TRUE(r.vTriangles == serial.vTriangles) << what;
             } else if (t == 3) {
@@ -143,6 +151,17 @@ TEST(Multithread, EveryInputAndThreadCountMatchesTheOracleAndTheSerialResult) {
                 EXPECT_TRUE(insertAndCheck(in.v, t, what).vTriangles == r.vTriangles) << what << ": not deterministic";
             }
         }
+    }
+}
+
+TEST(Multithread, LargeRangesInsertTheirSampleInParallelToo) {
+    // Above 32 * 4096 points the sample has a sample of its own: two levels of rounds.
+    const std::vector<Point2> v = clustered(140000, 15);
+    const Outcome serial = insertAndCheck(v, 1, "1 thread");
+    for (int t : {2, 5}) {
+        const Outcome r = insertAndCheck(v, t, std::to_string(t) + " threads");
+        EXPECT_EQ(r.stats.vRounds.size(), 4u);
+        EXPECT_TRUE(r.vTriangles == serial.vTriangles) << t << " threads";
     }
 }
 
