@@ -13,9 +13,11 @@
 // result does not depend on the schedule: the same input and thread count give the same
 // triangulation, and in general position the one the single-threaded path builds.
 //
-// Steps: (1) the fake box corners go in first, so that every point is interior (no hull case);
-// (2) a sample, every 32nd point in key order, is inserted on the calling thread, so that cells
-// hold owned triangles to start from; (3) round 1 over a grid of 4 cells per thread (fewer seams
+// Steps: (1) the fake box corners go in first, so that every point is interior (no hull case).
+// (2) The points are split into levels by key order: every 32nd point is a sample of the range,
+// every 32nd of those a sample of the sample, and so on until a sample has at most 4096 points;
+// that one is inserted on the calling thread, so that cells hold owned triangles to start from.
+// Then each level, coarsest first: (3) round 1 over a grid of 4 cells per thread (fewer seams
 // with few threads, enough cells to balance with many), which the threads take largest first
 // from an atomic counter; (4) round 2 over the grid shifted by half a cell, for the points round
 // 1 deferred: they lie along its seams, which now run through cells; (5) the rest (where seams of
