@@ -2,6 +2,11 @@
 // every table names the same uniform and grid points.
 #pragma once
 #include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string>
 #include <ctime>
 #include <random>
 #include <vector>
@@ -16,6 +21,23 @@ inline double cpuNow() {
     clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
     return double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
 }
+
+// Wall seconds, for what a host waits for.
+inline double wallNow() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+// Memory: the kernel's high-water mark of this process (VmHWM) and its resident size (VmRSS),
+// in kB; resetPeak lowers the mark to the current size, so that each run measures its own peak.
+inline long readStatusKb(const char* field) {
+    std::ifstream f("/proc/self/status");
+    std::string line;
+    const size_t len = std::strlen(field);
+    while (std::getline(f, line))
+        if (line.compare(0, len, field) == 0) return std::atol(line.c_str() + len);
+    return -1;
+}
+inline void resetPeak() { std::ofstream("/proc/self/clear_refs") << "5"; }
 
 // n points uniform in the unit square.
 inline std::vector<ORBI_LUMO2D::Point2> uniform(size_t n, unsigned seed) {

@@ -36,24 +36,6 @@ using namespace ORBI_LUMO2D;
 
 namespace {
 
-// ---- memory: the kernel's high-water mark, reset before each run -----------------------------
-long readStatusKb(const char* field) {
-    std::ifstream f("/proc/self/status");
-    std::string line;
-    const size_t len = std::strlen(field);
-    while (std::getline(f, line))
-        if (line.compare(0, len, field) == 0) return std::atol(line.c_str() + len);
-    return -1;
-}
-void resetPeak() {
-    std::ofstream f("/proc/self/clear_refs");
-    f << "5";
-}
-
-double wallNow() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
 struct Result {
     double seconds{1e300};
     double wallSeconds{0.0};
@@ -62,17 +44,17 @@ struct Result {
 };
 
 Result runLumo(const std::vector<Point2>& v) {
-    resetPeak();
-    const long rssBefore = readStatusKb("VmRSS:");
+    bench::resetPeak();
+    const long rssBefore = bench::readStatusKb("VmRSS:");
     Result r;
     {
-        const double t0 = bench::cpuNow(), w0 = wallNow();
+        const double t0 = bench::cpuNow(), w0 = bench::wallNow();
         Lumo_2D dt(unsigned(v.size()));
         dt.insert(v);
         r.seconds = bench::cpuNow() - t0;
-        r.wallSeconds = wallNow() - w0;
+        r.wallSeconds = bench::wallNow() - w0;
         r.numTriangles = dt.numberOfTriangles();
-        const long peak = readStatusKb("VmHWM:");
+        const long peak = bench::readStatusKb("VmHWM:");
         r.bytesPerPoint = double(peak - rssBefore) * 1024.0 / double(v.size());
     }
     return r;
@@ -80,17 +62,17 @@ Result runLumo(const std::vector<Point2>& v) {
 
 #ifdef LUMO2D_HAVE_CGAL
 Result runCgal(const std::vector<K::Point_2>& v) {
-    resetPeak();
-    const long rssBefore = readStatusKb("VmRSS:");
+    bench::resetPeak();
+    const long rssBefore = bench::readStatusKb("VmRSS:");
     Result r;
     {
-        const double t0 = bench::cpuNow(), w0 = wallNow();
+        const double t0 = bench::cpuNow(), w0 = bench::wallNow();
         CgalDt dt;
         dt.insert(v.begin(), v.end());
         r.seconds = bench::cpuNow() - t0;
-        r.wallSeconds = wallNow() - w0;
+        r.wallSeconds = bench::wallNow() - w0;
         r.numTriangles = dt.number_of_faces();
-        const long peak = readStatusKb("VmHWM:");
+        const long peak = bench::readStatusKb("VmHWM:");
         r.bytesPerPoint = double(peak - rssBefore) * 1024.0 / double(v.size());
     }
     return r;

@@ -30,18 +30,6 @@ using namespace ORBI_LUMO2D;
 
 namespace {
 
-long readStatusKb(const char* field) {
-    std::ifstream f("/proc/self/status");
-    std::string line;
-    const size_t len = std::strlen(field);
-    while (std::getline(f, line))
-        if (line.compare(0, len, field) == 0) return std::atol(line.c_str() + len);
-    return -1;
-}
-void resetPeak() { std::ofstream("/proc/self/clear_refs") << "5"; }
-double wallNow() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
 double processCpuNow() {
     timespec t;
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
@@ -61,14 +49,14 @@ struct Result {
 
 // Peak memory of a run: the growth of the high-water mark over the resident size before it.
 template <class F> Result measure(size_t n, F run) {
-    resetPeak();
-    const long rssBefore = readStatusKb("VmRSS:");
+    bench::resetPeak();
+    const long rssBefore = bench::readStatusKb("VmRSS:");
     Result r;
-    const double w0 = wallNow(), c0 = processCpuNow();
+    const double w0 = bench::wallNow(), c0 = processCpuNow();
     run(r);
-    r.wall = wallNow() - w0;
+    r.wall = bench::wallNow() - w0;
     r.cpu = processCpuNow() - c0;
-    r.bytesPerPoint = double(readStatusKb("VmHWM:") - rssBefore) * 1024.0 / double(n);
+    r.bytesPerPoint = double(bench::readStatusKb("VmHWM:") - rssBefore) * 1024.0 / double(n);
     return r;
 }
 
