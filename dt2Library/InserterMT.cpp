@@ -188,13 +188,10 @@ InserterMT::Worker::Result InserterMT::Worker::tryInsert(const Chunk& chunk, Poi
     // when the triangle beyond it is in the conflict region (a triangle beyond the star's outer
     // edge is never one the star already reused).
     Triangle2* aT[4];
-    if (ici == -1) {
-        topo::splitTriangle(store, pCur, q, aT);
-        vCheckT.assign(aT, aT + 3);
-    } else {
-        const int n = topo::splitEdge(store, pCur, ici, q, aT);
-        vCheckT.assign(aT, aT + n);
-    }
+    int numNew = 3;
+    if (ici == -1) topo::splitTriangle(store, pCur, q, aT);
+    else numNew = topo::splitEdge(store, pCur, ici, q, aT);
+    for (int k = 0; k < numNew; ++k) vCheckT.push_back(aT[k]);
     while (!vCheckT.empty()) {
         Triangle2* pT = vCheckT.back();
         Triangle2* pN = pT->getOppositeTriangle(0);

@@ -16,6 +16,10 @@ class Point2;
 class Triangle2;
 
 struct VaultEntry {
+    // Uninitialised by default: a bulk insertion appends millions of entries and fills them in
+    // parallel, so that no thread first zeroes them all.
+    VaultEntry() {}
+    VaultEntry(uint32_t key_, bool bActive_, Point2* pVtx_) : key(key_), bActive(bActive_), pVtx(pVtx_) {}
     uint32_t key;
     bool bActive;   // part of the triangulation (has an incident triangle)
     Point2* pVtx;
