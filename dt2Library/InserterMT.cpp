@@ -156,8 +156,10 @@ InserterMT::Worker::Result InserterMT::Worker::tryInsert(const Chunk& chunk, Poi
         if (k == numTests) break;
         const int i = aOrder[k];
         Triangle2* pN = pCur->getOppositeTriangle(i);
-        if (pN == nullptr || !chunk.owns(pN) || ++numSteps > MAX_WALK_STEPS) return BLOCKED;
+        if (pN == nullptr || ++numSteps > MAX_WALK_STEPS) return BLOCKED;
+        // The shared edge's ends are in the cell: pN is owned when its far corner is.
         const int j = pN->getIntraTriangleIndex(pCur);
+        if (!chunk.contains(pN->getCorner(j))) return BLOCKED;
         pCur = pN;
         aOrder[0] = k == 1 ? incIndexBy2(j) : incIndexBy1(j);
         aOrder[1] = k == 1 ? incIndexBy1(j) : incIndexBy2(j);
@@ -170,7 +172,7 @@ InserterMT::Worker::Result InserterMT::Worker::tryInsert(const Chunk& chunk, Poi
     vConflict.push_back(pCur);
     if (ici != -1) {
         Triangle2* pN = pCur->getOppositeTriangle(ici);
-        if (pN == nullptr || !chunk.owns(pN)) return BLOCKED;
+        if (pN == nullptr || !chunk.contains(pN->getCorner(pN->getIntraTriangleIndex(pCur)))) return BLOCKED;
         vConflict.push_back(pN);
     }
     for (size_t k = 0; k < vConflict.size(); ++k) {
@@ -179,7 +181,8 @@ InserterMT::Worker::Result InserterMT::Worker::tryInsert(const Chunk& chunk, Poi
             Triangle2* pY = pX->getOppositeTriangle(j);
             if (pY == nullptr || isIn(vConflict, pY)) continue;
             if (geomTest.inCircle(pY->getCorner(0), pY->getCorner(1), pY->getCorner(2), q) <= 0) continue;
-            if (!chunk.owns(pY) || vConflict.size() >= MAX_CONFLICT) return BLOCKED;
+            if (!chunk.contains(pY->getCorner(pY->getIntraTriangleIndex(pX))) || vConflict.size() >= MAX_CONFLICT)
+                return BLOCKED;
             vConflict.push_back(pY);
         }
     }

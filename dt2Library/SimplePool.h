@@ -48,13 +48,26 @@ public:
 
     // Up to n consecutive records at once (at least one; fewer at the end of a block): a
     // caller that serves several threads takes runs under its lock instead of one lock per record.
+    // The run is not faulted in: its user does that (populate), on the thread that will fill it.
     T* allocRun(int32_t n, int32_t& numGot) {
         if (lastUsed + 1 >= capacity) addBlock(requestedBlockSize);
         numGot = std::max(1, std::min(n, capacity - (lastUsed + 1)));
         T* p = pCurrent + lastUsed + 1;
         lastUsed += numGot;
-        while (lastUsed >= populatedUpTo) populateAhead();
+        populatedUpTo = std::max(populatedUpTo, lastUsed + 1);
         return p;
+    }
+    // Faults in the whole pages among n records at p with one system call.
+    static void populate(T* p, size_t n) {
+#if defined(__linux__) && defined(MADV_POPULATE_WRITE)
+        const uintptr_t pageMask = 4095;
+        const uintptr_t lo = (reinterpret_cast<uintptr_t>(p) + pageMask) & ~pageMask;
+        const uintptr_t hi = reinterpret_cast<uintptr_t>(p + n) & ~pageMask;
+        if (hi > lo) madvise(reinterpret_cast<void*>(lo), hi - lo, MADV_POPULATE_WRITE);
+#else
+        (void)p;
+        (void)n;
+#endif
     }
 
     // Number of records handed out so far.
@@ -126,14 +139,7 @@ private:
     void populateAhead() {
         const int32_t chunk = int32_t((size_t(4) << 20) / sizeof(T));
         const int32_t last = std::min(capacity, populatedUpTo + chunk);
-#if defined(__linux__) && defined(MADV_POPULATE_WRITE)
-        if (capacity >= chunk) {
-            const uintptr_t pageMask = 4095;
-            const uintptr_t lo = (reinterpret_cast<uintptr_t>(pCurrent + populatedUpTo) + pageMask) & ~pageMask;
-            const uintptr_t hi = reinterpret_cast<uintptr_t>(pCurrent + last) & ~pageMask;
-            if (hi > lo) madvise(reinterpret_cast<void*>(lo), hi - lo, MADV_POPULATE_WRITE);
-        }
-#endif
+        if (capacity >= chunk) populate(pCurrent + populatedUpTo, size_t(last - populatedUpTo));
         populatedUpTo = last;
     }
 

@@ -54,8 +54,12 @@ public:
 private:
     Triangle2* takeFromRun() {
         if (numRunLeft == 0) {
-            std::lock_guard<std::mutex> lock(*pPoolMutex);
-            pRun = pPool->allocRun(RUN_SIZE, numRunLeft);
+            {
+                std::lock_guard<std::mutex> lock(*pPoolMutex);
+                pRun = pPool->allocRun(RUN_SIZE, numRunLeft);
+            }
+            // Faulted in here, so that the pages are zeroed into this thread's cache.
+            SimplePool<Triangle2>::populate(pRun, size_t(numRunLeft));
         }
         --numRunLeft;
         return pRun++;
