@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <malloc.h>
 #include <string>
 #include <ctime>
 #include <random>
@@ -38,6 +39,13 @@ inline long readStatusKb(const char* field) {
     return -1;
 }
 inline void resetPeak() { std::ofstream("/proc/self/clear_refs") << "5"; }
+
+// Fixed heap thresholds: large blocks are always mapped and freed memory is given back, so that
+// the high-water mark of one run does not depend on what earlier runs left in the heap.
+inline void fixHeapThresholds() {
+    mallopt(M_MMAP_THRESHOLD, 256 * 1024);
+    mallopt(M_TRIM_THRESHOLD, 256 * 1024);
+}
 
 // n points uniform in the unit square.
 inline std::vector<ORBI_LUMO2D::Point2> uniform(size_t n, unsigned seed) {

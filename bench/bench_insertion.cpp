@@ -176,10 +176,7 @@ void runCase(const char* name, const std::vector<Point2>& v, int reps) {
 } // namespace
 
 int main(int argc, char** argv) {
-    // Fixed thresholds: large blocks are always mapped and freed memory is given back, so that
-    // the high-water mark of one run does not depend on what earlier runs left in the heap.
-    mallopt(M_MMAP_THRESHOLD, 256 * 1024);
-    mallopt(M_TRIM_THRESHOLD, 256 * 1024);
+    bench::fixHeapThresholds();
     const int reps = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
     gFilter = argc > 2 ? argv[2] : nullptr;
     auto wanted = [](const char* name) { return gFilter == nullptr || std::strstr(name, gFilter) != nullptr; };

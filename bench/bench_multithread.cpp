@@ -134,10 +134,7 @@ void runCase(const char* name, const std::vector<Point2>& v, int reps) {
 } // namespace
 
 int main(int argc, char** argv) {
-    // Large blocks always mapped and freed memory given back: one run's peak does not depend on
-    // what earlier runs left in the heap.
-    mallopt(M_MMAP_THRESHOLD, 256 * 1024);
-    mallopt(M_TRIM_THRESHOLD, 256 * 1024);
+    bench::fixHeapThresholds();
     const int reps = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
     const char* filter = argc > 2 ? argv[2] : nullptr;
     auto wanted = [&](const char* name) { return filter == nullptr || std::strstr(name, filter) != nullptr; };
