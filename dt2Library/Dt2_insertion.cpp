@@ -241,6 +241,11 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
         parallelSlices(numSlices, m, [&](size_t, size_t b, size_t e) {
             size_t r = 0;
             while (vRuns[r + 1].first <= b) ++r;
+            // This slice's records are faulted in at once (on its own thread), not page by page.
+            for (size_t q = r; q + 1 < vRuns.size() && vRuns[q].first < e; ++q) {
+                const size_t lo = std::max(b, vRuns[q].first), hi = std::min(e, vRuns[q + 1].first);
+                SimplePool<Point2>::populate(vRuns[q].second + (lo - vRuns[q].first), hi - lo);
+            }
             // Curve order visits the input at random: fetch a few points ahead.
             const size_t ahead = 12;
             double x, y;
