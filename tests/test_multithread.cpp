@@ -194,7 +194,7 @@ TEST(Multithread, AFailureOnAWorkerReachesTheCallerAfterAllThreadsEnded) {
         Dt2 dt(unsigned(v.size()));
         dt.setNumCPU(4);
         std::atomic<int> numCalls{0};
-        // 16 cells in round 1; the third one taken fails.
+        // The third cell taken (of round 1 over the sample) fails.
         dt.setWorkerHook([&](int, size_t) {
             if (++numCalls == 3) c.fail();
             // Slow the other workers so that they are still busy when the failure happens.
