@@ -36,24 +36,6 @@ using namespace ORBI_LUMO2D;
 
 namespace {
 
-// ---- memory: the kernel's high-water mark, reset before each run -----------------------------
-long readStatusKb(const char* field) {
-    std::ifstream f("/proc/self/status");
-    std::string line;
-    const size_t len = std::strlen(field);
-    while (std::getline(f, line))
-        if (line.compare(0, len, field) == 0) return std::atol(line.c_str() + len);
-    return -1;
-}
-void resetPeak() {
-    std::ofstream f("/proc/self/clear_refs");
-    f << "5";
-}
-
-double wallNow() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
 struct Result {
     double seconds{1e300};
     double wallSeconds{0.0};
@@ -62,17 +44,17 @@ struct Result {
 };
 
 Result runLumo(const std::vector<Point2>& v) {
-    resetPeak();
-    const long rssBefore = readStatusKb("VmRSS:");
+    bench::resetPeak();
+    const long rssBefore = bench::readStatusKb("VmRSS:");
     Result r;
     {
-        const double t0 = bench::cpuNow(), w0 = wallNow();
+        const double t0 = bench::cpuNow(), w0 = bench::wallNow();
         Lumo_2D dt(unsigned(v.size()));
         dt.insert(v);
         r.seconds = bench::cpuNow() - t0;
-        r.wallSeconds = wallNow() - w0;
+        r.wallSeconds = bench::wallNow() - w0;
         r.numTriangles = dt.numberOfTriangles();
-        const long peak = readStatusKb("VmHWM:");
+        const long peak = bench::readStatusKb("VmHWM:");
         r.bytesPerPoint = double(peak - rssBefore) * 1024.0 / double(v.size());
     }
     return r;
@@ -80,38 +62,22 @@ Result runLumo(const std::vector<Point2>& v) {
 
 #ifdef LUMO2D_HAVE_CGAL
 Result runCgal(const std::vector<K::Point_2>& v) {
-    resetPeak();
-    const long rssBefore = readStatusKb("VmRSS:");
+    bench::resetPeak();
+    const long rssBefore = bench::readStatusKb("VmRSS:");
     Result r;
     {
-        const double t0 = bench::cpuNow(), w0 = wallNow();
+        const double t0 = bench::cpuNow(), w0 = bench::wallNow();
         CgalDt dt;
         dt.insert(v.begin(), v.end());
         r.seconds = bench::cpuNow() - t0;
-        r.wallSeconds = wallNow() - w0;
+        r.wallSeconds = bench::wallNow() - w0;
         r.numTriangles = dt.number_of_faces();
-        const long peak = readStatusKb("VmHWM:");
+        const long peak = bench::readStatusKb("VmHWM:");
         r.bytesPerPoint = double(peak - rssBefore) * 1024.0 / double(v.size());
     }
     return r;
 }
 #endif
-
-std::vector<Point2> clustered(size_t n, unsigned seed) {
-    std::mt19937_64 rng(seed);
-    std::uniform_real_distribution<double> d(0.0, 1.0);
-    std::normal_distribution<double> nd(0.0, 0.002);
-    std::vector<Point2> centres;
-    for (int i = 0; i < 100; ++i) centres.emplace_back(d(rng), d(rng));
-    std::vector<Point2> v;
-    v.reserve(n);
-    for (size_t i = 0; i < n; ++i) {
-        const Point2& c = centres[rng() % centres.size()];
-        const double x = c.x() + nd(rng);
-        v.emplace_back(x, c.y() + nd(rng));
-    }
-    return v;
-}
 
 // Lattice points of the circle of radius r = 5*13*17*29*37*41*53*61*73*89 (about 1e15): each
 // prime p = g*conj(g) contributes g^j conj(g)^(2-j), j = 0..2, to a Gaussian integer of norm r^2.
@@ -210,10 +176,7 @@ void runCase(const char* name, const std::vector<Point2>& v, int reps) {
 } // namespace
 
 int main(int argc, char** argv) {
-    // Fixed thresholds: large blocks are always mapped and freed memory is given back, so that
-    // the high-water mark of one run does not depend on what earlier runs left in the heap.
-    mallopt(M_MMAP_THRESHOLD, 256 * 1024);
-    mallopt(M_TRIM_THRESHOLD, 256 * 1024);
+    bench::fixHeapThresholds();
     const int reps = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
     gFilter = argc > 2 ? argv[2] : nullptr;
     auto wanted = [](const char* name) { return gFilter == nullptr || std::strstr(name, gFilter) != nullptr; };
@@ -224,7 +187,7 @@ int main(int argc, char** argv) {
     if (wanted("uniform 1M")) runCase("uniform 1M", bench::uniform(1000000, 2), reps);
     if (wanted("uniform 4M")) runCase("uniform 4M", bench::uniform(4000000, 3), std::min(reps, 2));
     if (wanted("grid 1000x1000")) runCase("grid 1000x1000", bench::grid(1000), reps);
-    if (wanted("clustered 1M")) runCase("clustered 1M", clustered(1000000, 4), reps);
+    if (wanted("clustered 1M")) runCase("clustered 1M", bench::clustered(1000000, 4), reps);
     if (wanted("cocircular 100k")) runCase("cocircular 100k", cocircular(100000, 6), reps);
     if (wanted("near-circle 100k")) runCase("near-circle 100k", onRoundedCircle(100000, 7), reps);
     if (wanted("near-circle 1M")) runCase("near-circle 1M", onRoundedCircle(1000000, 7), reps);

@@ -13,7 +13,7 @@ set(LAYER_base        Lumo2D_defs LumoException tools MsgBase MsgPublisher Orien
 set(LAYER_values      Point2 Vector2 Bbox2 Segment2 Circle2 VertexPair2 Label Color)
 set(LAYER_predicates  GeomTest ExactDiffPredicates)
 set(LAYER_topology    Triangle2 Edge2 TopologyOps SimplePool HC2 VertexVault)
-set(LAYER_insertion   Inserter Dt2 Dt2_insertion Dt2_queries Dt2_removal)
+set(LAYER_insertion   Inserter InserterMT Dt2 Dt2_insertion Dt2_queries Dt2_removal)
 set(LAYER_constraints ConstraintSegment2 ConstraintGraph2 ConstraintMgr InnerVtxMgr Dt2_constraints)
 set(LAYER_zones       Zone2 Dt2_zones TriangleSet)
 set(SIDE              Visualizer2 MeshExport MeshExport_internal webFiles Dt2_output LumoFiles freeFunctions

@@ -48,7 +48,8 @@ void Dt2::getVertexPointers(std::vector<Point2*>& vAllPoints) const {
 void Dt2::getFreshTriangles(std::vector<Triangle2*>& vFreshTriangles) {
     size_t idx = 0;
     poolTriangles.forEach([&](Triangle2* pT) {
-        if (idx++ >= numTrianglesAtLastFresh) vFreshTriangles.push_back(pT);
+        // Records a multithreaded insertion took but left unused are dead (null corner).
+        if (idx++ >= numTrianglesAtLastFresh && pT->getCorner(0) != nullptr) vFreshTriangles.push_back(pT);
     });
     numTrianglesAtLastFresh = idx;
 }

@@ -4,6 +4,7 @@
 // curve and inserted middle first so that every walk is short.
 #pragma once
 #include <cstdint>
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "GeomTest.h"
 #include "HC2.h"
 #include "Inserter.h"
+#include "InserterMT.h"
 #include "MsgPublisher.h"
 #include "Point2.h"
 #include "SimplePool.h"
@@ -90,6 +92,11 @@ public:
     }
     int setNumCPU(int numCPU_);
     int getNumCPU() const { return numCPU; }
+    // What the last multithreaded insertion did (all zero before the first one).
+    const MultithreadStats& getMultithreadStats() const { return mtStats; }
+    // Test hook: called on a worker thread before each cell of a multithreaded insertion (round,
+    // cell); an exception it throws ends the insertion as a worker failure.
+    void setWorkerHook(std::function<void(int, size_t)> hook) { mtCellHook = std::move(hook); }
     void subscribe(MsgType type, MsgBase* pReceiver);
     void unsubscribe(MsgType type, MsgBase* pReceiver);
 
@@ -200,6 +207,10 @@ private:
     void insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles);
     // Dispatches a key-sorted range; a later multithreaded inserter takes large ranges here.
     void insertSortedRange(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT);
+    // The fake box of a multithreaded bulk insertion: created around the vertex box (the
+    // predicates widened to cover it), taken out of the triangulation by vertex removal.
+    void installFakeBox();
+    void removeFakeBox();
     // While no triangle exists: the vertex stored at p's coordinates, or null.
     Point2* findLowerDimVertex(const Point2& p) const;
     // While no triangle exists, whether p is on the line of the stored vertices (O(1)).
@@ -288,6 +299,9 @@ private:
     Point2* pLineA{nullptr};
     Point2* pLineB{nullptr};
     int numCPU{1};
+    double fakeBoxDifferenceBound{0.0};   // the predicates' difference bound while the box is in
+    MultithreadStats mtStats;
+    std::function<void(int, size_t)> mtCellHook;
     MsgPublisher* pMsgPublisher{nullptr};
     std::unique_ptr<ConstraintMgr, ConstraintMgrDeleter> pConstraintMgr;
     std::unique_ptr<InnerVtxMgr, InnerVtxMgrDeleter> pInnerVtxMgr;

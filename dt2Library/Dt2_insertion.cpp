@@ -54,21 +54,37 @@ private:
     bool bMapped{false};
 };
 
-// Stable LSD radix sort of key/index words by their key bits, three passes of 10 bits.
-void sortKeyIndexPairs(uint64_t* a, size_t n) {
+// Stable LSD radix sort of key/index words by their key bits, three passes of 10 bits; each
+// pass counts and scatters numSlices slices in parallel (the order does not depend on them).
+void sortKeyIndexPairs(uint64_t* a, size_t n, size_t numSlices) {
     if (n < 2) return;
     ScratchWords aTmp(n);
     uint64_t* pSrc = a;
     uint64_t* pDst = aTmp.get();
+    std::vector<size_t> vCount(numSlices * 1024);
     for (int shift = KEY_SHIFT; shift < KEY_SHIFT + 30; shift += 10) {
-        size_t aCount[1025] = {};
-        for (size_t i = 0; i < n; ++i) ++aCount[((pSrc[i] >> shift) & 1023u) + 1];
-        for (int b = 0; b < 1024; ++b) aCount[b + 1] += aCount[b];
-        for (size_t i = 0; i < n; ++i) pDst[aCount[(pSrc[i] >> shift) & 1023u]++] = pSrc[i];
+        parallelSlices(numSlices, n, [&](size_t s, size_t b, size_t e) {
+            size_t* aCount = &vCount[s * 1024];
+            std::fill(aCount, aCount + 1024, size_t(0));
+            for (size_t i = b; i < e; ++i) ++aCount[(pSrc[i] >> shift) & 1023u];
+        });
+        // Digit by digit, slice by slice: where each slice's words of each digit go.
+        size_t sum = 0;
+        for (size_t d = 0; d < 1024; ++d)
+            for (size_t s = 0; s < numSlices; ++s) {
+                const size_t c = vCount[s * 1024 + d];
+                vCount[s * 1024 + d] = sum;
+                sum += c;
+            }
+        parallelSlices(numSlices, n, [&](size_t s, size_t b, size_t e) {
+            size_t* aNext = &vCount[s * 1024];
+            for (size_t i = b; i < e; ++i) pDst[aNext[(pSrc[i] >> shift) & 1023u]++] = pSrc[i];
+        });
         std::swap(pSrc, pDst);
     }
     if (pSrc != a) std::copy(pSrc, pSrc + n, a);
 }
+
 } // namespace
 
 // ---- insertion ---------------------------------------------------------------------------------
@@ -139,26 +155,52 @@ void Dt2::insertArray(int numPoints, const double* aCoordinates, Point2** aHandl
 
 template <class GetXY, class Prefetch>
 void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles) {
-    // Refuse non-finite points, measure the rest.
+    // Large inputs are keyed, sorted and copied into vertex records on several threads when more
+    // than one is configured; the result does not depend on the number.
+    const size_t numSlices = numSlicesFor(numCPU, n);
+    // Measure the finite points (per slice, so that the keys can be written in parallel).
+    struct SliceBox {
+        double minX{DBL_MAX}, minY{DBL_MAX}, maxX{-DBL_MAX}, maxY{-DBL_MAX};
+        size_t numValid{0};
+    };
+    std::vector<SliceBox> vBox(numSlices);
+    parallelSlices(numSlices, n, [&](size_t s, size_t b, size_t e) {
+        SliceBox& box = vBox[s];
+        double x, y;
+        int ci;
+        for (size_t i = b; i < e; ++i) {
+            getXY(i, x, y, ci);
+            if (!isFinitePoint(x, y)) continue;
+            box.minX = std::min(box.minX, x);
+            box.maxX = std::max(box.maxX, x);
+            box.minY = std::min(box.minY, y);
+            box.maxY = std::max(box.maxY, y);
+            ++box.numValid;
+        }
+    });
     double minX = DBL_MAX, minY = DBL_MAX, maxX = -DBL_MAX, maxY = -DBL_MAX;
     size_t numValid = 0;
-    double x, y;
-    int ci;
-    for (size_t i = 0; i < n; ++i) {
-        getXY(i, x, y, ci);
-        if (!isFinitePoint(x, y)) {
+    for (const SliceBox& box : vBox) {
+        minX = std::min(minX, box.minX);
+        maxX = std::max(maxX, box.maxX);
+        minY = std::min(minY, box.minY);
+        maxY = std::max(maxY, box.maxY);
+        numValid += box.numValid;
+    }
+    // Refuse non-finite points, in input order.
+    if (numValid < n) {
+        double x, y;
+        int ci;
+        for (size_t i = 0; i < n; ++i) {
+            getXY(i, x, y, ci);
+            if (isFinitePoint(x, y)) continue;
             reportBadPoint(x, y);
             if (aHandles != nullptr) aHandles[i] = nullptr;
-            continue;
         }
-        minX = std::min(minX, x);
-        maxX = std::max(maxX, x);
-        minY = std::min(minY, y);
-        maxY = std::max(maxY, y);
-        ++numValid;
     }
     if (numValid == 0) return;
     growBoxes(minX, minY, maxX, maxY);
+    if (numCPU > 1) installFakeBox();
 
     if (pMsgPublisher != nullptr) pMsgPublisher->start("insert vertices", numValid);
     timer("[quiet] Delaunay point insertion");
@@ -175,26 +217,55 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
     // lines. The two scratch arrays die before any triangle memory is touched.
     {
         ScratchWords aKeyIdx(numValid);
-        size_t m = 0;
-        for (size_t i = 0; i < n; ++i) {
-            getXY(i, x, y, ci);
-            if (isFinitePoint(x, y)) aKeyIdx[m++] = uint64_t(hc.getKey(x, y)) << KEY_SHIFT | uint64_t(i);
-        }
-        sortKeyIndexPairs(aKeyIdx.get(), m);
-        // Curve order visits the input at random: fetch a few points ahead.
-        const size_t ahead = 12;
-        for (size_t k = 0; k < m; ++k) {
-            if (k + ahead < m) {
-                const size_t iAhead = size_t(aKeyIdx[k + ahead] & INDEX_MASK);
-                prefetch(iAhead);
-                if (aHandles != nullptr) __builtin_prefetch(aHandles + iAhead, 1);
+        const size_t m = numValid;
+        parallelSlices(numSlices, n, [&](size_t s, size_t b, size_t e) {
+            size_t k = 0;
+            for (size_t t = 0; t < s; ++t) k += vBox[t].numValid;
+            double x, y;
+            int ci;
+            for (size_t i = b; i < e; ++i) {
+                getXY(i, x, y, ci);
+                if (isFinitePoint(x, y)) aKeyIdx[k++] = uint64_t(hc.getKey(x, y)) << KEY_SHIFT | uint64_t(i);
             }
-            const size_t i = size_t(aKeyIdx[k] & INDEX_MASK);
-            getXY(i, x, y, ci);
-            Point2* p = createVertex(x, y, ci);
-            vertexVault.addVertex(uint32_t(aKeyIdx[k] >> KEY_SHIFT), p);
-            if (aHandles != nullptr) aHandles[i] = p;
+        });
+        sortKeyIndexPairs(aKeyIdx.get(), m, numSlices);
+        // The records in curve order: runs of consecutive pool records, filled in parallel.
+        VaultEntry* pNewEntries = vertexVault.appendEntries(m);
+        std::vector<std::pair<size_t, Point2*>> vRuns;   // (first index in curve order, records)
+        for (size_t k = 0; k < m;) {
+            int32_t numGot = 0;
+            Point2* p = poolPoints.allocRun(int32_t(std::min<size_t>(m - k, INT32_MAX)), numGot);
+            vRuns.emplace_back(k, p);
+            k += size_t(numGot);
         }
+        vRuns.emplace_back(m, nullptr);
+        parallelSlices(numSlices, m, [&](size_t, size_t b, size_t e) {
+            size_t r = 0;
+            while (vRuns[r + 1].first <= b) ++r;
+            // This slice's records are faulted in at once (on its own thread), not page by page.
+            for (size_t q = r; q + 1 < vRuns.size() && vRuns[q].first < e; ++q) {
+                const size_t lo = std::max(b, vRuns[q].first), hi = std::min(e, vRuns[q + 1].first);
+                SimplePool<Point2>::populate(vRuns[q].second + (lo - vRuns[q].first), hi - lo);
+            }
+            // Curve order visits the input at random: fetch a few points ahead.
+            const size_t ahead = 12;
+            double x, y;
+            int ci;
+            for (size_t k = b; k < e; ++k) {
+                if (k + ahead < e) {
+                    const size_t iAhead = size_t(aKeyIdx[k + ahead] & INDEX_MASK);
+                    prefetch(iAhead);
+                    if (aHandles != nullptr) __builtin_prefetch(aHandles + iAhead, 1);
+                }
+                if (k == vRuns[r + 1].first) ++r;
+                const size_t i = size_t(aKeyIdx[k] & INDEX_MASK);
+                getXY(i, x, y, ci);
+                Point2* p = new (vRuns[r].second + (k - vRuns[r].first)) Point2(x, y);
+                p->setCustomIndex(ci);
+                pNewEntries[k] = VaultEntry{uint32_t(aKeyIdx[k] >> KEY_SHIFT), false, p};
+                if (aHandles != nullptr) aHandles[i] = p;
+            }
+        });
     }
 
     if (!is2D()) {
@@ -220,6 +291,7 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
         for (const VaultEntry& e : vertexVault.getEntries()) sLowerDimVertices.insert(e.pVtx);
     timer("[quiet] Delaunay point insertion");
     if (pMsgPublisher != nullptr) pMsgPublisher->finish();
+    if (vertexVault.hasFakeBox()) removeFakeBox();
 }
 
 bool Dt2::createFullDimTriangle(size_t numPreExistingVtx) {
@@ -246,9 +318,51 @@ bool Dt2::createFullDimTriangle(size_t numPreExistingVtx) {
 }
 
 void Dt2::insertSortedRange(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT) {
-    // A multithreaded inserter will take ranges of at least 1000 vertices when numCPU > 1;
-    // until it exists every range runs on the calling thread.
+    // Hooks (constraint guard, refinement observer) are not thread-safe: with them the range
+    // stays on the calling thread.
+    const size_t n = size_t(pEnd - pBegin);
+    if (numCPU > 1 && n >= 1000 && vertexVault.hasFakeBox() && !inserter.hasHooks()) {
+        InserterMT inserterMT(inserter, poolTriangles, vertexVault);
+        inserterMT.setCellHook(mtCellHook);
+        inserterMT.run(pBegin, pEnd, pStartT, numCPU, fakeBoxDifferenceBound);
+        mtStats = inserterMT.getStats();
+        // The calling thread's inserter counted the sample and the rest.
+        if (pMsgPublisher != nullptr) pMsgPublisher->advance(n - mtStats.numSample - mtStats.numSerialRest);
+        return;
+    }
     inserter.triangulateRec(pBegin, pEnd, pStartT);
+}
+
+void Dt2::installFakeBox() {
+    // A box left behind by a bulk insertion that failed goes first.
+    if (vertexVault.hasFakeBox()) removeFakeBox();
+    if (!vertexVault.installFakeBox(bboxVertices)) return;
+    double maxAbs = 0.0;
+    Bbox2 box;
+    for (size_t i = 0; i < 4; ++i) {
+        const Point2* p = vertexVault.getFakeBoxCorner(i);
+        maxAbs = std::max(maxAbs, p->getMaxAbs());
+        box.add(*p);
+    }
+    GeomTest& geomTest = inserter.getGeomTest();
+    if (maxAbs > geomTest.getCoordinateBound()) geomTest.setBound(maxAbs);
+    fakeBoxDifferenceBound = box.getMaxRange();
+    geomTest.setDifferenceBound(fakeBoxDifferenceBound);
+}
+
+void Dt2::removeFakeBox() {
+    for (size_t i = 0; i < 4; ++i) {
+        Point2* pFake = vertexVault.getFakeBoxCorner(i);
+        if (pFake->getIncidentTriangle() == nullptr) continue;
+        // The box is the hull: every corner is a hull vertex.
+        const bool bClosed = collectUmbrella(pFake, vRemovalScratch);
+        LUMO_ASSERT(!bClosed);
+        if (removeHullVertex(pFake)) inserter.legalize(true);
+        else dropToLowerDimensional();
+        pFake->setIncidentTriangle(nullptr);
+    }
+    vertexVault.removeFakeBox();
+    inserter.getGeomTest().setDifferenceBound(bboxVertices.getMaxRange());
 }
 
 Point2* Dt2::findLowerDimVertex(const Point2& p) const {

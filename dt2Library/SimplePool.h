@@ -89,6 +89,20 @@ public:
         return pCurrent + lastUsed;
     }
 
+    // Up to n consecutive records at once (at least one; fewer at the end of a block): a
+    // caller that serves several threads takes runs under its lock instead of one lock per record.
+    // The run is not faulted in: its user does that (populate), on the thread that will fill it.
+    T* allocRun(int32_t n, int32_t& numGot) {
+        if (lastUsed + 1 >= capacity) addBlock(requestedBlockSize);
+        numGot = std::max(1, std::min(n, capacity - (lastUsed + 1)));
+        T* p = pCurrent + lastUsed + 1;
+        lastUsed += numGot;
+        populatedUpTo = std::max(populatedUpTo, lastUsed + 1);
+        return p;
+    }
+    // Faults in the whole pages among n records at p with one system call.
+    static void populate(T* p, size_t n) { populateForWrite(p, n * sizeof(T)); }
+
     // Number of records handed out so far.
     size_t numAllocated() const {
         size_t n = 0;

@@ -8,6 +8,7 @@
 // and every touched vertex's incident triangle pointing to a triangle that has it.
 #pragma once
 #include <cstddef>
+#include <mutex>
 #include <vector>
 #include "Edge2.h"
 #include "Point2.h"
@@ -17,11 +18,13 @@
 namespace ORBI_LUMO2D {
 
 // Where the topology operations get triangle records from and give them back to: the
-// triangulation's pool, with dead records reused first (last in, first out). Not thread-safe
-// on its own; one per inserter, sharing a pool only under the caller's lock.
+// triangulation's pool, with dead records reused first (last in, first out). One per inserter.
+// A store of a worker thread shares the pool with others: it takes runs of records under the
+// pool's mutex, so that no lock is taken per triangle.
 class TriangleStore {
 public:
-    explicit TriangleStore(SimplePool<Triangle2>* pPool_) : pPool(pPool_) {}
+    explicit TriangleStore(SimplePool<Triangle2>* pPool_, std::mutex* pPoolMutex_ = nullptr)
+        : pPool(pPool_), pPoolMutex(pPoolMutex_) {}
     // A triangle (p0, p1, p2) without neighbours; the three vertices point to it.
     Triangle2* create(Point2* p0, Point2* p1, Point2* p2) {
         Triangle2* pT;
@@ -29,7 +32,7 @@ public:
             pT = vDeadTriangles.back();
             vDeadTriangles.pop_back();
         } else {
-            pT = new (pPool->alloc()) Triangle2();
+            pT = new (pPoolMutex == nullptr ? pPool->alloc() : takeFromRun()) Triangle2();
         }
         pT->setProperties(p0, p1, p2);
         return pT;
@@ -40,9 +43,32 @@ public:
         vDeadTriangles.push_back(pT);
     }
     size_t numDead() const { return vDeadTriangles.size(); }
+    // Ends the work of a worker's store: the unused rest of its run becomes dead records and
+    // all its dead records move to target (the store that counts the triangulation's triangles).
+    void handOverTo(TriangleStore& target) {
+        for (; numRunLeft > 0; --numRunLeft) kill(new (pRun++) Triangle2());
+        target.vDeadTriangles.insert(target.vDeadTriangles.end(), vDeadTriangles.begin(), vDeadTriangles.end());
+        vDeadTriangles.clear();
+    }
 
 private:
+    Triangle2* takeFromRun() {
+        if (numRunLeft == 0) {
+            {
+                std::lock_guard<std::mutex> lock(*pPoolMutex);
+                pRun = pPool->allocRun(RUN_SIZE, numRunLeft);
+            }
+            // Faulted in here, so that the pages are zeroed into this thread's cache.
+            SimplePool<Triangle2>::populate(pRun, size_t(numRunLeft));
+        }
+        --numRunLeft;
+        return pRun++;
+    }
+    static const int32_t RUN_SIZE = 4096;
     SimplePool<Triangle2>* pPool;
+    std::mutex* pPoolMutex;
+    Triangle2* pRun{nullptr};
+    int32_t numRunLeft{0};
     std::vector<Triangle2*> vDeadTriangles;
 };
 

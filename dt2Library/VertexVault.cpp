@@ -1,5 +1,6 @@
 #include "VertexVault.h"
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <iostream>
 #include "Bbox2.h"
@@ -137,6 +138,14 @@ Triangle2* VertexVault::getCloseTriangle(uint32_t key) const {
             pBest = pT;
             bestDiff = diff;
         }
+    }
+    // No active entry, but the fake box is in the triangulation: start at its corner.
+    if (pBest == nullptr && !vFakeBoxHandles.empty()) {
+        Point2* pFakeCorner = vFakeBoxHandles[0];
+        LUMO_ASSERT(pFakeCorner!=0);
+        Triangle2* pFakeT = pFakeCorner->getIncidentTriangle();
+        LUMO_ASSERT(pFakeT!=0);
+        return pFakeT;
     }
     // No active entry at all: a caller asked for a start triangle before the first triangle.
     if (pBest == nullptr) assertionFailed("getCloT() failed", __FILE__, __LINE__, __PRETTY_FUNCTION__);
@@ -330,16 +339,31 @@ void VertexVault::findDupsBySorting() {
 
 // ---- fake box ---------------------------------------------------------------------------------
 
-void VertexVault::installFakeBox(const Bbox2& bbox) {
+bool VertexVault::installFakeBox(const Bbox2& bbox) {
+    LUMO_ASSERT(vFakeBoxHandles.empty());
     Bbox2 box(bbox);
     box.enlargeRanges(1.01);
     std::vector<Point2> vCorners;
     box.getCorners(vCorners);
+    // Strictly outside even where the enlargement rounds away (a zero range, huge coordinates).
+    const double midX = 0.5 * bbox.get_minX() + 0.5 * bbox.get_maxX();
+    const double midY = 0.5 * bbox.get_minY() + 0.5 * bbox.get_maxY();
+    for (Point2& c : vCorners) {
+        const double x = c.x() < midX ? std::min(c.x(), std::nextafter(bbox.get_minX(), -HUGE_VAL))
+                                      : std::max(c.x(), std::nextafter(bbox.get_maxX(), HUGE_VAL));
+        const double y = c.y() < midY ? std::min(c.y(), std::nextafter(bbox.get_minY(), -HUGE_VAL))
+                                      : std::max(c.y(), std::nextafter(bbox.get_maxY(), HUGE_VAL));
+        if (!std::isfinite(x) || !std::isfinite(y)) return false;
+        const int customIndex = c.getCustomIndex();
+        c = Point2(x, y);
+        c.setCustomIndex(customIndex);
+    }
     for (const Point2& c : vCorners) {
         Point2* p = new Point2(c.x(), c.y());
         p->setCustomIndex(c.getCustomIndex());
         vFakeBoxHandles.push_back(p);
     }
+    return true;
 }
 
 Point2* VertexVault::getFakeBoxCorner(size_t i) const {

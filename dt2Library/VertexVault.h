@@ -16,6 +16,10 @@ class Point2;
 class Triangle2;
 
 struct VaultEntry {
+    // Uninitialised by default: a bulk insertion appends millions of entries and fills them in
+    // parallel, so that no thread first zeroes them all.
+    VaultEntry() {}
+    VaultEntry(uint32_t key_, bool bActive_, Point2* pVtx_) : key(key_), bActive(bActive_), pVtx(pVtx_) {}
     uint32_t key;
     bool bActive;   // part of the triangulation (has an incident triangle)
     Point2* pVtx;
@@ -34,6 +38,11 @@ public:
     void reserve(size_t n);
     // Appends p under key behind the sorted run.
     void addVertex(uint32_t key, Point2* p) { vIdxVtxAct.push_back(VaultEntry{key, false, p}); }
+    // Appends m entries for the caller to fill (behind the sorted run); returns the first.
+    VaultEntry* appendEntries(size_t m) {
+        vIdxVtxAct.resize(vIdxVtxAct.size() + m);
+        return end() - m;
+    }
     // Number of stored vertices (entries of removed vertices not counted).
     size_t size() const { return vIdxVtxAct.size() - numRemoved; }
     // Recomputes every key with hc (after the bounding box grew) and, once triangles exist,
@@ -89,7 +98,9 @@ public:
     bool dupIsClean() const { return mRedundant2UniqueVtx.empty(); }
 
     // ---- fake box (multithreaded bulk insertion) ----------------------------------------------
-    void installFakeBox(const Bbox2& bbox);
+    // Four vertices strictly outside bbox (enlarged by 1%); false, and nothing installed, when
+    // the corners would not be finite.
+    bool installFakeBox(const Bbox2& bbox);
     Point2* getFakeBoxCorner(size_t i) const;
     void removeFakeBox();
     bool hasFakeBox() const { return !vFakeBoxHandles.empty(); }

@@ -15,6 +15,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 #include "Lumo_2D.h"
@@ -119,7 +120,7 @@ TEST_F(Cli, HelpAndVersion) {
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out.rfind("Usage: lumo2d COMMAND [ARGS]\n", 0), 0u) << r.out;
     for (const char* option : {"  demo [DIR]", "  triangulate INPUT [OPTIONS]", "--format F", "--obj FILE", "--ps FILE",
-                               "--svg FILE", "--web DIR", "--node FILE", "--ele FILE", "\"-\": standard input"})
+                               "--svg FILE", "--web DIR", "--node FILE", "--ele FILE", "--threads N", "\"-\": standard input"})
         EXPECT_TRUE(contains(r.out, option)) << option;
     EXPECT_TRUE(contains(r.out, "at most " + std::to_string(maxDrawingTriangles) + " triangles"));
     EXPECT_EQ(r.err, "");
@@ -141,7 +142,10 @@ TEST_F(Cli, UsageErrorsExitWithTwoAndWriteNothing) {
                     {"triangulate pts.txt --format stl", "--format: unknown format 'stl' (auto, xy, csv, node or binary)"},
                     {"triangulate pts.txt --stl x.stl", "triangulate: unknown option '--stl'"},
                     {"triangulate a.txt b.txt", "triangulate: more than one INPUT ('a.txt', 'b.txt')"},
-                    {"demo a b", "demo takes at most one directory, got 2"}},
+                    {"demo a b", "demo takes at most one directory, got 2"},
+                    {"triangulate pts.txt --threads", "--threads needs a number"},
+                    {"triangulate pts.txt --threads two", "--threads: 'two' is not a thread count (0 to 100000)"},
+                    {"triangulate pts.txt --threads -1", "--threads: '-1' is not a thread count (0 to 100000)"}},
                    2, usageHint);
     EXPECT_EQ(listing(), "");
 }
@@ -267,6 +271,39 @@ TEST_F(Cli, EleIndicesJoinBackToTheInput) {
     testing::internal::GetCapturedStdout();
     ASSERT_EQ(back.size(), v.size());
     for (size_t i = 0; i < v.size(); ++i) EXPECT_TRUE(back[i] == v[i] && back[i].getCustomIndex() == int(i)) << i;
+}
+
+// The thread count is named in the summary and changes nothing in a mesh of points in
+// general position.
+TEST_F(Cli, ThreadsAreNamedAndGiveTheSameMesh) {
+    std::vector<Point2> v;
+    generateRandomPoints(5000, 0.0, 10.0, v, 4);
+    writeBinary("in.dat", v);
+    std::set<std::vector<std::string>> aTriangles[3];
+    const char* aThreads[3] = {"1", "2", "0"};
+    for (int k = 0; k < 3; ++k) {
+        const std::string ele = std::string("t") + aThreads[k] + ".ele";
+        const ToolRun r = run(std::string("triangulate in.dat --threads ") + aThreads[k] + " --ele " + ele);
+        ASSERT_EQ(r.status, 0) << r.err;
+        const int numExpected = k == 2 ? std::max(1, int(std::thread::hardware_concurrency())) : std::atoi(aThreads[k]);
+        EXPECT_TRUE(contains(r.out, "(triangulation, " + std::to_string(numExpected) +
+                                        (numExpected == 1 ? " thread)\n" : " threads)\n")))
+            << r.out;
+        std::ifstream f(ele);
+        std::string line;
+        std::getline(f, line);  // header
+        while (std::getline(f, line)) {
+            std::istringstream in(line);
+            std::string index;
+            std::vector<std::string> tri(3);
+            in >> index >> tri[0] >> tri[1] >> tri[2];
+            std::rotate(tri.begin(), std::min_element(tri.begin(), tri.end()), tri.end());
+            aTriangles[k].insert(tri);
+        }
+    }
+    EXPECT_FALSE(aTriangles[0].empty());
+    EXPECT_EQ(aTriangles[1], aTriangles[0]);
+    EXPECT_EQ(aTriangles[2], aTriangles[0]);
 }
 
 // Drawings stay finite however far out or close together the points are.

@@ -120,6 +120,18 @@ const Row aRows[] = {
          EXPECT_EQ(e.dt.getNumCPU(), 100000);
          e.dt.setNumCPU(1);
      }},
+    {"insert on several threads: a NaN point among 1500 is refused, the rest go in",
+     [](Env&) { return warning("Dt2::insert()", "point (nan, 0.5) has a NaN or infinite coordinate and is ignored"); },
+     [](Env& e) {
+         std::vector<Point2> v = lumo_test::randomPoints(1500, 5, 0.0, 4.0);
+         v[700] = Point2(NaN, 0.5);
+         e.dt.setNumCPU(3);
+         std::vector<Point2*> h;
+         e.dt.insert(v, h);
+         EXPECT_EQ(h[700], nullptr);
+         v.erase(v.begin() + 700);
+         e.vInput.insert(e.vInput.end(), v.begin(), v.end());
+     }},
     {"subscribe: null receiver, then a reporting insertion", [](Env&) { return warning("Lumo_2D::subscribe()", "pMsg is null, nothing subscribed"); },
      [](Env& e) { e.dt.subscribe(MSG_PROGRESS, nullptr); e.dt.insert({Point2(2, 1)}); e.vInput.emplace_back(2, 1); }},
     {"show: null visualizer", [](Env&) { return warning("Lumo_2D::show()", "pVisualizer is null, nothing drawn"); },
