@@ -5,64 +5,39 @@
 #include <algorithm>
 #include <random>
 #include <string>
-#include "DelaunayOracle.h"
 #include "Lumo_2D.h"
 #include "ScopedTempDir.h"
+#include "TriangulationBuilders.h"
 
 using namespace ORBI_LUMO2D;
 using lumo_test::canonicalTriangles;
 using lumo_test::checkDelaunayTriangulation;
+using lumo_test::gridPoints;
 using lumo_test::randomPoints;
 using lumo_test::triangles;
 
 namespace {
 
-std::vector<Point2> grid(int n) {
-    std::vector<Point2> v;
-    for (int i = 0; i < n; ++i)
-        for (int j = 0; j < n; ++j) v.emplace_back(i, j);
-    return v;
-}
-
 // The lattice points on the circle of radius 325 (180 of them, exactly cocircular) and its centre.
-std::vector<Point2> cocircular() {
-    std::vector<Point2> v{Point2(0, 0)};
-    for (int x = -325; x <= 325; ++x)
-        for (int y = -325; y <= 325; ++y)
-            if (x * x + y * y == 325 * 325) v.emplace_back(x, y);
-    return v;
-}
-
-// The coordinates of the vertices that are still in dt.
-std::vector<Point2> coordinates(const Lumo_2D& dt) {
-    std::vector<Point2*> vVtx;
-    dt.getVertexPointers(vVtx);
-    std::vector<Point2> v;
-    for (const Point2* p : vVtx) v.emplace_back(p->x(), p->y());
-    return v;
-}
+const std::vector<Point2> cocircular = lumo_test::latticeCircle(325, true);
 
 // dt is valid and is the Delaunay triangulation of vExpected (or holds them without triangles
 // when they are collinear); every handle in vAlive still names its vertex.
 void expectValid(const Lumo_2D& dt, const std::vector<Point2>& vExpected, const std::vector<Point2*>& vAlive,
                  const std::string& what) {
-    testing::internal::CaptureStdout();
-    const bool bValid = dt.checkValidity(true, "removal");
-    testing::internal::GetCapturedStdout();
-    ASSERT_TRUE(bValid) << what;
+    ASSERT_TRUE(lumo_test::isValidQuietly(dt)) << what;
     ASSERT_EQ(dt.numberOfPoints(), vExpected.size()) << what;
     if (dt.is2D()) {
         ASSERT_EQ(checkDelaunayTriangulation(vExpected, triangles(dt)), "") << what;
     } else {
         ASSERT_EQ(dt.numberOfTriangles(), 0u) << what;
+        std::vector<Point2> vHave = lumo_test::vertexPoints(dt), vWant = vExpected;
+        std::sort(vHave.begin(), vHave.end());
+        std::sort(vWant.begin(), vWant.end());
+        ASSERT_EQ(vHave, vWant) << what;
         for (size_t i = 2; i < vExpected.size(); ++i)
             ASSERT_EQ(lumo_test::exactOrientation(vExpected[0], vExpected[1], vExpected[i]), 0) << what;
     }
-    std::vector<Point2> vHave = coordinates(dt);
-    std::vector<Point2> vWant = vExpected;
-    std::sort(vHave.begin(), vHave.end());
-    std::sort(vWant.begin(), vWant.end());
-    ASSERT_EQ(vHave, vWant) << what;
     for (const Point2* p : vAlive) ASSERT_TRUE(!dt.is2D() || p->getIncidentTriangle() != nullptr) << what;
 }
 
@@ -85,12 +60,6 @@ void removeAndCheck(const std::vector<Point2>& vInput, unsigned seed, size_t num
     }
 }
 
-std::string capture(Lumo_2D& dt, Point2* p) {
-    testing::internal::CaptureStdout();
-    dt.remove(p);
-    return testing::internal::GetCapturedStdout();
-}
-
 } // namespace
 
 // Half of random, grid and cocircular sets, in random order, and everything from tiny sets
@@ -105,12 +74,12 @@ TEST(Removal, OneByOneStaysDelaunay) {
     };
     const std::vector<Case> vCases{
         {"random", randomPoints(300, 5), false},
-        {"grid", grid(15), false},
-        {"cocircular", cocircular(), false},
+        {"grid", gridPoints(15), false},
+        {"cocircular", cocircular, false},
         {"random with duplicates", [] { auto v = randomPoints(60, 9); v.insert(v.end(), v.begin(), v.begin() + 30); return v; }(), false},
         {"tiny random", randomPoints(7, 3), true},
-        {"grid 3x3", grid(3), true},
-        {"grid 4x4", grid(4), true},
+        {"grid 3x3", gridPoints(3), true},
+        {"grid 4x4", gridPoints(4), true},
         {"plus", vPlus, true},
         {"line and apex", vLineAndApex, true},
     };
@@ -128,7 +97,7 @@ TEST(Removal, OneByOneStaysDelaunay) {
 // convex flip exists) and a degree-3 vertex.
 TEST(Removal, EachVertexOfSmallSets) {
     const std::vector<std::vector<Point2>> vSets{
-        grid(3), grid(5), randomPoints(12, 77), cocircular(),
+        gridPoints(3), gridPoints(5), randomPoints(12, 77), cocircular,
         {Point2(0, 0), Point2(4, 0), Point2(0, 4), Point2(1, 1)},                         // degree 3
         {Point2(1, 0), Point2(0, 1), Point2(1, 1), Point2(2, 1), Point2(1, 2)},           // diamond
         {Point2(0, 0), Point2(1, 0), Point2(2, 0), Point2(1, 1), Point2(1, -1), Point2(1, 3)},
@@ -153,11 +122,11 @@ TEST(Removal, EachVertexOfSmallSets) {
 TEST(Removal, EveryHullVertexOfASquareGrid) {
     lumo_test::ScopedTempDir tmpDir;
     Lumo_2D dt;
-    dt.insert(grid(10));
+    dt.insert(gridPoints(10));
     std::vector<Point2*> vHull;
     dt.getConvexHull(true, vHull);
     ASSERT_EQ(vHull.size(), 36u);
-    std::vector<Point2> vExpected = grid(10);
+    std::vector<Point2> vExpected = gridPoints(10);
     for (Point2* p : vHull) {
         vExpected.erase(std::find(vExpected.begin(), vExpected.end(), *p));
         dt.remove(p);
@@ -257,9 +226,9 @@ TEST(Removal, RefusalsPrintTheirMessageAndChangeNothing) {
         {&stranger, notOurs},
         {vH[0], "Illegal: Can't remove a constraint vertex"},
     };
-    for (const auto& c : vCases) EXPECT_NE(capture(dt, c.first).find(c.second), std::string::npos) << c.second;
+    for (const auto& c : vCases) EXPECT_NE(lumo_test::stdoutOf([&] { dt.remove(c.first); }).find(c.second), std::string::npos) << c.second;
     EXPECT_EQ(canonicalTriangles(triangles(dt)), before);
     EXPECT_EQ(dt.numberOfPoints(), 49u);
     EXPECT_EQ(other.numberOfPoints(), 50u);
-    EXPECT_TRUE(other.checkValidity(true, "other"));
+    EXPECT_TRUE(lumo_test::isValidQuietly(other));
 }
