@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <functional>
 #include <random>
 #include <set>

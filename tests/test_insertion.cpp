@@ -207,7 +207,8 @@ TEST(Insertion, NonFinitePointsAreRefusedWithOneWarningEach) {
     EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
 }
 
-TEST(Insertion, NumCpuPolicyAndBulkInsertionStillValid) {
+// (Bulk insertion on several threads through the facade is a row of the misuse table.)
+TEST(Insertion, NumCpuPolicy) {
     Lumo_2D dt;
     EXPECT_EQ(dt.getNumCPU(), 1);
     EXPECT_EQ(dt.setNumCPU(3), 3);
@@ -215,10 +216,6 @@ TEST(Insertion, NumCpuPolicyAndBulkInsertionStillValid) {
     EXPECT_GE(dt.setNumCPU(0), 1);
     dt.enableMultithreading();
     EXPECT_GE(dt.getNumCPU(), 1);
-    dt.setNumCPU(4);
-    const std::vector<Point2> v = randomPoints(5000, 21);
-    dt.insert(v);
-    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
 }
 
 TEST(Insertion, BulkInsertionReportsProgress) {

@@ -20,11 +20,7 @@ namespace {
 using lumo_test::readFile;
 bool isDir(const std::string& p) { return std::filesystem::is_directory(p); }
 bool exists(const std::string& p) { return std::filesystem::exists(p); }
-size_t count(const std::string& text, const std::string& part) {
-    size_t n = 0;
-    for (size_t p = text.find(part); p != std::string::npos; p = text.find(part, p + 1)) ++n;
-    return n;
-}
+using lumo_test::countOf;
 
 struct Obj {
     std::vector<std::pair<double, double>> vertices;
@@ -206,12 +202,12 @@ TEST_F(Export, TriangulationExport_ShowDrawsEveryTriangle) {
     const std::string counts =
         std::to_string(dt.numberOfPoints()) + " points, " + std::to_string(dt.numberOfTriangles()) + " triangles";
     const std::string ps = readFile("dt.ps"), svg = readFile("dt.svg");
-    EXPECT_EQ(count(ps, "\nclosepath\n"), dt.numberOfTriangles());
-    EXPECT_EQ(count(svg, "Z"), dt.numberOfTriangles());
-    EXPECT_EQ(count(ps, "lineto\n") - 2 * dt.numberOfTriangles() - 3 /*header frame*/, vHull.size());
-    EXPECT_EQ(count(svg, "L") - count(svg, "Lumo") - 2 * dt.numberOfTriangles(), vHull.size());
-    EXPECT_EQ(count(ps, "(" + counts + ")\tshow\n"), 1u);
-    EXPECT_EQ(count(svg, ">" + counts + "</text>"), 1u);
+    EXPECT_EQ(countOf(ps, "\nclosepath\n"), dt.numberOfTriangles());
+    EXPECT_EQ(countOf(svg, "Z"), dt.numberOfTriangles());
+    EXPECT_EQ(countOf(ps, "lineto\n") - 2 * dt.numberOfTriangles() - 3 /*header frame*/, vHull.size());
+    EXPECT_EQ(countOf(svg, "L") - countOf(svg, "Lumo") - 2 * dt.numberOfTriangles(), vHull.size());
+    EXPECT_EQ(countOf(ps, "(" + counts + ")\tshow\n"), 1u);
+    EXPECT_EQ(countOf(svg, ">" + counts + "</text>"), 1u);
 }
 
 TEST_F(Export, TriangulationExport_ShowIntoACallersDrawingUsesItsColour) {
@@ -225,7 +221,7 @@ TEST_F(Export, TriangulationExport_ShowIntoACallersDrawingUsesItsColour) {
     });
     const std::string ps = readFile("mine.ps");
     EXPECT_NE(ps.find("stroke\n0.627\t0.125\t0.941\tsetrgbcolor\n0.5\tsetlinewidth\n"), std::string::npos);
-    EXPECT_EQ(count(ps, "\nclosepath\n"), 2u);
+    EXPECT_EQ(countOf(ps, "\nclosepath\n"), 2u);
     Lumo_2D empty;  // a caller's drawing of an empty triangulation
     const std::string out = lumo_test::stdoutOf([&] { Visualizer2 vis("empty.ps"); empty.show(&vis, Color()); });
     EXPECT_NE(out.find(notFullDim), std::string::npos) << out;

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <gmpxx.h>
 #include <algorithm>
-#include <fstream>
 #include <functional>
 #include <iterator>
 #include <map>
@@ -451,19 +450,11 @@ TEST(Zones, DrawingsAndExportsOfAZone) {
         pIn->statistics("inside");
     });
     EXPECT_NE(out.find("\n\n\n********* ZONE STATISTICS (inside) **********\n\n"), std::string::npos);
-    // The OBJ holds exactly the zone's faces; the scene's OBJ is the same file.
-    std::ifstream obj("zone.obj");
-    std::string line;
-    size_t numFaces = 0;
-    while (std::getline(obj, line)) numFaces += line.rfind("f ", 0) == 0;
-    EXPECT_EQ(numFaces, pIn->getNumberOfTriangles());
-    std::ifstream a("zone.obj"), b("scene/3d.obj");
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(a), {}), std::string(std::istreambuf_iterator<char>(b), {}));
-    // The drawing fills each zone triangle once: one "fill" per zone triangle and none else.
-    std::ifstream ps("zone.ps");
-    const std::string drawing((std::istreambuf_iterator<char>(ps)), {});
-    size_t numFill = 0;
-    for (size_t pos = drawing.find("  fill"); pos != std::string::npos; pos = drawing.find("  fill", pos + 1)) ++numFill;
-    EXPECT_EQ(numFill, pIn->getNumberOfTriangles());
-    EXPECT_TRUE(std::ifstream("scene/2d.svg").good());
+    // The OBJ holds exactly the zone's faces, the scene's OBJ is the same file, and the drawing
+    // fills each zone triangle once.
+    const std::string obj = lumo_test::readFile("zone.obj");
+    EXPECT_EQ(lumo_test::countOf(obj, "\nf "), pIn->getNumberOfTriangles());
+    EXPECT_EQ(lumo_test::readFile("scene/3d.obj"), obj);
+    EXPECT_EQ(lumo_test::countOf(lumo_test::readFile("zone.ps"), "  fill"), pIn->getNumberOfTriangles());
+    EXPECT_TRUE(lumo_test::fileExists("scene/2d.svg"));
 }
