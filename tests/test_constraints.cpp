@@ -63,20 +63,12 @@ bool properlyCross(const Segment2& s, const Segment2& t) {
     return exactOrientation(a, b, c) * exactOrientation(a, b, d) < 0 &&
            exactOrientation(c, d, a) * exactOrientation(c, d, b) < 0;
 }
-// Random segments none of which touches another (nor another's endpoint).
+// Random segments none of which touches another.
 std::vector<Segment2> disjointSegments(size_t n, std::mt19937_64& rng, double len) {
     std::vector<Segment2> v;
-    for (const Segment2& s : randomSegments(4 * n, rng, len)) {
-        bool bOK = true;
-        for (const Segment2& t : v) {
-            using lumo_test::exactOrientation;
-            if (properlyCross(s, t) ||
-                exactOrientation(s.getSrc(), s.getTrg(), t.getSrc()) * exactOrientation(s.getSrc(), s.getTrg(), t.getTrg()) == 0)
-                bOK = false;
-        }
-        if (bOK) v.push_back(s);
-        if (v.size() == n) break;
-    }
+    for (const Segment2& s : randomSegments(4 * n, rng, len))
+        if (v.size() < n && std::all_of(v.begin(), v.end(), [&](const Segment2& t) { return lumo_test::classifyExactly(s, t).type == SIT_NONE; }))
+            v.push_back(s);
     return v;
 }
 Segment2 seg(double x0, double y0, double x1, double y1) { return Segment2(Point2(x0, y0), Point2(x1, y1)); }
