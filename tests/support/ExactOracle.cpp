@@ -12,7 +12,7 @@ namespace {
 std::vector<mpz_class> scaledIntegers(std::initializer_list<double> d) {
     int emin = INT_MAX, e = 0;
     for (double v : d)
-        if (v != 0.0) emin = std::min(emin, (std::frexp(v, &e), e - 53));
+        if (v != 0.0) emin = std::min(emin, std::ilogb(v) - 52);   // the exponent of v's last significant bit
     std::vector<mpz_class> out;
     for (double v : d) {
         const double f = std::frexp(v, &e);   // v = f * 2^e, 0.5 <= |f| < 1
