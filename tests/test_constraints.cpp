@@ -169,14 +169,14 @@ TEST(Constraints, HardInputsStayValid) {
             Lumo_2D dt;
             dt.insert(c.vPoints);
             std::vector<ConstraintGraph2*> vGraphs;
-            testing::internal::CaptureStdout();
-            for (std::vector<Segment2> vSegs : c.vGroups) {
-                // Conforming splitting around many tiny angles grows shells of vertices towards
-                // the apex: a sample of the largest groups is enough there.
-                if (cis == CIS_CONFORMING_DELAUNAY && vSegs.size() > 60) vSegs.resize(60);
-                vGraphs.push_back(dt.createConstraint(vSegs, cis));
-            }
-            const std::string out = testing::internal::GetCapturedStdout();
+            const std::string out = lumo_test::stdoutOf([&] {
+                for (std::vector<Segment2> vSegs : c.vGroups) {
+                    // Conforming splitting around many tiny angles grows shells of vertices
+                    // towards the apex: a sample of the largest groups is enough there.
+                    if (cis == CIS_CONFORMING_DELAUNAY && vSegs.size() > 60) vSegs.resize(60);
+                    vGraphs.push_back(dt.createConstraint(vSegs, cis));
+                }
+            });
             const std::string what = std::string(c.name) + (cis == CIS_CONSTRAINED_DELAUNAY ? " (constrained)" : " (conforming)");
             if (out.find("Double precision arithmetic") != std::string::npos ||
                 out.find("insufficient numeric accuracy") != std::string::npos) {

@@ -37,10 +37,9 @@ std::vector<Point2> cocircular() {
         long long re = 1, im = 0;
         for (int i = 0, c = code; i < 6; ++i, c /= 3)
             for (int k = 0; k < 2; ++k) {  // times g (k < c % 3) or its conjugate
-                const long long a = g[i][0], b = k < c % 3 ? g[i][1] : -g[i][1];
-                const long long r2 = re * a - im * b, i2 = re * b + im * a;
+                const long long a = g[i][0], b = k < c % 3 ? g[i][1] : -g[i][1], r2 = re * a - im * b;
+                im = re * b + im * a;
                 re = r2;
-                im = i2;
             }
         const double x = double(re), y = double(im);
         for (const Point2& p : {Point2(x, y), Point2(-y, x), Point2(-x, -y), Point2(y, -x)}) v.push_back(p);

@@ -255,6 +255,19 @@ TEST(Zones, SetOperationsAreSetAlgebraOnTriangles) {
 }
 
 namespace {
+// Every triangle reachable from pStart through next(pT, i), the triangles across edge i of pT.
+TSet flood(Triangle2* pStart, const std::function<std::vector<Triangle2*>(Triangle2*, int)>& next) {
+    TSet sReached{pStart};
+    for (std::vector<Triangle2*> vStack{pStart}; !vStack.empty();) {
+        Triangle2* pT = vStack.back();
+        vStack.pop_back();
+        for (int i = 0; i < 3; ++i)
+            for (Triangle2* pN : next(pT, i))
+                if (sReached.insert(pN).second) vStack.push_back(pN);
+    }
+    return sReached;
+}
+
 // The oracle's flood fill: neighbours from a map of undirected corner pairs, barriers from the
 // graphs' alive pieces, the start triangle by exact orientation over all triangles.
 TSet bruteGrow(const Lumo_2D& dt, const std::vector<ConstraintGraph2*>& vGraphs, const Point2& start) {
@@ -276,21 +289,11 @@ TSet bruteGrow(const Lumo_2D& dt, const std::vector<ConstraintGraph2*>& vGraphs,
         pG->getChildConstraintSegments(v);
         for (ConstraintSegment2* c : v) sBarrier.insert(key(c->getSrc(), c->getTrg()));
     }
-    TSet sReached;
-    if (pStart == nullptr) return sReached;
-    std::vector<Triangle2*> vStack{pStart};
-    sReached.insert(pStart);
-    while (!vStack.empty()) {
-        Triangle2* pT = vStack.back();
-        vStack.pop_back();
-        for (int i = 0; i < 3; ++i) {
-            const Pair e = key(pT->getCorner(i), pT->getCorner((i + 1) % 3));
-            if (sBarrier.count(e) != 0) continue;
-            for (Triangle2* pN : mEdges[e])
-                if (sReached.insert(pN).second) vStack.push_back(pN);
-        }
-    }
-    return sReached;
+    if (pStart == nullptr) return TSet();
+    return flood(pStart, [&](Triangle2* pT, int i) {
+        const Pair e = key(pT->getCorner(i), pT->getCorner((i + 1) % 3));
+        return sBarrier.count(e) != 0 ? std::vector<Triangle2*>() : mEdges[e];
+    });
 }
 } // namespace
 
@@ -324,17 +327,10 @@ TEST(Zones, GrownZonesEqualABruteForceFloodFill) {
 
 namespace {
 void expectEdgeConnected(const TSet& sPart) {
-    TSet sSeen{*sPart.begin()};
-    std::vector<Triangle2*> vStack{*sPart.begin()};
-    while (!vStack.empty()) {
-        Triangle2* pT = vStack.back();
-        vStack.pop_back();
-        for (int i = 0; i < 3; ++i) {
-            Triangle2* pN = pT->getOppositeTriangle(i);
-            if (pN != nullptr && sPart.count(pN) != 0 && sSeen.insert(pN).second) vStack.push_back(pN);
-        }
-    }
-    EXPECT_EQ(sSeen.size(), sPart.size()) << "a component is not connected across edges";
+    EXPECT_EQ(flood(*sPart.begin(), [&](Triangle2* pT, int i) {
+                  Triangle2* pN = pT->getOppositeTriangle(i);
+                  return pN != nullptr && sPart.count(pN) != 0 ? std::vector<Triangle2*>{pN} : std::vector<Triangle2*>();
+              }).size(), sPart.size()) << "a component is not connected across edges";
 }
 
 // The host's predicate of the peeling test: left of x = 5.
