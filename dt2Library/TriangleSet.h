@@ -40,14 +40,10 @@ public:
         return (vBits[i >> 6] >> (i & 63) & 1) != 0;
     }
     size_t size() const { return num; }
-
-private:
-    struct Block {
-        const Triangle2* pBegin;
-        const Triangle2* pEnd;
-        size_t firstIndex;
-    };
-    // The record's number in the pool; the last block found is tried first.
+    // The number of records of the pool; indexOf answers below it.
+    size_t numRecords() const { return vBits.size() * 64; }
+    // The record's number in the pool (a dense key for per-triangle arrays); the last block
+    // found is tried first.
     size_t indexOf(const Triangle2* pT) const {
         const Block* pB = &vBlocks[lastBlock];
         if (!(pT >= pB->pBegin && pT < pB->pEnd)) {
@@ -60,6 +56,13 @@ private:
         }
         return pB->firstIndex + size_t(pT - pB->pBegin);
     }
+
+private:
+    struct Block {
+        const Triangle2* pBegin;
+        const Triangle2* pEnd;
+        size_t firstIndex;
+    };
     std::vector<Block> vBlocks;
     std::vector<uint64_t> vBits;
     mutable size_t lastBlock{0};
