@@ -1,7 +1,6 @@
 #include "QuadMesher.h"
 #include <algorithm>
 #include <cmath>
-#include <unordered_map>
 #include "Dt2.h"
 #include "GeomTest.h"
 #include "TriangleSet.h"
@@ -46,13 +45,14 @@ void QuadMesher::findCandidates(const std::vector<Triangle2*>& vT) {
     const size_t n = vT.size();
     LUMO_ASSERT(n<NONE);
     // Zone triangles by their pool record: a dense array instead of a hash of a million pointers.
-    TriangleSet recordIndex(dt.getTrianglePool());
+    PoolRecordIndex<Triangle2> recordIndex(dt.getTrianglePool());
     std::vector<uint32_t> vLocal(recordIndex.numRecords(), NONE);
     for (size_t k = 0; k < n; ++k) vLocal[recordIndex.indexOf(vT[k])] = uint32_t(k);
 
     vPartner.assign(n, {NONE, NONE, NONE});
     vMate.assign(n, NONE);
     vCandidates.clear();
+    vCandidates.reserve(n * 3 / 2);
     GeomTest& geom = dt.getGeomTest();
     for (uint32_t k = 0; k < uint32_t(n); ++k) {
         const Triangle2* pT = vT[k];
@@ -132,13 +132,19 @@ bool QuadMesher::augmentFrom(uint32_t root) {
 
 void QuadMesher::fillMesh(const std::vector<Triangle2*>& vT, QMesh& meshOut) const {
     meshOut.clear();
-    std::unordered_map<const Point2*, size_t> mIndex;
-    mIndex.reserve(vT.size());
+    // Vertex numbers by pool record, as for the triangles.
+    PoolRecordIndex<Point2> recordIndex(dt.getPointPool());
+    std::vector<uint32_t> vNumber(recordIndex.numRecords(), NONE);
+    meshOut.vVertices.reserve(vT.size() / 2 + 3);
     auto index = [&](const Point2* p) {
-        auto res = mIndex.emplace(p, meshOut.vVertices.size());
-        if (res.second) meshOut.vVertices.push_back(*p);
-        return res.first->second;
+        uint32_t& number = vNumber[recordIndex.indexOf(p)];
+        if (number == NONE) {
+            number = uint32_t(meshOut.vVertices.size());
+            meshOut.vVertices.push_back(*p);
+        }
+        return size_t(number);
     };
+    meshOut.vQuads.reserve(vT.size() / 2);
     for (uint32_t k = 0; k < uint32_t(vT.size()); ++k) {
         const uint32_t m = vMate[k];
         if (m == NONE || m < k) continue;

@@ -15,6 +15,13 @@ class Dt2;
 // that tiny and huge coordinates give the same shape measures as moderate ones.
 inline void cornerCosSin(const Point2& a, const Point2& b, const Point2& c, double& cosOut, double& sinOut) {
     const double ux = c.x() - b.x(), uy = c.y() - b.y(), vx = a.x() - b.x(), vy = a.y() - b.y();
+    const double uu = ux * ux + uy * uy, vv = vx * vx + vy * vy;
+    if (uu > 1e-150 && uu < 1e150 && vv > 1e-150 && vv < 1e150) {   // no product under- or overflows
+        const double d = std::sqrt(uu * vv);
+        cosOut = (ux * vx + uy * vy) / d;
+        sinOut = (ux * vy - uy * vx) / d;
+        return;
+    }
     const double lu = std::hypot(ux, uy), lv = std::hypot(vx, vy);
     cosOut = (ux / lu) * (vx / lv) + (uy / lu) * (vy / lv);
     sinOut = (ux / lu) * (vy / lv) - (uy / lu) * (vx / lv);
