@@ -39,8 +39,11 @@ void QMesh::printStatistics(const std::string& name) const {
               << std::endl;
 }
 
-void QMesh::show(const std::string& postscriptFilename) const {
-    Visualizer2 vis(postscriptFilename);
+void QMesh::show(const std::string& postscriptFilename) const { draw(postscriptFilename, DF_POSTSCRIPT); }
+void QMesh::showSvg(const std::string& svgFilename) const { draw(svgFilename, DF_SVG); }
+
+void QMesh::draw(const std::string& filename, int format) const {
+    Visualizer2 vis(filename, DrawingFormat(format));
     show(&vis, Color(CLIGHTBLUE, 0.0f, true), Color(CORANGE, 0.0f, true));
     vis.addHeaderLine("quadrilaterals: " + std::to_string(stats.numQuads));
     vis.addHeaderLine("unpaired triangles: " + std::to_string(stats.numTriangles));

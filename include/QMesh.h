@@ -90,6 +90,8 @@ public:
     // Draws the quadrilaterals (filled light blue) and the unpaired triangles (filled orange),
     // all edges in black, with the counts as header lines, to a PostScript file.
     void show(const std::string& postscriptFilename) const;
+    // The same drawing as an SVG file.
+    void showSvg(const std::string& svgFilename) const;
     // Adds the same to a caller's drawing, faces in the given colours; the caller writes the file.
     // A null pVisualizer warns and draws nothing.
     void show(Visualizer2* pVisualizer, const Color& quadColor, const Color& triangleColor) const;
@@ -100,6 +102,7 @@ public:
 
 private:
     friend class QuadMesher;
+    void draw(const std::string& filename, int format) const;
     std::vector<Point2> vVertices;
     std::vector<Quad> vQuads;
     std::vector<Triangle> vTriangles;

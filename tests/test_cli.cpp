@@ -519,3 +519,43 @@ TEST_F(Cli, APolyFileKeepsOnlyTheTrianglesInsideItsBoundaryAndOutsideItsHoles) {
     // The .node file names the .poly vertices after the input points, so every .ele index exists.
     EXPECT_EQ(readFile("f.node").rfind("15 2 0 0\n", 0), 0u) << readFile("f.node");
 }
+
+TEST_F(Cli, QuadsPairTheDomainsTrianglesIntoConvexQuadrilaterals) {
+    writeFile("pts.txt", "0 0\n10 0\n10 10\n0 10\n5 5.5\n2 2\n3 7\n");
+    writeFile("frame.poly", "8 2 0 0\n1 1 1\n2 9 1\n3 9 9\n4 1 9\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n"
+                            "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
+    const ToolRun r = run("triangulate pts.txt --poly frame.poly --quads --obj q.obj --ps q.ps --svg q.svg");
+    ASSERT_EQ(r.status, 0) << r.out << r.err;
+    // Faces of four corners are strictly convex and counterclockwise; all faces cover the frame.
+    std::vector<std::pair<double, double>> vV;
+    std::istringstream obj(readFile("q.obj"));
+    double area = 0;
+    size_t numCorners[5] = {0, 0, 0, 0, 0};
+    for (std::string line; std::getline(obj, line);) {
+        std::istringstream ls(line);
+        std::string tag;
+        ls >> tag;
+        if (tag == "v") {
+            double x, y;
+            ls >> x >> y;
+            vV.emplace_back(x, y);
+            continue;
+        }
+        std::vector<std::pair<double, double>> f;
+        for (size_t i; ls >> i;) f.push_back(vV[i - 1]);
+        ASSERT_TRUE(f.size() == 3 || f.size() == 4) << line;
+        ++numCorners[f.size()];
+        for (size_t i = 0; i < f.size(); ++i) {
+            const auto &p = f[i], &q = f[(i + 1) % f.size()], &s = f[(i + 2) % f.size()];
+            EXPECT_GT((q.first - p.first) * (s.second - p.second) - (q.second - p.second) * (s.first - p.first), 0) << line;
+            area += (p.first * q.second - q.first * p.second) / 2;
+        }
+    }
+    EXPECT_EQ(area, 60.0);
+    EXPECT_GT(numCorners[4], 0u);
+    const std::string summary = "quads:     " + std::to_string(numCorners[4]) + " quadrilaterals and " +
+                                std::to_string(numCorners[3]) + " triangles left";
+    EXPECT_TRUE(contains(r.out, summary)) << r.out;
+    EXPECT_TRUE(contains(readFile("q.ps"), "quadrilaterals: " + std::to_string(numCorners[4])));
+    EXPECT_TRUE(contains(readFile("q.svg"), "quadrilaterals: " + std::to_string(numCorners[4])));
+}
