@@ -12,6 +12,7 @@
 #include "MessageText.h"
 #include "MeshExport.h"
 #include "MeshExport_internal.h"
+#include "ObjReader.h"
 #include "ScopedTempDir.h"
 
 using namespace ORBI_LUMO2D;
@@ -24,34 +25,6 @@ size_t count(const std::string& text, const std::string& part) {
     size_t n = 0;
     for (size_t p = text.find(part); p != std::string::npos; p = text.find(part, p + 1)) ++n;
     return n;
-}
-
-struct Obj {
-    std::vector<std::pair<double, double>> vertices;
-    std::vector<std::vector<int>> faces;
-};
-
-Obj readObj(const std::string& name) {
-    Obj obj;
-    std::ifstream f(name);
-    for (std::string line; std::getline(f, line);) {
-        std::istringstream ls(line);
-        std::string tag;
-        ls >> tag;
-        if (tag == "v") {
-            double x, y, z;
-            ls >> x >> y >> z;
-            EXPECT_EQ(z, 0.0);
-            obj.vertices.emplace_back(x, y);
-        } else if (tag == "f") {
-            std::vector<int> face;
-            for (int i; ls >> i;) face.push_back(i);
-            obj.faces.push_back(face);
-        } else {
-            ADD_FAILURE() << "unexpected line: " << line;
-        }
-    }
-    return obj;
 }
 
 // Every test writes into a private directory.
@@ -81,7 +54,7 @@ TEST_F(Export, ObjExport_VerticesWithEqualCoordinatesButOtherAddressesAreDistinc
     t0.setProperties(&a, &b, &c);
     t1.setProperties(&b2, &d, &c);
     writeObjTriangles("twins.obj", {&t0, &t1});
-    const Obj obj = readObj("twins.obj");
+    const lumo_test::Obj obj = lumo_test::readObj("twins.obj");
     EXPECT_EQ(obj.vertices.size(), 5u);
     EXPECT_EQ(obj.faces[1], (std::vector<int>{4, 5, 3}));
 }
@@ -178,7 +151,7 @@ TEST_F(Export, TriangulationExport_ObjHoldsEveryVertexOnceAndEveryTriangleInCorn
     Lumo_2D dt;
     dt.insert(gridCloud(400, 7));
     dt.writeObj("dt.obj");
-    const Obj obj = readObj("dt.obj");
+    const lumo_test::Obj obj = lumo_test::readObj("dt.obj");
     EXPECT_EQ(obj.vertices.size(), dt.numberOfPoints());
     ASSERT_EQ(obj.faces.size(), dt.numberOfTriangles());
     std::vector<Triangle2*> vT;

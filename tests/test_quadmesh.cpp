@@ -5,11 +5,10 @@
 #include <gmpxx.h>
 #include <algorithm>
 #include <cmath>
-#include <fstream>
 #include <map>
-#include <sstream>
 #include "DelaunayOracle.h"
 #include "Lumo_2D.h"
+#include "ObjReader.h"
 #include "ScopedTempDir.h"
 #include "TriangulationBuilders.h"
 
@@ -191,27 +190,14 @@ TEST(QuadMesh, WritesObjAndDrawing) {
     ASSERT_GT(mesh.numberOfQuads(), 0u);
     ASSERT_GT(mesh.numberOfTriangles(), 0u);
     ASSERT_TRUE(mesh.writeObj(tmp.file("q.obj")));
-    std::ifstream in(tmp.file("q.obj"));
-    std::vector<Point2> vV;
-    std::vector<std::vector<size_t>> vF;
-    for (std::string line; std::getline(in, line);) {
-        std::istringstream ls(line);
-        std::string tag;
-        ls >> tag;
-        if (tag == "v") {
-            double x, y, z;
-            ls >> x >> y >> z;
-            vV.emplace_back(x, y);
-        } else if (tag == "f") {
-            vF.emplace_back();
-            for (size_t i; ls >> i;) vF.back().push_back(i - 1);
-        }
-    }
-    EXPECT_EQ(vV, mesh.getVertices());
-    std::vector<std::vector<size_t>> vExpected;
-    for (const QMesh::Quad& q : mesh.getQuads()) vExpected.emplace_back(q.begin(), q.end());
-    for (const QMesh::Triangle& t : mesh.getTriangles()) vExpected.emplace_back(t.begin(), t.end());
-    EXPECT_EQ(vF, vExpected);
+    const lumo_test::Obj obj = lumo_test::readObj(tmp.file("q.obj"));
+    std::vector<std::pair<double, double>> vV;
+    for (const Point2& p : mesh.getVertices()) vV.emplace_back(p.x(), p.y());
+    EXPECT_EQ(obj.vertices, vV);
+    std::vector<std::vector<int>> vExpected;
+    for (const QMesh::Quad& q : mesh.getQuads()) vExpected.push_back({int(q[0]) + 1, int(q[1]) + 1, int(q[2]) + 1, int(q[3]) + 1});
+    for (const QMesh::Triangle& t : mesh.getTriangles()) vExpected.push_back({int(t[0]) + 1, int(t[1]) + 1, int(t[2]) + 1});
+    EXPECT_EQ(obj.faces, vExpected);
 
     testing::internal::CaptureStdout();
     mesh.show(tmp.file("q.ps"));
