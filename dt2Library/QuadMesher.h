@@ -46,13 +46,10 @@ private:
     // Per zone triangle k: the zone triangle across edge i that may pair with it (or NONE).
     std::vector<std::array<uint32_t, 3>> vPartner;
     std::vector<uint32_t> vMate;
-    // Candidate pairs (lower triangle, edge index) with their quality, best (smallest) first.
-    struct Candidate {
-        float badness;
-        uint32_t k;
-        uint32_t i;
-    };
-    std::vector<Candidate> vCandidates;
+    // Candidate pairs, one 64-bit key each so that a plain integer sort orders them best first:
+    // the quality (a float in [0, 1], whose bits order as integers) above the lower triangle's
+    // number and the index of the shared edge in it (k * 4 + i).
+    std::vector<uint64_t> vCandidates;
     // Scratch of the augmenting searches.
     std::vector<uint32_t> vStamp, vPred, vQueue;
     uint32_t stamp{0};
