@@ -5,6 +5,7 @@
 #include <gmpxx.h>
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <map>
 #include "DelaunayOracle.h"
 #include "Lumo_2D.h"
@@ -203,4 +204,52 @@ TEST(QuadMesh, WritesObjAndDrawing) {
     mesh.show(tmp.file("q.ps"));
     testing::internal::GetCapturedStdout();
     EXPECT_NE(lumo_test::readFile(tmp.file("q.ps")).find("showpage"), std::string::npos);
+}
+
+// On small point sets the pairs are as many as a brute-force maximum matching of the candidate
+// pairs allows, the candidates found again here from the corners alone: two triangles sharing
+// an edge whose union is strictly convex by the exact oracle.
+TEST(QuadMesh, SmallZonesReachAMaximumMatching) {
+    for (unsigned seed = 1; seed <= 40; ++seed) {
+        SCOPED_TRACE(seed);
+        Lumo_2D dt;
+        dt.insert(lumo_test::randomPoints(10 + seed % 6, seed));
+        std::vector<Triangle2*> vT = lumo_test::triangles(dt);
+        const size_t n = vT.size();
+        std::vector<std::vector<size_t>> vAdj(n);
+        for (size_t s = 0; s < n; ++s)
+            for (size_t t = s + 1; t < n; ++t)
+                for (int i = 0; i < 3; ++i) {
+                    const Point2 &a = *vT[s]->getCorner(i), &b = *vT[s]->getCorner((i + 1) % 3), &c = *vT[s]->getCorner((i + 2) % 3);
+                    for (int j = 0; j < 3; ++j) {
+                        const Point2 &q = *vT[t]->getCorner(j);
+                        if (*vT[t]->getCorner((j + 1) % 3) != c || *vT[t]->getCorner((j + 2) % 3) != b) continue;
+                        const Point2 quad[4] = {a, b, q, c};
+                        bool bConvex = true;
+                        for (int k = 0; k < 4; ++k) bConvex &= lumo_test::exactOrientation(quad[k], quad[(k + 1) % 4], quad[(k + 2) % 4]) == 1;
+                        if (bConvex) {
+                            vAdj[s].push_back(t);
+                            vAdj[t].push_back(s);
+                        }
+                    }
+                }
+        // The most pairs among the triangles not in usedMask: the lowest free one stays single or
+        // pairs with a free neighbour.
+        std::map<uint64_t, size_t> mMemo;
+        std::function<size_t(uint64_t)> best = [&](uint64_t usedMask) -> size_t {
+            size_t s = 0;
+            while (s < n && (usedMask >> s & 1)) ++s;
+            if (s == n) return 0;
+            auto it = mMemo.find(usedMask);
+            if (it != mMemo.end()) return it->second;
+            size_t r = best(usedMask | uint64_t(1) << s);
+            for (size_t t : vAdj[s])
+                if (!(usedMask >> t & 1)) r = std::max(r, 1 + best(usedMask | uint64_t(1) << s | uint64_t(1) << t));
+            return mMemo[usedMask] = r;
+        };
+        ASSERT_LT(n, 64u);
+        QMesh mesh;
+        ASSERT_TRUE(dt.createQuadMesh(dt.createZone(nullptr, ZL_GLOBAL), mesh));
+        EXPECT_EQ(mesh.numberOfQuads(), best(0)) << n << " triangles";
+    }
 }
