@@ -185,7 +185,9 @@ TEST(QuadMesh, PairsTheZoneTrianglesIntoConvexQuads) {
 TEST(QuadMesh, WritesObjAndDrawing) {
     lumo_test::ScopedTempDir tmp;
     Lumo_2D dt;
-    dt.insert(lumo_test::randomPoints(200, 3));
+    const std::vector<Point2> vPoints = lumo_test::randomPoints(200, 3);
+    dt.insert(vPoints);
+    ASSERT_EQ(lumo_test::checkDelaunayTriangulation(vPoints, lumo_test::triangles(dt)), "");
     QMesh mesh;
     ASSERT_TRUE(dt.createQuadMesh(dt.createZone(nullptr, ZL_GLOBAL), mesh));
     ASSERT_GT(mesh.numberOfQuads(), 0u);
@@ -213,8 +215,10 @@ TEST(QuadMesh, SmallZonesReachAMaximumMatching) {
     for (unsigned seed = 1; seed <= 40; ++seed) {
         SCOPED_TRACE(seed);
         Lumo_2D dt;
-        dt.insert(lumo_test::randomPoints(10 + seed % 6, seed));
+        const std::vector<Point2> vPoints = lumo_test::randomPoints(10 + seed % 6, seed);
+        dt.insert(vPoints);
         std::vector<Triangle2*> vT = lumo_test::triangles(dt);
+        ASSERT_EQ(lumo_test::checkDelaunayTriangulation(vPoints, vT), "");
         const size_t n = vT.size();
         std::vector<std::vector<size_t>> vAdj(n);
         for (size_t s = 0; s < n; ++s)
