@@ -18,7 +18,8 @@ set(LAYER_constraints ConstraintSegment2 ConstraintGraph2 ConstraintMgr InnerVtx
 set(LAYER_zones       Zone2 Dt2_zones TriangleSet)
 set(SIDE              Visualizer2 MeshExport MeshExport_internal webFiles Dt2_output LumoFiles freeFunctions
                       PointFileReaders PointFileReaders_internal
-                      testDataGenerators SegmentChecker SegmentCheckerInspector RTree Lumo_2D)
+                      testDataGenerators SegmentChecker SegmentCheckerInspector RTree Lumo_2D
+                      QMesh QuadMesher)
 
 function(layer_of stem out)
   set(rank 0)

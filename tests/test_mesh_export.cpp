@@ -12,6 +12,7 @@
 #include "MessageText.h"
 #include "MeshExport.h"
 #include "MeshExport_internal.h"
+#include "ObjReader.h"
 #include "ScopedTempDir.h"
 
 using namespace ORBI_LUMO2D;
@@ -21,34 +22,6 @@ using lumo_test::readFile;
 bool isDir(const std::string& p) { return std::filesystem::is_directory(p); }
 bool exists(const std::string& p) { return std::filesystem::exists(p); }
 using lumo_test::countOf;
-
-struct Obj {
-    std::vector<std::pair<double, double>> vertices;
-    std::vector<std::vector<int>> faces;
-};
-
-Obj readObj(const std::string& name) {
-    Obj obj;
-    std::ifstream f(name);
-    for (std::string line; std::getline(f, line);) {
-        std::istringstream ls(line);
-        std::string tag;
-        ls >> tag;
-        if (tag == "v") {
-            double x, y, z;
-            ls >> x >> y >> z;
-            EXPECT_EQ(z, 0.0);
-            obj.vertices.emplace_back(x, y);
-        } else if (tag == "f") {
-            std::vector<int> face;
-            for (int i; ls >> i;) face.push_back(i);
-            obj.faces.push_back(face);
-        } else {
-            ADD_FAILURE() << "unexpected line: " << line;
-        }
-    }
-    return obj;
-}
 
 // Every test writes into a private directory.
 class Export : public testing::Test {
@@ -147,7 +120,7 @@ TEST_F(Export, TriangulationExport_ObjHoldsEveryVertexOnceAndEveryTriangleInCorn
     Lumo_2D dt;
     dt.insert(gridCloud(400, 7));
     dt.writeObj("dt.obj");
-    const Obj obj = readObj("dt.obj");
+    const lumo_test::Obj obj = lumo_test::readObj("dt.obj");
     EXPECT_EQ(obj.vertices.size(), dt.numberOfPoints());
     std::vector<Triangle2*> vT;
     dt.getTrianglePointers(vT);
