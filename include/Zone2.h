@@ -95,6 +95,13 @@ public:
     // edges (triangles that meet only at a vertex are in different parts), the part with the
     // zone's first triangle first. Nothing for an empty zone.
     void getComponentZones(std::vector<Zone2*>& vComponentZonesOut);
+    // Snaps vertices of the zone to the grid of multiples of gridSpacing (vertices in one cell
+    // become one) and returns how many moved or merged. A vertex moves only when the move keeps
+    // every triangle around it counterclockwise, or merges with a neighbour at its grid point;
+    // constraint and hull vertices stay, so the zone keeps its region. A move is a removal and
+    // an insertion (the old handle dies, the custom index goes along): the triangulation stays
+    // (constrained) Delaunay. A gridSpacing that is not positive and finite warns and does nothing.
+    size_t unifyGrid(double gridSpacing);
 
 private:
     friend class Dt2;
@@ -131,5 +138,13 @@ LUMO2D_API Zone2* zoneSymmetricDifference(Zone2* pZone0, Zone2* pZone1);
 // triangle was peeled off, or, with a warning, for a null zone or predicate. bVerbose prints the
 // number of peeled triangles.
 LUMO2D_API Zone2* peelOffIf(Zone2* pZone, UserPredicateT* pPredicate, bool bVerbose);
+
+// The part of the zone inside the simple polygon (either orientation, closed implicitly; its
+// vertices need not be vertices of the triangulation): the polygon is inserted as an oriented
+// constrained graph, which adds vertices where it crosses constraint edges and stays in the
+// triangulation, and the zone's triangles inside it become a new ZL_BOUNDED zone. Null, with one
+// message, for a null or foreign zone, fewer than 3 vertices, NaN/Inf, a polygon that is not
+// simple, or no overlap.
+LUMO2D_API Zone2* createZone_cookieCutter(Zone2* pZone, const std::vector<Point2>& vPolygon);
 
 } // namespace ORBI_LUMO2D
