@@ -144,7 +144,8 @@ LUMO2D_API Zone2* peelOffIf(Zone2* pZone, UserPredicateT* pPredicate, bool bVerb
 // constrained graph, which adds vertices where it crosses constraint edges and stays in the
 // triangulation, and the zone's triangles inside it become a new ZL_BOUNDED zone. Null, with one
 // message, for a null or foreign zone, fewer than 3 vertices, NaN/Inf, a polygon that is not
-// simple, or no overlap.
+// simple, or no overlap. A ZL_GLOBAL zone is everything, also what a polygon beyond the hull
+// adds; to cut the mesh as it is, cut its convertToBoundedZone().
 LUMO2D_API Zone2* createZone_cookieCutter(Zone2* pZone, const std::vector<Point2>& vPolygon);
 
 } // namespace ORBI_LUMO2D

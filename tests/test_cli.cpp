@@ -484,19 +484,15 @@ TEST_F(Cli, InsertsConstraintSegmentsFromEverySegmentFormat) {
     EXPECT_EQ(run("triangulate pts.txt --segments bad.con").status, 1);
 }
 
-TEST_F(Cli, APolyFileKeepsOnlyTheTrianglesInsideItsBoundaryAndOutsideItsHoles) {
-    // A frame: outer square 1..9 inside the points' hull 0..10, a hole 4..6 named by a point.
-    writeFile("pts.txt", "0 0\n10 0\n10 10\n0 10\n5 5.5\n2 2\n3 7\n");
-    writeFile("frame.poly", "8 2 0 0\n1 1 1\n2 9 1\n3 9 9\n4 1 9\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n"
-                            "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
-    const ToolRun r = run("triangulate pts.txt --poly frame.poly --obj f.obj --ele f.ele --node f.node --svg f.svg --web scene");
-    ASSERT_EQ(r.status, 0) << r.out << r.err;
-    // The OBJ's faces cover exactly the frame: area 64 - 4, every face centre inside it.
+// The faces of an OBJ file (z ignored): area and centre.
+struct Face {
+    double area, cx, cy;
+};
+std::vector<Face> objFaces(const std::string& text) {
     std::vector<std::pair<double, double>> vV;
-    std::istringstream obj(readFile("f.obj"));
+    std::vector<Face> vFaces;
+    std::istringstream obj(text);
     std::string tag;
-    double area = 0;
-    size_t numFaces = 0;
     while (obj >> tag) {
         if (tag == "v") {
             double x, y, z;
@@ -507,15 +503,62 @@ TEST_F(Cli, APolyFileKeepsOnlyTheTrianglesInsideItsBoundaryAndOutsideItsHoles) {
         size_t a, b, c;
         obj >> a >> b >> c;
         const auto &p = vV[a - 1], &q = vV[b - 1], &s = vV[c - 1];
-        area += ((q.first - p.first) * (s.second - p.second) - (q.second - p.second) * (s.first - p.first)) / 2;
-        const double cx = (p.first + q.first + s.first) / 3, cy = (p.second + q.second + s.second) / 3;
-        EXPECT_TRUE(cx > 1 && cx < 9 && cy > 1 && cy < 9 && !(cx > 4 && cx < 6 && cy > 4 && cy < 6)) << cx << " " << cy;
-        ++numFaces;
+        vFaces.push_back(Face{((q.first - p.first) * (s.second - p.second) - (q.second - p.second) * (s.first - p.first)) / 2,
+                              (p.first + q.first + s.first) / 3, (p.second + q.second + s.second) / 3});
     }
+    return vFaces;
+}
+
+TEST_F(Cli, APolyFileKeepsOnlyTheTrianglesInsideItsBoundaryAndOutsideItsHoles) {
+    // A frame: outer square 1..9 inside the points' hull 0..10, a hole 4..6 named by a point.
+    writeFile("pts.txt", "0 0\n10 0\n10 10\n0 10\n5 5.5\n2 2\n3 7\n");
+    writeFile("frame.poly", "8 2 0 0\n1 1 1\n2 9 1\n3 9 9\n4 1 9\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n"
+                            "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
+    const ToolRun r = run("triangulate pts.txt --poly frame.poly --obj f.obj --ele f.ele --node f.node --svg f.svg --web scene");
+    ASSERT_EQ(r.status, 0) << r.out << r.err;
+    // The OBJ's faces cover exactly the frame: area 64 - 4, every face centre inside it.
+    double area = 0;
+    const std::vector<Face> vFaces = objFaces(readFile("f.obj"));
+    for (const Face& f : vFaces) {
+        area += f.area;
+        EXPECT_TRUE(f.cx > 1 && f.cx < 9 && f.cy > 1 && f.cy < 9 && !(f.cx > 4 && f.cx < 6 && f.cy > 4 && f.cy < 6)) << f.cx << " " << f.cy;
+    }
+    const size_t numFaces = vFaces.size();
     EXPECT_EQ(area, 60.0);
     EXPECT_TRUE(contains(r.out, "domain:    " + std::to_string(numFaces) + " triangles inside the boundary, 1 hole point(s)")) << r.out;
     EXPECT_EQ(countLinesStartingWith(readFile("f.ele"), "") - 1, numFaces);
     EXPECT_EQ(readFile("scene/3d.obj"), readFile("f.obj"));
     // The .node file names the .poly vertices after the input points, so every .ele index exists.
     EXPECT_EQ(readFile("f.node").rfind("15 2 0 0\n", 0), 0u) << readFile("f.node");
+}
+
+TEST_F(Cli, CutKeepsOnlyTheTrianglesInsideAPolygon) {
+    writeFile("pts.txt", "0 0\n10 0\n10 10\n0 10\n3 4\n7 7\n8 3\n");
+    // A concave L reaching beyond the points' hull: the mesh is cut to the L inside 0..10.
+    writeFile("l.txt", "2 2\n12 2\n12 5\n5 5\n5 12\n2 12\n");
+    ToolRun r = run("triangulate pts.txt --cut l.txt --obj c.obj");
+    ASSERT_EQ(r.status, 0) << r.out << r.err;
+    double area = 0;
+    const std::vector<Face> vFaces = objFaces(readFile("c.obj"));
+    for (const Face& f : vFaces) {
+        area += f.area;
+        EXPECT_TRUE(f.cx > 2 && f.cx < 10 && f.cy > 2 && f.cy < 10 && (f.cx < 5 || f.cy < 5)) << f.cx << " " << f.cy;
+    }
+    EXPECT_EQ(area, 8 * 3 + 3 * 5);
+    EXPECT_TRUE(contains(r.out, "cut:       " + std::to_string(vFaces.size()) + " triangles inside l.txt (6 vertices)")) << r.out;
+    // Not a polygon, not simple, beside the mesh: exit status 1 with the reason, nothing written.
+    writeFile("two.txt", "1 1\n2 2\n");
+    writeFile("bowtie.txt", "1 1\n2 1\n1 2\n2 2\n");
+    writeFile("far.txt", "20 20\n30 20\n30 30\n");
+    const struct {
+        const char* file;
+        const char* reason;
+    } aBad[] = {{"two.txt", "not a polygon of at least 3"}, {"bowtie.txt", "the polygon is not simple"},
+                {"far.txt", "the polygon and the zone do not overlap"}};
+    for (const auto& bad : aBad) {
+        r = run(std::string("triangulate pts.txt --obj bad.obj --cut ") + bad.file);
+        EXPECT_EQ(r.status, 1) << bad.file;
+        EXPECT_TRUE(contains(r.err, bad.reason)) << bad.file << ": " << r.err;
+        EXPECT_FALSE(exists("bad.obj")) << bad.file;
+    }
 }
