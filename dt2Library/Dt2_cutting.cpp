@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -83,12 +84,12 @@ bool Dt2::buildSoup(const std::vector<Point2>& vPoints, const std::vector<SoupTr
     std::vector<Point2*> vHandles;
     insertVector(vPoints, &vHandles);
     std::vector<std::pair<Point2*, Point2*>> vEdges;
-    std::map<std::pair<size_t, size_t>, bool> mSeen;
+    std::set<std::pair<size_t, size_t>> sSeen;
     for (const SoupTriangle& t : vTris) {
         const size_t aIdx[3] = {t.a, t.b, t.c};
         for (int i = 0; i < 3; ++i) {
             const std::pair<size_t, size_t> e = std::minmax(aIdx[i], aIdx[(i + 1) % 3]);
-            if (mSeen.emplace(e, true).second) vEdges.emplace_back(vHandles[e.first], vHandles[e.second]);
+            if (sSeen.insert(e).second) vEdges.emplace_back(vHandles[e.first], vHandles[e.second]);
         }
     }
     getConstraintMgr().createConstraint(vEdges, CIS_CONSTRAINED_DELAUNAY, false);
@@ -160,8 +161,8 @@ Zone2* Dt2::importTriangles(const std::vector<Point2>& vCorners, bool bReorientI
         for (int i = 0; i < 3; ++i) {
             const size_t u = aIdx[i], w = aIdx[(i + 1) % 3];
             if (++mUses[std::minmax(u, w)] > 2) {
-                reportWarning(where, "the soup is not manifold: the edge of triangle " + std::to_string(t.input) +
-                                         " from corner " + std::to_string(i) + " is shared by more than two triangles. Returning NULL");
+                reportWarning(where, "the soup is not manifold: an edge of triangle " + std::to_string(t.input) +
+                                         " is shared by more than two triangles. Returning NULL");
                 return nullptr;
             }
             auto ins = mDirected.emplace(std::make_pair(u, w), t.input);

@@ -95,12 +95,13 @@ public:
     // edges (triangles that meet only at a vertex are in different parts), the part with the
     // zone's first triangle first. Nothing for an empty zone.
     void getComponentZones(std::vector<Zone2*>& vComponentZonesOut);
-    // Snaps vertices of the zone to the grid of multiples of gridSpacing (vertices in one cell
-    // become one) and returns how many moved or merged. A vertex moves only when the move keeps
-    // every triangle around it counterclockwise, or merges with a neighbour at its grid point;
-    // constraint and hull vertices stay, so the zone keeps its region. A move is a removal and
-    // an insertion (the old handle dies, the custom index goes along): the triangulation stays
-    // (constrained) Delaunay. A gridSpacing that is not positive and finite warns and does nothing.
+    // Snaps the zone's vertices to the nearest multiples of gridSpacing and returns how many
+    // moved or merged. A vertex with a neighbour in its grid cell is removed (the neighbour
+    // stands for both); otherwise it moves to its grid point when that keeps every triangle
+    // around it counterclockwise. Constraint and hull vertices stay, so the zone keeps its
+    // region. A move is a removal and an insertion (the old handle dies, the custom index goes
+    // along): the triangulation stays (constrained) Delaunay. Repeats while something changes
+    // (at most 8 passes). A gridSpacing that is not positive and finite warns and does nothing.
     size_t unifyGrid(double gridSpacing);
 
 private:

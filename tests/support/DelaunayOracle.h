@@ -4,10 +4,13 @@
 // a monotone-chain convex hull, and an edge-by-edge Delaunay test.
 #pragma once
 #include <array>
+#include <iostream>
 #include <random>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
+#include "ConstraintSegment2.h"
 #include "Point2.h"
 #include "Triangle2.h"
 
@@ -30,6 +33,31 @@ typedef std::pair<std::pair<double, double>, std::pair<double, double>> CoordEdg
 std::string checkDelaunayTriangulation(const std::vector<ORBI_LUMO2D::Point2>& vInput,
                                        const std::vector<ORBI_LUMO2D::Triangle2*>& vT,
                                        const std::vector<CoordEdge>* pConstraintEdges = nullptr);
+
+// Empty when the triangulation (Lumo_2D or Dt2) passes its own self-test (its output swallowed)
+// and checkDelaunayTriangulation of its vertices, with the alive constrained segments among
+// vSegments exempt from the Delaunay test; else why not.
+template <class TriangulationT>
+std::string checkConstrainedDelaunay(const TriangulationT& dt, const std::vector<ORBI_LUMO2D::ConstraintSegment2*>& vSegments) {
+    std::ostringstream sink;
+    std::streambuf* pOld = std::cout.rdbuf(sink.rdbuf());
+    const bool bValid = dt.checkValidity(true, "constrained");
+    std::cout.rdbuf(pOld);
+    if (!bValid) return "the self-test failed: " + sink.str();
+    std::vector<CoordEdge> vExempt;
+    for (const ORBI_LUMO2D::ConstraintSegment2* s : vSegments) {
+        if (!s->isAlive() || s->getCIS() != ORBI_LUMO2D::CIS_CONSTRAINED_DELAUNAY) continue;
+        vExempt.emplace_back(std::make_pair(s->getSrc()->x(), s->getSrc()->y()), std::make_pair(s->getTrg()->x(), s->getTrg()->y()));
+        vExempt.emplace_back(vExempt.back().second, vExempt.back().first);
+    }
+    std::vector<ORBI_LUMO2D::Point2*> vVtx;
+    dt.getVertexPointers(vVtx);
+    std::vector<ORBI_LUMO2D::Point2> vPts;
+    for (const ORBI_LUMO2D::Point2* p : vVtx) vPts.push_back(*p);
+    std::vector<ORBI_LUMO2D::Triangle2*> vT;
+    dt.getTrianglePointers(vT);
+    return checkDelaunayTriangulation(vPts, vT, &vExempt);
+}
 
 // The triangles as sorted coordinate triples, sorted: equal for equal triangulations.
 std::vector<std::array<double, 6>> canonicalTriangles(const std::vector<ORBI_LUMO2D::Triangle2*>& vT);
