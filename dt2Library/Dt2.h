@@ -28,6 +28,7 @@ class ConstraintGraph2;
 class ConstraintMgr;
 class ConstraintSegment2;
 class InnerVtxMgr;
+struct SoupTriangle;
 class TriangleSet;
 class Zone2;
 enum ConstraintInsertionStrategy : int32_t;
@@ -195,6 +196,15 @@ public:
     void growFromSeeds(const std::vector<ConstraintGraph2*>& vGraphs, const std::vector<Triangle2*>& vSeeds,
                        TriangleSet& sReached, std::vector<Triangle2*>& vTrianglesOut);
 
+    // ---- importing, cutting, grid unification (Dt2_cutting.cpp) --------------------------------
+    // The forms of Lumo_2D::importTriangles, Lumo_2D::cutTriangles, createZone_cookieCutter and
+    // Zone2::unifyGrid (see there); pZone must be a zone of this triangulation.
+    Zone2* importTriangles(const std::vector<Point2>& vCorners, bool bReorientIfNeeded);
+    ConstraintGraph2* cutTriangles(const std::vector<Segment2>& vSegments, std::vector<Triangle2*>& vLeftOut,
+                                   std::vector<Triangle2*>& vRightOut);
+    Zone2* cookieCutter(Zone2* pZone, const std::vector<Point2>& vPolygon);
+    size_t unifyGrid(Zone2* pZone, double gridSpacing);
+
     // ---- validity (pure; Dt2_queries.cpp) -------------------------------------------------------
     // Every fault of the data structure, in the order found. bCheckEmptyCircleProperty adds the
     // in-circle test across every edge that is not a constraint edge.
@@ -239,6 +249,11 @@ private:
     void forceEdgeByFlips(Point2* pStart, Point2* pStop);
     Triangle2* treatConstraintZone(const std::vector<Point2*>& vPoly,
                                    const std::vector<std::pair<Triangle2*, int>>& vOuter, bool bLeft);
+
+    // Inserts the soup's points and its edges as constraints; false (with the input index of
+    // the first triangle that is no face) when a triangle did not survive as a face.
+    bool buildSoup(const std::vector<Point2>& vPoints, const std::vector<SoupTriangle>& vTris,
+                   std::vector<Triangle2*>& vTrianglesOut, size_t& badInput);
 
     // ---- storage helpers ----------------------------------------------------------------------
     Point2* createVertex(double x, double y, int customIndex) {

@@ -159,6 +159,16 @@ Zone2* Lumo_2D::createZone(std::vector<Triangle2*>& vTriangles, bool bVerbose) {
 }
 void Lumo_2D::deleteZone(Zone2* pZone) { pImpl->deleteZone(pZone); }
 
+// ---- importing and cutting ------------------------------------------------------------------------
+
+Zone2* Lumo_2D::importTriangles(const std::vector<Point2>& vTriangleCorners, bool bReorientIfNeeded) {
+    return pImpl->importTriangles(vTriangleCorners, bReorientIfNeeded);
+}
+ConstraintGraph2* Lumo_2D::cutTriangles(const std::vector<Segment2>& vSegments, std::vector<Triangle2*>& vLeftOut,
+                                        std::vector<Triangle2*>& vRightOut) {
+    return pImpl->cutTriangles(vSegments, vLeftOut, vRightOut);
+}
+
 void Lumo_2D::subscribe(MsgType msgType, MsgBase* pMsg) {
     if (isNull(pMsg, "Lumo_2D::subscribe()", "pMsg", "nothing subscribed")) return;
     pImpl->subscribe(msgType, pMsg);

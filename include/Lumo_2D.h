@@ -144,6 +144,25 @@ public:
     // zone, is refused with a message.
     void deleteZone(Zone2* pZone);
 
+    // ---- importing and cutting ------------------------------------------------------------------
+    // Imports a triangle soup (three corners per triangle, e.g. the faces of an OBJ file): its
+    // vertices go in and its edges become constrained segments, so that every given triangle is
+    // a triangle of this triangulation. Returns a ZL_BOUNDED zone of exactly those triangles.
+    // Equal triangles (any rotation or orientation) are merged; clockwise ones are turned
+    // counterclockwise when bReorientIfNeeded, else refused. A size that is not a multiple of 3,
+    // a NaN/Inf or collinear triangle, an edge of more than two triangles and overlapping
+    // triangles (also a corner on another triangle's edge) give one message and null, with the
+    // triangulation unchanged. Existing vertices or constraints inside the triangles also give
+    // null, after the soup went in.
+    Zone2* importTriangles(const std::vector<Point2>& vTriangleCorners, bool bReorientIfNeeded);
+    // Inserts the segments as constrained, oriented segments (crossings split them) and appends
+    // the triangles beside the cut: vLeftOut those having a piece a->b of a segment counterclockwise
+    // (left of the segment as given), vRightOut those having it clockwise (right of it); each
+    // triangle once per list, hull sides contribute none. Returns the cut's graph (null, with a
+    // message, for no segments or before the first triangle).
+    ConstraintGraph2* cutTriangles(const std::vector<Segment2>& vSegments, std::vector<Triangle2*>& vLeftOut,
+                                   std::vector<Triangle2*>& vRightOut);
+
     // ---- progress -------------------------------------------------------------------------------
     // Registers pMsg (once per type) for progress reports; a null pMsg warns and is ignored.
     void subscribe(MsgType msgType, MsgBase* pMsg);

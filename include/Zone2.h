@@ -95,6 +95,14 @@ public:
     // edges (triangles that meet only at a vertex are in different parts), the part with the
     // zone's first triangle first. Nothing for an empty zone.
     void getComponentZones(std::vector<Zone2*>& vComponentZonesOut);
+    // Snaps the zone's vertices to the nearest multiples of gridSpacing and returns how many
+    // moved or merged. A vertex with a neighbour in its grid cell is removed (the neighbour
+    // stands for both); otherwise it moves to its grid point when that keeps every triangle
+    // around it counterclockwise. Constraint and hull vertices stay, so the zone keeps its
+    // region. A move is a removal and an insertion (the old handle dies, the custom index goes
+    // along): the triangulation stays (constrained) Delaunay. Repeats while something changes
+    // (at most 8 passes). A gridSpacing that is not positive and finite warns and does nothing.
+    size_t unifyGrid(double gridSpacing);
 
 private:
     friend class Dt2;
@@ -131,5 +139,14 @@ LUMO2D_API Zone2* zoneSymmetricDifference(Zone2* pZone0, Zone2* pZone1);
 // triangle was peeled off, or, with a warning, for a null zone or predicate. bVerbose prints the
 // number of peeled triangles.
 LUMO2D_API Zone2* peelOffIf(Zone2* pZone, UserPredicateT* pPredicate, bool bVerbose);
+
+// The part of the zone inside the simple polygon (either orientation, closed implicitly; its
+// vertices need not be vertices of the triangulation): the polygon is inserted as an oriented
+// constrained graph, which adds vertices where it crosses constraint edges and stays in the
+// triangulation, and the zone's triangles inside it become a new ZL_BOUNDED zone. Null, with one
+// message, for a null or foreign zone, fewer than 3 vertices, NaN/Inf, a polygon that is not
+// simple, or no overlap. A ZL_GLOBAL zone is everything, also what a polygon beyond the hull
+// adds; to cut the mesh as it is, cut its convertToBoundedZone().
+LUMO2D_API Zone2* createZone_cookieCutter(Zone2* pZone, const std::vector<Point2>& vPolygon);
 
 } // namespace ORBI_LUMO2D

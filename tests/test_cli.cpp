@@ -485,6 +485,21 @@ TEST_F(Cli, InsertsConstraintSegmentsFromEverySegmentFormat) {
     EXPECT_EQ(run("triangulate pts.txt --segments bad.con").status, 1);
 }
 
+// The triangular faces of an OBJ file: area and centre.
+struct Face {
+    double area, cx, cy;
+};
+std::vector<Face> objFaces(const std::string& file) {
+    const lumo_test::Obj obj = lumo_test::readObj(file);
+    std::vector<Face> vFaces;
+    for (const std::vector<int>& f : obj.faces) {
+        const auto &p = obj.vertices[size_t(f[0]) - 1], &q = obj.vertices[size_t(f[1]) - 1], &s = obj.vertices[size_t(f[2]) - 1];
+        vFaces.push_back(Face{((q.first - p.first) * (s.second - p.second) - (q.second - p.second) * (s.first - p.first)) / 2,
+                              (p.first + q.first + s.first) / 3, (p.second + q.second + s.second) / 3});
+    }
+    return vFaces;
+}
+
 TEST_F(Cli, APolyFileKeepsOnlyTheTrianglesInsideItsBoundaryAndOutsideItsHoles) {
     // A frame: outer square 1..9 inside the points' hull 0..10, a hole 4..6 named by a point.
     // With --quads the same domain is written as quadrilaterals.
@@ -494,15 +509,13 @@ TEST_F(Cli, APolyFileKeepsOnlyTheTrianglesInsideItsBoundaryAndOutsideItsHoles) {
     const ToolRun r = run("triangulate pts.txt --poly frame.poly --obj f.obj --ele f.ele --node f.node --svg f.svg --web scene");
     ASSERT_EQ(r.status, 0) << r.out << r.err;
     // The OBJ's faces cover exactly the frame: area 64 - 4, every face centre inside it.
-    const lumo_test::Obj obj = lumo_test::readObj("f.obj");
     double area = 0;
-    const size_t numFaces = obj.faces.size();
-    for (const std::vector<int>& f : obj.faces) {
-        const auto &p = obj.vertices[size_t(f[0]) - 1], &q = obj.vertices[size_t(f[1]) - 1], &s = obj.vertices[size_t(f[2]) - 1];
-        area += ((q.first - p.first) * (s.second - p.second) - (q.second - p.second) * (s.first - p.first)) / 2;
-        const double cx = (p.first + q.first + s.first) / 3, cy = (p.second + q.second + s.second) / 3;
-        EXPECT_TRUE(cx > 1 && cx < 9 && cy > 1 && cy < 9 && !(cx > 4 && cx < 6 && cy > 4 && cy < 6)) << cx << " " << cy;
+    const std::vector<Face> vFaces = objFaces("f.obj");
+    for (const Face& f : vFaces) {
+        area += f.area;
+        EXPECT_TRUE(f.cx > 1 && f.cx < 9 && f.cy > 1 && f.cy < 9 && !(f.cx > 4 && f.cx < 6 && f.cy > 4 && f.cy < 6)) << f.cx << " " << f.cy;
     }
+    const size_t numFaces = vFaces.size();
     EXPECT_EQ(area, 60.0);
     EXPECT_TRUE(contains(r.out, "domain:    " + std::to_string(numFaces) + " triangles inside the boundary, 1 hole point(s)")) << r.out;
     EXPECT_EQ(countLinesStartingWith(readFile("f.ele"), "") - 1, numFaces);
@@ -534,4 +547,35 @@ TEST_F(Cli, APolyFileKeepsOnlyTheTrianglesInsideItsBoundaryAndOutsideItsHoles) {
     EXPECT_TRUE(contains(rq.out, summary)) << rq.out;
     EXPECT_TRUE(contains(readFile("q.ps"), "quadrilaterals: " + std::to_string(numCorners[4])));
     EXPECT_TRUE(contains(readFile("q.svg"), "quadrilaterals: " + std::to_string(numCorners[4])));
+}
+
+TEST_F(Cli, CutKeepsOnlyTheTrianglesInsideAPolygon) {
+    writeFile("pts.txt", "0 0\n10 0\n10 10\n0 10\n3 4\n7 7\n8 3\n");
+    // A concave L reaching beyond the points' hull: the mesh is cut to the L inside 0..10.
+    writeFile("l.txt", "2 2\n12 2\n12 5\n5 5\n5 12\n2 12\n");
+    ToolRun r = run("triangulate pts.txt --cut l.txt --obj c.obj");
+    ASSERT_EQ(r.status, 0) << r.out << r.err;
+    double area = 0;
+    const std::vector<Face> vFaces = objFaces("c.obj");
+    for (const Face& f : vFaces) {
+        area += f.area;
+        EXPECT_TRUE(f.cx > 2 && f.cx < 10 && f.cy > 2 && f.cy < 10 && (f.cx < 5 || f.cy < 5)) << f.cx << " " << f.cy;
+    }
+    EXPECT_EQ(area, 8 * 3 + 3 * 5);
+    EXPECT_TRUE(contains(r.out, "cut:       " + std::to_string(vFaces.size()) + " triangles inside l.txt (6 vertices)")) << r.out;
+    // Not a polygon, not simple, beside the mesh: exit status 1 with the reason, nothing written.
+    writeFile("two.txt", "1 1\n2 2\n");
+    writeFile("bowtie.txt", "1 1\n2 1\n1 2\n2 2\n");
+    writeFile("far.txt", "20 20\n30 20\n30 30\n");
+    const struct {
+        const char* file;
+        const char* reason;
+    } aBad[] = {{"two.txt", "not a polygon of at least 3"}, {"bowtie.txt", "the polygon is not simple"},
+                {"far.txt", "the polygon and the zone do not overlap"}};
+    for (const auto& bad : aBad) {
+        r = run(std::string("triangulate pts.txt --obj bad.obj --cut ") + bad.file);
+        EXPECT_EQ(r.status, 1) << bad.file;
+        EXPECT_TRUE(contains(r.err, bad.reason)) << bad.file << ": " << r.err;
+        EXPECT_FALSE(exists("bad.obj")) << bad.file;
+    }
 }

@@ -284,6 +284,61 @@ const Row aRows[] = {
     {"peelOffIf: null zone and null predicate", [](Env&) { return warning("peelOffIf()", "pZone is NULL. Returning NULL") + warning("peelOffIf()", "pPredicate is NULL. Returning NULL"); },
      [](Env& e) { EXPECT_EQ(peelOffIf(nullptr, nullptr, true), nullptr); EXPECT_EQ(peelOffIf(e.dt.createZone(nullptr, ZL_GLOBAL), nullptr, true), nullptr); }},
 
+    // ---- importing, cutting, cookie cutter, grid unification ------------------------------------------
+    {"importTriangles: a corner count that is not a multiple of 3",
+     [](Env&) { return warning("Lumo_2D::importTriangles()", "vTriangleCorners holds 4 point(s), not a positive multiple of 3 (three corners per triangle). Returning NULL"); },
+     [](Env& e) { EXPECT_EQ(e.dt.importTriangles(std::vector<Point2>(4, Point2(1, 1)), true), nullptr); }},
+    {"importTriangles: overlapping triangles change nothing",
+     [](Env&) { return warning("Lumo_2D::importTriangles()", "triangle 0 is cut by another triangle (overlapping triangles, or a corner on another triangle's edge). Returning NULL"); },
+     [](Env& e) {
+         EXPECT_EQ(e.dt.importTriangles({Point2(0, 0), Point2(2, 0), Point2(0, 2), Point2(1, -1), Point2(3, 1), Point2(1, 1)}, true), nullptr);
+     }},
+    {"cutTriangles: no segments, and before the first triangle",
+     [](Env&) { return warning("Lumo_2D::cutTriangles()", "vSegments is empty. Returning NULL") +
+                       warning("Lumo_2D::cutTriangles()", "the triangulation has no triangles yet, nothing to cut. Returning NULL"); },
+     [](Env& e) {
+         std::vector<Triangle2*> vL, vR;
+         EXPECT_EQ(e.dt.cutTriangles({}, vL, vR), nullptr);
+         Lumo_2D empty;
+         EXPECT_EQ(empty.cutTriangles({e.a}, vL, vR), nullptr);
+         EXPECT_TRUE(vL.empty() && vR.empty());
+     }},
+    {"createZone_cookieCutter: null zone, too few corners, NaN, not simple",
+     [](Env&) {
+         const std::string where = "createZone_cookieCutter()";
+         return warning(where, "pZone is null or not a zone of this triangulation. Returning NULL") +
+                warning(where, "the polygon has fewer than 3 vertices. Returning NULL") +
+                warning(where, "the polygon has a NaN or infinite coordinate. Returning NULL") +
+                warning(where, "the polygon is not simple: edges 1 and 3 intersect. Returning NULL") +
+                warning(where, "the polygon is not simple: edges 1 and 2 overlap. Returning NULL");
+     },
+     [](Env& e) {
+         const std::vector<Point2> vSquare{Point2(1, 1), Point2(2, 1), Point2(2, 2), Point2(1, 2)};
+         EXPECT_EQ(createZone_cookieCutter(nullptr, vSquare), nullptr);
+         Zone2* pZone = e.dt.createZone(nullptr, ZL_GLOBAL);
+         // Closed by repeating the first vertex: two vertices are left.
+         EXPECT_EQ(createZone_cookieCutter(pZone, {Point2(1, 1), Point2(2, 2), Point2(1, 1)}), nullptr);
+         EXPECT_EQ(createZone_cookieCutter(pZone, {Point2(1, 1), Point2(2, Inf), Point2(1, 2)}), nullptr);
+         EXPECT_EQ(createZone_cookieCutter(pZone, {Point2(1, 1), Point2(2, 1), Point2(1, 2), Point2(2, 2)}), nullptr);
+         EXPECT_EQ(createZone_cookieCutter(pZone, {Point2(1, 1), Point2(3, 1), Point2(3, 2), Point2(3, 1.5)}), nullptr);
+     }},
+    {"createZone_cookieCutter: a polygon beside the zone (on another triangulation)",
+     [](Env&) { return warning("createZone_cookieCutter()", "the polygon and the zone do not overlap. Returning NULL"); },
+     [](Env& e) {
+         std::vector<Segment2> v{Segment2(Point2(0, 0), Point2(1, 0)), Segment2(Point2(1, 0), Point2(0, 3)), Segment2(Point2(0, 3), Point2(0, 0))};
+         Zone2* pZone = e.other.createZone(e.other.createConstraint(v, CIS_CONSTRAINED_DELAUNAY, true), ZL_INSIDE);
+         EXPECT_EQ(createZone_cookieCutter(pZone, {Point2(3, 0.5), Point2(3.5, 0.5), Point2(3.5, 1)}), nullptr);
+     }},
+    {"unifyGrid: spacing zero, negative, NaN", [](Env&) {
+         const std::string text = warning("Zone2::unifyGrid()", "gridSpacing must be positive and finite, nothing snapped");
+         return text + text + text; },
+     [](Env& e) {
+         Zone2* pZone = e.dt.createZone(nullptr, ZL_GLOBAL);
+         EXPECT_EQ(pZone->unifyGrid(0), 0u);
+         EXPECT_EQ(pZone->unifyGrid(-1), 0u);
+         EXPECT_EQ(pZone->unifyGrid(NaN), 0u);
+     }},
+
     // ---- triangles and the iterator -----------------------------------------------------------
     {"iterator: null vertex stands on null", [](Env&) { return warning("TriangleAroundVertexIterator::TriangleAroundVertexIterator()", "pVtx is null"); },
      [](Env&) {

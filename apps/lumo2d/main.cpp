@@ -2,7 +2,7 @@
 //
 //   lumo2d demo [DIR]
 //   lumo2d triangulate INPUT [--format F] [--obj F] [--ps F] [--svg F] [--web DIR] [--node F] [--ele F]
-//                            [--segments F] [--poly F] [--conforming] [--threads N] [--quads]
+//                            [--segments F] [--poly F] [--cut F] [--conforming] [--threads N] [--quads]
 //
 // Library messages (which go to standard output) are held back and shown on standard error
 // only when something fails, so that standard output carries just the summary.
@@ -65,6 +65,10 @@ const char* const usageText =
     "                       the outer boundary are kept: those reached from the convex hull\n"
     "                       (across hull edges that are no segment) or from a hole point\n"
     "                       without crossing a segment are cut away, in every output\n"
+    "  --cut FILE           a polygon (\"x y\" per line, either orientation, closed implicitly):\n"
+    "                       every output keeps only the triangles inside it (and inside the\n"
+    "                       domain with --poly). The mesh is cut along the polygon's edges,\n"
+    "                       with new vertices where they cross segments\n"
     "  --conforming         insert the segments as chains of Delaunay edges (split at new\n"
     "                       vertices) instead of forced edges; crossing segments are split at\n"
     "                       their intersection either way. Drawings show the segments in red\n"
@@ -293,6 +297,8 @@ struct Constraints {
     bool bPoly{false};
     std::string description;
     bool bConforming{false};
+    std::vector<Point2> vCutter;   // --cut polygon
+    std::string cutFile;
 };
 
 // The library's binary segment file, or text with four numbers per segment.
@@ -487,6 +493,13 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
         }
         // A .poly file describes a domain: the outputs hold its triangles only.
         Zone2* pZone = cons.bPoly ? polyZone(dt, pGraph, cons.vHoles) : nullptr;
+        const size_t numAfterSegments = dt.numberOfPoints();
+        if (!cons.vCutter.empty()) {
+            // Bounded by the hull as it is: a polygon reaching beyond it cuts the mesh there.
+            Zone2* pBase = pZone != nullptr ? pZone : dt.createZone(nullptr, ZL_GLOBAL, false)->convertToBoundedZone();
+            pZone = createZone_cookieCutter(pBase, cons.vCutter);
+            if (pZone == nullptr) inputError(cons.cutFile + ": cuts out no triangle (a polygon that is not simple, or beside the mesh)");
+        }
         std::vector<Triangle2*> vTriangles;
         if (pZone != nullptr) pZone->getTriangles(vTriangles);
         else dt.getTrianglePointers(vTriangles);
@@ -553,7 +566,10 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
         if (numDup > 0) std::cout << " (" << numDup << " duplicate" << (numDup == 1 ? "" : "s") << " merged)";
         std::cout << "\n";
         std::cout << "triangles: " << dt.numberOfTriangles() << "\n";
-        if (pZone != nullptr)
+        if (!cons.vCutter.empty())
+            std::cout << "cut:       " << vTriangles.size() << " triangles inside " << cons.cutFile << " ("
+                      << cons.vCutter.size() << " vertices); the outputs hold these\n";
+        else if (pZone != nullptr)
             std::cout << "domain:    " << vTriangles.size() << " triangles inside the boundary, " << cons.vHoles.size()
                       << " hole point(s); the outputs hold these\n";
         if (out.bQuads) {
@@ -567,7 +583,7 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
                   << (dt.getNumCPU() == 1 ? " thread)\n" : " threads)\n");
         if (!cons.vSegments.empty()) {
             std::cout << "segments:  " << cons.description << ", " << (cons.bConforming ? "conforming" : "constrained")
-                      << ", " << dt.numberOfPoints() - numBefore << " vertices added, " << formatMs(consSeconds) << "\n";
+                      << ", " << numAfterSegments - numBefore << " vertices added, " << formatMs(consSeconds) << "\n";
         }
         for (size_t i = 0; i < vLines.size(); ++i) std::cout << (i == 0 ? "written:   " : "           ") << vLines[i] << "\n";
         if (vLines.empty()) std::cout << "written:   nothing (use --obj, --ps, --svg, --web, --node or --ele)\n";
@@ -627,7 +643,7 @@ void runTriangulate(const std::vector<std::string>& vArgs, const Options& optIn)
     Outputs out;
     Constraints cons;
     std::string segmentsFile, polyFile;
-    const std::pair<const char*, std::string*> aTargets[] = {{"--segments", &segmentsFile}, {"--poly", &polyFile},{"--obj", &out.obj},   {"--ps", &out.ps},
+    const std::pair<const char*, std::string*> aTargets[] = {{"--segments", &segmentsFile}, {"--poly", &polyFile}, {"--cut", &cons.cutFile}, {"--obj", &out.obj},   {"--ps", &out.ps},
                                                              {"--svg", &out.svg},   {"--web", &out.web},
                                                              {"--node", &out.node}, {"--ele", &out.ele}};
     for (size_t i = 0; i < vArgs.size(); ++i) {
@@ -662,6 +678,14 @@ void runTriangulate(const std::vector<std::string>& vArgs, const Options& optIn)
     if (!segmentsFile.empty() && !polyFile.empty()) usageError("triangulate: --segments and --poly exclude each other");
     if (!segmentsFile.empty()) readSegmentFile(segmentsFile, cons);
     if (!polyFile.empty()) readPolyFile(polyFile, cons);
+    if (!cons.cutFile.empty()) {
+        HoldBackStdout hold(opt.bVerbose);
+        if (!readXY(cons.cutFile.c_str(), cons.vCutter) || cons.vCutter.size() < 3) {
+            hold.release();
+            std::cerr << hold.text();
+            inputError(cons.cutFile + ": not a polygon of at least 3 \"x y\" points");
+        }
+    }
     triangulateAndWrite(readInput(input, format), out, opt, cons);
 }
 

@@ -4,10 +4,13 @@
 // a monotone-chain convex hull, and an edge-by-edge Delaunay test.
 #pragma once
 #include <array>
+#include <iostream>
 #include <random>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
+#include "ConstraintSegment2.h"
 #include "Point2.h"
 #include "Triangle2.h"
 

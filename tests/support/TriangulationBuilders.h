@@ -53,28 +53,34 @@ struct Dt2Of : ORBI_LUMO2D::Dt2 {
     }
 };
 
-// Empty when dt passes its self-test, every alive piece of the graphs is an edge, and dt is a
-// Delaunay triangulation of its vertices but across constrained (not conforming) pieces;
-// otherwise `what` and the first fault.
+// Empty when dt passes its self-test, every alive segment of vSegments is an edge, and dt is a
+// Delaunay triangulation of its vertices but across constrained (not conforming) segments;
+// otherwise `what` and the first fault. Dead segments are skipped.
 template <class TriangulationT>
-std::string constrainedFault(const TriangulationT& dt, const std::vector<ORBI_LUMO2D::ConstraintGraph2*>& vGraphs,
+std::string constrainedFault(const TriangulationT& dt, const std::vector<ORBI_LUMO2D::ConstraintSegment2*>& vSegments,
                              const std::string& what) {
     bool bValid = false;
     const std::string out = stdoutOf([&] { bValid = dt.checkValidity(true, "constraints"); });
     if (!bValid) return what + ": the self-test failed:\n" + out;
     std::vector<CoordEdge> vExempt;
-    for (ORBI_LUMO2D::ConstraintGraph2* pG : vGraphs) {
-        std::vector<ORBI_LUMO2D::ConstraintSegment2*> v;
-        if (pG != nullptr) pG->getChildConstraintSegments(v);
-        for (ORBI_LUMO2D::ConstraintSegment2* s : v) {
-            if (dt.getAdjacentTriangle(s->getSrc(), s->getTrg()) == nullptr &&
-                dt.getAdjacentTriangle(s->getTrg(), s->getSrc()) == nullptr)
-                return what + ": an alive piece is no edge";
-            if (s->getCIS() == ORBI_LUMO2D::CIS_CONSTRAINED_DELAUNAY) vExempt.push_back(coordEdge(*s->getSrc(), *s->getTrg()));
-        }
+    for (ORBI_LUMO2D::ConstraintSegment2* s : vSegments) {
+        if (!s->isAlive()) continue;
+        if (dt.getAdjacentTriangle(s->getSrc(), s->getTrg()) == nullptr &&
+            dt.getAdjacentTriangle(s->getTrg(), s->getSrc()) == nullptr)
+            return what + ": an alive piece is no edge";
+        if (s->getCIS() == ORBI_LUMO2D::CIS_CONSTRAINED_DELAUNAY) vExempt.push_back(coordEdge(*s->getSrc(), *s->getTrg()));
     }
     const std::string err = meshFault(dt, &vExempt);
     return err.empty() ? "" : what + ": " + err;
+}
+// The same for the alive pieces of the graphs.
+template <class TriangulationT>
+std::string constrainedFault(const TriangulationT& dt, const std::vector<ORBI_LUMO2D::ConstraintGraph2*>& vGraphs,
+                             const std::string& what) {
+    std::vector<ORBI_LUMO2D::ConstraintSegment2*> v;
+    for (ORBI_LUMO2D::ConstraintGraph2* pG : vGraphs)
+        if (pG != nullptr) pG->getChildConstraintSegments(v);
+    return constrainedFault(dt, v, what);
 }
 
 } // namespace lumo_test
