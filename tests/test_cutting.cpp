@@ -107,7 +107,7 @@ bool barycentreInStar(const Triangle2* pT, const Point2& centre, const Loop& sta
 void expectValid(Dt2& dt, const std::string& what) {
     std::vector<ConstraintSegment2*> vSegs;
     if (dt.findConstraintMgr() != nullptr) dt.findConstraintMgr()->getSegmentsInMapOrder(vSegs);
-    ASSERT_EQ(lumo_test::constrainedFault(dt, vSegs, what), "");
+    ASSERT_EQ(lumo_test::constrainedSegmentsFault(dt, vSegs, what), "");
 }
 std::vector<Triangle2*> trianglesOf(const Zone2* pZone) {
     std::vector<Triangle2*> v;

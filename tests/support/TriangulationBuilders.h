@@ -57,7 +57,7 @@ struct Dt2Of : ORBI_LUMO2D::Dt2 {
 // Delaunay triangulation of its vertices but across constrained (not conforming) segments;
 // otherwise `what` and the first fault. Dead segments are skipped.
 template <class TriangulationT>
-std::string constrainedFault(const TriangulationT& dt, const std::vector<ORBI_LUMO2D::ConstraintSegment2*>& vSegments,
+std::string constrainedSegmentsFault(const TriangulationT& dt, const std::vector<ORBI_LUMO2D::ConstraintSegment2*>& vSegments,
                              const std::string& what) {
     bool bValid = false;
     const std::string out = stdoutOf([&] { bValid = dt.checkValidity(true, "constraints"); });
@@ -80,7 +80,7 @@ std::string constrainedFault(const TriangulationT& dt, const std::vector<ORBI_LU
     std::vector<ORBI_LUMO2D::ConstraintSegment2*> v;
     for (ORBI_LUMO2D::ConstraintGraph2* pG : vGraphs)
         if (pG != nullptr) pG->getChildConstraintSegments(v);
-    return constrainedFault(dt, v, what);
+    return constrainedSegmentsFault(dt, v, what);
 }
 
 } // namespace lumo_test
