@@ -216,7 +216,8 @@ private:
     }
     void resolveUnknownMarks();
     void remarkZone();
-    bool isZoneBorder(const Point2* p, const Point2* q) const;
+    void markUnknownAlong(Point2* pSplit, Point2* pSrc, Point2* pTrg);
+    ConstraintGraph2* findZoneBorder(const Point2* p, const Point2* q) const;
     template <class Fn> void forEachTriangleAround(Point2* pVtx, Fn fn);
 
     Dt2& dt;
@@ -361,17 +362,19 @@ Point2* Refiner::insertVertexForRefinement(const Point2& p, Triangle2* pContaini
     return (pNew != nullptr && dt.numberOfPoints() > numBefore) ? pNew : nullptr;
 }
 
-bool Refiner::isZoneBorder(const Point2* p, const Point2* q) const {
+// The zone graph that owns the alive segment (p, q), or null: such an edge bounds the zone.
+ConstraintGraph2* Refiner::findZoneBorder(const Point2* p, const Point2* q) const {
     const ConstraintMgr* pMgr = dt.findConstraintMgr();
     const ConstraintSegment2* pCSeg = pMgr == nullptr ? nullptr : pMgr->getConstraintSegment(p, q);
-    if (pCSeg == nullptr || !pCSeg->isAlive()) return false;
+    if (pCSeg == nullptr || !pCSeg->isAlive()) return nullptr;
     for (ConstraintGraph2* pOwner : pCSeg->getOwners())
-        if (sZoneGraphs.count(pOwner) != 0) return true;
-    return false;
+        if (sZoneGraphs.count(pOwner) != 0) return pOwner;
+    return nullptr;
 }
 
 // Each unknown triangle takes the mark of the first known one reached across edges that are
-// no zone border; a flood that finds none (not expected) falls back to marking the zone anew.
+// no zone border, or, at a border edge, the side of that edge: the zone lies left of its
+// graphs' directed segments. A flood that finds neither falls back to marking the zone anew.
 void Refiner::resolveUnknownMarks() {
     const size_t maxFlood = 4096;
     for (size_t u = 0; u < vUnknownT.size(); ++u) {
@@ -383,9 +386,16 @@ void Refiner::resolveUnknownMarks() {
         for (size_t head = 0; head < vFloodT.size() && found < 0 && vFloodT.size() < maxFlood; ++head) {
             Triangle2* pT = vFloodT[head];
             for (int i = 0; i < 3 && found < 0; ++i) {
+                Point2* pA = pT->getCorner(incIndexBy1(i));
+                Point2* pB = pT->getCorner(incIndexBy2(i));
+                if (ConstraintGraph2* pG = findZoneBorder(pA, pB)) {
+                    ConstraintSegment2* pCSeg = dt.getConstraintMgr().getConstraintSegment(pA, pB);
+                    const bool bForward = (pCSeg->getSrc() == pA) != pG->isReverse(pCSeg);
+                    found = bForward ? MARK_IN : MARK_OUT;   // pT lies left of pA -> pB
+                    break;
+                }
                 Triangle2* pN = pT->getOppositeTriangle(i);
                 if (pN == nullptr) continue;
-                if (isZoneBorder(pT->getCorner(incIndexBy1(i)), pT->getCorner(incIndexBy2(i)))) continue;
                 const uint8_t m = marks.get(pN);
                 if (m != MARK_UNKNOWN) found = m;
                 else if (std::find(vSeen.begin(), vSeen.end(), pN) == vSeen.end()) {
@@ -402,6 +412,37 @@ void Refiner::resolveUnknownMarks() {
         for (Triangle2* pT : vFloodT) marks.set(pT, uint8_t(found));
     }
     vUnknownT.clear();
+}
+
+// Marks unknown every triangle that meets the box of the split segment and is reached from the
+// split vertex through such triangles: a superset of what constrained insertion of the halves
+// re-triangulated (the halves stay in that box up to the rounding of the split vertex).
+void Refiner::markUnknownAlong(Point2* pSplit, Point2* pSrc, Point2* pTrg) {
+    double x0 = std::min({pSrc->x(), pTrg->x(), pSplit->x()}), x1 = std::max({pSrc->x(), pTrg->x(), pSplit->x()});
+    double y0 = std::min({pSrc->y(), pTrg->y(), pSplit->y()}), y1 = std::max({pSrc->y(), pTrg->y(), pSplit->y()});
+    const double margin = 1e-9 * ((x1 - x0) + (y1 - y0)) + 1e-300;
+    x0 -= margin, x1 += margin, y0 -= margin, y1 += margin;
+    auto meetsBox = [&](const Triangle2* pT) {
+        double tx0 = DBL_MAX, tx1 = -DBL_MAX, ty0 = DBL_MAX, ty1 = -DBL_MAX;
+        for (int i = 0; i < 3; ++i) {
+            tx0 = std::min(tx0, pT->getCorner(i)->x()), tx1 = std::max(tx1, pT->getCorner(i)->x());
+            ty0 = std::min(ty0, pT->getCorner(i)->y()), ty1 = std::max(ty1, pT->getCorner(i)->y());
+        }
+        return tx0 <= x1 && tx1 >= x0 && ty0 <= y1 && ty1 >= y0;
+    };
+    std::unordered_set<Triangle2*> sSeen;
+    vFloodT.clear();
+    forEachTriangleAround(pSplit, [&](Triangle2* pT) {
+        if (sSeen.insert(pT).second) vFloodT.push_back(pT);
+    });
+    for (size_t head = 0; head < vFloodT.size(); ++head) {
+        Triangle2* pT = vFloodT[head];
+        markUnknown(pT);
+        for (int i = 0; i < 3; ++i) {
+            Triangle2* pN = pT->getOppositeTriangle(i);
+            if (pN != nullptr && meetsBox(pN) && sSeen.insert(pN).second) vFloodT.push_back(pN);
+        }
+    }
 }
 
 void Refiner::remarkZone() {
@@ -437,13 +478,19 @@ bool Refiner::splitConstraint(RefCand3* pRC) {
     if ((splitPoint.x() == pSrc->x() && splitPoint.y() == pSrc->y()) ||
         (splitPoint.x() == pTrg->x() && splitPoint.y() == pTrg->y()))
         return givingUp();
-    // A split point in one of the segment's two triangles, or on the segment, gives a split
-    // whose every new triangle the observer sees; elsewhere constrained insertion may
-    // re-triangulate without telling it.
+    // A split point in one of the segment's two triangles, on the segment, or just beyond it
+    // where it is a hull edge, gives a split whose every new triangle the observer sees (the
+    // halves are edges at once); elsewhere constrained insertion may re-triangulate without
+    // telling it.
     const Location loc = dt.getInserter().locate(splitPoint, pLocT);
-    const bool bObserved = (loc.kind == Location::LOC_FACE && loc.pT->hasVertex(pSrc) && loc.pT->hasVertex(pTrg)) ||
-                           (loc.kind == Location::LOC_EDGE && loc.pT->hasVertex(pSrc) && loc.pT->hasVertex(pTrg) &&
-                            loc.pT->getCorner(loc.idx) != pSrc && loc.pT->getCorner(loc.idx) != pTrg);
+    const bool bBesideSegment = loc.pT != nullptr && loc.pT->hasVertex(pSrc) && loc.pT->hasVertex(pTrg);
+    const bool bAcrossSegment = bBesideSegment && loc.pT->getCorner(loc.idx) != pSrc && loc.pT->getCorner(loc.idx) != pTrg;
+    bool bObserved = (loc.kind == Location::LOC_FACE && bBesideSegment) || (loc.kind == Location::LOC_EDGE && bAcrossSegment);
+    if (loc.kind == Location::LOC_OUTSIDE_HULL) {
+        // Beyond the segment as a hull edge: the segment is among the hull edges it sees.
+        Triangle2* pSegT = pLocT->getOppositeTriangle(idx) == nullptr ? pLocT : nullptr;
+        bObserved = pSegT != nullptr && dt.getGeomTest().getOrientation2(p1, p2, &splitPoint) == ORIENTATION2_CW;
+    }
     bSplitting = true;
     Point2* pSplit = pCSeg->insertAndSplit(splitPoint);
     bSplitting = false;
@@ -454,11 +501,8 @@ bool Refiner::splitConstraint(RefCand3* pRC) {
     sSplitVertices.insert(pSplit);
     // The constrained insertion of the halves may have re-triangulated without telling the
     // observer (a split vertex off the segment's two triangles): then the marks are redone.
-    if (bObserved) resolveUnknownMarks();
-    else {
-        vUnknownT.clear();
-        remarkZone();
-    }
+    if (!bObserved) markUnknownAlong(pSplit, pSrc, pTrg);
+    resolveUnknownMarks();
     const double dx = pSplit->x() - pSrc->x(), dy = pSplit->y() - pSrc->y();
     dt.getInnerVtxMgr().removePreviouslyInsertedVertices(pSplit, dx * dx + dy * dy, &dt);
     addRefCandsAround(pSplit);
