@@ -484,7 +484,8 @@ bool Refiner::splitConstraint(RefCand3* pRC) {
     // telling it.
     const Location loc = dt.getInserter().locate(splitPoint, pLocT);
     const bool bBesideSegment = loc.pT != nullptr && loc.pT->hasVertex(pSrc) && loc.pT->hasVertex(pTrg);
-    const bool bAcrossSegment = bBesideSegment && loc.pT->getCorner(loc.idx) != pSrc && loc.pT->getCorner(loc.idx) != pTrg;
+    const bool bAcrossSegment = bBesideSegment && loc.idx >= 0 && loc.idx <= 2 && loc.pT->getCorner(loc.idx) != pSrc &&
+                                loc.pT->getCorner(loc.idx) != pTrg;
     bool bObserved = (loc.kind == Location::LOC_FACE && bBesideSegment) || (loc.kind == Location::LOC_EDGE && bAcrossSegment);
     if (loc.kind == Location::LOC_OUTSIDE_HULL) {
         // Beyond the segment as a hull edge: the segment is among the hull edges it sees.
