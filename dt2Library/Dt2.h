@@ -29,6 +29,7 @@ class ConstraintMgr;
 class ConstraintSegment2;
 class InnerVtxMgr;
 struct SoupTriangle;
+class MeshGenParams;
 class TriangleSet;
 class Zone2;
 enum ConstraintInsertionStrategy : int32_t;
@@ -140,6 +141,7 @@ public:
     // The legality hook (null: every edge may be flipped) and the observer of flips and splits.
     void setFlipGuard(const FlipGuard* pGuard) { inserter.setFlipGuard(pGuard); }
     void setObserver(TopologyObserver* pObserver) { inserter.setObserver(pObserver); }
+    TopologyObserver* getObserver() const { return inserter.getObserver(); }
     // Whether (p0,p1) is an edge that must not be flipped (the guard refuses it).
     bool isConstraintEdge(const Point2* p0, const Point2* p1) const { return !inserter.mayFlip(p0, p1); }
     // Whether pVtx is an endpoint of an alive constraint segment (such a vertex cannot be
@@ -204,6 +206,13 @@ public:
                                    std::vector<Triangle2*>& vRightOut);
     Zone2* cookieCutter(Zone2* pZone, const std::vector<Point2>& vPolygon);
     size_t unifyGrid(Zone2* pZone, double gridSpacing);
+    // ---- quality mesh generation (Dt2_meshing.cpp) ----------------------------------------------
+    // The refinement driver behind Lumo_2D::refine and refineAdvanced; refusals print one error
+    // and change nothing.
+    void refineMain3(MeshGenParams* pParams);
+    // Diagnostic of a refined zone: the number of triangles, the worst angle, triangles whose
+    // aspect exceeds aspectLimit ("HHH: Bad Aspect") and growth violations. Changes nothing.
+    void checkZoneQuality(MeshGenParams* pParams);
 
     // ---- validity (pure; Dt2_queries.cpp) -------------------------------------------------------
     // Every fault of the data structure, in the order found. bCheckEmptyCircleProperty adds the
