@@ -437,17 +437,95 @@ void writeEleFile(const std::string& path, const std::vector<Triangle2*>& vTrian
     if (!f) inputError(path + ": could not be written");
 }
 
-// Triangulates, writes the outputs and prints the summary; cleans up on failure.
-void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt, const Constraints& cons = Constraints()) {
+// Every output target can be written: checked before any work is done.
+void checkOutputTargets(const Outputs& out) {
     for (const auto& target : {std::make_pair("--obj", &out.obj), std::make_pair("--ps", &out.ps),
                                std::make_pair("--svg", &out.svg), std::make_pair("--node", &out.node),
                                std::make_pair("--ele", &out.ele)})
         if (!target.second->empty()) checkFileTarget(target.first, *target.second);
     if (!out.web.empty()) checkDirectoryTarget("--web", out.web);
+}
 
+// Runs a command's work with the library's chatter held back; on failure removes what the work
+// wrote and shows the chatter on standard error.
+void runHoldingBack(const Options& opt, const std::function<void(HoldBackStdout&, WrittenPaths&)>& work) {
     HoldBackStdout hold(opt.bVerbose);
     WrittenPaths written;
     try {
+        work(hold, written);
+    } catch (const CliError&) {
+        written.removeAll();
+        hold.release();
+        if (!opt.bVerbose && !hold.text().empty()) std::cerr << hold.text();
+        throw;
+    } catch (const LumoException& e) {
+        written.removeAll();
+        hold.release();
+        if (!opt.bVerbose) std::cerr << hold.text();
+        throw CliError{1, "the library failed: " + std::string(e.what())};
+    }
+}
+
+// Writes what the options ask for: the triangles (pZone's, or all when null) and, for .node/.ele,
+// the input points with their handles in dt. Returns the summary's "written:" lines.
+std::vector<std::string> writeOutputs(Lumo_2D& dt, Zone2* pZone, const std::vector<Triangle2*>& vTriangles,
+                                      const Input& in, const std::vector<Point2*>& vHandles, const Outputs& out,
+                                      WrittenPaths& written) {
+    const bool bDrawable = dt.numberOfTriangles() <= maxDrawingTriangles;
+    for (const std::string* pDrawing : {&out.ps, &out.svg}) {
+        if (!pDrawing->empty() && !bDrawable) {
+            inputError(*pDrawing + ": " + std::to_string(dt.numberOfTriangles()) +
+                       " triangles are more than a drawing holds (" + std::to_string(maxDrawingTriangles) +
+                       "); use --web or --obj for large meshes");
+        }
+    }
+    std::vector<std::string> vLines;
+    // Writes one file through the library and checks that it arrived.
+    auto writeFile = [&](const std::string& path, const char* what, const std::function<void()>& write) {
+        if (path.empty()) return;
+        written.addFile(path);
+        write();
+        if (!isNonEmptyFile(path)) inputError(path + ": could not be written");
+        vLines.push_back(path + "  (" + what + ")");
+    };
+    writeFile(out.ps, "PostScript drawing", [&] { pZone != nullptr ? pZone->show(out.ps) : dt.show(out.ps); });
+    writeFile(out.svg, "SVG drawing", [&] { pZone != nullptr ? pZone->showSvg(out.svg) : dt.showSvg(out.svg); });
+    writeFile(out.obj, "Wavefront OBJ", [&] { dt.writeObj(out.obj, pZone); });
+    std::vector<Point2*> vAdded;   // vertices that are no input point
+    if (!out.node.empty() || !out.ele.empty()) {
+        const std::set<Point2*> sInput(vHandles.begin(), vHandles.end());
+        std::vector<Point2*> vAll;
+        dt.getVertexPointers(vAll);
+        for (Point2* p : vAll)
+            if (sInput.count(p) == 0) vAdded.push_back(p);
+    }
+    writeFile(out.node, "input points, .node", [&] { writeNodeFile(out.node, in, vAdded); });
+    writeFile(out.ele, "triangles as input indices, .ele", [&] { writeEleFile(out.ele, vTriangles, in, vHandles, vAdded); });
+    if (!out.web.empty()) {
+        const std::string web = withoutTrailingSlash(out.web);
+        written.addNewDirectories(out.web);
+        dt.writeWebScene(out.web.c_str(), pZone);
+        if (!isNonEmptyFile(web + "/index.html") || !isNonEmptyFile(web + "/3d.obj") ||
+            (bDrawable && !isNonEmptyFile(web + "/2d.svg")))
+            inputError(out.web + ": the browser scene could not be written");
+        vLines.push_back(web + "/  (browser scene: python3 -m http.server -d " + web +
+                         ", then open http://localhost:8000)");
+        if (!bDrawable)
+            vLines.push_back(web + "/  (no top view 2d.svg: more than " + std::to_string(maxDrawingTriangles) +
+                             " triangles)");
+    }
+    return vLines;
+}
+
+void printWrittenLines(const std::vector<std::string>& vLines) {
+    for (size_t i = 0; i < vLines.size(); ++i) std::cout << (i == 0 ? "written:   " : "           ") << vLines[i] << "\n";
+    if (vLines.empty()) std::cout << "written:   nothing (use --obj, --ps, --svg, --web, --node or --ele)\n";
+}
+
+// Triangulates, writes the outputs and prints the summary; cleans up on failure.
+void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt, const Constraints& cons = Constraints()) {
+    checkOutputTargets(out);
+    runHoldingBack(opt, [&](HoldBackStdout& hold, WrittenPaths& written) {
         const std::vector<Point2>& vPoints = in.vPoints;
         Lumo_2D dt(unsigned(vPoints.size()));
         dt.setNumCPU(opt.numThreads);
@@ -485,50 +563,7 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
         std::vector<Triangle2*> vTriangles;
         if (pZone != nullptr) pZone->getTriangles(vTriangles);
         else dt.getTrianglePointers(vTriangles);
-        const bool bDrawable = dt.numberOfTriangles() <= maxDrawingTriangles;
-        for (const std::string* pDrawing : {&out.ps, &out.svg}) {
-            if (!pDrawing->empty() && !bDrawable) {
-                inputError(*pDrawing + ": " + std::to_string(dt.numberOfTriangles()) +
-                           " triangles are more than a drawing holds (" + std::to_string(maxDrawingTriangles) +
-                           "); use --web or --obj for large meshes");
-            }
-        }
-
-        std::vector<std::string> vLines;
-        // Writes one file through the library and checks that it arrived.
-        auto writeFile = [&](const std::string& path, const char* what, const std::function<void()>& write) {
-            if (path.empty()) return;
-            written.addFile(path);
-            write();
-            if (!isNonEmptyFile(path)) inputError(path + ": could not be written");
-            vLines.push_back(path + "  (" + what + ")");
-        };
-        writeFile(out.ps, "PostScript drawing", [&] { pZone != nullptr ? pZone->show(out.ps) : dt.show(out.ps); });
-        writeFile(out.svg, "SVG drawing", [&] { pZone != nullptr ? pZone->showSvg(out.svg) : dt.showSvg(out.svg); });
-        writeFile(out.obj, "Wavefront OBJ", [&] { dt.writeObj(out.obj, pZone); });
-        std::vector<Point2*> vAdded;   // vertices that are no input point
-        if (!out.node.empty() || !out.ele.empty()) {
-            const std::set<Point2*> sInput(vHandles.begin(), vHandles.end());
-            std::vector<Point2*> vAll;
-            dt.getVertexPointers(vAll);
-            for (Point2* p : vAll)
-                if (sInput.count(p) == 0) vAdded.push_back(p);
-        }
-        writeFile(out.node, "input points, .node", [&] { writeNodeFile(out.node, in, vAdded); });
-        writeFile(out.ele, "triangles as input indices, .ele", [&] { writeEleFile(out.ele, vTriangles, in, vHandles, vAdded); });
-        if (!out.web.empty()) {
-            const std::string web = withoutTrailingSlash(out.web);
-            written.addNewDirectories(out.web);
-            dt.writeWebScene(out.web.c_str(), pZone);
-            if (!isNonEmptyFile(web + "/index.html") || !isNonEmptyFile(web + "/3d.obj") ||
-                (bDrawable && !isNonEmptyFile(web + "/2d.svg")))
-                inputError(out.web + ": the browser scene could not be written");
-            vLines.push_back(web + "/  (browser scene: python3 -m http.server -d " + web +
-                             ", then open http://localhost:8000)");
-            if (!bDrawable)
-                vLines.push_back(web + "/  (no top view 2d.svg: more than " + std::to_string(maxDrawingTriangles) +
-                                 " triangles)");
-        }
+        const std::vector<std::string> vLines = writeOutputs(dt, pZone, vTriangles, in, vHandles, out, written);
         hold.release();
 
         const size_t numDup = vPoints.size() - numInputVertices;
@@ -546,19 +581,8 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
             std::cout << "segments:  " << cons.description << ", " << (cons.bConforming ? "conforming" : "constrained")
                       << ", " << dt.numberOfPoints() - numBefore << " vertices added, " << formatMs(consSeconds) << "\n";
         }
-        for (size_t i = 0; i < vLines.size(); ++i) std::cout << (i == 0 ? "written:   " : "           ") << vLines[i] << "\n";
-        if (vLines.empty()) std::cout << "written:   nothing (use --obj, --ps, --svg, --web, --node or --ele)\n";
-    } catch (const CliError&) {
-        written.removeAll();
-        hold.release();
-        if (!opt.bVerbose && !hold.text().empty()) std::cerr << hold.text();
-        throw;
-    } catch (const LumoException& e) {
-        written.removeAll();
-        hold.release();
-        if (!opt.bVerbose) std::cerr << hold.text();
-        throw CliError{1, "the library failed: " + std::string(e.what())};
-    }
+        printWrittenLines(vLines);
+    });
 }
 
 void runDemo(const std::vector<std::string>& vArgs, const Options& opt) {
