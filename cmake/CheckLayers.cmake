@@ -6,9 +6,9 @@
 # may include its own layer and the layers below it, never a higher one and never the side.
 # Side files (output, files, tools) may include any core layer. The facade header Lumo_2D.h is
 # included by Lumo_2D.cpp alone. Constraints, zones and refinement come between insertion and
-# the side as layers of their own (constraints and zones are built).
+# the side as layers of their own.
 cmake_policy(VERSION 3.20)
-set(LAYERS base values predicates topology insertion constraints zones)
+set(LAYERS base values predicates topology insertion constraints zones refinement)
 set(LAYER_base        Lumo2D_defs LumoException tools MsgBase MsgPublisher Orientation2 LumoVersion)
 set(LAYER_values      Point2 Vector2 Bbox2 Segment2 Circle2 VertexPair2 Label Color)
 set(LAYER_predicates  GeomTest ExactDiffPredicates)
@@ -16,6 +16,7 @@ set(LAYER_topology    Triangle2 Edge2 TopologyOps SimplePool HC2 VertexVault)
 set(LAYER_insertion   Inserter InserterMT Dt2 Dt2_insertion Dt2_queries Dt2_removal)
 set(LAYER_constraints ConstraintSegment2 ConstraintGraph2 ConstraintMgr InnerVtxMgr Dt2_constraints)
 set(LAYER_zones       Zone2 Dt2_zones TriangleSet)
+set(LAYER_refinement  MeshGenParams Dt2_meshing RefCand3)
 set(SIDE              Visualizer2 MeshExport MeshExport_internal webFiles Dt2_output LumoFiles freeFunctions
                       PointFileReaders PointFileReaders_internal
                       testDataGenerators SegmentChecker SegmentCheckerInspector RTree Lumo_2D)

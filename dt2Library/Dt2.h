@@ -28,6 +28,7 @@ class ConstraintGraph2;
 class ConstraintMgr;
 class ConstraintSegment2;
 class InnerVtxMgr;
+class MeshGenParams;
 class TriangleSet;
 class Zone2;
 enum ConstraintInsertionStrategy : int32_t;
@@ -194,6 +195,11 @@ public:
     // reached triangle once (seeds already in sReached are skipped).
     void growFromSeeds(const std::vector<ConstraintGraph2*>& vGraphs, const std::vector<Triangle2*>& vSeeds,
                        TriangleSet& sReached, std::vector<Triangle2*>& vTrianglesOut);
+
+    // ---- quality mesh generation (Dt2_meshing.cpp) ----------------------------------------------
+    // The refinement driver behind Lumo_2D::refine and refineAdvanced; refusals print one error
+    // and change nothing.
+    void refineMain3(MeshGenParams* pParams);
 
     // ---- validity (pure; Dt2_queries.cpp) -------------------------------------------------------
     // Every fault of the data structure, in the order found. bCheckEmptyCircleProperty adds the

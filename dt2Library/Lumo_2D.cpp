@@ -3,6 +3,7 @@
 // warning and a neutral result, so that the triangulation stays as it was.
 #include "Lumo_2D.h"
 #include <cmath>
+#include <iostream>
 #include <sstream>
 #include <thread>
 #include "ConstraintMgr.h"
@@ -157,6 +158,31 @@ Zone2* Lumo_2D::createZone(std::vector<Triangle2*>& vTriangles, bool bVerbose) {
     return verbose(pImpl->createZone(vTriangles), bVerbose);
 }
 void Lumo_2D::deleteZone(Zone2* pZone) { pImpl->deleteZone(pZone); }
+
+// ---- quality mesh generation -----------------------------------------------------------------------
+
+void Lumo_2D::refine(Zone2* pZone, double minAngleDegree, double minEdgeLength, double maxEdgeLength,
+                     bool allowConstraintSplitting) {
+    if (pZone == nullptr) {
+        std::cerr << "\nWarning: Lumo_2D::refine(..) has been called with pZone==NULL\n\n";
+        return;
+    }
+    if (minAngleDegree > 30.0) {
+        std::cerr << "\nWarning: Lumo_2D::refine(..), minAngleDegree can't be >30\n\n";
+        return;
+    }
+    MyLocalParams params(pZone);
+    params.minAngleDegree = minAngleDegree;
+    params.minEdgeLength = minEdgeLength;
+    params.maxEdgeLength = maxEdgeLength;
+    params.allowConstraintSplitting = allowConstraintSplitting;
+    pImpl->refineMain3(&params);
+}
+
+void Lumo_2D::refineAdvanced(MeshGenParams* pParams) {
+    if (isNull(pParams, "Lumo_2D::refineAdvanced()", "pParams", "nothing refined")) return;
+    pImpl->refineMain3(pParams);
+}
 
 void Lumo_2D::subscribe(MsgType msgType, MsgBase* pMsg) {
     if (isNull(pMsg, "Lumo_2D::subscribe()", "pMsg", "nothing subscribed")) return;

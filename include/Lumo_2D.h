@@ -24,6 +24,8 @@
 #include "ConstraintSegment2.h"
 #include "ConstraintGraph2.h"
 #include "Zone2.h"
+#include "MeshGenParams.h"
+#include <cfloat>
 #include <string>
 #include <vector>
 
@@ -142,6 +144,17 @@ public:
     // Destroys a zone of this triangulation; another pointer, or an operand of a live result
     // zone, is refused with a message.
     void deleteZone(Zone2* pZone);
+
+    // ---- quality mesh generation ------------------------------------------------------------------
+    // Adds vertices inside the zone (ZL_INSIDE or ZL_BOUNDED) until its triangles have no angle
+    // below minAngleDegree (at most 30) and no edge longer than maxEdgeLength, except where the
+    // input's own small angles or constraint edges not longer than 2 * minEdgeLength prevent it.
+    // Constraint edges are split where needed unless allowConstraintSplitting is false. A null
+    // zone or an angle above 30 prints a warning on standard error and changes nothing.
+    void refine(Zone2* pZone, double minAngleDegree = 20.0, double minEdgeLength = 0.001,
+                double maxEdgeLength = DBL_MAX, bool allowConstraintSplitting = true);
+    // The same with all bounds of pParams, including per-triangle bounds of a subclass.
+    void refineAdvanced(MeshGenParams* pParams);
 
     // ---- progress -------------------------------------------------------------------------------
     // Registers pMsg (once per type) for progress reports; a null pMsg warns and is ignored.
