@@ -66,6 +66,33 @@ size_t countLinesStartingWith(const std::string& text, const std::string& prefix
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
+// The faces of an OBJ file, as corner coordinates in file order.
+struct ObjTriangle {
+    double x[3], y[3];
+    double area() const { return ((x[1] - x[0]) * (y[2] - y[0]) - (y[1] - y[0]) * (x[2] - x[0])) / 2; }
+};
+std::vector<ObjTriangle> readObjTriangles(const std::string& name, size_t* pNumVertices = nullptr) {
+    std::vector<std::pair<double, double>> vV;
+    std::vector<ObjTriangle> vT;
+    std::istringstream obj(readFile(name));
+    std::string tag;
+    while (obj >> tag) {
+        if (tag == "v") {
+            double x, y, z;
+            obj >> x >> y >> z;
+            vV.emplace_back(x, y);
+            continue;
+        }
+        size_t a[3];
+        obj >> a[0] >> a[1] >> a[2];
+        ObjTriangle t;
+        for (int i = 0; i < 3; ++i) t.x[i] = vV.at(a[i] - 1).first, t.y[i] = vV.at(a[i] - 1).second;
+        vT.push_back(t);
+    }
+    if (pNumVertices != nullptr) *pNumVertices = vV.size();
+    return vT;
+}
+
 struct ToolRun {
     int status;
     std::string out, err;
@@ -145,7 +172,17 @@ TEST_F(Cli, UsageErrorsExitWithTwoAndWriteNothing) {
                     {"demo a b", "demo takes at most one directory, got 2"},
                     {"triangulate pts.txt --threads", "--threads needs a number"},
                     {"triangulate pts.txt --threads two", "--threads: 'two' is not a thread count (0 to 100000)"},
-                    {"triangulate pts.txt --threads -1", "--threads: '-1' is not a thread count (0 to 100000)"}},
+                    {"triangulate pts.txt --threads -1", "--threads: '-1' is not a thread count (0 to 100000)"},
+                    {"mesh", "mesh: missing INPUT (a .poly or segment file)"},
+                    {"mesh a.poly b.poly", "mesh: more than one INPUT ('a.poly', 'b.poly')"},
+                    {"mesh a.poly --conforming", "mesh: unknown option '--conforming'"},
+                    {"mesh a.poly --min-angle", "--min-angle needs a number"},
+                    {"mesh a.poly --min-angle 30.5", "--min-angle: '30.5' is not an angle from 0 to 30 degrees"},
+                    {"mesh a.poly --min-angle -1", "--min-angle: '-1' is not an angle from 0 to 30 degrees"},
+                    {"mesh a.poly --max-area -2", "--max-area: '-2' is not a positive area"},
+                    {"mesh a.poly --max-area nan", "--max-area: 'nan' is not a positive area"},
+                    {"mesh a.poly --max-edge 0", "--max-edge: '0' is not a positive length"},
+                    {"mesh a.poly --min-edge 1e999", "--min-edge: '1e999' is not a positive length"}},
                    2, usageHint);
     EXPECT_EQ(listing(), "");
 }
@@ -492,30 +529,109 @@ TEST_F(Cli, APolyFileKeepsOnlyTheTrianglesInsideItsBoundaryAndOutsideItsHoles) {
     const ToolRun r = run("triangulate pts.txt --poly frame.poly --obj f.obj --ele f.ele --node f.node --svg f.svg --web scene");
     ASSERT_EQ(r.status, 0) << r.out << r.err;
     // The OBJ's faces cover exactly the frame: area 64 - 4, every face centre inside it.
-    std::vector<std::pair<double, double>> vV;
-    std::istringstream obj(readFile("f.obj"));
-    std::string tag;
     double area = 0;
-    size_t numFaces = 0;
-    while (obj >> tag) {
-        if (tag == "v") {
-            double x, y, z;
-            obj >> x >> y >> z;
-            vV.emplace_back(x, y);
-            continue;
-        }
-        size_t a, b, c;
-        obj >> a >> b >> c;
-        const auto &p = vV[a - 1], &q = vV[b - 1], &s = vV[c - 1];
-        area += ((q.first - p.first) * (s.second - p.second) - (q.second - p.second) * (s.first - p.first)) / 2;
-        const double cx = (p.first + q.first + s.first) / 3, cy = (p.second + q.second + s.second) / 3;
+    const std::vector<ObjTriangle> vFaces = readObjTriangles("f.obj");
+    for (const ObjTriangle& t : vFaces) {
+        area += t.area();
+        const double cx = (t.x[0] + t.x[1] + t.x[2]) / 3, cy = (t.y[0] + t.y[1] + t.y[2]) / 3;
         EXPECT_TRUE(cx > 1 && cx < 9 && cy > 1 && cy < 9 && !(cx > 4 && cx < 6 && cy > 4 && cy < 6)) << cx << " " << cy;
-        ++numFaces;
     }
+    const size_t numFaces = vFaces.size();
     EXPECT_EQ(area, 60.0);
     EXPECT_TRUE(contains(r.out, "domain:    " + std::to_string(numFaces) + " triangles inside the boundary, 1 hole point(s)")) << r.out;
     EXPECT_EQ(countLinesStartingWith(readFile("f.ele"), "") - 1, numFaces);
     EXPECT_EQ(readFile("scene/3d.obj"), readFile("f.obj"));
     // The .node file names the .poly vertices after the input points, so every .ele index exists.
     EXPECT_EQ(readFile("f.node").rfind("15 2 0 0\n", 0), 0u) << readFile("f.node");
+}
+
+// ---- quality meshes ----------------------------------------------------------------------------
+
+// Every bound an option sets holds in the written mesh, checked on its OBJ file: the triangles
+// tile the domain, meet the angle, area and edge bounds, and --no-split adds no vertex on a segment.
+TEST_F(Cli, MeshMeetsTheBoundsOfEveryOption) {
+    // A frame (outer square 1..9, hole 4..6; area 60) and an L-shape (area 12, one reflex corner).
+    writeFile("frame.poly", "8 2 0 0\n1 1 1\n2 9 1\n3 9 9\n4 1 9\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n"
+                            "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
+    writeFile("l.con", "0 0 4 0\n4 0 4 2\n4 2 2 2\n2 2 2 4\n2 4 0 4\n0 4 0 0\n");
+    auto onSquare = [](double x, double y, double lo, double hi) {
+        return ((x == lo || x == hi) && y >= lo && y <= hi) || ((y == lo || y == hi) && x >= lo && x <= hi);
+    };
+    auto inFrame = [](double x, double y) { return x > 1 && x < 9 && y > 1 && y < 9 && !(x > 4 && x < 6 && y > 4 && y < 6); };
+    auto inL = [](double x, double y) { return x > 0 && x < 4 && y > 0 && y < 4 && !(x > 2 && y > 2); };
+    const struct {
+        const char* args;
+        bool bFrame;
+        double minAngle, maxArea, maxEdge;   // 0: not bounded
+        const char* bounds;                  // the summary's line
+    } aCases[] = {
+        {"frame.poly --node m.node --ele m.ele", true, 20, 0, 0,
+         "bounds:    angle 20 degrees, area none, edge none, segments split where needed\n"},
+        {"frame.poly --min-angle 30 --max-area 0.5", true, 30, 0.5, 0,
+         "bounds:    angle 30 degrees, area 0.5, edge none, segments split where needed\n"},
+        {"frame.poly --min-angle 0 --max-edge 0.7", true, 0, 0, 0.7,
+         "bounds:    angle 0 degrees, area none, edge 0.7, segments split where needed\n"},
+        {"l.con --min-angle 25 --max-area 0.1 --min-edge 0.01", false, 25, 0.1, 0,
+         "bounds:    angle 25 degrees, area 0.1, edge none, segments split where needed\n"},
+        {"frame.poly --no-split --max-area 2", true, 0, 0, 0,
+         "bounds:    angle 20 degrees, area 2, edge none, segments kept whole\n"},
+    };
+    for (const auto& c : aCases) {
+        const ToolRun r = run(std::string("mesh ") + c.args + " --obj m.obj");
+        ASSERT_EQ(r.status, 0) << c.args << r.out << r.err;
+        EXPECT_EQ(r.err, "");
+        EXPECT_TRUE(contains(r.out, c.bounds)) << c.args << "\n" << r.out;
+        size_t numVertices = 0;
+        const std::vector<ObjTriangle> vT = readObjTriangles("m.obj", &numVertices);
+        EXPECT_TRUE(contains(r.out, "triangles: " + std::to_string(vT.size()) + "\n")) << r.out;
+        EXPECT_TRUE(contains(r.out, "vertices:  " + std::to_string(numVertices) + " (")) << r.out;
+        EXPECT_GT(vT.size(), 20u) << c.args;
+        double area = 0, minAngle = 180, largestArea = 0, longestEdge = 0;
+        std::set<std::pair<double, double>> sOnSegments;
+        for (const ObjTriangle& t : vT) {
+            EXPECT_GT(t.area(), 0.0);
+            area += t.area();
+            largestArea = std::max(largestArea, t.area());
+            const double cx = (t.x[0] + t.x[1] + t.x[2]) / 3, cy = (t.y[0] + t.y[1] + t.y[2]) / 3;
+            EXPECT_TRUE(c.bFrame ? inFrame(cx, cy) : inL(cx, cy)) << c.args << ": " << cx << " " << cy;
+            for (int i = 0; i < 3; ++i) {
+                const int j = (i + 1) % 3, k = (i + 2) % 3;
+                const double ux = t.x[j] - t.x[i], uy = t.y[j] - t.y[i], vx = t.x[k] - t.x[i], vy = t.y[k] - t.y[i];
+                minAngle = std::min(minAngle, std::atan2(std::fabs(ux * vy - uy * vx), ux * vx + uy * vy) * 180 / M_PI);
+                longestEdge = std::max(longestEdge, std::hypot(ux, uy));
+                if (onSquare(t.x[i], t.y[i], 1, 9) || onSquare(t.x[i], t.y[i], 4, 6)) sOnSegments.insert({t.x[i], t.y[i]});
+            }
+        }
+        EXPECT_NEAR(area, c.bFrame ? 60.0 : 12.0, 1e-9) << c.args;
+        EXPECT_GE(minAngle, c.minAngle) << c.args;   // no input angle is below the bounds here
+        EXPECT_LE(largestArea, c.maxArea > 0 ? c.maxArea : 1e300) << c.args;
+        EXPECT_LE(longestEdge, c.maxEdge > 0 ? c.maxEdge : 1e300) << c.args;
+        // the summary's angle is the smallest, rounded down
+        const size_t at = r.out.find("angle:     ");
+        ASSERT_NE(at, std::string::npos) << r.out;
+        const double reported = std::atof(r.out.c_str() + at + 11);
+        EXPECT_TRUE(reported <= minAngle && reported > minAngle - 0.01) << reported << " " << minAngle;
+        if (std::string(c.args).find("--no-split") != std::string::npos) {
+            EXPECT_EQ(sOnSegments.size(), 8u);
+        } else if (c.bFrame) {
+            EXPECT_GT(sOnSegments.size(), 8u) << c.args;
+        }
+    }
+    // .node: the .poly's vertices first, in its numbering (from 1), then the added ones; .ele
+    // names each triangle by those numbers.
+    const std::string node = readFile("m.node"), ele = readFile("m.ele");
+    EXPECT_EQ(node.find("1 1 1\n2 9 1\n3 9 9\n4 1 9\n5 4 4\n"), node.find('\n') + 1) << node;
+    EXPECT_EQ(countLinesStartingWith(ele, "") - 1, size_t(std::atoi(ele.c_str()))) << ele;
+    EXPECT_EQ(ele.find(" 0 "), std::string::npos);
+    // Inputs that enclose nothing: a .poly is refused, the segments of a segment file get their hull.
+    writeFile("open.poly", "3 2 0 0\n1 0 0\n2 1 0\n3 0 1\n2 0\n1 1 2\n2 2 3\n");
+    writeFile("open.con", "0 0 1 0\n1 0 0 1\n");
+    writeFile("none.con", "");
+    expectFailures({{"mesh open.poly --obj o.obj", "open.poly: the boundary encloses no area outside the holes"},
+                    {"mesh none.con --obj o.obj", "none.con: holds no segments"},
+                    {"mesh nosuch.poly --obj o.obj", "nosuch.poly: cannot be read"}},
+                   1);
+    EXPECT_FALSE(exists("o.obj"));
+    const ToolRun r = run("mesh open.con --max-area 0.01");
+    EXPECT_TRUE(contains(r.out, "domain:    the convex hull (the segments enclose no area)\n")) << r.out << r.err;
 }

@@ -3,12 +3,15 @@
 //   lumo2d demo [DIR]
 //   lumo2d triangulate INPUT [--format F] [--obj F] [--ps F] [--svg F] [--web DIR] [--node F] [--ele F]
 //                            [--segments F] [--poly F] [--conforming] [--threads N]
+//   lumo2d mesh INPUT [--min-angle DEG] [--max-area A] [--max-edge L] [--min-edge L] [--no-split]
+//                     [--obj F] [--ps F] [--svg F] [--web DIR] [--node F] [--ele F]
 //
 // Library messages (which go to standard output) are held back and shown on standard error
 // only when something fails, so that standard output carries just the summary.
 #include <sys/stat.h>
 #include <unistd.h>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstdint>
@@ -16,6 +19,7 @@
 #include <functional>
 #include <iomanip>
 #include <iostream>
+#include <limits>
 #include <set>
 #include <sstream>
 #include <string>
@@ -40,6 +44,11 @@ const char* const usageText =
     "  triangulate INPUT [OPTIONS]\n"
     "                       triangulate the points of INPUT (\"-\": standard input) and write\n"
     "                       what the options ask for\n"
+    "  mesh INPUT [OPTIONS]\n"
+    "                       a quality mesh of the domain that INPUT bounds: a .poly file, or\n"
+    "                       a segment file (binary or .con text), whose domain is the area its\n"
+    "                       segments enclose (the convex hull when they enclose none). Vertices\n"
+    "                       are added until every triangle meets the bounds\n"
     "\n"
     "Input formats (told apart by content and extension, or named with --format):\n"
     "  xy       text, one \"x y\" pair per line; '#' starts a comment\n"
@@ -71,6 +80,16 @@ const char* const usageText =
     "  --threads N          insert the points on N threads (default 1; 0: one per hardware\n"
     "                       thread); inputs of 1000 points or more use them. The mesh is\n"
     "                       Delaunay either way, and the same for the same N\n"
+    "\n"
+    "Mesh options (and the outputs --obj, --ps, --svg, --web, --node, --ele as above; --node\n"
+    "holds the input vertices in their order, then the added ones):\n"
+    "  --min-angle DEG      smallest interior angle, 0 to 30 degrees (default 20); input angles\n"
+    "                       below it stay, with small triangles in their corners\n"
+    "  --max-area A         largest triangle area (default: none)\n"
+    "  --max-edge L         longest edge (default: none)\n"
+    "  --min-edge L         segments no longer than 2L are not split further (default: a\n"
+    "                       millionth of the input's extent)\n"
+    "  --no-split           keep the segments whole: no vertex is added on them\n"
     "Drawings (--ps, --svg, the scene's top view) are made for at most 100000 triangles.\n"
     "\n"
     "Options:\n"
@@ -288,6 +307,7 @@ struct Constraints {
     bool bPoly{false};
     std::string description;
     bool bConforming{false};
+    int firstIndex{0};             // of the .poly vertices
 };
 
 // The library's binary segment file, or text with four numbers per segment.
@@ -346,6 +366,7 @@ void readPolyFile(const std::string& path, Constraints& c) {
     for (size_t i = 0; i < numVtx; ++i) {
         const std::vector<double> row = need(3);
         if (i == 0) firstIndex = (long long)row[0];
+        c.firstIndex = int(firstIndex);
         c.vPoints.emplace_back(row[1], row[2]);
     }
     const size_t numSeg = size_t(need(1)[0]);
@@ -664,6 +685,163 @@ void runTriangulate(const std::vector<std::string>& vArgs, const Options& optIn)
     triangulateAndWrite(readInput(input, format), out, opt, cons);
 }
 
+// ---- quality meshes --------------------------------------------------------------------------
+
+// The bounds of the mesh command; 0 stands for none (area, edge) or the default (minimum edge).
+struct MeshBounds {
+    double minAngle{20.0};
+    double maxArea{0.0};
+    double maxEdge{0.0};
+    double minEdge{0.0};
+    bool bSplit{true};
+};
+
+// A number option's value in (lo, hi] (or [lo, hi] with bClosedBelow); else a usage error that
+// says what the value must be.
+double parseNumberOption(const std::string& option, const std::string& value, double lo, double hi,
+                         bool bClosedBelow, const std::string& what) {
+    char* pEnd = nullptr;
+    const double v = std::strtod(value.c_str(), &pEnd);
+    const bool bAbove = bClosedBelow ? v >= lo : v > lo;
+    if (value.empty() || *pEnd != '\0' || !std::isfinite(v) || !bAbove || v > hi)
+        usageError(option + ": '" + value + "' is not " + what);
+    return v;
+}
+
+std::string boundText(double value) {
+    std::ostringstream ss;
+    ss << value;
+    return value > 0 ? ss.str() : "none";
+}
+
+// Refines the domain of the segments (.poly: with its holes) and writes the outputs.
+void meshAndWrite(const std::string& inputPath, const Constraints& cons, const MeshBounds& bounds,
+                  const Outputs& out, const Options& opt) {
+    checkOutputTargets(out);
+    runHoldingBack(opt, [&](HoldBackStdout& hold, WrittenPaths& written) {
+        // The input vertices, each once, in order of first appearance: the first rows of --node.
+        Input in;
+        in.description = cons.description;
+        in.firstIndex = cons.firstIndex;
+        in.vPoints = cons.vPoints;
+        if (!cons.bPoly) {
+            std::set<std::pair<double, double>> sSeen;
+            for (const Segment2& seg : cons.vSegments)
+                for (const Point2& p : {seg.getSrc(), seg.getTrg()})
+                    if (sSeen.insert({p.x(), p.y()}).second) in.vPoints.push_back(p);
+        }
+        Lumo_2D dt(unsigned(in.vPoints.size()));
+        std::vector<Point2*> vHandles;
+        dt.insert(in.vPoints, vHandles);
+        std::vector<Segment2> vSegs(cons.vSegments);
+        ConstraintGraph2* pGraph = vSegs.empty() ? nullptr : dt.createConstraint(vSegs, CIS_CONSTRAINED_DELAUNAY);
+        dt.applyConstraintsAndZones();
+        if (!dt.is2D())
+            inputError("no triangle: the " + std::to_string(dt.numberOfPoints()) + " distinct points are all on one line");
+        Zone2* pDomain = polyZone(dt, pGraph, cons.vHoles);
+        const bool bHull = pDomain->getNumberOfTriangles() == 0 && !cons.bPoly;
+        if (bHull) pDomain = dt.createZone(nullptr, ZL_GLOBAL, false);
+        // Refinement works on a zone bounded by segments; the domain's border becomes one.
+        Zone2* pZone = pDomain->convertToBoundedZone();
+        if (pZone == nullptr) inputError(inputPath + ": the boundary encloses no area outside the holes");
+
+        MeshGenParams params(pZone);
+        params.minAngleDegree = bounds.minAngle;
+        if (bounds.maxArea > 0) params.maxTriangleArea = bounds.maxArea;
+        if (bounds.maxEdge > 0) params.maxEdgeLength = bounds.maxEdge;
+        const Bbox2 box = pZone->getBoundingBox();
+        // The library's default minimum is absolute; a share of the extent keeps any scale meshable.
+        params.minEdgeLength = bounds.minEdge > 0 ? bounds.minEdge
+                                                  : 1e-6 * std::hypot(box.getRangeX(), box.getRangeY());
+        params.allowConstraintSplitting = bounds.bSplit;
+        const size_t numBefore = dt.numberOfPoints();
+        ProgressBar bar;
+        const bool bShowProgress = isatty(STDERR_FILENO) != 0;
+        if (bShowProgress) dt.subscribe(MSG_PROGRESS, &bar);
+        const auto t0 = std::chrono::steady_clock::now();
+        dt.refineAdvanced(&params);
+        const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+        if (bShowProgress) dt.unsubscribe(MSG_PROGRESS, &bar);
+
+        std::vector<Triangle2*> vTriangles;
+        pZone->getTriangles(vTriangles);
+        std::vector<Point2*> vVertices;
+        pZone->getVertices(vVertices);
+        double minAngle = 180.0;
+        size_t numBelow = 0;
+        for (Triangle2* pT : vTriangles) {
+            const double a = std::min({pT->getInteriorAngle2D(0), pT->getInteriorAngle2D(1), pT->getInteriorAngle2D(2)});
+            minAngle = std::min(minAngle, a);
+            numBelow += a < bounds.minAngle;
+        }
+        const std::vector<std::string> vLines = writeOutputs(dt, pZone, vTriangles, in, vHandles, out, written);
+        hold.release();
+
+        std::cout << "input:     " << in.description << "\n";
+        std::cout << "domain:    "
+                  << (bHull ? "the convex hull (the segments enclose no area)"
+                            : !cons.bPoly ? "the area the segments enclose"
+                            : cons.vHoles.empty() ? "inside the boundary"
+                                                  : "inside the boundary, outside " + std::to_string(cons.vHoles.size()) + " hole(s)")
+                  << "\n";
+        std::cout << "bounds:    angle " << bounds.minAngle << " degrees, area " << boundText(bounds.maxArea) << ", edge "
+                  << boundText(bounds.maxEdge) << ", segments " << (bounds.bSplit ? "split where needed" : "kept whole")
+                  << "\n";
+        std::cout << "vertices:  " << vVertices.size() << " (" << dt.numberOfPoints() - numBefore << " added)\n";
+        std::cout << "triangles: " << vTriangles.size() << "\n";
+        char angle[32];
+        std::snprintf(angle, sizeof angle, "%.2f", std::floor(minAngle * 100.0) / 100.0);   // never rounded up
+        std::cout << "angle:     " << angle << " degrees smallest";
+        if (numBelow > 0) std::cout << " (" << numBelow << " triangle" << (numBelow == 1 ? "" : "s") << " below the bound)";
+        std::cout << "\n";
+        std::cout << "time:      " << formatMs(seconds) << " (refinement)\n";
+        printWrittenLines(vLines);
+    });
+}
+
+void runMesh(const std::vector<std::string>& vArgs, const Options& opt) {
+    std::string input;
+    Outputs out;
+    MeshBounds bounds;
+    const std::pair<const char*, std::string*> aTargets[] = {{"--obj", &out.obj}, {"--ps", &out.ps},
+                                                             {"--svg", &out.svg}, {"--web", &out.web},
+                                                             {"--node", &out.node}, {"--ele", &out.ele}};
+    const double maxDouble = std::numeric_limits<double>::max();
+    for (size_t i = 0; i < vArgs.size(); ++i) {
+        const std::string& a = vArgs[i];
+        std::string* pTarget = nullptr;
+        for (const auto& t : aTargets)
+            if (a == t.first) pTarget = t.second;
+        const bool bNumber = a == "--min-angle" || a == "--max-area" || a == "--max-edge" || a == "--min-edge";
+        if (pTarget != nullptr || bNumber) {
+            if (i + 1 >= vArgs.size()) usageError(a + " needs a " + (bNumber ? "number" : a == "--web" ? "directory name" : "file name"));
+            const std::string& value = vArgs[++i];
+            if (a == "--min-angle") bounds.minAngle = parseNumberOption(a, value, 0.0, 30.0, true, "an angle from 0 to 30 degrees");
+            else if (a == "--max-area") bounds.maxArea = parseNumberOption(a, value, 0.0, maxDouble, false, "a positive area");
+            else if (a == "--max-edge") bounds.maxEdge = parseNumberOption(a, value, 0.0, maxDouble, false, "a positive length");
+            else if (a == "--min-edge") bounds.minEdge = parseNumberOption(a, value, 0.0, maxDouble, false, "a positive length");
+            else if (value.empty()) usageError(a + " needs a non-empty name");
+            else *pTarget = value;
+        } else if (a == "--no-split") {
+            bounds.bSplit = false;
+        } else if (a.size() > 1 && a[0] == '-') {
+            usageError("mesh: unknown option '" + a + "'");
+        } else if (input.empty()) {
+            input = a;
+        } else {
+            usageError("mesh: more than one INPUT ('" + input + "', '" + a + "')");
+        }
+    }
+    if (input.empty()) usageError("mesh: missing INPUT (a .poly or segment file)");
+    if (isDirectory(input)) inputError(input + ": is a directory");
+    Constraints cons;
+    const bool bPoly = input.size() > 5 && input.compare(input.size() - 5, 5, ".poly") == 0;
+    if (bPoly) readPolyFile(input, cons);
+    else readSegmentFile(input, cons);
+    if (cons.vSegments.empty()) inputError(input + ": holds no segments");
+    meshAndWrite(input, cons, bounds, out, opt);
+}
+
 void printVersion() {
     std::cout << "lumo2d " << getMajorVersionNumber() << "." << getMinorVersionNumber() << "." << getRevisionNumber()
               << " (" << getLumo2DVersion() << (isRelease() ? "" : ", debug build") << ")\n";
@@ -690,6 +868,7 @@ int run(int argc, char** argv) {
     vArgs.erase(vArgs.begin());
     if (command == "demo") runDemo(vArgs, opt);
     else if (command == "triangulate") runTriangulate(vArgs, opt);
+    else if (command == "mesh") runMesh(vArgs, opt);
     else usageError("unknown command '" + command + "'");
     return 0;
 }
