@@ -140,6 +140,7 @@ public:
     // The legality hook (null: every edge may be flipped) and the observer of flips and splits.
     void setFlipGuard(const FlipGuard* pGuard) { inserter.setFlipGuard(pGuard); }
     void setObserver(TopologyObserver* pObserver) { inserter.setObserver(pObserver); }
+    TopologyObserver* getObserver() const { return inserter.getObserver(); }
     // Whether (p0,p1) is an edge that must not be flipped (the guard refuses it).
     bool isConstraintEdge(const Point2* p0, const Point2* p1) const { return !inserter.mayFlip(p0, p1); }
     // Whether pVtx is an endpoint of an alive constraint segment (such a vertex cannot be
@@ -200,6 +201,9 @@ public:
     // The refinement driver behind Lumo_2D::refine and refineAdvanced; refusals print one error
     // and change nothing.
     void refineMain3(MeshGenParams* pParams);
+    // Diagnostic of a refined zone: the number of triangles, the worst angle, triangles whose
+    // aspect exceeds aspectLimit ("HHH: Bad Aspect") and growth violations. Changes nothing.
+    void checkZoneQuality(MeshGenParams* pParams);
 
     // ---- validity (pure; Dt2_queries.cpp) -------------------------------------------------------
     // Every fault of the data structure, in the order found. bCheckEmptyCircleProperty adds the

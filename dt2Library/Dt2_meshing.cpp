@@ -1,12 +1,442 @@
-// Quality mesh generation by Delaunay refinement inside a zone.
+// Quality mesh generation by Delaunay refinement inside a zone: a policy over insertion,
+// constraint splitting and vertex removal. Bad triangles wait in a queue ordered by their
+// smallest angle; a bad triangle gets a vertex at its circumcenter, or, when a constraint edge
+// lies between the triangle and its circumcenter, that constraint is split.
+//
+// Zone membership while the mesh changes: one byte per triangle record. A circumcenter goes in
+// without crossing a constraint, so every triangle it creates takes the mark of the triangle it
+// was split from, and flips never cross the alive segments that bound the zone. Only a
+// constraint split changes the border: the segment is not a constraint while its split vertex
+// goes in, so the triangles touched then are marked unknown and afterwards take the mark of the
+// nearest known triangle reached without crossing the zone's border.
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
 #include <iostream>
+#include <set>
+#include <unordered_set>
+#include <vector>
+#include "ConstraintGraph2.h"
+#include "ConstraintMgr.h"
+#include "ConstraintSegment2.h"
 #include "Dt2.h"
 #include "InnerVtxMgr.h"
 #include "MeshGenParams.h"
+#include "RefCand3.h"
 #include "Zone2.h"
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
+
+namespace {
+
+const int MAX_PASSES = 50;
+const uint8_t MARK_OUT = 0, MARK_IN = 1, MARK_UNKNOWN = 2;
+
+// One byte per triangle record, found by the record's pool block; grows with the pool.
+class TriangleMarks {
+public:
+    explicit TriangleMarks(const SimplePool<Triangle2>& pool_) : pool(pool_) { refresh(); }
+    uint8_t get(const Triangle2* pT) { return vMarks[indexOf(pT)]; }
+    void set(const Triangle2* pT, uint8_t mark) { vMarks[indexOf(pT)] = mark; }
+    void clearAll() { std::fill(vMarks.begin(), vMarks.end(), MARK_OUT); }
+
+private:
+    struct Block {
+        const Triangle2* pBegin;
+        const Triangle2* pEnd;
+        size_t firstIndex;
+    };
+    size_t indexOf(const Triangle2* pT) {
+        const Block& b = vBlocks[lastBlock];
+        if (pT >= b.pBegin && pT < b.pEnd) return b.firstIndex + size_t(pT - b.pBegin);
+        return slowIndexOf(pT);
+    }
+    size_t slowIndexOf(const Triangle2* pT) {
+        for (int attempt = 0; attempt < 2; ++attempt) {
+            auto it = std::upper_bound(vBlocks.begin(), vBlocks.end(), pT,
+                                       [](const Triangle2* p, const Block& b) { return p < b.pBegin; });
+            if (it != vBlocks.begin() && pT < (it - 1)->pEnd) {
+                lastBlock = size_t(it - 1 - vBlocks.begin());
+                return (it - 1)->firstIndex + size_t(pT - (it - 1)->pBegin);
+            }
+            refresh();   // a block the pool added since
+        }
+        LUMO_ASSERT(!"triangle record of this triangulation");
+        return 0;
+    }
+    // Blocks are registered with their whole capacity, so that a record handed out later from
+    // a known block needs no refresh; known blocks keep their indices.
+    void refresh() {
+        const std::vector<int32_t>& vSizes = pool.getBlockSizes();
+        size_t b = 0;
+        pool.forEachBlock([&](const Triangle2* pFirst, size_t) {
+            const size_t capacity = size_t(vSizes[b++]);
+            for (const Block& known : vBlocks)
+                if (known.pBegin == pFirst) return;
+            vBlocks.push_back(Block{pFirst, pFirst + capacity, numRecords});
+            numRecords += capacity;
+        });
+        std::sort(vBlocks.begin(), vBlocks.end(), [](const Block& x, const Block& y) { return x.pBegin < y.pBegin; });
+        vMarks.resize(numRecords, MARK_OUT);
+        lastBlock = 0;
+        if (vBlocks.empty()) vBlocks.push_back(Block{nullptr, nullptr, 0});
+    }
+    const SimplePool<Triangle2>& pool;
+    std::vector<Block> vBlocks;
+    std::vector<uint8_t> vMarks;
+    size_t numRecords{0};
+    size_t lastBlock{0};
+};
+
+// Restores the triangulation's observer however the run ends.
+struct ObserverScope {
+    Dt2& dt;
+    TopologyObserver* pPrevious;
+    ObserverScope(Dt2& dt_, TopologyObserver* pMine) : dt(dt_), pPrevious(dt_.getObserver()) { dt.setObserver(pMine); }
+    ~ObserverScope() { dt.setObserver(pPrevious); }
+};
+
+class Refiner : public TopologyObserver {
+public:
+    Refiner(Dt2& dt_, MeshGenParams& params_)
+        : dt(dt_), params(params_), pZone(params_.pZone), marks(dt_.getTrianglePool()), poolCands(1 << 20) {
+        poolCands.init(1024);
+    }
+    void run();
+
+    // ---- the observer: marks of new triangles, then the constraint manager's turn ----------
+    void onFlip(Triangle2* pT, Triangle2* pN) override {
+        if (bSplitting) {
+            markUnknown(pT);
+            markUnknown(pN);
+        }
+        if (pNext != nullptr) pNext->onFlip(pT, pN);
+    }
+    void onSplit(Point2* q, Triangle2* const* apT, size_t n) override {
+        if (bSplitting) {
+            for (size_t i = 0; i < n; ++i) markUnknown(apT[i]);
+        } else if (n == 3) {
+            const uint8_t m = marks.get(apT[0]);   // the split triangle's record is the first
+            marks.set(apT[1], m);
+            marks.set(apT[2], m);
+        } else if (n == 4) {   // the first two records are the old ones, the others their halves
+            marks.set(apT[2], marks.get(apT[1]));
+            marks.set(apT[3], marks.get(apT[0]));
+        } else if (n == 2) {
+            marks.set(apT[1], marks.get(apT[0]));
+        } else {
+            for (size_t i = 0; i < n; ++i) marks.set(apT[i], MARK_OUT);   // beyond the hull
+        }
+        if (pNext != nullptr) pNext->onSplit(q, apT, n);
+    }
+    void onEdgeSplit(Point2* pA, Point2* pB, Point2* pNew) override {
+        if (pNext != nullptr) pNext->onEdgeSplit(pA, pB, pNew);
+    }
+
+private:
+    struct Entry {
+        double key;
+        uint64_t seq;
+        RefCand3* pRC;
+        // The heap's top is the smallest angle, the earliest among equal ones.
+        bool operator<(const Entry& o) const { return key > o.key || (key == o.key && seq > o.seq); }
+    };
+    bool collect();
+    bool process();
+    bool tryRefine(RefCand3* pRC);
+    Point2* insertVertexForRefinement(const Point2& p, Triangle2* pContainingTriangle);
+    bool splitConstraint(RefCand3* pRC);
+    bool computeSplitPoint(ConstraintSegment2* pCSeg, Point2& splitPoint) const;
+    void addRefCand(Triangle2* pT);
+    void addRefCandsAround(Point2* pVtx);
+    void markUnknown(Triangle2* pT) {
+        if (marks.get(pT) != MARK_UNKNOWN) {
+            marks.set(pT, MARK_UNKNOWN);
+            vUnknownT.push_back(pT);
+        }
+    }
+    void resolveUnknownMarks();
+    void remarkZone();
+    bool isZoneBorder(const Point2* p, const Point2* q) const;
+    template <class Fn> void forEachTriangleAround(Point2* pVtx, Fn fn);
+
+    Dt2& dt;
+    MeshGenParams& params;
+    Zone2* pZone;
+    ConstraintGraph2* pCG{nullptr};
+    std::set<ConstraintGraph2*> sZoneGraphs;
+    TopologyObserver* pNext{nullptr};
+    TriangleMarks marks;
+    SimplePool<RefCand3> poolCands;
+    std::vector<RefCand3*> vFreeCands;
+    std::vector<Entry> vHeap;
+    uint64_t seq{0};
+    std::set<ConstraintSegment2*> sLocked;        // the alive pieces of the locked segments
+    std::unordered_set<Point2*> sSplitVertices;   // vertices this run put on constraints
+    bool bSplitting{false};
+    std::vector<Triangle2*> vUnknownT, vScratchT, vFloodT;
+    std::vector<ConstraintSegment2*> vLeaves;
+    MsgPublisher* pPub{nullptr};
+};
+
+template <class Fn> void Refiner::forEachTriangleAround(Point2* pVtx, Fn fn) {
+    Triangle2* pStart = pVtx->getIncidentTriangle();
+    if (pStart == nullptr) return;
+    // Counterclockwise until back at the start or at the hull, then clockwise from the start.
+    Triangle2* pT = pStart;
+    do {
+        fn(pT);
+        pT = pT->getOppositeTriangle(incIndexBy1(pT->getIntraTriangleIndex(pVtx)));
+    } while (pT != nullptr && pT != pStart);
+    if (pT == pStart) return;
+    for (pT = pStart->getOppositeTriangle(incIndexBy2(pStart->getIntraTriangleIndex(pVtx))); pT != nullptr;
+         pT = pT->getOppositeTriangle(incIndexBy2(pT->getIntraTriangleIndex(pVtx))))
+        fn(pT);
+}
+
+void Refiner::run() {
+    pCG = pZone->getConstraintGraph();
+    std::vector<ConstraintGraph2*> vGraphs;
+    pZone->getConstraintGraphs(vGraphs);
+    sZoneGraphs.insert(vGraphs.begin(), vGraphs.end());
+    if (params.lockedConstraints != nullptr) {
+        std::vector<ConstraintSegment2*> vLeaves;
+        for (ConstraintSegment2* pCSeg : *params.lockedConstraints) {
+            if (pCSeg == nullptr) continue;
+            if (pCSeg->isAlive()) sLocked.insert(pCSeg);
+            else if (pCSeg->isSplit()) pCSeg->getChildrenRec(vLeaves);
+        }
+        sLocked.insert(vLeaves.begin(), vLeaves.end());
+    }
+    pNext = dt.getObserver();
+    ObserverScope scope(dt, this);
+    pPub = dt.getMsgPublisher();
+    if (pPub != nullptr) pPub->start("refine", 1);
+    bool bInserted = false;
+    int pass = 0;
+    for (; pass < MAX_PASSES; ++pass) {
+        if (!collect()) break;
+        bInserted = process();
+        if (!bInserted) break;
+    }
+    if (pass == MAX_PASSES && bInserted)
+        reportWarning("Dt2::refineMain3()", "stopped after 50 passes, the last one still inserted vertices");
+    if (pPub != nullptr) pPub->finish();
+}
+
+bool Refiner::collect() {
+    vScratchT.clear();
+    pZone->getTriangles(vScratchT);
+    marks.clearAll();
+    for (Triangle2* pT : vScratchT) marks.set(pT, MARK_IN);
+    for (Triangle2* pT : vScratchT) addRefCand(pT);
+    return !vHeap.empty();
+}
+
+void Refiner::addRefCand(Triangle2* pT) {
+    RefCand3* pRC;
+    if (!vFreeCands.empty()) {
+        pRC = vFreeCands.back();
+        vFreeCands.pop_back();
+    } else {
+        pRC = new (poolCands.alloc()) RefCand3();
+    }
+    if (!pRC->init(&dt, pT, params)) {
+        vFreeCands.push_back(pRC);
+        return;
+    }
+    vHeap.push_back(Entry{pRC->getMinAngle(), seq++, pRC});
+    std::push_heap(vHeap.begin(), vHeap.end());
+    if (pPub != nullptr) pPub->addToTotal(1);
+}
+
+void Refiner::addRefCandsAround(Point2* pVtx) {
+    vScratchT.clear();
+    forEachTriangleAround(pVtx, [&](Triangle2* pT) { vScratchT.push_back(pT); });
+    for (Triangle2* pT : vScratchT)
+        if (marks.get(pT) == MARK_IN) addRefCand(pT);
+}
+
+bool Refiner::process() {
+    bool bInserted = false;
+    while (!vHeap.empty()) {
+        std::pop_heap(vHeap.begin(), vHeap.end());
+        RefCand3* pRC = vHeap.back().pRC;
+        vHeap.pop_back();
+        if (pRC->isAlive() && marks.get(pRC->getTriangle()) == MARK_IN) {
+            pRC->computeLocation();
+            if (tryRefine(pRC)) bInserted = true;
+        }
+        vFreeCands.push_back(pRC);
+        if (pPub != nullptr) pPub->step();
+    }
+    return bInserted;
+}
+
+bool Refiner::tryRefine(RefCand3* pRC) {
+    LUMO_ASSERT(pRC->isAlive());
+    if (!pRC->needRefinement(params, &sLocked)) return false;
+    LUMO_ASSERT(pCG!=0);
+    const int idx = pRC->getLocIndex();
+    if (idx == RefCand3::LOC_NONE) return false;
+    if (idx == RefCand3::LOC_REACHED) {
+        Point2* pNew = insertVertexForRefinement(pRC->getCircumcenter(), pRC->getLocTriangle());
+        if (pNew == nullptr) return false;
+        dt.getInnerVtxMgr().add(pNew);
+        addRefCandsAround(pNew);
+        return true;
+    }
+    return splitConstraint(pRC);
+}
+
+Point2* Refiner::insertVertexForRefinement(const Point2& p, Triangle2* pContainingTriangle) {
+    LUMO_ASSERT(pContainingTriangle!=0);
+    const size_t numBefore = dt.numberOfPoints();
+    Point2* pNew = dt.insert(p, pContainingTriangle);
+    // A duplicate (only rounding can make one) is no new vertex.
+    return (pNew != nullptr && dt.numberOfPoints() > numBefore) ? pNew : nullptr;
+}
+
+bool Refiner::isZoneBorder(const Point2* p, const Point2* q) const {
+    const ConstraintMgr* pMgr = dt.findConstraintMgr();
+    const ConstraintSegment2* pCSeg = pMgr == nullptr ? nullptr : pMgr->getConstraintSegment(p, q);
+    if (pCSeg == nullptr || !pCSeg->isAlive()) return false;
+    for (ConstraintGraph2* pOwner : pCSeg->getOwners())
+        if (sZoneGraphs.count(pOwner) != 0) return true;
+    return false;
+}
+
+// Each unknown triangle takes the mark of the first known one reached across edges that are
+// no zone border; a flood that finds none (not expected) falls back to marking the zone anew.
+void Refiner::resolveUnknownMarks() {
+    const size_t maxFlood = 4096;
+    for (size_t u = 0; u < vUnknownT.size(); ++u) {
+        Triangle2* pStart = vUnknownT[u];
+        if (pStart->getCorner(0) == nullptr || marks.get(pStart) != MARK_UNKNOWN) continue;
+        vFloodT.assign(1, pStart);
+        int found = -1;
+        std::vector<Triangle2*> vSeen{pStart};
+        for (size_t head = 0; head < vFloodT.size() && found < 0 && vFloodT.size() < maxFlood; ++head) {
+            Triangle2* pT = vFloodT[head];
+            for (int i = 0; i < 3 && found < 0; ++i) {
+                Triangle2* pN = pT->getOppositeTriangle(i);
+                if (pN == nullptr) continue;
+                if (isZoneBorder(pT->getCorner(incIndexBy1(i)), pT->getCorner(incIndexBy2(i)))) continue;
+                const uint8_t m = marks.get(pN);
+                if (m != MARK_UNKNOWN) found = m;
+                else if (std::find(vSeen.begin(), vSeen.end(), pN) == vSeen.end()) {
+                    vSeen.push_back(pN);
+                    vFloodT.push_back(pN);
+                }
+            }
+        }
+        if (found < 0) {
+            remarkZone();
+            vUnknownT.clear();
+            return;
+        }
+        for (Triangle2* pT : vFloodT) marks.set(pT, uint8_t(found));
+    }
+    vUnknownT.clear();
+}
+
+void Refiner::remarkZone() {
+    std::vector<Triangle2*> vZoneT;
+    pZone->getTriangles(vZoneT);
+    marks.clearAll();
+    for (Triangle2* pT : vZoneT) marks.set(pT, MARK_IN);
+}
+
+bool Refiner::splitConstraint(RefCand3* pRC) {
+    Triangle2* pLocT = pRC->getLocTriangle();
+    const int idx = pRC->getLocIndex();
+    Point2* p1 = pLocT->getCorner(incIndexBy1(idx));
+    Point2* p2 = pLocT->getCorner(incIndexBy2(idx));
+    ConstraintSegment2* pCSeg = dt.getConstraintMgr().getConstraintSegment(p1, p2);
+    LUMO_ASSERT(pCSeg!=0);
+    LUMO_ASSERT((pCSeg->getSrc()==p1 && pCSeg->getTrg()==p2) || (pCSeg->getSrc()==p2 && pCSeg->getTrg()==p1));
+    Point2 splitPoint;
+    if (!computeSplitPoint(pCSeg, splitPoint)) {
+        reportWarning("Dt2::tryRefine()", "no appropriate splitPoint in double precision arithmetic for a triangle");
+        return false;
+    }
+    Point2* pSrc = pCSeg->getSrc();
+    Point2* pTrg = pCSeg->getTrg();
+    auto givingUp = [&]() {
+        reportWarning("Dt2::tryRefine()", "Double precision arithmetic does not allow to split a segment further, giving up");
+        Triangle2* pT = pRC->getTriangle();
+        std::cout << "edge lengths: " << std::sqrt(pT->getSquaredEdgeLength2D(0)) << " "
+                  << std::sqrt(pT->getSquaredEdgeLength2D(1)) << " " << std::sqrt(pT->getSquaredEdgeLength2D(2))
+                  << std::endl;
+        return false;
+    };
+    if ((splitPoint.x() == pSrc->x() && splitPoint.y() == pSrc->y()) ||
+        (splitPoint.x() == pTrg->x() && splitPoint.y() == pTrg->y()))
+        return givingUp();
+    // A split point in one of the segment's two triangles, or on the segment, gives a split
+    // whose every new triangle the observer sees; elsewhere constrained insertion may
+    // re-triangulate without telling it.
+    const Location loc = dt.getInserter().locate(splitPoint, pLocT);
+    const bool bObserved = (loc.kind == Location::LOC_FACE && loc.pT->hasVertex(pSrc) && loc.pT->hasVertex(pTrg)) ||
+                           (loc.kind == Location::LOC_EDGE && loc.pT->hasVertex(pSrc) && loc.pT->hasVertex(pTrg) &&
+                            loc.pT->getCorner(loc.idx) != pSrc && loc.pT->getCorner(loc.idx) != pTrg);
+    bSplitting = true;
+    Point2* pSplit = pCSeg->insertAndSplit(splitPoint);
+    bSplitting = false;
+    if (pSplit == nullptr) {
+        resolveUnknownMarks();
+        return givingUp();
+    }
+    sSplitVertices.insert(pSplit);
+    // The constrained insertion of the halves may have re-triangulated without telling the
+    // observer (a split vertex off the segment's two triangles): then the marks are redone.
+    if (bObserved) resolveUnknownMarks();
+    else {
+        vUnknownT.clear();
+        remarkZone();
+    }
+    const double dx = pSplit->x() - pSrc->x(), dy = pSplit->y() - pSrc->y();
+    dt.getInnerVtxMgr().removePreviouslyInsertedVertices(pSplit, dx * dx + dy * dy, &dt);
+    addRefCandsAround(pSplit);
+    return true;
+}
+
+// Halfway, except for a piece with exactly one end that no split made: there the distance from
+// that end is the power of two nearest to half the length, so that pieces along segments that
+// meet at a small input angle end on common circles around the apex and splitting stops.
+bool Refiner::computeSplitPoint(ConstraintSegment2* pCSeg, Point2& splitPoint) const {
+    Point2* pA = pCSeg->getSrc();
+    Point2* pB = pCSeg->getTrg();
+    const bool bAInput = sSplitVertices.count(pA) == 0, bBInput = sSplitVertices.count(pB) == 0;
+    double x = 0.5 * (pA->x() + pB->x()), y = 0.5 * (pA->y() + pB->y());
+    if (bAInput != bBInput) {
+        if (!bAInput) std::swap(pA, pB);
+        const double dx = pB->x() - pA->x(), dy = pB->y() - pA->y();
+        const double len = std::sqrt(dx * dx + dy * dy);
+        if (len > 0.0 && std::isfinite(len)) {
+            int e;
+            std::frexp(len, &e);   // len in [2^(e-1), 2^e)
+            double shell = std::ldexp(1.0, e - 1);
+            if (shell > len * (2.0 / 3.0)) shell *= 0.5;
+            if (shell >= len / 3.0) {
+                const double t = shell / len;
+                x = pA->x() + dx * t;
+                y = pA->y() + dy * t;
+            }
+        }
+    }
+    if (!std::isfinite(x) || !std::isfinite(y)) return false;
+    // Strictly between the ends along the segment's direction, in the rounded coordinates.
+    const double dx = pB->x() - pA->x(), dy = pB->y() - pA->y();
+    const double t0 = (x - pA->x()) * dx + (y - pA->y()) * dy;
+    const double t1 = (pB->x() - x) * dx + (pB->y() - y) * dy;
+    if (t0 < 0.0 || t1 < 0.0) return false;
+    splitPoint = Point2(x, y);
+    return true;
+}
+
+} // namespace
 
 void Dt2::refineMain3(MeshGenParams* pParams) {
     if (pParams->innerVertexFlag) getInnerVtxMgr().clear();
@@ -24,6 +454,51 @@ void Dt2::refineMain3(MeshGenParams* pParams) {
         reportError("Dt2::refine(..)", "minAngleDegree must be <=30.0, return");
         return;
     }
+    if (!hasZone(pZone)) {
+        reportError("Dt2::refineMain2()", "the zone does not belong to this triangulation");
+        return;
+    }
+    if (pParams->gridLength > 0.0 && (pParams->gridVector.x() != 0.0 || pParams->gridVector.y() != 0.0))
+        reportWarning("Dt2::refineMain3()", "grid meshing is not available yet, refining without the grid");
+    if (!is2D()) return;
+    Refiner refiner(*this, *pParams);
+    refiner.run();
+}
+
+void Dt2::checkZoneQuality(MeshGenParams* pParams) {
+    if (pParams == nullptr || pParams->pZone == nullptr || !hasZone(pParams->pZone)) {
+        reportWarning("Dt2::checkZoneQuality()", "no zone of this triangulation, nothing checked");
+        return;
+    }
+    std::vector<Triangle2*> vZoneT;
+    pParams->pZone->getTriangles(vZoneT);
+    double worst = 180.0;
+    size_t numBadAspect = 0, numBadGrow = 0;
+    for (Triangle2* pT : vZoneT) {
+        int k;
+        worst = std::min(worst, smallestAngleDegree(pT->getCorner(0), pT->getCorner(1), pT->getCorner(2), k));
+        const double area = pT->getArea2D();
+        const double longest = std::sqrt(pT->getMaxSqEdgeLen2D());
+        // Longest edge over the smallest height.
+        const double aspect = area > 0.0 ? longest * longest / (2.0 * area) : DBL_MAX;
+        if (aspect > pParams->aspectLimit) {
+            ++numBadAspect;
+            std::cout << "HHH: Bad Aspect " << aspect << ": " << *pT << std::endl;
+        }
+        if (pParams->growFactor != DBL_MAX && area >= pParams->growFactorMinArea) {
+            for (int i = 0; i < 3; ++i) {
+                Triangle2* pN = pT->getOppositeTriangle(i);
+                if (pN != nullptr && area > pParams->growFactor * pN->getArea2D()) {
+                    ++numBadGrow;
+                    std::cout << "Bad grow factor, area=" << area << ", neighbour area=" << pN->getArea2D() << std::endl;
+                    break;
+                }
+            }
+        }
+    }
+    std::cout << "checkZoneQuality: " << vZoneT.size() << " triangles, worst angle " << worst << " degrees, "
+              << numBadAspect << " above aspectLimit " << pParams->aspectLimit << ", " << numBadGrow
+              << " growth violations" << std::endl;
 }
 
 } // namespace ORBI_LUMO2D

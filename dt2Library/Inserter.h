@@ -74,6 +74,7 @@ public:
     const TriangleStore& getStore() const { return store; }
     void setFlipGuard(const FlipGuard* pGuard_) { pGuard = pGuard_; }
     void setObserver(TopologyObserver* pObserver_) { pObserver = pObserver_; }
+    TopologyObserver* getObserver() const { return pObserver; }
     bool hasHooks() const { return pGuard != nullptr || pObserver != nullptr; }
     // Progress goes to pPublisher (may be null) one step per vertex.
     void setProgress(MsgPublisher* pPublisher) { pMsgPublisher = pPublisher; }

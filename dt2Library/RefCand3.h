@@ -1,0 +1,73 @@
+// RefCand3: one triangle examined by mesh refinement. It remembers the triangle's corners (it
+// stays alive while the triangle still has them), its measures, and where the walk from the
+// triangle towards its circumcenter ended. Records come from a pool of the refinement run and
+// are reused as soon as they leave the queue.
+#pragma once
+#include <cstdint>
+#include <set>
+#include "Point2.h"
+#include "Triangle2.h"
+
+namespace ORBI_LUMO2D {
+
+class ConstraintSegment2;
+class Dt2;
+class MeshGenParams;
+
+// The smallest interior angle of triangle (a, b, c) in degrees, from unit edge vectors and
+// the arc cosine of their clamped dot products; minIdx receives the corner where it is.
+double smallestAngleDegree(const Point2* a, const Point2* b, const Point2* c, int& minIdx);
+
+class RefCand3 {
+public:
+    // Where the walk towards the circumcenter ended: reached, blocked by a constraint edge of
+    // pLocT (index 0..2), or no usable location.
+    static const int LOC_REACHED = -1;
+    static const int LOC_NONE = 4;
+
+    // Takes the triangle's corners and measures and asks params for its size bounds (the
+    // only call of the virtual getters for this triangle). True when the triangle is bad by
+    // size, growth or angle, i.e. when it is worth queueing.
+    bool init(Dt2* pDt2, Triangle2* pT, MeshGenParams& params);
+    bool isAlive() const {
+        return pT->getCorner(0) == aCorners[0] && pT->getCorner(1) == aCorners[1] && pT->getCorner(2) == aCorners[2];
+    }
+    Triangle2* getTriangle() const { return pT; }
+    double getMinAngle() const { return minAngle; }
+    // The walk from the triangle towards its circumcenter; stops at the first constraint edge
+    // crossed (or the one the circumcenter lies on) and at the convex hull.
+    void computeLocation();
+    // In this order: the blocking edge may be split, the location is safe, size, small input
+    // angle, angle. Needs computeLocation() first.
+    // pLocked: the alive pieces of the locked constraint segments (may be null).
+    bool needRefinement(MeshGenParams& params, const std::set<ConstraintSegment2*>* pLocked);
+    // False (with a message) when the circumcenter blocks at an edge of the triangle itself
+    // that is not its longest one: only rounding puts it there.
+    bool isSafe();
+    const Point2& getCircumcenter() const { return circumcenter; }
+    Triangle2* getLocTriangle() const { return pLocT; }
+    int getLocIndex() const { return locIdx; }
+    double getSqLongestEdge() const { return sqLongest; }
+    bool isDebug() const { return bDebug; }
+
+private:
+    bool needRefinementDueToGrowth(MeshGenParams& params) const;
+    // Whether the smallest angle sits between two constraint edges: the input fixes it.
+    bool isSmallInputAngle() const;
+
+    Dt2* pDt2{nullptr};
+    Triangle2* pT{nullptr};
+    Point2* aCorners[3]{nullptr, nullptr, nullptr};
+    Point2 circumcenter;
+    Triangle2* pLocT{nullptr};
+    int locIdx{LOC_NONE};
+    double sqLongest{0.0};
+    double area{0.0};
+    double minAngle{0.0};
+    int8_t maxIdx{0};   // the edge opposite the largest angle (the longest edge)
+    int8_t minIdx{0};   // the corner of the smallest angle
+    bool bSizeBad{false};
+    bool bDebug{false};
+};
+
+} // namespace ORBI_LUMO2D
