@@ -147,7 +147,9 @@ TEST_F(Cli, HelpAndVersion) {
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out.rfind("Usage: lumo2d COMMAND [ARGS]\n", 0), 0u) << r.out;
     for (const char* option : {"  demo [DIR]", "  triangulate INPUT [OPTIONS]", "--format F", "--obj FILE", "--ps FILE",
-                               "--svg FILE", "--web DIR", "--node FILE", "--ele FILE", "--threads N", "\"-\": standard input"})
+                               "--svg FILE", "--web DIR", "--node FILE", "--ele FILE", "--threads N", "\"-\": standard input",
+                               "  mesh INPUT [OPTIONS]", "--min-angle DEG", "--max-area A", "--max-edge L",
+                               "--min-edge L", "--no-split"})
         EXPECT_TRUE(contains(r.out, option)) << option;
     EXPECT_TRUE(contains(r.out, "at most " + std::to_string(maxDrawingTriangles) + " triangles"));
     EXPECT_EQ(r.err, "");
@@ -585,7 +587,7 @@ TEST_F(Cli, MeshMeetsTheBoundsOfEveryOption) {
         const std::vector<ObjTriangle> vT = readObjTriangles("m.obj", &numVertices);
         EXPECT_TRUE(contains(r.out, "triangles: " + std::to_string(vT.size()) + "\n")) << r.out;
         EXPECT_TRUE(contains(r.out, "vertices:  " + std::to_string(numVertices) + " (")) << r.out;
-        EXPECT_GT(vT.size(), 20u) << c.args;
+        EXPECT_GE(vT.size(), 8u) << c.args;
         double area = 0, minAngle = 180, largestArea = 0, longestEdge = 0;
         std::set<std::pair<double, double>> sOnSegments;
         for (const ObjTriangle& t : vT) {
@@ -610,7 +612,7 @@ TEST_F(Cli, MeshMeetsTheBoundsOfEveryOption) {
         const size_t at = r.out.find("angle:     ");
         ASSERT_NE(at, std::string::npos) << r.out;
         const double reported = std::atof(r.out.c_str() + at + 11);
-        EXPECT_TRUE(reported <= minAngle && reported > minAngle - 0.01) << reported << " " << minAngle;
+        EXPECT_TRUE(reported <= minAngle + 1e-6 && reported > minAngle - 0.01) << reported << " " << minAngle;
         if (std::string(c.args).find("--no-split") != std::string::npos) {
             EXPECT_EQ(sOnSegments.size(), 8u);
         } else if (c.bFrame) {
@@ -634,4 +636,8 @@ TEST_F(Cli, MeshMeetsTheBoundsOfEveryOption) {
     EXPECT_FALSE(exists("o.obj"));
     const ToolRun r = run("mesh open.con --max-area 0.01");
     EXPECT_TRUE(contains(r.out, "domain:    the convex hull (the segments enclose no area)\n")) << r.out << r.err;
+    // On a terminal a progress bar runs while the mesh is refined.
+    if (std::system("command -v script >/dev/null 2>&1") != 0) GTEST_SKIP() << "no script(1) for a terminal";
+    const ToolRun t = runShell("script -qec '" + tool + " mesh frame.poly --max-area 0.01' /dev/null");
+    EXPECT_TRUE(contains(t.out, "\rrefine ") && contains(t.out, "] 100%")) << t.out;
 }

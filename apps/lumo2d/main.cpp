@@ -35,8 +35,9 @@ namespace {
 const char* const usageText =
     "Usage: lumo2d COMMAND [ARGS]\n"
     "\n"
-    "Delaunay triangulation of 2D points, with drawings (PostScript, SVG), an OBJ file, a\n"
-    "browser scene (a directory with index.html that shows the mesh in 3D) and .node/.ele files.\n"
+    "Delaunay triangulation of 2D points and quality meshes of 2D domains, with drawings\n"
+    "(PostScript, SVG), an OBJ file, a browser scene (a directory with index.html that shows\n"
+    "the mesh in 3D) and .node/.ele files.\n"
     "\n"
     "Commands:\n"
     "  demo [DIR]           triangulate a built-in, reproducible data set and write drawings,\n"
@@ -741,9 +742,9 @@ void meshAndWrite(const std::string& inputPath, const Constraints& cons, const M
         Zone2* pDomain = polyZone(dt, pGraph, cons.vHoles);
         const bool bHull = pDomain->getNumberOfTriangles() == 0 && !cons.bPoly;
         if (bHull) pDomain = dt.createZone(nullptr, ZL_GLOBAL, false);
+        if (pDomain->getNumberOfTriangles() == 0) inputError(inputPath + ": the boundary encloses no area outside the holes");
         // Refinement works on a zone bounded by segments; the domain's border becomes one.
         Zone2* pZone = pDomain->convertToBoundedZone();
-        if (pZone == nullptr) inputError(inputPath + ": the boundary encloses no area outside the holes");
 
         MeshGenParams params(pZone);
         params.minAngleDegree = bounds.minAngle;
@@ -790,7 +791,8 @@ void meshAndWrite(const std::string& inputPath, const Constraints& cons, const M
         std::cout << "vertices:  " << vVertices.size() << " (" << dt.numberOfPoints() - numBefore << " added)\n";
         std::cout << "triangles: " << vTriangles.size() << "\n";
         char angle[32];
-        std::snprintf(angle, sizeof angle, "%.2f", std::floor(minAngle * 100.0) / 100.0);   // never rounded up
+        // Rounded down, but for the measure's own error: a right isosceles triangle prints 45.00.
+        std::snprintf(angle, sizeof angle, "%.2f", std::floor(minAngle * 100.0 + 1e-6) / 100.0);
         std::cout << "angle:     " << angle << " degrees smallest";
         if (numBelow > 0) std::cout << " (" << numBelow << " triangle" << (numBelow == 1 ? "" : "s") << " below the bound)";
         std::cout << "\n";
