@@ -9,7 +9,9 @@
 // triangle area, CGAL's a longest edge. Each is calibrated so that the mesh reaches the target
 // triangle count: a first, untimed run at a tenth of the target (or the previous row of the same
 // domain and angle) gives triangles per unit of bound, assuming the count grows as 1/area for
-// ours and 1/edge^2 for CGAL; CGAL is then aimed at the count that ours actually reached.
+// ours and 1/edge^2 for CGAL; CGAL is then aimed at the count that ours actually reached. Where
+// our count comes in steps (the square), up to three bounds are tried and the closest kept; the
+// bounds used are printed at the end of each row.
 // Only the refinement is timed (the domain's few vertices and segments are inserted before),
 // in CPU seconds of the calling thread; one run per row.
 // Usage: bench_refine [nopeer] [small]   (small: 10k and 100k triangles instead)
@@ -83,7 +85,7 @@ Result runLumo(const Domain& d, double angle, double maxArea) {
     dt.insert(d.vCorners);
     std::vector<Segment2> vSegs;
     for (size_t i = 0; i < d.vCorners.size(); ++i) vSegs.emplace_back(d.vCorners[i], d.vCorners[(i + 1) % d.vCorners.size()]);
-    ConstraintGraph2* pGraph = dt.createConstraint(vSegs, CIS_CONSTRAINED_DELAUNAY);
+    ConstraintGraph2* pGraph = dt.createConstraint(vSegs, CIS_CONSTRAINED_DELAUNAY, true);
     Zone2* pZone = dt.createZone(pGraph, ZL_INSIDE);
     MeshGenParams params(pZone);
     params.minAngleDegree = angle;
@@ -147,7 +149,7 @@ int main(int argc, char** argv) {
     std::printf("%-12s %5s %8s | %-4s %10s %9s %9s %6s", "domain", "angle", "target", "ours", "time", "vertices",
                 "triangles", "angle");
     if (bPeer) std::printf(" | %-4s %10s %9s %9s %6s | %s", "CGAL", "time", "vertices", "triangles", "angle", "ours/CGAL");
-    std::printf("\n");
+    std::printf(" | size bounds (ours, CGAL)\n");
     for (const Domain& d : {unitSquare(), regularPolygon(100)}) {
         for (double angle : {20.0, 30.0}) {
             // Calibration, untimed: a tenth of the first target.
@@ -159,18 +161,33 @@ int main(int argc, char** argv) {
             if (bPeer) peer = runCgal(d, angle, edge);
 #endif
             for (double target : aTargets) {
-                maxArea *= double(ours.numTriangles) / target;
-                ours = runLumo(d, angle, maxArea);
+                // Our meshes of the square come in steps (a regular pattern that halves its edges),
+                // so one bound may not reach the target: up to three tries, the closest one kept.
+                Result best;
+                double bestArea = maxArea, bestMiss = 1e300;
+                for (int attempt = 0; attempt < 3; ++attempt) {
+                    maxArea *= double(ours.numTriangles) / target;
+                    if (attempt > 0) maxArea *= ours.numTriangles < target ? 0.9 : 1.1;   // past the step
+                    ours = runLumo(d, angle, maxArea);
+                    const double miss = std::fabs(std::log(double(ours.numTriangles) / target));
+                    if (miss < bestMiss) best = ours, bestArea = maxArea, bestMiss = miss;
+                    if (miss < std::log(1.3)) break;
+                }
+                ours = best;
+                maxArea = bestArea;
                 std::printf("%-12s %5.0f %8.0f", d.name, angle, target);
                 printRow("ours", ours);
 #ifdef LUMO2D_HAVE_CGAL
                 if (bPeer) {
+                    // aimed at the count that ours reached
                     edge *= std::sqrt(double(peer.numTriangles) / double(ours.numTriangles));
                     peer = runCgal(d, angle, edge);
                     printRow("CGAL", peer);
                     std::printf(" | %9.2f", ours.seconds / peer.seconds);
                 }
 #endif
+                std::printf(" | area %.3g", maxArea);
+                if (bPeer) std::printf(", edge %.3g", edge);
                 std::printf("\n");
                 std::fflush(stdout);
             }

@@ -40,9 +40,9 @@ with open(d + "/lake.poly", "w") as f:
     for i, (cx, cy, r, n) in enumerate(islands):
         f.write("%d %g %g\n" % (i + 1, cx, cy))
 PY
-(cd "$work" && "$OLDPWD/$build/apps/lumo2d" mesh lake.poly --min-angle 30 --max-area 4 --ps refine.ps)
+(cd "$work" && "$OLDPWD/$build/apps/lumo2d" mesh lake.poly --min-angle 30 --max-area 12 --ps refine.ps)
 mkdir -p doc
 # The drawing occupies page points 30..575 x 185..760 of the A4 page.
-gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=png16 -r60 -dTextAlphaBits=4 -dGraphicsAlphaBits=4 \
-   -g454x479 -sOutputFile=doc/refine.png -c "<</PageOffset [-30 185]>> setpagedevice" -f "$work/refine.ps"
+gs -q -dSAFER -dBATCH -dNOPAUSE -sDEVICE=png16 -r72 -dTextAlphaBits=4 -dGraphicsAlphaBits=4 \
+   -g545x575 -sOutputFile=doc/refine.png -c "<</PageOffset [-30 185]>> setpagedevice" -f "$work/refine.ps"
 echo "wrote doc/refine.png"
