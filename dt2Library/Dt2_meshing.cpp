@@ -97,6 +97,49 @@ struct ObserverScope {
     ~ObserverScope() { dt.setObserver(pPrevious); }
 };
 
+// The candidate queue: smallest angle first, the earliest among equal angles. Angles lie in
+// [0, 60]; they are spread over buckets of equal width (a monotone map, so the order between
+// buckets is the order of the keys), each bucket a small binary heap on (angle, sequence).
+// Pushing and popping touch one small heap instead of a heap of the whole queue.
+class CandidateQueue {
+public:
+    CandidateQueue() : vBuckets(NUM_BUCKETS) {}
+    bool empty() const { return num == 0; }
+    size_t size() const { return num; }
+    void push(double key, RefCand3* pRC) {
+        size_t b = 0;
+        if (key > 0.0) b = std::min(NUM_BUCKETS - 1, size_t(key * (double(NUM_BUCKETS) / 60.0)));
+        std::vector<Entry>& v = vBuckets[b];
+        v.push_back(Entry{key, seq++, pRC});
+        std::push_heap(v.begin(), v.end());
+        if (b < first) first = b;
+        ++num;
+    }
+    RefCand3* pop() {
+        while (vBuckets[first].empty()) ++first;
+        std::vector<Entry>& v = vBuckets[first];
+        std::pop_heap(v.begin(), v.end());
+        RefCand3* pRC = v.back().pRC;
+        v.pop_back();
+        --num;
+        return pRC;
+    }
+
+private:
+    struct Entry {
+        double key;
+        uint64_t seq;
+        RefCand3* pRC;
+        // The heap's top is the smallest angle, the earliest among equal ones.
+        bool operator<(const Entry& o) const { return key > o.key || (key == o.key && seq > o.seq); }
+    };
+    static const size_t NUM_BUCKETS = 8192;
+    std::vector<std::vector<Entry>> vBuckets;
+    size_t first{NUM_BUCKETS};
+    size_t num{0};
+    uint64_t seq{0};
+};
+
 class Refiner : public TopologyObserver {
 public:
     Refiner(Dt2& dt_, MeshGenParams& params_)
@@ -135,14 +178,8 @@ public:
     }
 
 private:
-    struct Entry {
-        double key;
-        uint64_t seq;
-        RefCand3* pRC;
-        // The heap's top is the smallest angle, the earliest among equal ones.
-        bool operator<(const Entry& o) const { return key > o.key || (key == o.key && seq > o.seq); }
-    };
-    bool collect();
+
+    bool collect(bool bFirst);
     bool process();
     bool tryRefine(RefCand3* pRC);
     Point2* insertVertexForRefinement(const Point2& p, Triangle2* pContainingTriangle);
@@ -170,14 +207,14 @@ private:
     TriangleMarks marks;
     SimplePool<RefCand3> poolCands;
     std::vector<RefCand3*> vFreeCands;
-    std::vector<Entry> vHeap;
-    uint64_t seq{0};
+    CandidateQueue queue;
     std::set<ConstraintSegment2*> sLocked;        // the alive pieces of the locked segments
     std::unordered_set<Point2*> sSplitVertices;   // vertices this run put on constraints
     bool bSplitting{false};
     std::vector<Triangle2*> vUnknownT, vScratchT, vFloodT;
     std::vector<ConstraintSegment2*> vLeaves;
     MsgPublisher* pPub{nullptr};
+    const double cosMinAngle{std::cos(params.minAngleDegree / 57.295779513)};
 };
 
 template <class Fn> void Refiner::forEachTriangleAround(Point2* pVtx, Fn fn) {
@@ -216,7 +253,7 @@ void Refiner::run() {
     bool bInserted = false;
     int pass = 0;
     for (; pass < MAX_PASSES; ++pass) {
-        if (!collect()) break;
+        if (!collect(pass == 0)) break;
         bInserted = process();
         if (!bInserted) break;
     }
@@ -225,13 +262,21 @@ void Refiner::run() {
     if (pPub != nullptr) pPub->finish();
 }
 
-bool Refiner::collect() {
+// The first pass asks the zone; later passes read the marks, which the passes kept equal to
+// the zone's triangles (a sweep over the pool instead of a flood fill).
+bool Refiner::collect(bool bFirst) {
     vScratchT.clear();
-    pZone->getTriangles(vScratchT);
-    marks.clearAll();
-    for (Triangle2* pT : vScratchT) marks.set(pT, MARK_IN);
+    if (bFirst) {
+        pZone->getTriangles(vScratchT);
+        marks.clearAll();
+        for (Triangle2* pT : vScratchT) marks.set(pT, MARK_IN);
+    } else {
+        dt.getTrianglePool().forEach([&](const Triangle2* pT) {
+            if (pT->getCorner(0) != nullptr && marks.get(pT) == MARK_IN) vScratchT.push_back(const_cast<Triangle2*>(pT));
+        });
+    }
     for (Triangle2* pT : vScratchT) addRefCand(pT);
-    return !vHeap.empty();
+    return !queue.empty();
 }
 
 void Refiner::addRefCand(Triangle2* pT) {
@@ -242,12 +287,11 @@ void Refiner::addRefCand(Triangle2* pT) {
     } else {
         pRC = new (poolCands.alloc()) RefCand3();
     }
-    if (!pRC->init(&dt, pT, params)) {
+    if (!pRC->init(&dt, pT, params, cosMinAngle)) {
         vFreeCands.push_back(pRC);
         return;
     }
-    vHeap.push_back(Entry{pRC->getMinAngle(), seq++, pRC});
-    std::push_heap(vHeap.begin(), vHeap.end());
+    queue.push(pRC->getMinAngle(), pRC);
     if (pPub != nullptr) pPub->addToTotal(1);
 }
 
@@ -260,10 +304,8 @@ void Refiner::addRefCandsAround(Point2* pVtx) {
 
 bool Refiner::process() {
     bool bInserted = false;
-    while (!vHeap.empty()) {
-        std::pop_heap(vHeap.begin(), vHeap.end());
-        RefCand3* pRC = vHeap.back().pRC;
-        vHeap.pop_back();
+    while (!queue.empty()) {
+        RefCand3* pRC = queue.pop();
         if (pRC->isAlive() && marks.get(pRC->getTriangle()) == MARK_IN) {
             pRC->computeLocation();
             if (tryRefine(pRC)) bInserted = true;

@@ -1,47 +1,112 @@
 // The inner-vertex record of mesh refinement and the removal of encroaching inner vertices.
 #include "InnerVtxMgr.h"
+#include <algorithm>
 #include <cmath>
-#include <vector>
 #include "Dt2.h"
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
 
+namespace {
+const size_t TAIL_SIZE = 256;
+}
+
+size_t InnerVtxMgr::slotOf(const Point2* p) const {
+    const size_t mask = vSlots.size() - 1;
+    size_t i = size_t((reinterpret_cast<uintptr_t>(p) >> 4) * 0x9E3779B97F4A7C15ull >> 32) & mask;
+    while (vSlots[i] != nullptr && vSlots[i] != p) i = (i + 1) & mask;
+    return i;
+}
+
+void InnerVtxMgr::grow() {
+    std::vector<Point2*> vOld;
+    vOld.swap(vSlots);
+    vSlots.assign(vOld.empty() ? 1024 : 2 * vOld.size(), nullptr);
+    for (Point2* p : vOld)
+        if (p != nullptr) vSlots[slotOf(p)] = p;
+}
+
+bool InnerVtxMgr::contains(const Point2* p) const {
+    return !vSlots.empty() && vSlots[slotOf(p)] == p;
+}
+
 void InnerVtxMgr::add(Point2* p) {
-    if (sInsertedInnerPoints.insert(p).second) mmXInnerPoints.emplace(p->x(), p);
+    if (2 * (numMembers + 1) > vSlots.size()) grow();
+    const size_t i = slotOf(p);
+    if (vSlots[i] == p) return;
+    vSlots[i] = p;
+    ++numMembers;
+    vTail.push_back(XEntry{p->x(), p});
+    if (vTail.size() >= TAIL_SIZE) flushTail();
+}
+
+// The sorted tail is carried into the runs like a bit into a binary counter.
+void InnerVtxMgr::flushTail() {
+    std::vector<XEntry> vCarry;
+    vCarry.swap(vTail);
+    std::sort(vCarry.begin(), vCarry.end());
+    for (size_t level = 0;; ++level) {
+        if (level == vRuns.size()) vRuns.emplace_back();
+        std::vector<XEntry>& run = vRuns[level];
+        if (run.empty()) {
+            run.swap(vCarry);
+            break;
+        }
+        vMergeScratch.resize(run.size() + vCarry.size());
+        std::merge(run.begin(), run.end(), vCarry.begin(), vCarry.end(), vMergeScratch.begin());
+        run.clear();
+        vCarry.swap(vMergeScratch);
+    }
+    vTail.clear();
+    vTail.reserve(TAIL_SIZE);
 }
 
 void InnerVtxMgr::withdraw(Point2* p) {
-    if (sInsertedInnerPoints.erase(p) == 0) return;
-    auto range = mmXInnerPoints.equal_range(p->x());
-    for (auto it = range.first; it != range.second; ++it)
-        if (it->second == p) {
-            mmXInnerPoints.erase(it);
-            return;
+    if (!contains(p)) return;
+    // Backward-shift deletion keeps every probe sequence unbroken.
+    const size_t mask = vSlots.size() - 1;
+    size_t hole = slotOf(p);
+    for (size_t j = (hole + 1) & mask; vSlots[j] != nullptr; j = (j + 1) & mask) {
+        const size_t home = size_t((reinterpret_cast<uintptr_t>(vSlots[j]) >> 4) * 0x9E3779B97F4A7C15ull >> 32) & mask;
+        // Move j into the hole when its home does not lie cyclically in (hole, j].
+        if (((j - home) & mask) >= ((j - hole) & mask)) {
+            vSlots[hole] = vSlots[j];
+            hole = j;
         }
+    }
+    vSlots[hole] = nullptr;
+    --numMembers;
 }
 
 void InnerVtxMgr::clear() {
-    sInsertedInnerPoints.clear();
-    mmXInnerPoints.clear();
+    vSlots.clear();
+    numMembers = 0;
+    vRuns.clear();
+    vTail.clear();
 }
 
 void InnerVtxMgr::removePreviouslyInsertedVertices(Point2* pCenter, double sqRadius, Dt2* pDt2) {
-    if (sInsertedInnerPoints.empty()) return;
+    if (numMembers == 0) return;
     // The x range only preselects (widened against the rounding of the square root); the
     // squared distance decides.
     const double d = std::sqrt(sqRadius) * (1.0 + 0x1p-50);
-    std::vector<Point2*> vClose;
-    for (auto it = mmXInnerPoints.lower_bound(pCenter->x() - d); it != mmXInnerPoints.end() && it->first <= pCenter->x() + d; ++it)
-    {
-        const double dx = it->second->x() - pCenter->x(), dy = it->second->y() - pCenter->y();
-        if (dx * dx + dy * dy < sqRadius) vClose.push_back(it->second);
+    const double lo = pCenter->x() - d, hi = pCenter->x() + d;
+    std::vector<XEntry> vClose;
+    auto consider = [&](const XEntry& e) {
+        const double dx = e.p->x() - pCenter->x(), dy = e.p->y() - pCenter->y();
+        if (dx * dx + dy * dy < sqRadius && contains(e.p)) vClose.push_back(e);
+    };
+    for (const std::vector<XEntry>& run : vRuns) {
+        auto it = std::lower_bound(run.begin(), run.end(), lo, [](const XEntry& e, double x) { return e.x < x; });
+        for (; it != run.end() && it->x <= hi; ++it) consider(*it);
     }
-    for (Point2* pVtx : vClose) {
-        auto q_it = sInsertedInnerPoints.find(pVtx);
-        LUMO_ASSERT(q_it!=sInsertedInnerPoints.end());
-        withdraw(pVtx);
-        if (pDt2 != nullptr && !pDt2->isConstraintVertex(pVtx)) pDt2->remove(pVtx);
+    for (const XEntry& e : vTail)
+        if (e.x >= lo && e.x <= hi) consider(e);
+    std::stable_sort(vClose.begin(), vClose.end());
+    for (const XEntry& e : vClose) {
+        if (!contains(e.p)) continue;   // a second entry of a vertex recorded twice
+        withdraw(e.p);
+        if (pDt2 != nullptr && !pDt2->isConstraintVertex(e.p)) pDt2->remove(e.p);
     }
 }
 

@@ -49,7 +49,7 @@ double smallestAngleDegree(const Point2* a, const Point2* b, const Point2* c, in
     return best;
 }
 
-bool RefCand3::init(Dt2* pDt2_, Triangle2* pT_, MeshGenParams& params) {
+bool RefCand3::init(Dt2* pDt2_, Triangle2* pT_, MeshGenParams& params, double cosMinAngle) {
     pDt2 = pDt2_;
     pT = pT_;
     for (int i = 0; i < 3; ++i) aCorners[i] = pT->getCorner(i);
@@ -72,7 +72,7 @@ bool RefCand3::init(Dt2* pDt2_, Triangle2* pT_, MeshGenParams& params) {
         // the bound decides without the arc cosines (the margin keeps borderline cases exact).
         const double la = l[shortIdx], lb = l[incIndexBy1(shortIdx)], lc = l[incIndexBy2(shortIdx)];
         const double cosSmallest = (lb + lc - la) / (2.0 * std::sqrt(lb * lc));
-        if (cosSmallest < std::cos(params.minAngleDegree / RAD_TO_DEG) - 1e-9) return false;
+        if (cosSmallest < cosMinAngle - 1e-9) return false;
     }
     int k;
     minAngle = smallestAngleDegree(aCorners[0], aCorners[1], aCorners[2], k);

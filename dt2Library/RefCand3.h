@@ -27,8 +27,9 @@ public:
 
     // Takes the triangle's corners and measures and asks params for its size bounds (the
     // only call of the virtual getters for this triangle). True when the triangle is bad by
-    // size, growth or angle, i.e. when it is worth queueing.
-    bool init(Dt2* pDt2, Triangle2* pT, MeshGenParams& params);
+    // size, growth or angle, i.e. when it is worth queueing. cosMinAngle: the cosine of the
+    // angle bound.
+    bool init(Dt2* pDt2, Triangle2* pT, MeshGenParams& params, double cosMinAngle);
     bool isAlive() const {
         return pT->getCorner(0) == aCorners[0] && pT->getCorner(1) == aCorners[1] && pT->getCorner(2) == aCorners[2];
     }

@@ -285,6 +285,42 @@ const Row aRows[] = {
      [](Env& e) { EXPECT_EQ(peelOffIf(nullptr, nullptr, true), nullptr); EXPECT_EQ(peelOffIf(e.dt.createZone(nullptr, ZL_GLOBAL), nullptr, true), nullptr); }},
 
     // ---- triangles and the iterator -----------------------------------------------------------
+    // ---- refinement ------------------------------------------------------------------------
+    {"refine: null zone and an angle above 30 on standard error, 30.0 accepted", [](Env&) { return std::string(); },
+     [](Env& e) {
+         Zone2* pZone = e.dt.createZone(e.box(e.dt, true), ZL_INSIDE);
+         testing::internal::CaptureStderr();
+         e.dt.refine(nullptr);
+         e.dt.refine(pZone, 30.5);
+         EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                   "\nWarning: Lumo_2D::refine(..) has been called with pZone==NULL\n\n"
+                   "\nWarning: Lumo_2D::refine(..), minAngleDegree can't be >30\n\n");
+         EXPECT_EQ(e.dt.numberOfPoints(), e.vInput.size());
+         Lumo_2D t;
+         t.insert(e.vInput);
+         t.refine(t.createZone(e.box(t, true), ZL_INSIDE), 30.0);
+         EXPECT_GT(t.numberOfPoints(), e.vInput.size());
+     }},
+    {"refineAdvanced: ZL_OUTSIDE and ZL_GLOBAL zones, a null zone, an angle above 30, a foreign zone", [](Env&) {
+         const std::string loc = "The zoneLocation must be ZL_INSIDE or ZL_BOUNDED. Please convert the zone using pZone->convertToBoundedZone(..)";
+         return error("Dt2::refineMain2()", loc) + error("Dt2::refineMain2()", loc) + error("Dt2::refineMain2(..)", "pZone==NULL") +
+                error("Dt2::refine(..)", "minAngleDegree must be <=30.0, return") +
+                error("Dt2::refineMain2()", "the zone does not belong to this triangulation"); },
+     [](Env& e) {
+         ConstraintGraph2* pG = e.box(e.dt, true);
+         testing::internal::CaptureStderr();
+         MeshGenParams outside(e.dt.createZone(pG, ZL_OUTSIDE)), global(e.dt.createZone(nullptr, ZL_GLOBAL)), none(nullptr);
+         const std::string ctorError = "\n\n\nMeshGenParams::MeshGenParams(..), ERROR: \n\tbehavior since Lumo 1.39: The zoneLocation must be "
+                                       "ZL_INSIDE or ZL_BOUNDED. Please convert the zone using pZone->convertToBoundedZone(..)\n\n\n";
+         EXPECT_EQ(testing::internal::GetCapturedStderr(), ctorError + ctorError + ctorError);
+         EXPECT_EQ(outside.gridVector.x(), 0.0);
+         MeshGenParams steep(e.dt.createZone(pG, ZL_INSIDE)), foreign(e.other.createZone(e.box(e.other, true), ZL_INSIDE));
+         steep.minAngleDegree = 31.0;
+         for (MeshGenParams* p : {&outside, &global, &none, &steep, &foreign}) e.dt.refineAdvanced(p);
+         EXPECT_EQ(e.dt.numberOfPoints(), e.vInput.size());
+     }},
+    {"refineAdvanced: null parameters", [](Env&) { return warning("Lumo_2D::refineAdvanced()", "pParams is null, nothing refined"); },
+     [](Env& e) { e.dt.refineAdvanced(nullptr); }},
     {"iterator: null vertex stands on null", [](Env&) { return warning("TriangleAroundVertexIterator::TriangleAroundVertexIterator()", "pVtx is null"); },
      [](Env&) {
          TriangleAroundVertexIterator it(static_cast<const Point2*>(nullptr));
