@@ -99,29 +99,43 @@ struct ObserverScope {
 
 // The candidate queue: smallest angle first, the earliest among equal angles. Angles lie in
 // [0, 60]; they are spread over buckets of equal width (a monotone map, so the order between
-// buckets is the order of the keys), each bucket a small binary heap on (angle, sequence).
-// Pushing and popping touch one small heap instead of a heap of the whole queue.
+// buckets is the order of the keys), each bucket a small binary heap on (angle, sequence) plus a
+// first-in first-out run of entries with one repeated angle: refinement makes many congruent
+// triangles (right isosceles ones under an area bound), and these then cost no heap operation.
+// Both parts of a bucket are sorted, and a pop takes the smaller of their fronts.
 class CandidateQueue {
 public:
     CandidateQueue() : vBuckets(NUM_BUCKETS) {}
     bool empty() const { return num == 0; }
-    size_t size() const { return num; }
     void push(double key, RefCand3* pRC) {
         size_t b = 0;
         if (key > 0.0) b = std::min(NUM_BUCKETS - 1, size_t(key * (double(NUM_BUCKETS) / 60.0)));
-        std::vector<Entry>& v = vBuckets[b];
-        v.push_back(Entry{key, seq++, pRC});
-        std::push_heap(v.begin(), v.end());
+        Bucket& bucket = vBuckets[b];
+        const Entry e{key, seq++, pRC};
+        if (bucket.head == bucket.vRun.size()) {
+            bucket.vRun.clear();
+            bucket.head = 0;
+            bucket.runKey = key;
+        }
+        if (key == bucket.runKey) {
+            bucket.vRun.push_back(e);
+        } else {
+            bucket.vHeap.push_back(e);
+            std::push_heap(bucket.vHeap.begin(), bucket.vHeap.end());
+        }
         if (b < first) first = b;
         ++num;
     }
     RefCand3* pop() {
         while (vBuckets[first].empty()) ++first;
-        std::vector<Entry>& v = vBuckets[first];
-        std::pop_heap(v.begin(), v.end());
-        RefCand3* pRC = v.back().pRC;
-        v.pop_back();
+        Bucket& bucket = vBuckets[first];
         --num;
+        const bool bRun = bucket.head < bucket.vRun.size();
+        if (bRun && (bucket.vHeap.empty() || bucket.vHeap.front() < bucket.vRun[bucket.head]))
+            return bucket.vRun[bucket.head++].pRC;
+        std::pop_heap(bucket.vHeap.begin(), bucket.vHeap.end());
+        RefCand3* pRC = bucket.vHeap.back().pRC;
+        bucket.vHeap.pop_back();
         return pRC;
     }
 
@@ -130,11 +144,18 @@ private:
         double key;
         uint64_t seq;
         RefCand3* pRC;
-        // The heap's top is the smallest angle, the earliest among equal ones.
+        // "Comes later": the heap's top is the smallest angle, the earliest among equal ones.
         bool operator<(const Entry& o) const { return key > o.key || (key == o.key && seq > o.seq); }
     };
+    struct Bucket {
+        std::vector<Entry> vHeap;
+        std::vector<Entry> vRun;   // entries with runKey in arrival order, from head on
+        size_t head{0};
+        double runKey{0.0};
+        bool empty() const { return vHeap.empty() && head == vRun.size(); }
+    };
     static const size_t NUM_BUCKETS = 8192;
-    std::vector<std::vector<Entry>> vBuckets;
+    std::vector<Bucket> vBuckets;
     size_t first{NUM_BUCKETS};
     size_t num{0};
     uint64_t seq{0};

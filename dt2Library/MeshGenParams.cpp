@@ -20,14 +20,8 @@ MeshGenParams::MeshGenParams(Zone2* pZone_)
     gridVector = Vector2(1.0, 0.0);
 }
 
-MeshGenParams::MeshGenParams(const MeshGenParams& other)
-    : pZone(other.pZone), minAngleDegree(other.minAngleDegree), minEdgeLength(other.minEdgeLength),
-      maxEdgeLength(other.maxEdgeLength), maxTriangleArea(other.maxTriangleArea),
-      allowConstraintSplitting(other.allowConstraintSplitting), growFactor(other.growFactor),
-      growFactorMinArea(other.growFactorMinArea), aspectLimit(other.aspectLimit), gridVector(other.gridVector),
-      gridLength(other.gridLength), innerVertexFlag(other.innerVertexFlag), debugMode(other.debugMode),
-      lockedConstraints(other.lockedConstraints == nullptr ? nullptr
-                                                            : new std::set<ConstraintSegment2*>(*other.lockedConstraints)) {}
+// The locked set is owned: a copy gets its own.
+MeshGenParams::MeshGenParams(const MeshGenParams& other) : lockedConstraints(nullptr) { *this = other; }
 
 MeshGenParams& MeshGenParams::operator=(const MeshGenParams& other) {
     if (this == &other) return *this;
