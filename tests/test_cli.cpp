@@ -67,6 +67,23 @@ size_t countLinesStartingWith(const std::string& text, const std::string& prefix
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
+// The faces of an OBJ file, as corner coordinates in file order.
+struct ObjTriangle {
+    double x[3], y[3];
+    double area() const { return ((x[1] - x[0]) * (y[2] - y[0]) - (y[1] - y[0]) * (x[2] - x[0])) / 2; }
+};
+std::vector<ObjTriangle> readObjTriangles(const std::string& name, size_t* pNumVertices = nullptr) {
+    const lumo_test::Obj obj = lumo_test::readObj(name);
+    std::vector<ObjTriangle> vT;
+    for (const std::vector<int>& f : obj.faces) {
+        ObjTriangle t;
+        for (int i = 0; i < 3; ++i) t.x[i] = obj.vertices.at(size_t(f.at(i)) - 1).first, t.y[i] = obj.vertices.at(size_t(f.at(i)) - 1).second;
+        vT.push_back(t);
+    }
+    if (pNumVertices != nullptr) *pNumVertices = obj.vertices.size();
+    return vT;
+}
+
 struct ToolRun {
     int status;
     std::string out, err;
@@ -121,7 +138,9 @@ TEST_F(Cli, HelpAndVersion) {
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out.rfind("Usage: lumo2d COMMAND [ARGS]\n", 0), 0u) << r.out;
     for (const char* option : {"  demo [DIR]", "  triangulate INPUT [OPTIONS]", "--format F", "--obj FILE", "--ps FILE",
-                               "--svg FILE", "--web DIR", "--node FILE", "--ele FILE", "--threads N", "\"-\": standard input"})
+                               "--svg FILE", "--web DIR", "--node FILE", "--ele FILE", "--threads N", "\"-\": standard input",
+                               "  mesh INPUT [OPTIONS]", "--min-angle DEG", "--max-area A", "--max-edge L",
+                               "--min-edge L", "--no-split"})
         EXPECT_TRUE(contains(r.out, option)) << option;
     EXPECT_TRUE(contains(r.out, "at most " + std::to_string(maxDrawingTriangles) + " triangles"));
     EXPECT_EQ(r.err, "");
@@ -146,7 +165,17 @@ TEST_F(Cli, UsageErrorsExitWithTwoAndWriteNothing) {
                     {"demo a b", "demo takes at most one directory, got 2"},
                     {"triangulate pts.txt --threads", "--threads needs a number"},
                     {"triangulate pts.txt --threads two", "--threads: 'two' is not a thread count (0 to 100000)"},
-                    {"triangulate pts.txt --threads -1", "--threads: '-1' is not a thread count (0 to 100000)"}},
+                    {"triangulate pts.txt --threads -1", "--threads: '-1' is not a thread count (0 to 100000)"},
+                    {"mesh", "mesh: missing INPUT (a .poly or segment file)"},
+                    {"mesh a.poly b.poly", "mesh: more than one INPUT ('a.poly', 'b.poly')"},
+                    {"mesh a.poly --conforming", "mesh: unknown option '--conforming'"},
+                    {"mesh a.poly --min-angle", "--min-angle needs a number"},
+                    {"mesh a.poly --min-angle 30.5", "--min-angle: '30.5' is not an angle from 0 to 30 degrees"},
+                    {"mesh a.poly --min-angle -1", "--min-angle: '-1' is not an angle from 0 to 30 degrees"},
+                    {"mesh a.poly --max-area -2", "--max-area: '-2' is not a positive area"},
+                    {"mesh a.poly --max-area nan", "--max-area: 'nan' is not a positive area"},
+                    {"mesh a.poly --max-edge 0", "--max-edge: '0' is not a positive length"},
+                    {"mesh a.poly --min-edge 1e999", "--min-edge: '1e999' is not a positive length"}},
                    2, usageHint);
     EXPECT_EQ(listing(), "");
 }
@@ -485,21 +514,6 @@ TEST_F(Cli, InsertsConstraintSegmentsFromEverySegmentFormat) {
     EXPECT_EQ(run("triangulate pts.txt --segments bad.con").status, 1);
 }
 
-// The triangular faces of an OBJ file: area and centre.
-struct Face {
-    double area, cx, cy;
-};
-std::vector<Face> objFaces(const std::string& file) {
-    const lumo_test::Obj obj = lumo_test::readObj(file);
-    std::vector<Face> vFaces;
-    for (const std::vector<int>& f : obj.faces) {
-        const auto &p = obj.vertices[size_t(f[0]) - 1], &q = obj.vertices[size_t(f[1]) - 1], &s = obj.vertices[size_t(f[2]) - 1];
-        vFaces.push_back(Face{((q.first - p.first) * (s.second - p.second) - (q.second - p.second) * (s.first - p.first)) / 2,
-                              (p.first + q.first + s.first) / 3, (p.second + q.second + s.second) / 3});
-    }
-    return vFaces;
-}
-
 TEST_F(Cli, APolyFileKeepsOnlyTheTrianglesInsideItsBoundaryAndOutsideItsHoles) {
     // A frame: outer square 1..9 inside the points' hull 0..10, a hole 4..6 named by a point.
     // With --quads the same domain is written as quadrilaterals.
@@ -510,10 +524,11 @@ TEST_F(Cli, APolyFileKeepsOnlyTheTrianglesInsideItsBoundaryAndOutsideItsHoles) {
     ASSERT_EQ(r.status, 0) << r.out << r.err;
     // The OBJ's faces cover exactly the frame: area 64 - 4, every face centre inside it.
     double area = 0;
-    const std::vector<Face> vFaces = objFaces("f.obj");
-    for (const Face& f : vFaces) {
-        area += f.area;
-        EXPECT_TRUE(f.cx > 1 && f.cx < 9 && f.cy > 1 && f.cy < 9 && !(f.cx > 4 && f.cx < 6 && f.cy > 4 && f.cy < 6)) << f.cx << " " << f.cy;
+    const std::vector<ObjTriangle> vFaces = readObjTriangles("f.obj");
+    for (const ObjTriangle& t : vFaces) {
+        area += t.area();
+        const double cx = (t.x[0] + t.x[1] + t.x[2]) / 3, cy = (t.y[0] + t.y[1] + t.y[2]) / 3;
+        EXPECT_TRUE(cx > 1 && cx < 9 && cy > 1 && cy < 9 && !(cx > 4 && cx < 6 && cy > 4 && cy < 6)) << cx << " " << cy;
     }
     const size_t numFaces = vFaces.size();
     EXPECT_EQ(area, 60.0);
@@ -556,10 +571,11 @@ TEST_F(Cli, CutKeepsOnlyTheTrianglesInsideAPolygon) {
     ToolRun r = run("triangulate pts.txt --cut l.txt --obj c.obj");
     ASSERT_EQ(r.status, 0) << r.out << r.err;
     double area = 0;
-    const std::vector<Face> vFaces = objFaces("c.obj");
-    for (const Face& f : vFaces) {
-        area += f.area;
-        EXPECT_TRUE(f.cx > 2 && f.cx < 10 && f.cy > 2 && f.cy < 10 && (f.cx < 5 || f.cy < 5)) << f.cx << " " << f.cy;
+    const std::vector<ObjTriangle> vFaces = readObjTriangles("c.obj");
+    for (const ObjTriangle& t : vFaces) {
+        area += t.area();
+        const double cx = (t.x[0] + t.x[1] + t.x[2]) / 3, cy = (t.y[0] + t.y[1] + t.y[2]) / 3;
+        EXPECT_TRUE(cx > 2 && cx < 10 && cy > 2 && cy < 10 && (cx < 5 || cy < 5)) << cx << " " << cy;
     }
     EXPECT_EQ(area, 8 * 3 + 3 * 5);
     EXPECT_TRUE(contains(r.out, "cut:       " + std::to_string(vFaces.size()) + " triangles inside l.txt (6 vertices)")) << r.out;
@@ -578,4 +594,99 @@ TEST_F(Cli, CutKeepsOnlyTheTrianglesInsideAPolygon) {
         EXPECT_TRUE(contains(r.err, bad.reason)) << bad.file << ": " << r.err;
         EXPECT_FALSE(exists("bad.obj")) << bad.file;
     }
+}
+
+// ---- quality meshes ----------------------------------------------------------------------------
+
+// Every bound an option sets holds in the written mesh, checked on its OBJ file: the triangles
+// tile the domain, meet the angle, area and edge bounds, and --no-split adds no vertex on a segment.
+TEST_F(Cli, MeshMeetsTheBoundsOfEveryOption) {
+    // A frame (outer square 1..9, hole 4..6; area 60) and an L-shape (area 12, one reflex corner).
+    writeFile("frame.poly", "8 2 0 0\n1 1 1\n2 9 1\n3 9 9\n4 1 9\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n"
+                            "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
+    writeFile("l.con", "0 0 4 0\n4 0 4 2\n4 2 2 2\n2 2 2 4\n2 4 0 4\n0 4 0 0\n");
+    auto onSquare = [](double x, double y, double lo, double hi) {
+        return ((x == lo || x == hi) && y >= lo && y <= hi) || ((y == lo || y == hi) && x >= lo && x <= hi);
+    };
+    auto inFrame = [](double x, double y) { return x > 1 && x < 9 && y > 1 && y < 9 && !(x > 4 && x < 6 && y > 4 && y < 6); };
+    auto inL = [](double x, double y) { return x > 0 && x < 4 && y > 0 && y < 4 && !(x > 2 && y > 2); };
+    const struct {
+        const char* args;
+        bool bFrame;
+        double minAngle, maxArea, maxEdge;   // 0: not bounded
+        const char* bounds;                  // the summary's line
+    } aCases[] = {
+        {"frame.poly --node m.node --ele m.ele", true, 20, 0, 0,
+         "bounds:    angle 20 degrees, area none, edge none, segments split where needed\n"},
+        {"frame.poly --min-angle 30 --max-area 0.5", true, 30, 0.5, 0,
+         "bounds:    angle 30 degrees, area 0.5, edge none, segments split where needed\n"},
+        {"frame.poly --min-angle 0 --max-edge 0.7", true, 0, 0, 0.7,
+         "bounds:    angle 0 degrees, area none, edge 0.7, segments split where needed\n"},
+        {"l.con --min-angle 25 --max-area 0.1 --min-edge 0.01", false, 25, 0.1, 0,
+         "bounds:    angle 25 degrees, area 0.1, edge none, segments split where needed\n"},
+        {"frame.poly --no-split --max-area 2", true, 0, 0, 0,
+         "bounds:    angle 20 degrees, area 2, edge none, segments kept whole\n"},
+    };
+    for (const auto& c : aCases) {
+        const ToolRun r = run(std::string("mesh ") + c.args + " --obj m.obj");
+        ASSERT_EQ(r.status, 0) << c.args << r.out << r.err;
+        EXPECT_EQ(r.err, "");
+        EXPECT_TRUE(contains(r.out, c.bounds)) << c.args << "\n" << r.out;
+        size_t numVertices = 0;
+        const std::vector<ObjTriangle> vT = readObjTriangles("m.obj", &numVertices);
+        EXPECT_TRUE(contains(r.out, "triangles: " + std::to_string(vT.size()) + "\n")) << r.out;
+        EXPECT_TRUE(contains(r.out, "vertices:  " + std::to_string(numVertices) + " (")) << r.out;
+        EXPECT_GE(vT.size(), 8u) << c.args;
+        double area = 0, minAngle = 180, largestArea = 0, longestEdge = 0;
+        std::set<std::pair<double, double>> sOnSegments;
+        for (const ObjTriangle& t : vT) {
+            EXPECT_GT(t.area(), 0.0);
+            area += t.area();
+            largestArea = std::max(largestArea, t.area());
+            const double cx = (t.x[0] + t.x[1] + t.x[2]) / 3, cy = (t.y[0] + t.y[1] + t.y[2]) / 3;
+            EXPECT_TRUE(c.bFrame ? inFrame(cx, cy) : inL(cx, cy)) << c.args << ": " << cx << " " << cy;
+            for (int i = 0; i < 3; ++i) {
+                const int j = (i + 1) % 3, k = (i + 2) % 3;
+                const double ux = t.x[j] - t.x[i], uy = t.y[j] - t.y[i], vx = t.x[k] - t.x[i], vy = t.y[k] - t.y[i];
+                minAngle = std::min(minAngle, std::atan2(std::fabs(ux * vy - uy * vx), ux * vx + uy * vy) * 180 / M_PI);
+                longestEdge = std::max(longestEdge, std::hypot(ux, uy));
+                if (onSquare(t.x[i], t.y[i], 1, 9) || onSquare(t.x[i], t.y[i], 4, 6)) sOnSegments.insert({t.x[i], t.y[i]});
+            }
+        }
+        EXPECT_NEAR(area, c.bFrame ? 60.0 : 12.0, 1e-9) << c.args;
+        EXPECT_GE(minAngle, c.minAngle) << c.args;   // no input angle is below the bounds here
+        EXPECT_LE(largestArea, c.maxArea > 0 ? c.maxArea : 1e300) << c.args;
+        EXPECT_LE(longestEdge, c.maxEdge > 0 ? c.maxEdge : 1e300) << c.args;
+        // the summary's angle is the smallest, rounded down
+        const size_t at = r.out.find("angle:     ");
+        ASSERT_NE(at, std::string::npos) << r.out;
+        const double reported = std::atof(r.out.c_str() + at + 11);
+        EXPECT_TRUE(reported <= minAngle + 1e-6 && reported > minAngle - 0.01) << reported << " " << minAngle;
+        if (std::string(c.args).find("--no-split") != std::string::npos) {
+            EXPECT_EQ(sOnSegments.size(), 8u);
+        } else if (c.bFrame) {
+            EXPECT_GT(sOnSegments.size(), 8u) << c.args;
+        }
+    }
+    // .node: the .poly's vertices first, in its numbering (from 1), then the added ones; .ele
+    // names each triangle by those numbers.
+    const std::string node = readFile("m.node"), ele = readFile("m.ele");
+    EXPECT_EQ(node.find("1 1 1\n2 9 1\n3 9 9\n4 1 9\n5 4 4\n"), node.find('\n') + 1) << node;
+    EXPECT_EQ(countLinesStartingWith(ele, "") - 1, size_t(std::atoi(ele.c_str()))) << ele;
+    EXPECT_EQ(ele.find(" 0 "), std::string::npos);
+    // Inputs that enclose nothing: a .poly is refused, the segments of a segment file get their hull.
+    writeFile("open.poly", "3 2 0 0\n1 0 0\n2 1 0\n3 0 1\n2 0\n1 1 2\n2 2 3\n");
+    writeFile("open.con", "0 0 1 0\n1 0 0 1\n");
+    writeFile("none.con", "");
+    expectFailures({{"mesh open.poly --obj o.obj", "open.poly: the boundary encloses no area outside the holes"},
+                    {"mesh none.con --obj o.obj", "none.con: holds no segments"},
+                    {"mesh nosuch.poly --obj o.obj", "nosuch.poly: cannot be read"}},
+                   1);
+    EXPECT_FALSE(exists("o.obj"));
+    const ToolRun r = run("mesh open.con --max-area 0.01");
+    EXPECT_TRUE(contains(r.out, "domain:    the convex hull (the segments enclose no area)\n")) << r.out << r.err;
+    // On a terminal a progress bar runs while the mesh is refined.
+    if (std::system("command -v script >/dev/null 2>&1") != 0) GTEST_SKIP() << "no script(1) for a terminal";
+    const ToolRun t = runShell("script -qec '" + tool + " mesh frame.poly --max-area 0.01' /dev/null");
+    EXPECT_TRUE(contains(t.out, "\rrefine ") && contains(t.out, "] 100%")) << t.out;
 }

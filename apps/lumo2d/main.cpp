@@ -3,12 +3,15 @@
 //   lumo2d demo [DIR]
 //   lumo2d triangulate INPUT [--format F] [--obj F] [--ps F] [--svg F] [--web DIR] [--node F] [--ele F]
 //                            [--segments F] [--poly F] [--cut F] [--conforming] [--threads N] [--quads]
+//   lumo2d mesh INPUT [--min-angle DEG] [--max-area A] [--max-edge L] [--min-edge L] [--no-split]
+//                     [--obj F] [--ps F] [--svg F] [--web DIR] [--node F] [--ele F]
 //
 // Library messages (which go to standard output) are held back and shown on standard error
 // only when something fails, so that standard output carries just the summary.
 #include <sys/stat.h>
 #include <unistd.h>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstdint>
@@ -16,6 +19,7 @@
 #include <functional>
 #include <iomanip>
 #include <iostream>
+#include <limits>
 #include <set>
 #include <sstream>
 #include <string>
@@ -31,8 +35,9 @@ namespace {
 const char* const usageText =
     "Usage: lumo2d COMMAND [ARGS]\n"
     "\n"
-    "Delaunay triangulation of 2D points, with drawings (PostScript, SVG), an OBJ file, a\n"
-    "browser scene (a directory with index.html that shows the mesh in 3D) and .node/.ele files.\n"
+    "Delaunay triangulation of 2D points and quality meshes of 2D domains, with drawings\n"
+    "(PostScript, SVG), an OBJ file, a browser scene (a directory with index.html that shows\n"
+    "the mesh in 3D) and .node/.ele files.\n"
     "\n"
     "Commands:\n"
     "  demo [DIR]           triangulate a built-in, reproducible data set and write drawings,\n"
@@ -40,6 +45,11 @@ const char* const usageText =
     "  triangulate INPUT [OPTIONS]\n"
     "                       triangulate the points of INPUT (\"-\": standard input) and write\n"
     "                       what the options ask for\n"
+    "  mesh INPUT [OPTIONS]\n"
+    "                       a quality mesh of the domain that INPUT bounds: a .poly file, or\n"
+    "                       a segment file (binary or .con text), whose domain is the area its\n"
+    "                       segments enclose (the convex hull when they enclose none). Vertices\n"
+    "                       are added until every triangle meets the bounds\n"
     "\n"
     "Input formats (told apart by content and extension, or named with --format):\n"
     "  xy       text, one \"x y\" pair per line; '#' starts a comment\n"
@@ -79,6 +89,16 @@ const char* const usageText =
     "  --threads N          insert the points on N threads (default 1; 0: one per hardware\n"
     "                       thread); inputs of 1000 points or more use them. The mesh is\n"
     "                       Delaunay either way, and the same for the same N\n"
+    "\n"
+    "Mesh options (and the outputs --obj, --ps, --svg, --web, --node, --ele as above; --node\n"
+    "holds the input vertices in their order, then the added ones):\n"
+    "  --min-angle DEG      smallest interior angle, 0 to 30 degrees (default 20); input angles\n"
+    "                       below it stay, with small triangles in their corners\n"
+    "  --max-area A         largest triangle area (default: none)\n"
+    "  --max-edge L         longest edge (default: none)\n"
+    "  --min-edge L         segments no longer than 2L are not split further (default: a\n"
+    "                       millionth of the input's extent)\n"
+    "  --no-split           keep the segments whole: no vertex is added on them\n"
     "Drawings (--ps, --svg, the scene's top view) are made for at most 100000 triangles.\n"
     "\n"
     "Options:\n"
@@ -299,6 +319,7 @@ struct Constraints {
     bool bConforming{false};
     std::vector<Point2> vCutter;   // --cut polygon
     std::string cutFile;
+    int firstIndex{0};             // of the .poly vertices
 };
 
 // The library's binary segment file, or text with four numbers per segment.
@@ -357,6 +378,7 @@ void readPolyFile(const std::string& path, Constraints& c) {
     for (size_t i = 0; i < numVtx; ++i) {
         const std::vector<double> row = need(3);
         if (i == 0) firstIndex = (long long)row[0];
+        c.firstIndex = int(firstIndex);
         c.vPoints.emplace_back(row[1], row[2]);
     }
     const size_t numSeg = size_t(need(1)[0]);
@@ -448,17 +470,102 @@ void writeEleFile(const std::string& path, const std::vector<Triangle2*>& vTrian
     if (!f) inputError(path + ": could not be written");
 }
 
-// Triangulates, writes the outputs and prints the summary; cleans up on failure.
-void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt, const Constraints& cons = Constraints()) {
+// Every output target can be written: checked before any work is done.
+void checkOutputTargets(const Outputs& out) {
     for (const auto& target : {std::make_pair("--obj", &out.obj), std::make_pair("--ps", &out.ps),
                                std::make_pair("--svg", &out.svg), std::make_pair("--node", &out.node),
                                std::make_pair("--ele", &out.ele)})
         if (!target.second->empty()) checkFileTarget(target.first, *target.second);
     if (!out.web.empty()) checkDirectoryTarget("--web", out.web);
+}
 
+// Runs a command's work with the library's chatter held back; on failure removes what the work
+// wrote and shows the chatter on standard error.
+void runHoldingBack(const Options& opt, const std::function<void(HoldBackStdout&, WrittenPaths&)>& work) {
     HoldBackStdout hold(opt.bVerbose);
     WrittenPaths written;
     try {
+        work(hold, written);
+    } catch (const CliError&) {
+        written.removeAll();
+        hold.release();
+        if (!opt.bVerbose && !hold.text().empty()) std::cerr << hold.text();
+        throw;
+    } catch (const LumoException& e) {
+        written.removeAll();
+        hold.release();
+        if (!opt.bVerbose) std::cerr << hold.text();
+        throw CliError{1, "the library failed: " + std::string(e.what())};
+    }
+}
+
+// Writes what the options ask for: the triangles (pZone's, or all when null) and, for .node/.ele,
+// the input points with their handles in dt; with pQuads, the drawings and the OBJ file hold
+// that quadrilateral mesh. Returns the summary's "written:" lines.
+std::vector<std::string> writeOutputs(Lumo_2D& dt, Zone2* pZone, const std::vector<Triangle2*>& vTriangles,
+                                      const Input& in, const std::vector<Point2*>& vHandles, const Outputs& out,
+                                      WrittenPaths& written, const QMesh* pQuads = nullptr) {
+    const bool bDrawable = dt.numberOfTriangles() <= maxDrawingTriangles;
+    for (const std::string* pDrawing : {&out.ps, &out.svg}) {
+        if (!pDrawing->empty() && !bDrawable) {
+            inputError(*pDrawing + ": " + std::to_string(dt.numberOfTriangles()) +
+                       " triangles are more than a drawing holds (" + std::to_string(maxDrawingTriangles) +
+                       "); use --web or --obj for large meshes");
+        }
+    }
+    std::vector<std::string> vLines;
+    // Writes one file through the library and checks that it arrived.
+    auto writeFile = [&](const std::string& path, const char* what, const std::function<void()>& write) {
+        if (path.empty()) return;
+        written.addFile(path);
+        write();
+        if (!isNonEmptyFile(path)) inputError(path + ": could not be written");
+        vLines.push_back(path + "  (" + what + ")");
+    };
+    if (pQuads != nullptr) {
+        writeFile(out.ps, "PostScript drawing, quadrilaterals", [&] { pQuads->show(out.ps); });
+        writeFile(out.svg, "SVG drawing, quadrilaterals", [&] { pQuads->showSvg(out.svg); });
+        writeFile(out.obj, "Wavefront OBJ, quadrilaterals", [&] { pQuads->writeObj(out.obj); });
+    } else {
+        writeFile(out.ps, "PostScript drawing", [&] { pZone != nullptr ? pZone->show(out.ps) : dt.show(out.ps); });
+        writeFile(out.svg, "SVG drawing", [&] { pZone != nullptr ? pZone->showSvg(out.svg) : dt.showSvg(out.svg); });
+        writeFile(out.obj, "Wavefront OBJ", [&] { dt.writeObj(out.obj, pZone); });
+    }
+    std::vector<Point2*> vAdded;   // vertices that are no input point
+    if (!out.node.empty() || !out.ele.empty()) {
+        const std::set<Point2*> sInput(vHandles.begin(), vHandles.end());
+        std::vector<Point2*> vAll;
+        dt.getVertexPointers(vAll);
+        for (Point2* p : vAll)
+            if (sInput.count(p) == 0) vAdded.push_back(p);
+    }
+    writeFile(out.node, "input points, .node", [&] { writeNodeFile(out.node, in, vAdded); });
+    writeFile(out.ele, "triangles as input indices, .ele", [&] { writeEleFile(out.ele, vTriangles, in, vHandles, vAdded); });
+    if (!out.web.empty()) {
+        const std::string web = withoutTrailingSlash(out.web);
+        written.addNewDirectories(out.web);
+        dt.writeWebScene(out.web.c_str(), pZone);
+        if (!isNonEmptyFile(web + "/index.html") || !isNonEmptyFile(web + "/3d.obj") ||
+            (bDrawable && !isNonEmptyFile(web + "/2d.svg")))
+            inputError(out.web + ": the browser scene could not be written");
+        vLines.push_back(web + "/  (browser scene: python3 -m http.server -d " + web +
+                         ", then open http://localhost:8000)");
+        if (!bDrawable)
+            vLines.push_back(web + "/  (no top view 2d.svg: more than " + std::to_string(maxDrawingTriangles) +
+                             " triangles)");
+    }
+    return vLines;
+}
+
+void printWrittenLines(const std::vector<std::string>& vLines) {
+    for (size_t i = 0; i < vLines.size(); ++i) std::cout << (i == 0 ? "written:   " : "           ") << vLines[i] << "\n";
+    if (vLines.empty()) std::cout << "written:   nothing (use --obj, --ps, --svg, --web, --node or --ele)\n";
+}
+
+// Triangulates, writes the outputs and prints the summary; cleans up on failure.
+void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt, const Constraints& cons = Constraints()) {
+    checkOutputTargets(out);
+    runHoldingBack(opt, [&](HoldBackStdout& hold, WrittenPaths& written) {
         const std::vector<Point2>& vPoints = in.vPoints;
         Lumo_2D dt(unsigned(vPoints.size()));
         dt.setNumCPU(opt.numThreads);
@@ -508,56 +615,8 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
             Zone2* pQuadZone = pZone != nullptr ? pZone : dt.createZone(nullptr, ZL_GLOBAL);
             if (!dt.createQuadMesh(pQuadZone, quads)) inputError("no quadrilateral mesh could be made");
         }
-        const bool bDrawable = dt.numberOfTriangles() <= maxDrawingTriangles;
-        for (const std::string* pDrawing : {&out.ps, &out.svg}) {
-            if (!pDrawing->empty() && !bDrawable) {
-                inputError(*pDrawing + ": " + std::to_string(dt.numberOfTriangles()) +
-                           " triangles are more than a drawing holds (" + std::to_string(maxDrawingTriangles) +
-                           "); use --web or --obj for large meshes");
-            }
-        }
-
-        std::vector<std::string> vLines;
-        // Writes one file through the library and checks that it arrived.
-        auto writeFile = [&](const std::string& path, const char* what, const std::function<void()>& write) {
-            if (path.empty()) return;
-            written.addFile(path);
-            write();
-            if (!isNonEmptyFile(path)) inputError(path + ": could not be written");
-            vLines.push_back(path + "  (" + what + ")");
-        };
-        if (out.bQuads) {
-            writeFile(out.ps, "PostScript drawing, quadrilaterals", [&] { quads.show(out.ps); });
-            writeFile(out.svg, "SVG drawing, quadrilaterals", [&] { quads.showSvg(out.svg); });
-            writeFile(out.obj, "Wavefront OBJ, quadrilaterals", [&] { quads.writeObj(out.obj); });
-        } else {
-            writeFile(out.ps, "PostScript drawing", [&] { pZone != nullptr ? pZone->show(out.ps) : dt.show(out.ps); });
-            writeFile(out.svg, "SVG drawing", [&] { pZone != nullptr ? pZone->showSvg(out.svg) : dt.showSvg(out.svg); });
-            writeFile(out.obj, "Wavefront OBJ", [&] { dt.writeObj(out.obj, pZone); });
-        }
-        std::vector<Point2*> vAdded;   // vertices that are no input point
-        if (!out.node.empty() || !out.ele.empty()) {
-            const std::set<Point2*> sInput(vHandles.begin(), vHandles.end());
-            std::vector<Point2*> vAll;
-            dt.getVertexPointers(vAll);
-            for (Point2* p : vAll)
-                if (sInput.count(p) == 0) vAdded.push_back(p);
-        }
-        writeFile(out.node, "input points, .node", [&] { writeNodeFile(out.node, in, vAdded); });
-        writeFile(out.ele, "triangles as input indices, .ele", [&] { writeEleFile(out.ele, vTriangles, in, vHandles, vAdded); });
-        if (!out.web.empty()) {
-            const std::string web = withoutTrailingSlash(out.web);
-            written.addNewDirectories(out.web);
-            dt.writeWebScene(out.web.c_str(), pZone);
-            if (!isNonEmptyFile(web + "/index.html") || !isNonEmptyFile(web + "/3d.obj") ||
-                (bDrawable && !isNonEmptyFile(web + "/2d.svg")))
-                inputError(out.web + ": the browser scene could not be written");
-            vLines.push_back(web + "/  (browser scene: python3 -m http.server -d " + web +
-                             ", then open http://localhost:8000)");
-            if (!bDrawable)
-                vLines.push_back(web + "/  (no top view 2d.svg: more than " + std::to_string(maxDrawingTriangles) +
-                                 " triangles)");
-        }
+        const std::vector<std::string> vLines =
+            writeOutputs(dt, pZone, vTriangles, in, vHandles, out, written, out.bQuads ? &quads : nullptr);
         hold.release();
 
         const size_t numDup = vPoints.size() - numInputVertices;
@@ -585,19 +644,8 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
             std::cout << "segments:  " << cons.description << ", " << (cons.bConforming ? "conforming" : "constrained")
                       << ", " << numAfterSegments - numBefore << " vertices added, " << formatMs(consSeconds) << "\n";
         }
-        for (size_t i = 0; i < vLines.size(); ++i) std::cout << (i == 0 ? "written:   " : "           ") << vLines[i] << "\n";
-        if (vLines.empty()) std::cout << "written:   nothing (use --obj, --ps, --svg, --web, --node or --ele)\n";
-    } catch (const CliError&) {
-        written.removeAll();
-        hold.release();
-        if (!opt.bVerbose && !hold.text().empty()) std::cerr << hold.text();
-        throw;
-    } catch (const LumoException& e) {
-        written.removeAll();
-        hold.release();
-        if (!opt.bVerbose) std::cerr << hold.text();
-        throw CliError{1, "the library failed: " + std::string(e.what())};
-    }
+        printWrittenLines(vLines);
+    });
 }
 
 void runDemo(const std::vector<std::string>& vArgs, const Options& opt) {
@@ -689,6 +737,164 @@ void runTriangulate(const std::vector<std::string>& vArgs, const Options& optIn)
     triangulateAndWrite(readInput(input, format), out, opt, cons);
 }
 
+// ---- quality meshes --------------------------------------------------------------------------
+
+// The bounds of the mesh command; 0 stands for none (area, edge) or the default (minimum edge).
+struct MeshBounds {
+    double minAngle{20.0};
+    double maxArea{0.0};
+    double maxEdge{0.0};
+    double minEdge{0.0};
+    bool bSplit{true};
+};
+
+// A number option's value in (lo, hi] (or [lo, hi] with bClosedBelow); else a usage error that
+// says what the value must be.
+double parseNumberOption(const std::string& option, const std::string& value, double lo, double hi,
+                         bool bClosedBelow, const std::string& what) {
+    char* pEnd = nullptr;
+    const double v = std::strtod(value.c_str(), &pEnd);
+    const bool bAbove = bClosedBelow ? v >= lo : v > lo;
+    if (value.empty() || *pEnd != '\0' || !std::isfinite(v) || !bAbove || v > hi)
+        usageError(option + ": '" + value + "' is not " + what);
+    return v;
+}
+
+std::string boundText(double value) {
+    std::ostringstream ss;
+    ss << value;
+    return value > 0 ? ss.str() : "none";
+}
+
+// Refines the domain of the segments (.poly: with its holes) and writes the outputs.
+void meshAndWrite(const std::string& inputPath, const Constraints& cons, const MeshBounds& bounds,
+                  const Outputs& out, const Options& opt) {
+    checkOutputTargets(out);
+    runHoldingBack(opt, [&](HoldBackStdout& hold, WrittenPaths& written) {
+        // The input vertices, each once, in order of first appearance: the first rows of --node.
+        Input in;
+        in.description = cons.description;
+        in.firstIndex = cons.firstIndex;
+        in.vPoints = cons.vPoints;
+        if (!cons.bPoly) {
+            std::set<std::pair<double, double>> sSeen;
+            for (const Segment2& seg : cons.vSegments)
+                for (const Point2& p : {seg.getSrc(), seg.getTrg()})
+                    if (sSeen.insert({p.x(), p.y()}).second) in.vPoints.push_back(p);
+        }
+        Lumo_2D dt(unsigned(in.vPoints.size()));
+        std::vector<Point2*> vHandles;
+        dt.insert(in.vPoints, vHandles);
+        std::vector<Segment2> vSegs(cons.vSegments);
+        ConstraintGraph2* pGraph = vSegs.empty() ? nullptr : dt.createConstraint(vSegs, CIS_CONSTRAINED_DELAUNAY);
+        dt.applyConstraintsAndZones();
+        if (!dt.is2D())
+            inputError("no triangle: the " + std::to_string(dt.numberOfPoints()) + " distinct points are all on one line");
+        Zone2* pDomain = polyZone(dt, pGraph, cons.vHoles);
+        const bool bHull = pDomain->getNumberOfTriangles() == 0 && !cons.bPoly;
+        if (bHull) pDomain = dt.createZone(nullptr, ZL_GLOBAL, false);
+        if (pDomain->getNumberOfTriangles() == 0) inputError(inputPath + ": the boundary encloses no area outside the holes");
+        // Refinement works on a zone bounded by segments; the domain's border becomes one.
+        Zone2* pZone = pDomain->convertToBoundedZone();
+
+        MeshGenParams params(pZone);
+        params.minAngleDegree = bounds.minAngle;
+        if (bounds.maxArea > 0) params.maxTriangleArea = bounds.maxArea;
+        if (bounds.maxEdge > 0) params.maxEdgeLength = bounds.maxEdge;
+        const Bbox2 box = pZone->getBoundingBox();
+        // The library's default minimum is absolute; a share of the extent keeps any scale meshable.
+        params.minEdgeLength = bounds.minEdge > 0 ? bounds.minEdge
+                                                  : 1e-6 * std::hypot(box.getRangeX(), box.getRangeY());
+        params.allowConstraintSplitting = bounds.bSplit;
+        const size_t numBefore = dt.numberOfPoints();
+        ProgressBar bar;
+        const bool bShowProgress = isatty(STDERR_FILENO) != 0;
+        if (bShowProgress) dt.subscribe(MSG_PROGRESS, &bar);
+        const auto t0 = std::chrono::steady_clock::now();
+        dt.refineAdvanced(&params);
+        const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+        if (bShowProgress) dt.unsubscribe(MSG_PROGRESS, &bar);
+
+        std::vector<Triangle2*> vTriangles;
+        pZone->getTriangles(vTriangles);
+        std::vector<Point2*> vVertices;
+        pZone->getVertices(vVertices);
+        double minAngle = 180.0;
+        size_t numBelow = 0;
+        for (Triangle2* pT : vTriangles) {
+            const double a = std::min({pT->getInteriorAngle2D(0), pT->getInteriorAngle2D(1), pT->getInteriorAngle2D(2)});
+            minAngle = std::min(minAngle, a);
+            numBelow += a < bounds.minAngle;
+        }
+        const std::vector<std::string> vLines = writeOutputs(dt, pZone, vTriangles, in, vHandles, out, written);
+        hold.release();
+
+        std::cout << "input:     " << in.description << "\n";
+        std::cout << "domain:    "
+                  << (bHull ? "the convex hull (the segments enclose no area)"
+                            : !cons.bPoly ? "the area the segments enclose"
+                            : cons.vHoles.empty() ? "inside the boundary"
+                                                  : "inside the boundary, outside " + std::to_string(cons.vHoles.size()) + " hole(s)")
+                  << "\n";
+        std::cout << "bounds:    angle " << bounds.minAngle << " degrees, area " << boundText(bounds.maxArea) << ", edge "
+                  << boundText(bounds.maxEdge) << ", segments " << (bounds.bSplit ? "split where needed" : "kept whole")
+                  << "\n";
+        std::cout << "vertices:  " << vVertices.size() << " (" << dt.numberOfPoints() - numBefore << " added)\n";
+        std::cout << "triangles: " << vTriangles.size() << "\n";
+        char angle[32];
+        // Rounded down, but for the measure's own error: a right isosceles triangle prints 45.00.
+        std::snprintf(angle, sizeof angle, "%.2f", std::floor(minAngle * 100.0 + 1e-6) / 100.0);
+        std::cout << "angle:     " << angle << " degrees smallest";
+        if (numBelow > 0) std::cout << " (" << numBelow << " triangle" << (numBelow == 1 ? "" : "s") << " below the bound)";
+        std::cout << "\n";
+        std::cout << "time:      " << formatMs(seconds) << " (refinement)\n";
+        printWrittenLines(vLines);
+    });
+}
+
+void runMesh(const std::vector<std::string>& vArgs, const Options& opt) {
+    std::string input;
+    Outputs out;
+    MeshBounds bounds;
+    const std::pair<const char*, std::string*> aTargets[] = {{"--obj", &out.obj}, {"--ps", &out.ps},
+                                                             {"--svg", &out.svg}, {"--web", &out.web},
+                                                             {"--node", &out.node}, {"--ele", &out.ele}};
+    const double maxDouble = std::numeric_limits<double>::max();
+    for (size_t i = 0; i < vArgs.size(); ++i) {
+        const std::string& a = vArgs[i];
+        std::string* pTarget = nullptr;
+        for (const auto& t : aTargets)
+            if (a == t.first) pTarget = t.second;
+        const bool bNumber = a == "--min-angle" || a == "--max-area" || a == "--max-edge" || a == "--min-edge";
+        if (pTarget != nullptr || bNumber) {
+            if (i + 1 >= vArgs.size()) usageError(a + " needs a " + (bNumber ? "number" : a == "--web" ? "directory name" : "file name"));
+            const std::string& value = vArgs[++i];
+            if (a == "--min-angle") bounds.minAngle = parseNumberOption(a, value, 0.0, 30.0, true, "an angle from 0 to 30 degrees");
+            else if (a == "--max-area") bounds.maxArea = parseNumberOption(a, value, 0.0, maxDouble, false, "a positive area");
+            else if (a == "--max-edge") bounds.maxEdge = parseNumberOption(a, value, 0.0, maxDouble, false, "a positive length");
+            else if (a == "--min-edge") bounds.minEdge = parseNumberOption(a, value, 0.0, maxDouble, false, "a positive length");
+            else if (value.empty()) usageError(a + " needs a non-empty name");
+            else *pTarget = value;
+        } else if (a == "--no-split") {
+            bounds.bSplit = false;
+        } else if (a.size() > 1 && a[0] == '-') {
+            usageError("mesh: unknown option '" + a + "'");
+        } else if (input.empty()) {
+            input = a;
+        } else {
+            usageError("mesh: more than one INPUT ('" + input + "', '" + a + "')");
+        }
+    }
+    if (input.empty()) usageError("mesh: missing INPUT (a .poly or segment file)");
+    if (isDirectory(input)) inputError(input + ": is a directory");
+    Constraints cons;
+    const bool bPoly = input.size() > 5 && input.compare(input.size() - 5, 5, ".poly") == 0;
+    if (bPoly) readPolyFile(input, cons);
+    else readSegmentFile(input, cons);
+    if (cons.vSegments.empty()) inputError(input + ": holds no segments");
+    meshAndWrite(input, cons, bounds, out, opt);
+}
+
 void printVersion() {
     std::cout << "lumo2d " << getMajorVersionNumber() << "." << getMinorVersionNumber() << "." << getRevisionNumber()
               << " (" << getLumo2DVersion() << (isRelease() ? "" : ", debug build") << ")\n";
@@ -715,6 +921,7 @@ int run(int argc, char** argv) {
     vArgs.erase(vArgs.begin());
     if (command == "demo") runDemo(vArgs, opt);
     else if (command == "triangulate") runTriangulate(vArgs, opt);
+    else if (command == "mesh") runMesh(vArgs, opt);
     else usageError("unknown command '" + command + "'");
     return 0;
 }
