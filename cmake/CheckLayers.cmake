@@ -9,7 +9,8 @@
 # the side as layers of their own (constraints and zones are built).
 cmake_policy(VERSION 3.20)
 set(LAYERS base values predicates topology insertion constraints zones)
-set(LAYER_base        Lumo2D_defs LumoException tools MsgBase MsgPublisher Orientation2 LumoVersion)
+set(LAYER_base        Lumo2D_defs LumoException tools MsgBase MsgPublisher Orientation2 LumoVersion
+                      License LicenseCheck)
 set(LAYER_values      Point2 Vector2 Bbox2 Segment2 Circle2 VertexPair2 Label Color)
 set(LAYER_predicates  GeomTest ExactDiffPredicates)
 set(LAYER_topology    Triangle2 Edge2 TopologyOps SimplePool HC2 VertexVault)
@@ -18,7 +19,8 @@ set(LAYER_constraints ConstraintSegment2 ConstraintGraph2 ConstraintMgr InnerVtx
 set(LAYER_zones       Zone2 Dt2_zones TriangleSet)
 set(SIDE              Visualizer2 MeshExport MeshExport_internal webFiles Dt2_output LumoFiles freeFunctions
                       PointFileReaders PointFileReaders_internal
-                      testDataGenerators SegmentChecker SegmentCheckerInspector RTree Lumo_2D)
+                      testDataGenerators SegmentChecker SegmentCheckerInspector RTree Lumo_2D
+                      PolygonHelpers)
 
 function(layer_of stem out)
   set(rank 0)
