@@ -348,26 +348,26 @@ void edgesToPolygons(const std::vector<Edge2>& vEdges, std::vector<std::vector<E
 
 // ---- one ring ----------------------------------------------------------------------------------------
 
+namespace {
+// chainOfOneRing for the public entry point `where`, with its warnings.
+bool chainOrWarn(const std::vector<Segment2>& vRing, const char* where, std::vector<Segment2>& vChain) {
+    if (warnNonFinite(vRing, where, "nothing appended")) return false;
+    if (chainOfOneRing(vRing, vChain)) return true;
+    reportWarning(where, "the " + std::to_string(vRing.size()) + " segment(s) are not one closed ring, nothing appended");
+    return false;
+}
+} // namespace
+
 bool sortRing(const std::vector<Segment2>& vRing, std::vector<Segment2>& vChainOut) {
-    if (warnNonFinite(vRing, "sortRing()", "nothing appended")) return false;
     std::vector<Segment2> vChain;
-    if (!chainOfOneRing(vRing, vChain)) {
-        reportWarning("sortRing()", "the " + std::to_string(vRing.size()) +
-                                        " segment(s) are not one closed ring, nothing appended");
-        return false;
-    }
+    if (!chainOrWarn(vRing, "sortRing()", vChain)) return false;
     vChainOut.insert(vChainOut.end(), vChain.begin(), vChain.end());
     return true;
 }
 
 bool sortRingCCW(const std::vector<Segment2>& vRing, std::vector<Segment2>& vChainOut) {
-    if (warnNonFinite(vRing, "sortRingCCW()", "nothing appended")) return false;
     std::vector<Segment2> vChain;
-    if (!chainOfOneRing(vRing, vChain)) {
-        reportWarning("sortRingCCW()", "the " + std::to_string(vRing.size()) +
-                                           " segment(s) are not one closed ring, nothing appended");
-        return false;
-    }
+    if (!chainOrWarn(vRing, "sortRingCCW()", vChain)) return false;
     std::vector<Point2> vVertices;
     for (const Segment2& s : vChain) vVertices.push_back(s.getSrc());
     GeomTest geomTest;
