@@ -20,7 +20,7 @@ set(LAYER_zones       Zone2 Dt2_zones TriangleSet)
 set(SIDE              Visualizer2 MeshExport MeshExport_internal webFiles Dt2_output LumoFiles freeFunctions
                       PointFileReaders PointFileReaders_internal
                       testDataGenerators SegmentChecker SegmentCheckerInspector RTree Lumo_2D
-                      PolygonHelpers)
+                      PolygonHelpers QMesh QuadMesher)
 
 function(layer_of stem out)
   set(rank 0)

@@ -9,6 +9,7 @@
 #include "ConstraintMgr.h"
 #include "Dt2.h"
 #include "LicenseCheck.h"
+#include "QuadMesher.h"
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
@@ -203,9 +204,10 @@ void Lumo_2D::writeWebScene(const char* path) const {
 
 namespace {
 // The zone's triangles into vT; false (after a warning) for a zone that is not one of dt's.
-bool zoneTriangles(const Dt2& dt, const Zone2* pZone, const char* where, std::vector<Triangle2*>& vT) {
+bool zoneTriangles(const Dt2& dt, const Zone2* pZone, const char* where, std::vector<Triangle2*>& vT,
+                   const char* consequence = "nothing written") {
     if (!dt.hasZone(pZone)) {
-        reportWarning(where, "the zone does not belong to this triangulation, nothing written");
+        reportWarning(where, std::string("the zone does not belong to this triangulation, ") + consequence);
         return false;
     }
     pZone->getTriangles(vT);
@@ -223,6 +225,22 @@ void Lumo_2D::writeWebScene(const char* path, Zone2* pZone) const {
     std::vector<Triangle2*> vT;
     if (pZone == nullptr) pImpl->writeWebScene(path, nullptr);
     else if (zoneTriangles(*pImpl, pZone, "Lumo_2D::writeWebScene()", vT)) pImpl->writeWebScene(path, &vT);
+}
+
+// ---- quadrilateral meshes -------------------------------------------------------------------------
+
+bool Lumo_2D::createQuadMesh(Zone2* pZone, QMesh& meshOut, const QuadMeshParams& params) const {
+    const char* where = "Lumo_2D::createQuadMesh()";
+    meshOut.clear();
+    std::vector<Triangle2*> vT;
+    if (isNull(pZone, where, "pZone", "no quad mesh made") || !zoneTriangles(*pImpl, pZone, where, vT, "no quad mesh made"))
+        return false;
+    if (vT.empty()) {
+        reportWarning(where, "the zone has no triangles, no quad mesh made");
+        return false;
+    }
+    QuadMesher(*pImpl, params).run(vT, meshOut);
+    return true;
 }
 
 } // namespace ORBI_LUMO2D

@@ -13,21 +13,31 @@
 namespace ORBI_LUMO2D {
 
 void writeObjTriangles(const std::string& filename, const std::vector<Triangle2*>& vTriangles) {
-    std::ofstream out(filename.c_str(), std::ios::out | std::ios::trunc);
-    if (!out) return;
-    out << std::setprecision(20);
+    std::vector<Point2> vVertices;
+    std::vector<std::array<size_t, 3>> vFaces(vTriangles.size());
     std::unordered_map<const Point2*, size_t> mIndex;
     mIndex.reserve(vTriangles.size());
-    for (const Triangle2* pT : vTriangles) {
+    for (size_t k = 0; k < vTriangles.size(); ++k) {
         for (int i = 0; i < 3; ++i) {
-            const Point2* p = pT->getCorner(i);
-            if (mIndex.emplace(p, mIndex.size() + 1).second) out << "v " << p->x() << " " << p->y() << " 0 \n";
+            const Point2* p = vTriangles[k]->getCorner(i);
+            auto res = mIndex.emplace(p, mIndex.size());
+            if (res.second) vVertices.push_back(*p);
+            vFaces[k][size_t(i)] = res.first->second;
         }
     }
-    for (const Triangle2* pT : vTriangles) {
-        out << "f " << mIndex[pT->getCorner(0)] << " " << mIndex[pT->getCorner(1)] << " "
-            << mIndex[pT->getCorner(2)] << "\n";
-    }
+    writeObjFaces(filename, vVertices, {}, vFaces);
+}
+
+bool writeObjFaces(const std::string& filename, const std::vector<Point2>& vVertices,
+                   const std::vector<std::array<size_t, 4>>& vQuads,
+                   const std::vector<std::array<size_t, 3>>& vTriangles) {
+    std::ofstream out(filename.c_str(), std::ios::out | std::ios::trunc);
+    if (!out) return false;
+    out << std::setprecision(20);
+    for (const Point2& p : vVertices) out << "v " << p.x() << " " << p.y() << " 0 \n";
+    for (const auto& q : vQuads) out << "f " << q[0] + 1 << " " << q[1] + 1 << " " << q[2] + 1 << " " << q[3] + 1 << "\n";
+    for (const auto& t : vTriangles) out << "f " << t[0] + 1 << " " << t[1] + 1 << " " << t[2] + 1 << "\n";
+    return bool(out);
 }
 
 bool writeWebSceneFiles(const char* path) {

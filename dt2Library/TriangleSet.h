@@ -13,21 +13,51 @@
 
 namespace ORBI_LUMO2D {
 
-class TriangleSet {
+// The number of each record of a pool, a dense key for per-record arrays, found by the
+// record's block and offset. The pool must not grow while the index is in use.
+template <class T> class PoolRecordIndex {
 public:
-    explicit TriangleSet(const SimplePool<Triangle2>& pool) {
-        size_t numRecords = 0;
-        pool.forEachBlock([&](const Triangle2* pFirst, size_t count) {
-            vBlocks.push_back(Block{pFirst, pFirst + count, numRecords});
-            numRecords += count;
+    explicit PoolRecordIndex(const SimplePool<T>& pool) {
+        pool.forEachBlock([&](const T* pFirst, size_t count) {
+            vBlocks.push_back(Block{pFirst, pFirst + count, num});
+            num += count;
         });
         std::sort(vBlocks.begin(), vBlocks.end(), [](const Block& a, const Block& b) { return a.pBegin < b.pBegin; });
         if (vBlocks.empty()) vBlocks.push_back(Block{nullptr, nullptr, 0});   // every lookup fails
-        vBits.assign(numRecords / 64 + 1, 0);
     }
+    // The number of records; indexOf answers below it.
+    size_t numRecords() const { return num; }
+    // The record's number; the last block found is tried first.
+    size_t indexOf(const T* p) const {
+        const Block* pB = &vBlocks[lastBlock];
+        if (!(p >= pB->pBegin && p < pB->pEnd)) {
+            auto it = std::upper_bound(vBlocks.begin(), vBlocks.end(), p,
+                                       [](const T* q, const Block& b) { return q < b.pBegin; });
+            LUMO_ASSERT(it!=vBlocks.begin());
+            pB = &*(it - 1);
+            LUMO_ASSERT(p<pB->pEnd);
+            lastBlock = size_t(pB - vBlocks.data());
+        }
+        return pB->firstIndex + size_t(p - pB->pBegin);
+    }
+
+private:
+    struct Block {
+        const T* pBegin;
+        const T* pEnd;
+        size_t firstIndex;
+    };
+    std::vector<Block> vBlocks;
+    mutable size_t lastBlock{0};
+    size_t num{0};
+};
+
+class TriangleSet {
+public:
+    explicit TriangleSet(const SimplePool<Triangle2>& pool) : index(pool), vBits(index.numRecords() / 64 + 1, 0) {}
     // True when pT was not a member yet.
     bool insert(const Triangle2* pT) {
-        const size_t i = indexOf(pT);
+        const size_t i = index.indexOf(pT);
         uint64_t& word = vBits[i >> 6];
         const uint64_t bit = uint64_t(1) << (i & 63);
         if ((word & bit) != 0) return false;
@@ -36,33 +66,14 @@ public:
         return true;
     }
     bool contains(const Triangle2* pT) const {
-        const size_t i = indexOf(pT);
+        const size_t i = index.indexOf(pT);
         return (vBits[i >> 6] >> (i & 63) & 1) != 0;
     }
     size_t size() const { return num; }
 
 private:
-    struct Block {
-        const Triangle2* pBegin;
-        const Triangle2* pEnd;
-        size_t firstIndex;
-    };
-    // The record's number in the pool; the last block found is tried first.
-    size_t indexOf(const Triangle2* pT) const {
-        const Block* pB = &vBlocks[lastBlock];
-        if (!(pT >= pB->pBegin && pT < pB->pEnd)) {
-            auto it = std::upper_bound(vBlocks.begin(), vBlocks.end(), pT,
-                                       [](const Triangle2* p, const Block& b) { return p < b.pBegin; });
-            LUMO_ASSERT(it!=vBlocks.begin());
-            pB = &*(it - 1);
-            LUMO_ASSERT(pT<pB->pEnd);
-            lastBlock = size_t(pB - vBlocks.data());
-        }
-        return pB->firstIndex + size_t(pT - pB->pBegin);
-    }
-    std::vector<Block> vBlocks;
+    PoolRecordIndex<Triangle2> index;
     std::vector<uint64_t> vBits;
-    mutable size_t lastBlock{0};
     size_t num{0};
 };
 

@@ -26,6 +26,7 @@
 #include "Zone2.h"
 #include "PolygonHelpers.h"
 #include "License.h"
+#include "QMesh.h"
 #include <string>
 #include <vector>
 
@@ -173,6 +174,13 @@ public:
     // of another triangulation, or a deleted one, warns and writes nothing.
     void writeObj(const std::string& filename, Zone2* pZone) const;
     void writeWebScene(const char* path, Zone2* pZone) const;
+
+    // ---- quadrilateral meshes ---------------------------------------------------------------
+    // Replaces meshOut by the quadrilaterals and unpaired triangles made from the zone's
+    // triangles (how the pairs are chosen: QMesh.h); the triangulation is not changed. A null
+    // zone, a zone of another triangulation (or a deleted one) and a zone without triangles
+    // give one warning, an empty meshOut and false.
+    bool createQuadMesh(Zone2* pZone, QMesh& meshOut, const QuadMeshParams& params = QuadMeshParams()) const;
 
 private:
     Dt2* pImpl;

@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 #include "Lumo_2D.h"
+#include "ObjReader.h"
 #include "ScopedTempDir.h"
 
 using namespace ORBI_LUMO2D;
@@ -486,31 +487,21 @@ TEST_F(Cli, InsertsConstraintSegmentsFromEverySegmentFormat) {
 
 TEST_F(Cli, APolyFileKeepsOnlyTheTrianglesInsideItsBoundaryAndOutsideItsHoles) {
     // A frame: outer square 1..9 inside the points' hull 0..10, a hole 4..6 named by a point.
+    // With --quads the same domain is written as quadrilaterals.
     writeFile("pts.txt", "0 0\n10 0\n10 10\n0 10\n5 5.5\n2 2\n3 7\n");
     writeFile("frame.poly", "8 2 0 0\n1 1 1\n2 9 1\n3 9 9\n4 1 9\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n"
                             "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
     const ToolRun r = run("triangulate pts.txt --poly frame.poly --obj f.obj --ele f.ele --node f.node --svg f.svg --web scene");
     ASSERT_EQ(r.status, 0) << r.out << r.err;
     // The OBJ's faces cover exactly the frame: area 64 - 4, every face centre inside it.
-    std::vector<std::pair<double, double>> vV;
-    std::istringstream obj(readFile("f.obj"));
-    std::string tag;
+    const lumo_test::Obj obj = lumo_test::readObj("f.obj");
     double area = 0;
-    size_t numFaces = 0;
-    while (obj >> tag) {
-        if (tag == "v") {
-            double x, y, z;
-            obj >> x >> y >> z;
-            vV.emplace_back(x, y);
-            continue;
-        }
-        size_t a, b, c;
-        obj >> a >> b >> c;
-        const auto &p = vV[a - 1], &q = vV[b - 1], &s = vV[c - 1];
+    const size_t numFaces = obj.faces.size();
+    for (const std::vector<int>& f : obj.faces) {
+        const auto &p = obj.vertices[size_t(f[0]) - 1], &q = obj.vertices[size_t(f[1]) - 1], &s = obj.vertices[size_t(f[2]) - 1];
         area += ((q.first - p.first) * (s.second - p.second) - (q.second - p.second) * (s.first - p.first)) / 2;
         const double cx = (p.first + q.first + s.first) / 3, cy = (p.second + q.second + s.second) / 3;
         EXPECT_TRUE(cx > 1 && cx < 9 && cy > 1 && cy < 9 && !(cx > 4 && cx < 6 && cy > 4 && cy < 6)) << cx << " " << cy;
-        ++numFaces;
     }
     EXPECT_EQ(area, 60.0);
     EXPECT_TRUE(contains(r.out, "domain:    " + std::to_string(numFaces) + " triangles inside the boundary, 1 hole point(s)")) << r.out;
@@ -518,4 +509,29 @@ TEST_F(Cli, APolyFileKeepsOnlyTheTrianglesInsideItsBoundaryAndOutsideItsHoles) {
     EXPECT_EQ(readFile("scene/3d.obj"), readFile("f.obj"));
     // The .node file names the .poly vertices after the input points, so every .ele index exists.
     EXPECT_EQ(readFile("f.node").rfind("15 2 0 0\n", 0), 0u) << readFile("f.node");
+
+    const ToolRun rq = run("triangulate pts.txt --poly frame.poly --quads --obj q.obj --ps q.ps --svg q.svg");
+    ASSERT_EQ(rq.status, 0) << rq.out << rq.err;
+    // --quads: faces of four corners are strictly convex and counterclockwise; all faces cover the frame.
+    const lumo_test::Obj quads = lumo_test::readObj("q.obj");
+    area = 0;
+    size_t numCorners[5] = {0, 0, 0, 0, 0};
+    for (const std::vector<int>& face : quads.faces) {
+        ASSERT_TRUE(face.size() == 3 || face.size() == 4);
+        ++numCorners[face.size()];
+        for (size_t i = 0; i < face.size(); ++i) {
+            const auto& p = quads.vertices[size_t(face[i]) - 1];
+            const auto& q = quads.vertices[size_t(face[(i + 1) % face.size()]) - 1];
+            const auto& s = quads.vertices[size_t(face[(i + 2) % face.size()]) - 1];
+            EXPECT_GT((q.first - p.first) * (s.second - p.second) - (q.second - p.second) * (s.first - p.first), 0);
+            area += (p.first * q.second - q.first * p.second) / 2;
+        }
+    }
+    EXPECT_EQ(area, 60.0);
+    EXPECT_GT(numCorners[4], 0u);
+    const std::string summary = "quads:     " + std::to_string(numCorners[4]) + " quadrilaterals and " +
+                                std::to_string(numCorners[3]) + " triangles left";
+    EXPECT_TRUE(contains(rq.out, summary)) << rq.out;
+    EXPECT_TRUE(contains(readFile("q.ps"), "quadrilaterals: " + std::to_string(numCorners[4])));
+    EXPECT_TRUE(contains(readFile("q.svg"), "quadrilaterals: " + std::to_string(numCorners[4])));
 }

@@ -12,6 +12,7 @@
 #include "MessageText.h"
 #include "MeshExport.h"
 #include "MeshExport_internal.h"
+#include "ObjReader.h"
 #include "ScopedTempDir.h"
 
 using namespace ORBI_LUMO2D;
@@ -20,39 +21,7 @@ namespace {
 using lumo_test::readFile;
 bool isDir(const std::string& p) { return std::filesystem::is_directory(p); }
 bool exists(const std::string& p) { return std::filesystem::exists(p); }
-size_t count(const std::string& text, const std::string& part) {
-    size_t n = 0;
-    for (size_t p = text.find(part); p != std::string::npos; p = text.find(part, p + 1)) ++n;
-    return n;
-}
-
-struct Obj {
-    std::vector<std::pair<double, double>> vertices;
-    std::vector<std::vector<int>> faces;
-};
-
-Obj readObj(const std::string& name) {
-    Obj obj;
-    std::ifstream f(name);
-    for (std::string line; std::getline(f, line);) {
-        std::istringstream ls(line);
-        std::string tag;
-        ls >> tag;
-        if (tag == "v") {
-            double x, y, z;
-            ls >> x >> y >> z;
-            EXPECT_EQ(z, 0.0);
-            obj.vertices.emplace_back(x, y);
-        } else if (tag == "f") {
-            std::vector<int> face;
-            for (int i; ls >> i;) face.push_back(i);
-            obj.faces.push_back(face);
-        } else {
-            ADD_FAILURE() << "unexpected line: " << line;
-        }
-    }
-    return obj;
-}
+using lumo_test::countOf;
 
 // Every test writes into a private directory.
 class Export : public testing::Test {
@@ -63,34 +32,21 @@ class Export : public testing::Test {
 
 // ---- OBJ -----------------------------------------------------------------------------
 
-TEST_F(Export, ObjExport_LineFormatIsExact) {
-    Point2 a(0.1, 0.3), b(1.0, 1.0 / 3.0), c(2.0, 4.0 / 3.0);
-    Triangle2 t;
-    t.setProperties(&a, &b, &c);
-    writeObjTriangles("one.obj", {&t});
-    EXPECT_EQ(readFile("one.obj"),
-              "v 0.10000000000000000555 0.2999999999999999889 0 \n"
-              "v 1 0.33333333333333331483 0 \n"
-              "v 2 1.3333333333333332593 0 \n"
-              "f 1 2 3\n");
-}
-
-TEST_F(Export, ObjExport_VerticesWithEqualCoordinatesButOtherAddressesAreDistinct) {
-    Point2 a(0, 0), b(1, 0), c(0, 1), b2(1, 0), d(1, 1);
+// The exact lines; vertices with equal coordinates but other addresses are distinct; an empty
+// list writes an empty file (an unopenable file is silent: a row of the misuse table).
+TEST_F(Export, ObjExport_LinesAreExactAndVerticesAreRecords) {
+    Point2 a(0.1, 0.3), b(1.0, 1.0 / 3.0), c(2.0, 4.0 / 3.0), b2(1.0, 1.0 / 3.0), d(1, 1);
     Triangle2 t0, t1;
     t0.setProperties(&a, &b, &c);
     t1.setProperties(&b2, &d, &c);
-    writeObjTriangles("twins.obj", {&t0, &t1});
-    const Obj obj = readObj("twins.obj");
-    EXPECT_EQ(obj.vertices.size(), 5u);
-    EXPECT_EQ(obj.faces[1], (std::vector<int>{4, 5, 3}));
-}
-
-// An unopenable file is silent: a row of the misuse table.
-TEST_F(Export, ObjExport_EmptyListWritesAnEmptyFile) {
-    writeObjTriangles("empty.obj", {});
-    EXPECT_TRUE(exists("empty.obj"));
-    EXPECT_EQ(readFile("empty.obj"), "");
+    const std::string v = "v 0.10000000000000000555 0.2999999999999999889 0 \nv 1 0.33333333333333331483 0 \n"
+                          "v 2 1.3333333333333332593 0 \n";
+    const std::pair<std::vector<Triangle2*>, std::string> aCases[] = {
+        {{&t0}, v + "f 1 2 3\n"}, {{&t0, &t1}, v + "v 1 0.33333333333333331483 0 \nv 1 1 0 \nf 1 2 3\nf 4 5 3\n"}, {{}, ""}};
+    for (const auto& row : aCases) {   // one file, so that the empty list must truncate it
+        writeObjTriangles("t.obj", row.first);
+        EXPECT_EQ(readFile("t.obj"), row.second);
+    }
 }
 
 // ---- directories ---------------------------------------------------------------------------
@@ -109,7 +65,7 @@ TEST_F(Export, CreateDirectory_MakesMissingLevelsIsIdempotentAndFailsOnAFileInTh
 
 // ---- built-in scene files ------------------------------------------------------------------
 
-TEST_F(Export, FileReplicate_AllEightNamesAreWrittenAnUnknownOneIsReported) {
+TEST_F(Export, FileReplicate_AllEightNamesAreWrittenThePageWiresTheViewerAnUnknownNameIsReported) {
     createDirectory("fr_all");
     const char* names[] = {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js",
                            "jsc3d.3ds.js", "jsc3d.console.js", "jsc3d.ie.js", "jsc3d.webgl.js"};
@@ -122,22 +78,13 @@ TEST_F(Export, FileReplicate_AllEightNamesAreWrittenAnUnknownOneIsReported) {
     EXPECT_EQ(lumo_test::stdoutOf([&] { fileReplicate("other.js", "fr_all"); }),
               "\n      [Lumo2D-Message] fileReplicate, ERROR: unknown fileother.js\n\n");
     EXPECT_FALSE(exists("fr_all/other.js"));
-}
-
-TEST_F(Export, FileReplicate_PageCarriesTheViewerSetup) {
-    createDirectory("fr_page");
-    fileReplicate("index.html", "fr_page");
-    const std::string page = readFile("fr_page/index.html");
+    // The page loads the scripts a scene has and the scene's OBJ, and offers the top view
+    // only where the scene has one.
+    const std::string page = readFile("fr_all/index.html");
     EXPECT_EQ(page.rfind("<!DOCTYPE html>", 0), 0u);
-    for (const char* needle :
-         {"<meta charset=\"utf-8\">", "<canvas id=\"cv\" width=\"1000\" height=\"680\"", "id=\"render_mode_list\"",
-          ">smooth<", ">flat<", ">points<", ">wireframe<", "src=\"jsc3d.js\"", "src=\"jsc3d.ctm.js\"",
-          "src=\"jsc3d.touch.js\"", "'SceneUrl', '3d.obj'", "'InitRotationX', -70", "'InitRotationY', 20",
-          "'InitRotationZ', 0", "'ModelColor', '#CAA618'", "'BackgroundColor1', '#FFFFFF'",
-          "'BackgroundColor2', '#383840'", "'RenderMode', 'smooth'", "'FaceCulling', 'off'",
-          "'ProgressBar', 'off'", "points: 'point'", "viewer.init();", "viewer.update();",
-          // the top view, offered only where the scene has one
-          "<a href=\"2d.svg\">", "fetch('2d.svg', { method: 'HEAD' })"})
+    for (const char* needle : {"<canvas id=\"cv\"", "id=\"render_mode_list\"", "src=\"jsc3d.js\"", "src=\"jsc3d.ctm.js\"",
+                               "src=\"jsc3d.touch.js\"", "'SceneUrl', '3d.obj'", "viewer.init();", "viewer.update();",
+                               "<a href=\"2d.svg\">", "fetch('2d.svg', { method: 'HEAD' })"})
         EXPECT_NE(page.find(needle), std::string::npos) << needle;
 }
 
@@ -159,28 +106,22 @@ std::vector<Point2> gridCloud(int n, unsigned seed) {
 } // namespace
 
 TEST_F(Export, TriangulationExport_NothingBeforeTheFirstTriangle) {
-    Lumo_2D empty;
-    Lumo_2D line;
+    Lumo_2D empty, line;
     line.insert(std::vector<Point2>{Point2(0, 0), Point2(1, 1), Point2(2, 2)});
-    for (Lumo_2D* dt : {&empty, &line}) {
+    for (Lumo_2D* dt : {&empty, &line})
         for (const char* name : {"never.obj", "never.ps", "never.svg"}) {
-            testing::internal::CaptureStdout();
-            if (name[6] == 'o') dt->writeObj(name);
-            else if (name[6] == 'p') dt->show(name);
-            else dt->showSvg(name);
-            EXPECT_EQ(testing::internal::GetCapturedStdout(), notFullDim) << name;
+            EXPECT_EQ(lumo_test::stdoutOf([&] { name[6] == 'o' ? dt->writeObj(name) : name[6] == 'p' ? dt->show(name) : dt->showSvg(name); }),
+                      notFullDim) << name;
             EXPECT_FALSE(exists(name)) << name;
         }
-    }
 }
 
 TEST_F(Export, TriangulationExport_ObjHoldsEveryVertexOnceAndEveryTriangleInCornerOrder) {
     Lumo_2D dt;
     dt.insert(gridCloud(400, 7));
     dt.writeObj("dt.obj");
-    const Obj obj = readObj("dt.obj");
+    const lumo_test::Obj obj = lumo_test::readObj("dt.obj");
     EXPECT_EQ(obj.vertices.size(), dt.numberOfPoints());
-    ASSERT_EQ(obj.faces.size(), dt.numberOfTriangles());
     std::vector<Triangle2*> vT;
     dt.getTrianglePointers(vT);
     ASSERT_EQ(vT.size(), obj.faces.size());
@@ -193,28 +134,20 @@ TEST_F(Export, TriangulationExport_ObjHoldsEveryVertexOnceAndEveryTriangleInCorn
             EXPECT_TRUE(idx >= 1 && idx <= maxIndex + 1) << idx;
             maxIndex = std::max(maxIndex, idx);
         }
-        for (int i = 0; i < 3; ++i) {
-            const auto& v = obj.vertices[size_t(obj.faces[t][size_t(i)]) - 1];
-            EXPECT_EQ(v.first, vT[t]->getCorner(i)->x());
-            EXPECT_EQ(v.second, vT[t]->getCorner(i)->y());
-        }
-        // counterclockwise in the file as in the triangulation
-        const auto& a = obj.vertices[size_t(obj.faces[t][0]) - 1];
-        const auto& b = obj.vertices[size_t(obj.faces[t][1]) - 1];
-        const auto& c = obj.vertices[size_t(obj.faces[t][2]) - 1];
-        EXPECT_GT((b.first - a.first) * (c.second - a.second) - (b.second - a.second) * (c.first - a.first), 0.0);
+        for (int i = 0; i < 3; ++i)   // the corners in the triangulation's (counterclockwise) order
+            EXPECT_EQ(obj.vertices[size_t(obj.faces[t][size_t(i)]) - 1], std::make_pair(vT[t]->getCorner(i)->x(), vT[t]->getCorner(i)->y()));
     }
 }
 
 TEST_F(Export, TriangulationExport_WebSceneHoldsThePageScriptsTheSameObjAndTheTopView) {
     Lumo_2D dt;
     dt.insert(gridCloud(100, 3));
-    testing::internal::CaptureStdout();
-    dt.writeObj("ref.obj");
-    dt.showSvg("wsd/a/b/2d.svg");  // not there yet: nothing written
-    dt.writeWebScene("wsd/a/b");
-    dt.showSvg("ref.svg");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(lumo_test::stdoutOf([&] {
+                  dt.writeObj("ref.obj");
+                  dt.showSvg("wsd/a/b/2d.svg");  // not there yet: nothing written
+                  dt.writeWebScene("wsd/a/b");
+                  dt.showSvg("ref.svg");
+              }),
               "Visualizer2:: Writing wsd/a/b/2d.svg\nwriteWebScene: Creating wsd/a/b\nVisualizer2:: Writing wsd/a/b/2d.svg\n"
               "Visualizer2:: Writing ref.svg\n");
     for (const char* n : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js"})
@@ -238,19 +171,16 @@ TEST_F(Export, TriangulationExport_ShowDrawsEveryTriangle) {
     dt.insert(gridCloud(200, 11));
     std::vector<Point2*> vHull;
     dt.getConvexHull(false, vHull);
-    testing::internal::CaptureStdout();
-    dt.show("dt.ps");
-    dt.showSvg("dt.svg");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Visualizer2:: Writing dt.ps\nVisualizer2:: Writing dt.svg\n");
+    EXPECT_EQ(lumo_test::stdoutOf([&] { dt.show("dt.ps"); dt.showSvg("dt.svg"); }), "Visualizer2:: Writing dt.ps\nVisualizer2:: Writing dt.svg\n");
     const std::string counts =
         std::to_string(dt.numberOfPoints()) + " points, " + std::to_string(dt.numberOfTriangles()) + " triangles";
     const std::string ps = readFile("dt.ps"), svg = readFile("dt.svg");
-    EXPECT_EQ(count(ps, "\nclosepath\n"), dt.numberOfTriangles());
-    EXPECT_EQ(count(svg, "Z"), dt.numberOfTriangles());
-    EXPECT_EQ(count(ps, "lineto\n") - 2 * dt.numberOfTriangles() - 3 /*header frame*/, vHull.size());
-    EXPECT_EQ(count(svg, "L") - count(svg, "Lumo") - 2 * dt.numberOfTriangles(), vHull.size());
-    EXPECT_EQ(count(ps, "(" + counts + ")\tshow\n"), 1u);
-    EXPECT_EQ(count(svg, ">" + counts + "</text>"), 1u);
+    EXPECT_EQ(countOf(ps, "\nclosepath\n"), dt.numberOfTriangles());
+    EXPECT_EQ(countOf(svg, "Z"), dt.numberOfTriangles());
+    EXPECT_EQ(countOf(ps, "lineto\n") - 2 * dt.numberOfTriangles() - 3 /*header frame*/, vHull.size());
+    EXPECT_EQ(countOf(svg, "L") - countOf(svg, "Lumo") - 2 * dt.numberOfTriangles(), vHull.size());
+    EXPECT_EQ(countOf(ps, "(" + counts + ")\tshow\n"), 1u);
+    EXPECT_EQ(countOf(svg, ">" + counts + "</text>"), 1u);
 }
 
 TEST_F(Export, TriangulationExport_ShowIntoACallersDrawingUsesItsColour) {
@@ -264,7 +194,7 @@ TEST_F(Export, TriangulationExport_ShowIntoACallersDrawingUsesItsColour) {
     });
     const std::string ps = readFile("mine.ps");
     EXPECT_NE(ps.find("stroke\n0.627\t0.125\t0.941\tsetrgbcolor\n0.5\tsetlinewidth\n"), std::string::npos);
-    EXPECT_EQ(count(ps, "\nclosepath\n"), 2u);
+    EXPECT_EQ(countOf(ps, "\nclosepath\n"), 2u);
     Lumo_2D empty;  // a caller's drawing of an empty triangulation
     const std::string out = lumo_test::stdoutOf([&] { Visualizer2 vis("empty.ps"); empty.show(&vis, Color()); });
     EXPECT_NE(out.find(notFullDim), std::string::npos) << out;

@@ -510,6 +510,37 @@ const Row aRows[] = {
          EXPECT_THROW(e.dt.insert(Point2(2, 1)), LumoLicenseException);
          setLic(LicenseRecord());
      }},
+    // ---- quadrilateral meshes -------------------------------------------------------------------
+    {"createQuadMesh: null, foreign, deleted and empty zones leave an empty mesh",
+     [](Env&) {
+         const std::string where = "Lumo_2D::createQuadMesh()", foreign = "the zone does not belong to this triangulation, no quad mesh made";
+         return warning(where, "pZone is null, no quad mesh made") + warning(where, foreign) + warning(where, foreign) +
+                warning("Dt2::growZoneArea()", "pStartT==NULL, no triangles") + warning(where, "the zone has no triangles, no quad mesh made");
+     },
+     [](Env& e) {
+         QMesh mesh;
+         Zone2* pAll = e.dt.createZone(nullptr, ZL_GLOBAL);
+         auto refused = [&](Zone2* pZone) {
+             EXPECT_TRUE(e.dt.createQuadMesh(pAll, mesh) && !mesh.empty());
+             EXPECT_FALSE(e.dt.createQuadMesh(pZone, mesh));
+             EXPECT_TRUE(mesh.empty() && mesh.numberOfVertices() == 0 && mesh.getStatistics().numZoneTriangles == 0);
+         };
+         refused(nullptr);
+         refused(e.other.createZone(nullptr, ZL_GLOBAL));
+         Zone2* pGone = e.dt.createZone(nullptr, ZL_GLOBAL);
+         e.dt.deleteZone(pGone);
+         refused(pGone);
+         refused(e.dt.createZone(std::vector<ConstraintGraph2*>{}, ZL_GROW, Point2(9, 9)));
+     }},
+    {"QMesh: null visualizer, angle index out of range, unwritable OBJ",
+     [](Env&) { return warning("QMesh::show()", "pVisualizer is null, nothing drawn") + assertion("q<vQuads.size() && i>=0 && i<4", "ORBI_LUMO2D::QMesh::getQuadAngle"); },
+     [](Env& e) {
+         QMesh mesh;
+         ASSERT_TRUE(e.dt.createQuadMesh(e.dt.createZone(nullptr, ZL_GLOBAL), mesh));
+         mesh.show(nullptr, Color(CRED, 1, false), Color(CBLUE, 1, false));
+         EXPECT_THROW(mesh.getQuadAngle(mesh.numberOfQuads(), 0), LumoException);
+         EXPECT_FALSE(mesh.writeObj(e.blocked + "/q.obj"));
+     }},
 };
 } // namespace
 

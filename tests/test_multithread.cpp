@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <thread>
 #include "DelaunayOracle.h"
-#include "Dt2.h"
+#include "TriangulationBuilders.h"
 
 using namespace ORBI_LUMO2D;
 using lumo_test::canonicalTriangles;
@@ -20,28 +20,10 @@ using lumo_test::triangles;
 
 namespace {
 
-// 100 tight clusters in a big empty square: most cells of the grid get no point at all.
-std::vector<Point2> clustered(size_t n, unsigned seed) {
-    std::mt19937_64 rng(seed);
-    std::uniform_real_distribution<double> d(0.0, 1.0);
-    std::normal_distribution<double> nd(0.0, 0.002);
-    std::vector<Point2> vCentres;
-    for (int i = 0; i < 20; ++i) vCentres.emplace_back(d(rng), d(rng));
-    std::vector<Point2> v;
-    for (size_t i = 0; i < n; ++i) {
-        const Point2& c = vCentres[rng() % vCentres.size()];
-        const double x = c.x() + nd(rng);
-        v.emplace_back(x, c.y() + nd(rng));
-    }
-    return v;
-}
-
 // The k x k integer grid, shuffled: every grid square is cocircular, and grid lines of the
 // partition fall onto rows of points.
 std::vector<Point2> grid(int k, unsigned seed) {
-    std::vector<Point2> v;
-    for (int i = 0; i < k; ++i)
-        for (int j = 0; j < k; ++j) v.emplace_back(i, j);
+    std::vector<Point2> v = lumo_test::gridPoints(k);
     std::shuffle(v.begin(), v.end(), std::mt19937_64(seed));
     return v;
 }
@@ -55,10 +37,9 @@ std::vector<Point2> cocircular() {
         long long re = 1, im = 0;
         for (int i = 0, c = code; i < 6; ++i, c /= 3)
             for (int k = 0; k < 2; ++k) {  // times g (k < c % 3) or its conjugate
-                const long long a = g[i][0], b = k < c % 3 ? g[i][1] : -g[i][1];
-                const long long r2 = re * a - im * b, i2 = re * b + im * a;
+                const long long a = g[i][0], b = k < c % 3 ? g[i][1] : -g[i][1], r2 = re * a - im * b;
+                im = re * b + im * a;
                 re = r2;
-                im = i2;
             }
         const double x = double(re), y = double(im);
         for (const Point2& p : {Point2(x, y), Point2(-y, x), Point2(-x, -y), Point2(y, -x)}) v.push_back(p);
@@ -90,7 +71,7 @@ struct Input {
 
 std::vector<Input> inputs() {
     return {{"uniform", randomPoints(33000, 11), true},
-            {"clustered", clustered(30000, 12), true},
+            {"clustered", lumo_test::clusteredPoints(30000, 12, 0.002), true},
             {"grid", grid(150, 13), false},
             {"cocircular", cocircular(), false},
             {"collinear runs and duplicates", collinearRunsWithDuplicates(20000, 14), false}};
@@ -156,7 +137,7 @@ TEST(Multithread, EveryInputAndThreadCountMatchesTheOracleAndTheSerialResult) {
 
 TEST(Multithread, LargeRangesInsertTheirSampleInParallelToo) {
     // Above 32 * 4096 points the sample has a sample of its own: two levels of rounds.
-    const std::vector<Point2> v = clustered(140000, 15);
+    const std::vector<Point2> v = lumo_test::clusteredPoints(140000, 15, 0.002);
     const Outcome serial = insertAndCheck(v, 1, "1 thread");
     for (int t : {2, 5}) {
         const Outcome r = insertAndCheck(v, t, std::to_string(t) + " threads");

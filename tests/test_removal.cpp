@@ -5,64 +5,40 @@
 #include <algorithm>
 #include <random>
 #include <string>
-#include "DelaunayOracle.h"
 #include "Lumo_2D.h"
 #include "ScopedTempDir.h"
+#include "TriangulationBuilders.h"
 
 using namespace ORBI_LUMO2D;
 using lumo_test::canonicalTriangles;
 using lumo_test::checkDelaunayTriangulation;
+using lumo_test::gridPoints;
 using lumo_test::randomPoints;
 using lumo_test::triangles;
 
 namespace {
 
-std::vector<Point2> grid(int n) {
-    std::vector<Point2> v;
-    for (int i = 0; i < n; ++i)
-        for (int j = 0; j < n; ++j) v.emplace_back(i, j);
-    return v;
-}
-
 // The lattice points on the circle of radius 325 (180 of them, exactly cocircular) and its centre.
-std::vector<Point2> cocircular() {
-    std::vector<Point2> v{Point2(0, 0)};
-    for (int x = -325; x <= 325; ++x)
-        for (int y = -325; y <= 325; ++y)
-            if (x * x + y * y == 325 * 325) v.emplace_back(x, y);
-    return v;
-}
+const std::vector<Point2> cocircular = lumo_test::latticeCircle(325, true);
 
-// The coordinates of the vertices that are still in dt.
-std::vector<Point2> coordinates(const Lumo_2D& dt) {
-    std::vector<Point2*> vVtx;
-    dt.getVertexPointers(vVtx);
-    std::vector<Point2> v;
-    for (const Point2* p : vVtx) v.emplace_back(p->x(), p->y());
-    return v;
-}
-
-// dt is valid and is the Delaunay triangulation of vExpected (or holds them without triangles
-// when they are collinear); every handle in vAlive still names its vertex.
-void expectValid(const Lumo_2D& dt, const std::vector<Point2>& vExpected, const std::vector<Point2*>& vAlive,
-                 const std::string& what) {
-    testing::internal::CaptureStdout();
-    const bool bValid = dt.checkValidity(true, "removal");
-    testing::internal::GetCapturedStdout();
-    ASSERT_TRUE(bValid) << what;
+// dt is valid and is the Delaunay triangulation of the vertices vAlive (or holds them without
+// triangles when they are collinear), every one of which still has its triangles.
+void expectValid(const Lumo_2D& dt, const std::vector<Point2*>& vAlive, const std::string& what) {
+    std::vector<Point2> vExpected;
+    for (const Point2* p : vAlive) vExpected.push_back(*p);
+    ASSERT_TRUE(lumo_test::isValidQuietly(dt)) << what;
     ASSERT_EQ(dt.numberOfPoints(), vExpected.size()) << what;
     if (dt.is2D()) {
         ASSERT_EQ(checkDelaunayTriangulation(vExpected, triangles(dt)), "") << what;
     } else {
         ASSERT_EQ(dt.numberOfTriangles(), 0u) << what;
+        std::vector<Point2> vHave = lumo_test::vertexPoints(dt), vWant = vExpected;
+        std::sort(vHave.begin(), vHave.end());
+        std::sort(vWant.begin(), vWant.end());
+        ASSERT_EQ(vHave, vWant) << what;
         for (size_t i = 2; i < vExpected.size(); ++i)
             ASSERT_EQ(lumo_test::exactOrientation(vExpected[0], vExpected[1], vExpected[i]), 0) << what;
     }
-    std::vector<Point2> vHave = coordinates(dt);
-    std::vector<Point2> vWant = vExpected;
-    std::sort(vHave.begin(), vHave.end());
-    std::sort(vWant.begin(), vWant.end());
-    ASSERT_EQ(vHave, vWant) << what;
     for (const Point2* p : vAlive) ASSERT_TRUE(!dt.is2D() || p->getIncidentTriangle() != nullptr) << what;
 }
 
@@ -78,17 +54,9 @@ void removeAndCheck(const std::vector<Point2>& vInput, unsigned seed, size_t num
     for (size_t k = 0; k < numRemove && !vHandles.empty(); ++k) {
         dt.remove(vHandles.back());
         vHandles.pop_back();
-        std::vector<Point2> vExpected;
-        for (const Point2* p : vHandles) vExpected.push_back(*p);
-        expectValid(dt, vExpected, vHandles, what + " after removal " + std::to_string(k));
+        expectValid(dt, vHandles, what + " after removal " + std::to_string(k));
         if (testing::Test::HasFatalFailure()) return;
     }
-}
-
-std::string capture(Lumo_2D& dt, Point2* p) {
-    testing::internal::CaptureStdout();
-    dt.remove(p);
-    return testing::internal::GetCapturedStdout();
 }
 
 } // namespace
@@ -105,12 +73,12 @@ TEST(Removal, OneByOneStaysDelaunay) {
     };
     const std::vector<Case> vCases{
         {"random", randomPoints(300, 5), false},
-        {"grid", grid(15), false},
-        {"cocircular", cocircular(), false},
+        {"grid", gridPoints(15), false},
+        {"cocircular", cocircular, false},
         {"random with duplicates", [] { auto v = randomPoints(60, 9); v.insert(v.end(), v.begin(), v.begin() + 30); return v; }(), false},
         {"tiny random", randomPoints(7, 3), true},
-        {"grid 3x3", grid(3), true},
-        {"grid 4x4", grid(4), true},
+        {"grid 3x3", gridPoints(3), true},
+        {"grid 4x4", gridPoints(4), true},
         {"plus", vPlus, true},
         {"line and apex", vLineAndApex, true},
     };
@@ -128,7 +96,7 @@ TEST(Removal, OneByOneStaysDelaunay) {
 // convex flip exists) and a degree-3 vertex.
 TEST(Removal, EachVertexOfSmallSets) {
     const std::vector<std::vector<Point2>> vSets{
-        grid(3), grid(5), randomPoints(12, 77), cocircular(),
+        gridPoints(3), gridPoints(5), randomPoints(12, 77), cocircular,
         {Point2(0, 0), Point2(4, 0), Point2(0, 4), Point2(1, 1)},                         // degree 3
         {Point2(1, 0), Point2(0, 1), Point2(1, 1), Point2(2, 1), Point2(1, 2)},           // diamond
         {Point2(0, 0), Point2(1, 0), Point2(2, 0), Point2(1, 1), Point2(1, -1), Point2(1, 3)},
@@ -140,10 +108,8 @@ TEST(Removal, EachVertexOfSmallSets) {
             std::vector<Point2*> vHandles;
             dt.insert(vSets[s], vHandles);
             dt.remove(vHandles[i]);
-            std::vector<Point2> vExpected(vSets[s]);
-            vExpected.erase(vExpected.begin() + long(i));
             vHandles.erase(vHandles.begin() + long(i));
-            expectValid(dt, vExpected, vHandles, "set " + std::to_string(s) + " vertex " + std::to_string(i));
+            expectValid(dt, vHandles, "set " + std::to_string(s) + " vertex " + std::to_string(i));
             if (HasFatalFailure()) return;
         }
     }
@@ -153,15 +119,14 @@ TEST(Removal, EachVertexOfSmallSets) {
 TEST(Removal, EveryHullVertexOfASquareGrid) {
     lumo_test::ScopedTempDir tmpDir;
     Lumo_2D dt;
-    dt.insert(grid(10));
-    std::vector<Point2*> vHull;
+    std::vector<Point2*> vH, vHull;
+    dt.insert(gridPoints(10), vH);
     dt.getConvexHull(true, vHull);
     ASSERT_EQ(vHull.size(), 36u);
-    std::vector<Point2> vExpected = grid(10);
     for (Point2* p : vHull) {
-        vExpected.erase(std::find(vExpected.begin(), vExpected.end(), *p));
+        vH.erase(std::find(vH.begin(), vH.end(), p));
         dt.remove(p);
-        expectValid(dt, vExpected, {}, "hull vertex");
+        expectValid(dt, vH, "hull vertex");
         if (HasFatalFailure()) return;
     }
     std::vector<Point2*> vNewHull;
@@ -188,9 +153,7 @@ TEST(Removal, InterleavedWithInsertions) {
             dt.remove(vAlive.back());
             vAlive.pop_back();
         }
-        std::vector<Point2> vExpected;
-        for (const Point2* p : vAlive) vExpected.push_back(*p);
-        expectValid(dt, vExpected, vAlive, "step " + std::to_string(step));
+        expectValid(dt, vAlive, "step " + std::to_string(step));
         if (HasFatalFailure()) return;
     }
 }
@@ -213,9 +176,7 @@ TEST(Removal, BulkInsertionsBetweenRemovalsBeforeCompaction) {
         big.insert(randomPoints(2000, 22 + round), vMore);
         vH.insert(vH.end(), vMore.begin(), vMore.end());
     }
-    std::vector<Point2> vExpected;
-    for (const Point2* p : vH) vExpected.push_back(*p);
-    expectValid(big, vExpected, vH, "large vault");
+    expectValid(big, vH, "large vault");
 }
 
 // Down to a collinear rest: the triangulation is 1D again, removals go on in the vault, and the
@@ -227,13 +188,13 @@ TEST(Removal, CollinearRestIsLowerDimensional) {
     dt.insert({Point2(0, 0), Point2(1, 0), Point2(2, 0), Point2(3, 0), Point2(1, 1)}, vH);
     dt.remove(vH[4]);
     EXPECT_FALSE(dt.is2D());
-    expectValid(dt, {Point2(0, 0), Point2(1, 0), Point2(2, 0), Point2(3, 0)}, {}, "collinear");
+    expectValid(dt, {vH[0], vH[1], vH[2], vH[3]}, "collinear");
     dt.remove(vH[1]);
-    expectValid(dt, {Point2(0, 0), Point2(2, 0), Point2(3, 0)}, {}, "collinear, removed in the vault");
+    expectValid(dt, {vH[0], vH[2], vH[3]}, "collinear, removed in the vault");
     EXPECT_EQ(dt.insert(Point2(2, 0)), vH[2]);   // duplicates are still answered by the survivor
-    dt.insert(Point2(1, -1));
+    Point2* pOff = dt.insert(Point2(1, -1));
     EXPECT_TRUE(dt.is2D());
-    expectValid(dt, {Point2(0, 0), Point2(2, 0), Point2(3, 0), Point2(1, -1)}, {vH[0], vH[2], vH[3]}, "2D again");
+    expectValid(dt, {vH[0], vH[2], vH[3], pOff}, "2D again");
 }
 
 TEST(Removal, RefusalsPrintTheirMessageAndChangeNothing) {
@@ -257,9 +218,9 @@ TEST(Removal, RefusalsPrintTheirMessageAndChangeNothing) {
         {&stranger, notOurs},
         {vH[0], "Illegal: Can't remove a constraint vertex"},
     };
-    for (const auto& c : vCases) EXPECT_NE(capture(dt, c.first).find(c.second), std::string::npos) << c.second;
+    for (const auto& c : vCases) EXPECT_NE(lumo_test::stdoutOf([&] { dt.remove(c.first); }).find(c.second), std::string::npos) << c.second;
     EXPECT_EQ(canonicalTriangles(triangles(dt)), before);
     EXPECT_EQ(dt.numberOfPoints(), 49u);
     EXPECT_EQ(other.numberOfPoints(), 50u);
-    EXPECT_TRUE(other.checkValidity(true, "other"));
+    EXPECT_TRUE(lumo_test::isValidQuietly(other));
 }

@@ -5,18 +5,16 @@
 #include <gtest/gtest.h>
 #include <gmpxx.h>
 #include <algorithm>
-#include <fstream>
 #include <functional>
 #include <iterator>
 #include <map>
 #include <random>
 #include <set>
-#include "DelaunayOracle.h"
 #include "Lumo_2D.h"
 #include "ScopedTempDir.h"
+#include "TriangulationBuilders.h"
 
 using namespace ORBI_LUMO2D;
-using lumo_test::CoordEdge;
 
 namespace {
 typedef mpq_class Q;
@@ -87,27 +85,7 @@ struct Scene {
         return vGraphs.back();
     }
     void track(const Zone2* pZone) { pZone->getConstraintGraphs(vGraphs); }
-    void expectValid(const std::string& what) {
-        testing::internal::CaptureStdout();
-        const bool bValid = dt.checkValidity(true, "zones");
-        testing::internal::GetCapturedStdout();
-        ASSERT_TRUE(bValid) << what;
-        std::vector<CoordEdge> vExempt;
-        for (ConstraintGraph2* pG : vGraphs) {
-            std::vector<ConstraintSegment2*> v;
-            pG->getChildConstraintSegments(v);
-            for (ConstraintSegment2* s : v) {
-                if (s->getCIS() != CIS_CONSTRAINED_DELAUNAY) continue;
-                vExempt.emplace_back(std::make_pair(s->getSrc()->x(), s->getSrc()->y()), std::make_pair(s->getTrg()->x(), s->getTrg()->y()));
-                vExempt.emplace_back(vExempt.back().second, vExempt.back().first);
-            }
-        }
-        std::vector<Point2*> vVtx;
-        dt.getVertexPointers(vVtx);
-        std::vector<Point2> vPts;
-        for (Point2* p : vVtx) vPts.push_back(*p);
-        ASSERT_EQ(lumo_test::checkDelaunayTriangulation(vPts, lumo_test::triangles(dt), &vExempt), "") << what;
-    }
+    void expectValid(const std::string& what) { ASSERT_EQ(lumo_test::constrainedFault(dt, vGraphs, what), ""); }
 };
 
 // The zone is exactly the region: every triangle of the triangulation is in the zone iff its
@@ -151,15 +129,13 @@ void expectRegion(Scene& s, const Zone2* pZone, const std::vector<Loop>& vLoops,
     EXPECT_TRUE(!box.isValid() || (zoneBox.getMinPoint() == box.getMinPoint() && zoneBox.getMaxPoint() == box.getMaxPoint())) << what;
 }
 
-Q hullArea(const Lumo_2D& dt) { return area(lumo_test::triangles(dt)); }
-
 struct PolygonRow {
     const char* what;
     std::vector<Loop> vLoops;   // one oriented graph each
     ZoneLocation loc;
-    std::function<bool(const std::vector<bool>&)> inRegion;
-    // From the loops' absolute areas and the hull's.
-    std::function<Q(const std::vector<Q>&, const Q&)> expectedArea;
+    std::function<bool(const std::vector<bool>&)> inRegion;   // from the loops' inside flags
+    int hullCoef;   // the region's area: hullCoef * the hull's + the sum of vLoopCoefs[i] * loop i's
+    std::vector<int> vLoopCoefs;
     ConstraintInsertionStrategy cis;
 };
 
@@ -172,30 +148,26 @@ Loop starPolygon(unsigned seed) {
 }
 
 const PolygonRow aPolygonRows[] = {
-    {"ccw square, inside", {rect(2, 2, 6, 6)}, ZL_INSIDE, [](auto& v) { return bool(v[0]); },
-     [](auto& a, auto&) -> Q { return a[0]; }, CIS_CONSTRAINED_DELAUNAY},
-    {"ccw square, outside", {rect(2, 2, 6, 6)}, ZL_OUTSIDE, [](auto& v) { return !v[0]; },
-     [](auto& a, auto& h) -> Q { return h - a[0]; }, CIS_CONSTRAINED_DELAUNAY},
-    {"cw square, inside is the outside", {reversed(rect(2, 2, 6, 6))}, ZL_INSIDE, [](auto& v) { return !v[0]; },
-     [](auto& a, auto& h) -> Q { return h - a[0]; }, CIS_CONSTRAINED_DELAUNAY},
-    {"cw square, outside is the inside", {reversed(rect(2, 2, 6, 6))}, ZL_OUTSIDE, [](auto& v) { return bool(v[0]); },
-     [](auto& a, auto&) -> Q { return a[0]; }, CIS_CONFORMING_DELAUNAY},
-    {"conforming ccw star", {starPolygon(3)}, ZL_INSIDE, [](auto& v) { return bool(v[0]); },
-     [](auto& a, auto&) -> Q { return a[0]; }, CIS_CONFORMING_DELAUNAY},
-    {"cw star, outside", {reversed(starPolygon(4))}, ZL_OUTSIDE, [](auto& v) { return bool(v[0]); },
-     [](auto& a, auto&) -> Q { return a[0]; }, CIS_CONSTRAINED_DELAUNAY},
+    {"ccw square, inside", {rect(2, 2, 6, 6)}, ZL_INSIDE, [](auto& v) { return bool(v[0]); }, 0, {1}, CIS_CONSTRAINED_DELAUNAY},
+    {"ccw square, outside", {rect(2, 2, 6, 6)}, ZL_OUTSIDE, [](auto& v) { return !v[0]; }, 1, {-1}, CIS_CONSTRAINED_DELAUNAY},
+    {"cw square, inside is the outside", {reversed(rect(2, 2, 6, 6))}, ZL_INSIDE, [](auto& v) { return !v[0]; }, 1, {-1},
+     CIS_CONSTRAINED_DELAUNAY},
+    {"cw square, outside is the inside", {reversed(rect(2, 2, 6, 6))}, ZL_OUTSIDE, [](auto& v) { return bool(v[0]); }, 0, {1},
+     CIS_CONFORMING_DELAUNAY},
+    {"conforming ccw star", {starPolygon(3)}, ZL_INSIDE, [](auto& v) { return bool(v[0]); }, 0, {1}, CIS_CONFORMING_DELAUNAY},
+    {"cw star, outside", {reversed(starPolygon(4))}, ZL_OUTSIDE, [](auto& v) { return bool(v[0]); }, 0, {1}, CIS_CONSTRAINED_DELAUNAY},
     {"outer ccw with a cw hole", {starPolygon(5), reversed(rect(4.8, 4.8, 5.2, 5.2))}, ZL_INSIDE,
-     [](auto& v) { return v[0] && !v[1]; }, [](auto& a, auto&) -> Q { return a[0] - a[1]; }, CIS_CONSTRAINED_DELAUNAY},
+     [](auto& v) { return v[0] && !v[1]; }, 0, {1, -1}, CIS_CONSTRAINED_DELAUNAY},
     {"outer ccw with a cw hole, outside", {rect(1, 1, 9, 9), reversed(rect(3, 3, 5, 5))}, ZL_OUTSIDE,
-     [](auto& v) { return !v[0] || v[1]; }, [](auto& a, auto& h) -> Q { return h - a[0] + a[1]; }, CIS_CONSTRAINED_DELAUNAY},
-    {"nested ccw polygons", {rect(1, 1, 9, 9), rect(3, 3, 5, 5)}, ZL_INSIDE, [](auto& v) { return bool(v[0]); },
-     [](auto& a, auto&) -> Q { return a[0]; }, CIS_CONSTRAINED_DELAUNAY},
-    {"nested, outside of both", {rect(1, 1, 9, 9), rect(3, 3, 5, 5)}, ZL_OUTSIDE, [](auto& v) { return !v[1]; },
-     [](auto& a, auto& h) -> Q { return h - a[1]; }, CIS_CONSTRAINED_DELAUNAY},
-    {"two squares sharing an edge", {rect(1, 1, 4, 4), rect(4, 1, 7, 3)}, ZL_INSIDE, [](auto& v) { return v[0] || v[1]; },
-     [](auto& a, auto&) -> Q { return a[0] + a[1]; }, CIS_CONSTRAINED_DELAUNAY},
-    {"squares sharing a corner, outside", {rect(1, 1, 4, 4), rect(4, 4, 7, 8)}, ZL_OUTSIDE,
-     [](auto& v) { return !v[0] && !v[1]; }, [](auto& a, auto& h) -> Q { return h - a[0] - a[1]; }, CIS_CONSTRAINED_DELAUNAY},
+     [](auto& v) { return !v[0] || v[1]; }, 1, {-1, 1}, CIS_CONSTRAINED_DELAUNAY},
+    {"nested ccw polygons", {rect(1, 1, 9, 9), rect(3, 3, 5, 5)}, ZL_INSIDE, [](auto& v) { return bool(v[0]); }, 0, {1, 0},
+     CIS_CONSTRAINED_DELAUNAY},
+    {"nested, outside of both", {rect(1, 1, 9, 9), rect(3, 3, 5, 5)}, ZL_OUTSIDE, [](auto& v) { return !v[1]; }, 1, {0, -1},
+     CIS_CONSTRAINED_DELAUNAY},
+    {"two squares sharing an edge", {rect(1, 1, 4, 4), rect(4, 1, 7, 3)}, ZL_INSIDE, [](auto& v) { return v[0] || v[1]; }, 0, {1, 1},
+     CIS_CONSTRAINED_DELAUNAY},
+    {"squares sharing a corner, outside", {rect(1, 1, 4, 4), rect(4, 4, 7, 8)}, ZL_OUTSIDE, [](auto& v) { return !v[0] && !v[1]; },
+     1, {-1, -1}, CIS_CONSTRAINED_DELAUNAY},
 };
 
 // Random points in [0, 10)^2 and the box corners, so that the hull encloses every polygon;
@@ -222,9 +194,12 @@ TEST(Zones, PolygonZonesAreExactlyTheirRegionBeforeAndAfterMoreInsertions) {
         Zone2* pZone = row.vLoops.size() == 1 ? s.dt.createZone(s.vGraphs[0], row.loc) : s.dt.createZone(s.vGraphs, row.loc);
         ASSERT_NE(pZone, nullptr);
         EXPECT_EQ(pZone->getZoneLocation(), row.loc);
-        std::vector<Q> vAreas;
-        for (const Loop& l : row.vLoops) vAreas.push_back(abs(loopArea(l)));
-        expectRegion(s, pZone, row.vLoops, row.inRegion, row.expectedArea(vAreas, hullArea(s.dt)), "created",
+        auto expectedArea = [&] {
+            Q a = row.hullCoef * area(lumo_test::triangles(s.dt));
+            for (size_t i = 0; i < row.vLoops.size(); ++i) a += row.vLoopCoefs[i] * abs(loopArea(row.vLoops[i]));
+            return a;
+        };
+        expectRegion(s, pZone, row.vLoops, row.inRegion, expectedArea(), "created",
                      row.cis == CIS_CONSTRAINED_DELAUNAY);
         // Later points, some on the polygon edges (they split segments): the zone follows.
         std::vector<Point2> vMore = lumo_test::randomPoints(200, seed + 100, 0.0, 10.0);
@@ -234,7 +209,7 @@ TEST(Zones, PolygonZonesAreExactlyTheirRegionBeforeAndAfterMoreInsertions) {
         s.dt.insert(vMore);
         // Plain insertions may flip conforming pieces away; re-applying makes them edges again.
         if (row.cis == CIS_CONFORMING_DELAUNAY) s.dt.applyConstraintsAndZones();
-        expectRegion(s, pZone, row.vLoops, row.inRegion, row.expectedArea(vAreas, hullArea(s.dt)), "after insertions",
+        expectRegion(s, pZone, row.vLoops, row.inRegion, expectedArea(), "after insertions",
                      row.cis == CIS_CONSTRAINED_DELAUNAY);
     }
 }
@@ -280,6 +255,19 @@ TEST(Zones, SetOperationsAreSetAlgebraOnTriangles) {
 }
 
 namespace {
+// Every triangle reachable from pStart through next(pT, i), the triangles across edge i of pT.
+TSet flood(Triangle2* pStart, const std::function<std::vector<Triangle2*>(Triangle2*, int)>& next) {
+    TSet sReached{pStart};
+    for (std::vector<Triangle2*> vStack{pStart}; !vStack.empty();) {
+        Triangle2* pT = vStack.back();
+        vStack.pop_back();
+        for (int i = 0; i < 3; ++i)
+            for (Triangle2* pN : next(pT, i))
+                if (sReached.insert(pN).second) vStack.push_back(pN);
+    }
+    return sReached;
+}
+
 // The oracle's flood fill: neighbours from a map of undirected corner pairs, barriers from the
 // graphs' alive pieces, the start triangle by exact orientation over all triangles.
 TSet bruteGrow(const Lumo_2D& dt, const std::vector<ConstraintGraph2*>& vGraphs, const Point2& start) {
@@ -301,21 +289,11 @@ TSet bruteGrow(const Lumo_2D& dt, const std::vector<ConstraintGraph2*>& vGraphs,
         pG->getChildConstraintSegments(v);
         for (ConstraintSegment2* c : v) sBarrier.insert(key(c->getSrc(), c->getTrg()));
     }
-    TSet sReached;
-    if (pStart == nullptr) return sReached;
-    std::vector<Triangle2*> vStack{pStart};
-    sReached.insert(pStart);
-    while (!vStack.empty()) {
-        Triangle2* pT = vStack.back();
-        vStack.pop_back();
-        for (int i = 0; i < 3; ++i) {
-            const Pair e = key(pT->getCorner(i), pT->getCorner((i + 1) % 3));
-            if (sBarrier.count(e) != 0) continue;
-            for (Triangle2* pN : mEdges[e])
-                if (sReached.insert(pN).second) vStack.push_back(pN);
-        }
-    }
-    return sReached;
+    if (pStart == nullptr) return TSet();
+    return flood(pStart, [&](Triangle2* pT, int i) {
+        const Pair e = key(pT->getCorner(i), pT->getCorner((i + 1) % 3));
+        return sBarrier.count(e) != 0 ? std::vector<Triangle2*>() : mEdges[e];
+    });
 }
 } // namespace
 
@@ -349,17 +327,10 @@ TEST(Zones, GrownZonesEqualABruteForceFloodFill) {
 
 namespace {
 void expectEdgeConnected(const TSet& sPart) {
-    TSet sSeen{*sPart.begin()};
-    std::vector<Triangle2*> vStack{*sPart.begin()};
-    while (!vStack.empty()) {
-        Triangle2* pT = vStack.back();
-        vStack.pop_back();
-        for (int i = 0; i < 3; ++i) {
-            Triangle2* pN = pT->getOppositeTriangle(i);
-            if (pN != nullptr && sPart.count(pN) != 0 && sSeen.insert(pN).second) vStack.push_back(pN);
-        }
-    }
-    EXPECT_EQ(sSeen.size(), sPart.size()) << "a component is not connected across edges";
+    EXPECT_EQ(flood(*sPart.begin(), [&](Triangle2* pT, int i) {
+                  Triangle2* pN = pT->getOppositeTriangle(i);
+                  return pN != nullptr && sPart.count(pN) != 0 ? std::vector<Triangle2*>{pN} : std::vector<Triangle2*>();
+              }).size(), sPart.size()) << "a component is not connected across edges";
 }
 
 // The host's predicate of the peeling test: left of x = 5.
@@ -442,9 +413,8 @@ TEST(Zones, PeelingRemovesExactlyTheReachableAcceptedTriangles) {
     s.dt.insert(background(13, 400));
     Zone2* pIn = s.dt.createZone(s.add(rect(1, 1, 9, 9)), ZL_INSIDE);
     LeftOf pred(5);
-    testing::internal::CaptureStdout();
-    Zone2* pPeeled = peelOffIf(pIn, &pred, true);
-    const std::string out = testing::internal::GetCapturedStdout();
+    Zone2* pPeeled = nullptr;
+    const std::string out = lumo_test::stdoutOf([&] { pPeeled = peelOffIf(pIn, &pred, true); });
     ASSERT_NE(pPeeled, nullptr);
     s.track(pPeeled);
     const TSet sAll = setOf(pIn), sRest = setOf(pPeeled);
@@ -469,26 +439,18 @@ TEST(Zones, DrawingsAndExportsOfAZone) {
     Scene s;
     s.dt.insert(background(17, 100));
     Zone2* pIn = s.dt.createZone(s.add(rect(2, 2, 6, 6)), ZL_INSIDE);
-    testing::internal::CaptureStdout();
-    pIn->show("zone.ps");
-    s.dt.writeObj("zone.obj", pIn);
-    s.dt.writeWebScene("scene", pIn);
-    pIn->statistics("inside");
-    const std::string out = testing::internal::GetCapturedStdout();
+    const std::string out = lumo_test::stdoutOf([&] {
+        pIn->show("zone.ps");
+        s.dt.writeObj("zone.obj", pIn);
+        s.dt.writeWebScene("scene", pIn);
+        pIn->statistics("inside");
+    });
     EXPECT_NE(out.find("\n\n\n********* ZONE STATISTICS (inside) **********\n\n"), std::string::npos);
-    // The OBJ holds exactly the zone's faces; the scene's OBJ is the same file.
-    std::ifstream obj("zone.obj");
-    std::string line;
-    size_t numFaces = 0;
-    while (std::getline(obj, line)) numFaces += line.rfind("f ", 0) == 0;
-    EXPECT_EQ(numFaces, pIn->getNumberOfTriangles());
-    std::ifstream a("zone.obj"), b("scene/3d.obj");
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(a), {}), std::string(std::istreambuf_iterator<char>(b), {}));
-    // The drawing fills each zone triangle once: one "fill" per zone triangle and none else.
-    std::ifstream ps("zone.ps");
-    const std::string drawing((std::istreambuf_iterator<char>(ps)), {});
-    size_t numFill = 0;
-    for (size_t pos = drawing.find("  fill"); pos != std::string::npos; pos = drawing.find("  fill", pos + 1)) ++numFill;
-    EXPECT_EQ(numFill, pIn->getNumberOfTriangles());
-    EXPECT_TRUE(std::ifstream("scene/2d.svg").good());
+    // The OBJ holds exactly the zone's faces, the scene's OBJ is the same file, and the drawing
+    // fills each zone triangle once.
+    const std::string obj = lumo_test::readFile("zone.obj");
+    EXPECT_EQ(lumo_test::countOf(obj, "\nf "), pIn->getNumberOfTriangles());
+    EXPECT_EQ(lumo_test::readFile("scene/3d.obj"), obj);
+    EXPECT_EQ(lumo_test::countOf(lumo_test::readFile("zone.ps"), "  fill"), pIn->getNumberOfTriangles());
+    EXPECT_TRUE(lumo_test::fileExists("scene/2d.svg"));
 }

@@ -2,7 +2,7 @@
 //
 //   lumo2d demo [DIR]
 //   lumo2d triangulate INPUT [--format F] [--obj F] [--ps F] [--svg F] [--web DIR] [--node F] [--ele F]
-//                            [--segments F] [--poly F] [--conforming] [--threads N]
+//                            [--segments F] [--poly F] [--conforming] [--threads N] [--quads]
 //
 // Library messages (which go to standard output) are held back and shown on standard error
 // only when something fails, so that standard output carries just the summary.
@@ -68,6 +68,10 @@ const char* const usageText =
     "  --conforming         insert the segments as chains of Delaunay edges (split at new\n"
     "                       vertices) instead of forced edges; crossing segments are split at\n"
     "                       their intersection either way. Drawings show the segments in red\n"
+    "  --quads              pair the triangles (with --poly: the domain's) into convex\n"
+    "                       quadrilaterals, as close to rectangles as possible; --obj, --ps\n"
+    "                       and --svg then hold the quadrilaterals and the triangles left\n"
+    "                       unpaired (OBJ faces of four and of three vertices)\n"
     "  --threads N          insert the points on N threads (default 1; 0: one per hardware\n"
     "                       thread); inputs of 1000 points or more use them. The mesh is\n"
     "                       Delaunay either way, and the same for the same N\n"
@@ -273,6 +277,7 @@ Input readInput(const std::string& path, PointFileFormat format) {
 
 struct Outputs {
     std::string obj, ps, svg, web, node, ele;
+    bool bQuads{false};   // --obj, --ps and --svg hold the quad mesh
 };
 
 struct Options {
@@ -485,6 +490,11 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
         std::vector<Triangle2*> vTriangles;
         if (pZone != nullptr) pZone->getTriangles(vTriangles);
         else dt.getTrianglePointers(vTriangles);
+        QMesh quads;
+        if (out.bQuads) {
+            Zone2* pQuadZone = pZone != nullptr ? pZone : dt.createZone(nullptr, ZL_GLOBAL);
+            if (!dt.createQuadMesh(pQuadZone, quads)) inputError("no quadrilateral mesh could be made");
+        }
         const bool bDrawable = dt.numberOfTriangles() <= maxDrawingTriangles;
         for (const std::string* pDrawing : {&out.ps, &out.svg}) {
             if (!pDrawing->empty() && !bDrawable) {
@@ -503,9 +513,15 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
             if (!isNonEmptyFile(path)) inputError(path + ": could not be written");
             vLines.push_back(path + "  (" + what + ")");
         };
-        writeFile(out.ps, "PostScript drawing", [&] { pZone != nullptr ? pZone->show(out.ps) : dt.show(out.ps); });
-        writeFile(out.svg, "SVG drawing", [&] { pZone != nullptr ? pZone->showSvg(out.svg) : dt.showSvg(out.svg); });
-        writeFile(out.obj, "Wavefront OBJ", [&] { dt.writeObj(out.obj, pZone); });
+        if (out.bQuads) {
+            writeFile(out.ps, "PostScript drawing, quadrilaterals", [&] { quads.show(out.ps); });
+            writeFile(out.svg, "SVG drawing, quadrilaterals", [&] { quads.showSvg(out.svg); });
+            writeFile(out.obj, "Wavefront OBJ, quadrilaterals", [&] { quads.writeObj(out.obj); });
+        } else {
+            writeFile(out.ps, "PostScript drawing", [&] { pZone != nullptr ? pZone->show(out.ps) : dt.show(out.ps); });
+            writeFile(out.svg, "SVG drawing", [&] { pZone != nullptr ? pZone->showSvg(out.svg) : dt.showSvg(out.svg); });
+            writeFile(out.obj, "Wavefront OBJ", [&] { dt.writeObj(out.obj, pZone); });
+        }
         std::vector<Point2*> vAdded;   // vertices that are no input point
         if (!out.node.empty() || !out.ele.empty()) {
             const std::set<Point2*> sInput(vHandles.begin(), vHandles.end());
@@ -540,6 +556,13 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
         if (pZone != nullptr)
             std::cout << "domain:    " << vTriangles.size() << " triangles inside the boundary, " << cons.vHoles.size()
                       << " hole point(s); the outputs hold these\n";
+        if (out.bQuads) {
+            const QuadMeshStatistics& qs = quads.getStatistics();
+            std::cout << "quads:     " << qs.numQuads << " quadrilaterals and " << qs.numTriangles << " triangles left ("
+                      << std::fixed << std::setprecision(1) << 100.0 * qs.pairedFraction << "% of "
+                      << qs.numZoneTriangles << " triangles paired, corner angles within " << qs.maxAngleDeviation
+                      << " degrees of 90)\n" << std::defaultfloat << std::setprecision(6);
+        }
         std::cout << "time:      " << formatMs(seconds) << " (triangulation, " << dt.getNumCPU()
                   << (dt.getNumCPU() == 1 ? " thread)\n" : " threads)\n");
         if (!cons.vSegments.empty()) {
@@ -621,6 +644,8 @@ void runTriangulate(const std::vector<std::string>& vArgs, const Options& optIn)
             else format = parseFormatOption(value);
         } else if (a == "--conforming") {
             cons.bConforming = true;
+        } else if (a == "--quads") {
+            out.bQuads = true;
         } else if (a == "--threads") {
             if (i + 1 >= vArgs.size()) usageError("--threads needs a number");
             opt.numThreads = parseThreadsOption(vArgs[++i]);

@@ -50,4 +50,24 @@ std::vector<ORBI_LUMO2D::Triangle2*> triangles(const TriangulationT& dt) {
     return v;
 }
 
+// The coordinates of the vertices of a triangulation (Lumo_2D or Dt2).
+template <class TriangulationT>
+std::vector<ORBI_LUMO2D::Point2> vertexPoints(const TriangulationT& dt) {
+    std::vector<ORBI_LUMO2D::Point2*> vVtx;
+    dt.getVertexPointers(vVtx);
+    std::vector<ORBI_LUMO2D::Point2> v;
+    for (const ORBI_LUMO2D::Point2* p : vVtx) v.push_back(*p);
+    return v;
+}
+// checkDelaunayTriangulation over the triangulation's own vertices.
+template <class TriangulationT>
+std::string meshFault(const TriangulationT& dt, const std::vector<CoordEdge>* pConstraintEdges = nullptr) {
+    return checkDelaunayTriangulation(vertexPoints(dt), triangles(dt), pConstraintEdges);
+}
+// The edge a-b with its ends in coordinate order.
+inline CoordEdge coordEdge(const ORBI_LUMO2D::Point2& a, const ORBI_LUMO2D::Point2& b) {
+    const std::pair<double, double> p(a.x(), a.y()), q(b.x(), b.y());
+    return p < q ? CoordEdge(p, q) : CoordEdge(q, p);
+}
+
 } // namespace lumo_test

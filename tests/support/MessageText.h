@@ -19,6 +19,13 @@ template <class F> std::string stdoutOf(F&& f) {
     return testing::internal::GetCapturedStdout();
 }
 
+// The self-test of dt with the empty-circle check, its report swallowed.
+template <class TriangulationT> bool isValidQuietly(const TriangulationT& dt, const std::string& name = "test") {
+    bool bValid = false;
+    stdoutOf([&] { bValid = dt.checkValidity(true, name); });
+    return bValid;
+}
+
 // The report of a failed assertion, with its source position masked as normalized() does.
 inline std::string assertion(const std::string& condition, const std::string& function) {
     const std::string cond = "Condition [ " + condition + " failed ]";

@@ -38,4 +38,10 @@ bool writeFile(const std::string& name, const std::string& bytes) {
 
 bool fileExists(const std::string& name) { return std::ifstream(name).good(); }
 
+size_t countOf(const std::string& text, const std::string& part) {
+    size_t n = 0;
+    for (size_t pos = text.find(part); pos != std::string::npos; pos = text.find(part, pos + 1)) ++n;
+    return n;
+}
+
 } // namespace lumo_test

@@ -26,5 +26,7 @@ std::string readFile(const std::string& name);
 // Writes bytes to a file (replacing it); false when it cannot be written.
 bool writeFile(const std::string& name, const std::string& bytes);
 bool fileExists(const std::string& name);
+// How often part occurs in text (overlapping occurrences counted).
+size_t countOf(const std::string& text, const std::string& part);
 
 } // namespace lumo_test

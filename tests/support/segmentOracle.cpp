@@ -7,12 +7,6 @@ using namespace ORBI_LUMO2D;
 
 namespace lumo_test {
 
-Rational operator+(const Rational& a, const Rational& b) { Rational r; mpq_add(r.q, a.q, b.q); return r; }
-Rational operator-(const Rational& a, const Rational& b) { Rational r; mpq_sub(r.q, a.q, b.q); return r; }
-Rational operator*(const Rational& a, const Rational& b) { Rational r; mpq_mul(r.q, a.q, b.q); return r; }
-Rational operator/(const Rational& a, const Rational& b) { Rational r; mpq_div(r.q, a.q, b.q); return r; }
-int cmp(const Rational& a, const Rational& b) { return mpq_cmp(a.q, b.q); }
-int sgn(const Rational& a) { return mpq_sgn(a.q); }
 
 namespace {
 struct RPoint {
@@ -94,13 +88,10 @@ ExactMeeting classifyExactly(const Segment2& a, const Segment2& b) {
 }
 
 bool isWithinOneRounding(double v, const Rational& exact) {
-    const Rational rv(v);
-    const int c = cmp(rv, exact);
-    if (c == 0) return true;
     // v and its neighbour towards the exact value must enclose it strictly.
-    const double next = std::nextafter(v, c < 0 ? INFINITY : -INFINITY);
-    const Rational rn(next);
-    return c < 0 ? cmp(rn, exact) > 0 : cmp(rn, exact) < 0;
+    const int c = cmp(Rational(v), exact);
+    const Rational next(std::nextafter(v, c < 0 ? INFINITY : -INFINITY));
+    return c == 0 || (c < 0 ? next > exact : next < exact);
 }
 
 } // namespace lumo_test

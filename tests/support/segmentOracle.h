@@ -1,6 +1,6 @@
 // Independent exact classification of two segments with GMP rationals, for the checker's tests.
 #pragma once
-#include <gmp.h>
+#include <gmpxx.h>
 #include <string>
 #include <vector>
 #include "Point2.h"
@@ -9,22 +9,10 @@
 
 namespace lumo_test {
 
-// A GMP rational with value semantics.
-class Rational {
-public:
-    Rational() { mpq_init(q); }
-    explicit Rational(double d) { mpq_init(q); mpq_set_d(q, d); }
-    Rational(const Rational& o) { mpq_init(q); mpq_set(q, o.q); }
-    Rational& operator=(const Rational& o) { mpq_set(q, o.q); return *this; }
-    ~Rational() { mpq_clear(q); }
-    mpq_t q;
-};
-Rational operator+(const Rational& a, const Rational& b);
-Rational operator-(const Rational& a, const Rational& b);
-Rational operator*(const Rational& a, const Rational& b);
-Rational operator/(const Rational& a, const Rational& b);
-int cmp(const Rational& a, const Rational& b);
-int sgn(const Rational& a);
+// A GMP rational with value semantics; cmp and sgn compare exactly.
+typedef mpq_class Rational;
+using ::cmp;
+using ::sgn;
 
 // What the closed segments have in common, computed from their exact intersection set:
 // empty (SIT_NONE), a piece of positive length (SIT_SEGMENT), or one point that is an
