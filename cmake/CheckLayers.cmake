@@ -9,7 +9,8 @@
 # the side as layers of their own.
 cmake_policy(VERSION 3.20)
 set(LAYERS base values predicates topology insertion constraints zones refinement)
-set(LAYER_base        Lumo2D_defs LumoException tools MsgBase MsgPublisher Orientation2 LumoVersion)
+set(LAYER_base        Lumo2D_defs LumoException tools MsgBase MsgPublisher Orientation2 LumoVersion
+                      License LicenseCheck)
 set(LAYER_values      Point2 Vector2 Bbox2 Segment2 Circle2 VertexPair2 Label Color)
 set(LAYER_predicates  GeomTest ExactDiffPredicates)
 set(LAYER_topology    Triangle2 Edge2 TopologyOps SimplePool HC2 VertexVault)
@@ -20,7 +21,7 @@ set(LAYER_refinement  MeshGenParams Dt2_meshing RefCand3)
 set(SIDE              Visualizer2 MeshExport MeshExport_internal webFiles Dt2_output LumoFiles freeFunctions
                       PointFileReaders PointFileReaders_internal
                       testDataGenerators SegmentChecker SegmentCheckerInspector RTree Lumo_2D
-                      QMesh QuadMesher)
+                      PolygonHelpers QMesh QuadMesher)
 
 function(layer_of stem out)
   set(rank 0)

@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 #endif
 #include "Dt2.h"
+#include "LicenseCheck.h"
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
@@ -187,6 +188,8 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
         maxY = std::max(maxY, box.maxY);
         numValid += box.numValid;
     }
+    // Before anything is stored: a refused insertion leaves the triangulation as it was.
+    enforceLicense(LIMIT_POINTS, numberOfPoints() + numValid, "Dt2::insert()");
     // Refuse non-finite points, in input order.
     if (numValid < n) {
         double x, y;

@@ -318,6 +318,44 @@ Orientation2 GeomTest::orientationExact(const Point2* p0, const Point2* p1, cons
     return c > 0 ? ORIENTATION2_CCW : (c < 0 ? ORIENTATION2_CW : ORIENTATION2_COLLINEAR);
 }
 
+int GeomTest::getRingAreaSign(const Point2* aVertices, size_t n) {
+    if (n < 3) return 0;
+    // Filter: each of the 2n products passes at most n+1 roundings (its own, the difference,
+    // the running sum), so |S - exact| <= gamma_{n+1} P with P the sum of the products'
+    // magnitudes, which is computed with as many roundings; twice that factor covers both and
+    // the bound's own two roundings. An underflowing product is off by at most 2^-1075 each.
+    double sum = 0.0, magnitude = 0.0;
+    for (size_t i = 0; i < n; ++i) {
+        const Point2& a = aVertices[i];
+        const Point2& b = aVertices[i + 1 == n ? 0 : i + 1];
+        const double p = a.x() * b.y(), q = b.x() * a.y();
+        sum += p - q;
+        magnitude += std::fabs(p) + std::fabs(q);
+    }
+    const double m = double(n);
+    if (m < 0x1p40) {
+        const double bound = 2.0 * (m + 2.0) * 0x1p-53 * magnitude + 2.0 * m * 0x1p-1074;
+        if (sum > bound) return 1;
+        if (-sum > bound) return -1;   // false for NaN, which an overflow leaves
+    }
+    // Exact: the products of doubles are exact rationals.
+    mpq_t total, x, y, term;
+    mpq_init(total); mpq_init(x); mpq_init(y); mpq_init(term);
+    for (size_t i = 0; i < n; ++i) {
+        const Point2& a = aVertices[i];
+        const Point2& b = aVertices[i + 1 == n ? 0 : i + 1];
+        mpq_set_d(x, a.x()); mpq_set_d(y, b.y());
+        mpq_mul(term, x, y);
+        mpq_add(total, total, term);
+        mpq_set_d(x, b.x()); mpq_set_d(y, a.y());
+        mpq_mul(term, x, y);
+        mpq_sub(total, total, term);
+    }
+    const int sign = mpq_sgn(total);
+    mpq_clear(total); mpq_clear(x); mpq_clear(y); mpq_clear(term);
+    return sign > 0 ? 1 : (sign < 0 ? -1 : 0);
+}
+
 int GeomTest::inCircleExact(const Point2* a, const Point2* b, const Point2* c, const Point2* d) {
     ++stats.inCircleExact;
     if (!bGeneralPoolReady) initGeneralPool();

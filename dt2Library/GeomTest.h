@@ -60,6 +60,10 @@ public:
     int circleInc(const TriangleT* t, const Point2* p) {
         return inCircle(t->getCorner(0), t->getCorner(1), t->getCorner(2), p);
     }
+    // Exact sign of the area of the closed polygon aVertices[0..n) (the shoelace sum): +1
+    // counterclockwise, -1 clockwise, 0 when it has none (fewer than three vertices, all on
+    // one line, or parts of opposite orientation cancelling exactly).
+    int getRingAreaSign(const Point2* aVertices, size_t n);
     // Exact intersection of the supporting lines of a and b, rounded once per coordinate
     // (GMP's truncating conversion). Parallel lines are an assertion failure.
     Point2 getIntersectionCoords_gmp(const Segment2& a, const Segment2& b);

@@ -2,12 +2,14 @@
 // (null pointers, handles of another triangulation, absurd counts) is answered here with one
 // warning and a neutral result, so that the triangulation stays as it was.
 #include "Lumo_2D.h"
+#include <algorithm>
 #include <cmath>
 #include <iostream>
 #include <sstream>
 #include <thread>
 #include "ConstraintMgr.h"
 #include "Dt2.h"
+#include "LicenseCheck.h"
 #include "QuadMesher.h"
 #include "tools.h"
 
@@ -30,6 +32,16 @@ bool isForeign(const Dt2& dt, const Point2* pVtx, const char* where, const char*
     reportWarning(where, std::string("the vertex does not belong to this triangulation, ") + consequence);
     return true;
 }
+// The number of distinct finite endpoints of the segments.
+size_t countDistinctEndpoints(const std::vector<Segment2>& vSegments) {
+    std::vector<std::pair<double, double>> vEnds;
+    vEnds.reserve(2 * vSegments.size());
+    for (const Segment2& s : vSegments)
+        for (const Point2& p : {s.getSrc(), s.getTrg()})
+            if (std::isfinite(p.x()) && std::isfinite(p.y())) vEnds.emplace_back(p.x() + 0.0, p.y() + 0.0);
+    std::sort(vEnds.begin(), vEnds.end());
+    return size_t(std::unique(vEnds.begin(), vEnds.end()) - vEnds.begin());
+}
 } // namespace
 
 Lumo_2D::Lumo_2D(unsigned numExpectedVertices) : pImpl(new Dt2(numExpectedVertices)) {}
@@ -37,7 +49,13 @@ Lumo_2D::~Lumo_2D() { delete pImpl; }
 
 // ---- insertion ------------------------------------------------------------------------------
 
-Point2* Lumo_2D::insert(const Point2& p) { return pImpl->insert(p); }
+// The points limit is checked here and in the bulk path of Dt2, not in Dt2::insert: that one
+// also inserts the endpoints and crossings of constraints, which must not stop halfway.
+Point2* Lumo_2D::insert(const Point2& p) {
+    if (std::isfinite(p.x()) && std::isfinite(p.y()))
+        enforceLicense(LIMIT_POINTS, pImpl->numberOfPoints() + 1, "Lumo_2D::insert()");
+    return pImpl->insert(p);
+}
 void Lumo_2D::insert(const std::vector<Point2>& vInputPoints) { pImpl->insertVector(vInputPoints, nullptr); }
 void Lumo_2D::insert(const std::vector<Point2>& vInputPoints, std::vector<Point2*>& vHandlesOut) {
     pImpl->insertVector(vInputPoints, &vHandlesOut);
@@ -119,6 +137,11 @@ ConstraintGraph2* Lumo_2D::createConstraint(std::vector<Segment2>& vSegments, Co
         reportWarning("Lumo_2D::createConstraint()", "You have not supplied any segments. Returning NULL!");
         return nullptr;
     }
+    // The endpoints count as new points; crossings found later do not stop the insertion.
+    const size_t maxPoints = licenseLimit(LIMIT_POINTS);
+    if (maxPoints != 0 && pImpl->numberOfPoints() + 2 * vSegments.size() > maxPoints)
+        enforceLicense(LIMIT_POINTS, pImpl->numberOfPoints() + countDistinctEndpoints(vSegments),
+                       "Lumo_2D::createConstraint()");
     return pImpl->createConstraint(vSegments, cis, orientedSegments);
 }
 void Lumo_2D::applyConstraintsAndZones() {

@@ -6,6 +6,7 @@
 #include <sstream>
 #include "GeomTest.h"
 #include "MsgPublisher.h"
+#include "LicenseCheck.h"
 #include "SegmentCheckerInspector.h"
 #include "spatial_index/RTree.h"
 #include "Visualizer2.h"
@@ -83,6 +84,7 @@ bool isUsablePair(const char* where, const Segment2* pA, const Segment2* pB, con
 
 SegmentChecker::SegmentChecker(const std::vector<Segment2*>& vSegments) : pSCD(new SegmentCheckerData) {
     try {
+        enforceLicense(LIMIT_CHECKED_SEGMENTS, vSegments.size(), "SegmentChecker::SegmentChecker()");
         addSegments(vSegments);
     } catch (...) {
         delete pSCD;  // the destructor does not run for a throwing constructor

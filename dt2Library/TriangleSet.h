@@ -93,16 +93,21 @@ inline void collectEdgeConnectedPart(Triangle2* pFirst, const TriangleSet& sIn, 
 
 // Appends the edges of the (distinct) triangles whose other side is not one of them or the
 // hull, named by the inner triangle: counterclockwise there, so the triangles are on the left.
+// isMember(pT) answers membership in the set of vTriangles.
+template <class IsMember>
+void appendBorderEdges(const std::vector<Triangle2*>& vTriangles, IsMember isMember, std::vector<Edge2>& vBorderOut) {
+    for (Triangle2* pT : vTriangles) {
+        for (int i = 0; i < 3; ++i) {
+            const Triangle2* pN = pT->getOppositeTriangle(i);
+            if (pN == nullptr || !isMember(pN)) vBorderOut.emplace_back(pT, i);
+        }
+    }
+}
 inline void appendBorderEdges(const SimplePool<Triangle2>& pool, const std::vector<Triangle2*>& vTriangles,
                               std::vector<Edge2>& vBorderOut) {
     TriangleSet sIn(pool);
     for (Triangle2* pT : vTriangles) sIn.insert(pT);
-    for (Triangle2* pT : vTriangles) {
-        for (int i = 0; i < 3; ++i) {
-            const Triangle2* pN = pT->getOppositeTriangle(i);
-            if (pN == nullptr || !sIn.contains(pN)) vBorderOut.emplace_back(pT, i);
-        }
-    }
+    appendBorderEdges(vTriangles, [&sIn](const Triangle2* pT) { return sIn.contains(pT); }, vBorderOut);
 }
 
 } // namespace ORBI_LUMO2D

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <iostream>
 #include <sstream>
-#include "LumoVersion.h"
+#include "LicenseCheck.h"
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
@@ -28,8 +28,6 @@ void headerLayout(const std::vector<std::string>& vLines, int& n, int& fontSize,
     fontSize = std::max(f, 6);
     pitch = fontSize + 2;
 }
-
-std::string editionText() { return getLumo2DVersion() + " - robust 2D Delaunay triangulation, community edition"; }
 
 // PostScript strings end at an unbalanced ')': escape the characters that matter.
 std::string psEscape(const std::string& s) {
@@ -221,7 +219,7 @@ void Visualizer2::writeProlog() {
     out << 0.05 << "\tsetlinewidth\n\t0\t0\t0\tsetrgbcolor\n\t/Times-Roman findfont 17 scalefont\n\tsetfont\n";
     out << "40\t740\tmoveto\n\t(" << filename << ")\tshow\n";
     out << "0.4\t0.4\t0.4\tsetrgbcolor\n\t/Times-Roman findfont 10 scalefont\n\tsetfont\n";
-    out << "40\t725\tmoveto\n(" << editionText() << ")\tshow\n";
+    out << "40\t725\tmoveto\n(" << psEscape(editionText()) << ")\tshow\n";
     out << "0.0\t0.0\t0.0\tsetrgbcolor\n\t/Times-Roman findfont 10 scalefont\n\tsetfont\n";
     out << "40\t705\tmoveto\n";
     out << "(" << rangeText("x", minX, maxX) << ")\tshow" << "\n";

@@ -24,6 +24,8 @@
 #include "ConstraintSegment2.h"
 #include "ConstraintGraph2.h"
 #include "Zone2.h"
+#include "PolygonHelpers.h"
+#include "License.h"
 #include "QMesh.h"
 #include "MeshGenParams.h"
 #include <cfloat>

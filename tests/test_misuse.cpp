@@ -551,6 +551,56 @@ const Row aRows[] = {
      [](Env&) { std::vector<Segment2> v; generateSineSegments(100000, 100000, 0, 1, 0, 1, false, v); EXPECT_TRUE(v.empty()); }},
     {"generateSineSegments: zero periods", [](Env&) { return warning("generateSineSegments()", "numPeriods=0, numSegmentsPerPeriod=4"); },
      [](Env&) { std::vector<Segment2> v; generateSineSegments(0, 4, 0, 1, 0, 1, false, v); EXPECT_TRUE(v.empty()); }},
+    {"edgesToPolygons: NaN segment", [](Env&) { return warning("edgesToPolygons()", "segment 1 has a NaN or infinite coordinate, nothing appended"); },
+     [](Env& e) { std::vector<std::vector<Segment2>> vv; std::vector<Segment2> vRest; edgesToPolygons({e.a, e.bad}, vv, vRest); EXPECT_TRUE(vv.empty() && vRest.empty()); }},
+    {"edgesToPolygons: edge without triangle", [](Env&) { return warning("edgesToPolygons()", "edge 0 has no triangle, nothing appended"); },
+     [](Env&) { std::vector<std::vector<Edge2>> vv; std::vector<Edge2> vRest; edgesToPolygons({Edge2()}, vv, vRest); EXPECT_TRUE(vv.empty() && vRest.empty()); }},
+    {"sortRing, sortRingCCW, isSimplePolygon: not a ring, NaN",
+     [](Env&) { return warning("sortRing()", "the 2 segment(s) are not one closed ring, nothing appended") +
+                       warning("sortRingCCW()", "segment 1 has a NaN or infinite coordinate, nothing appended") +
+                       warning("isSimplePolygon()", "segment 1 has a NaN or infinite coordinate, not simple"); },
+     [](Env& e) {
+         std::vector<Segment2> v;
+         EXPECT_FALSE(sortRing({e.a, e.b}, v));
+         EXPECT_FALSE(sortRingCCW({e.a, e.bad}, v));
+         EXPECT_FALSE(isSimplePolygon({e.a, e.bad}));
+         EXPECT_TRUE(v.empty());
+     }},
+    {"pointsToPolyline: NaN point, closed with two points",
+     [](Env&) { return warning("pointsToPolyline()", "point 1 has a NaN or infinite coordinate, nothing appended") +
+                       warning("pointsToPolyline()", "a closed polyline needs three distinct consecutive points, 2 given; nothing appended"); },
+     [](Env&) {
+         std::vector<Segment2> v;
+         pointsToPolyline({Point2(0, 0), Point2(NaN, 1)}, false, v);
+         pointsToPolyline({Point2(0, 0), Point2(1, 1), Point2(1, 1), Point2(0, 0)}, true, v);
+         EXPECT_TRUE(v.empty());
+     }},
+    {"edges of triangles: null and dead triangles",
+     [](Env&) { const std::string t = "Unable to handle the triangle at position 1 (null or dead), nothing appended";
+                return warning("getBorders()", t) + warning("getBorders()", t) + warning("getDirectedEdges()", t) + warning("getUndirectedEdges()", t); },
+     [](Env& e) {
+         static Triangle2 dead;
+         std::vector<Triangle2*> vT;
+         e.dt.getTrianglePointers(vT);
+         std::vector<Edge2> v;
+         std::vector<std::vector<Edge2>> vv;
+         getBorders({vT[0], nullptr}, v);
+         getBorders({vT[0], nullptr}, vv);
+         getDirectedEdges({vT[0], &dead}, v);
+         getUndirectedEdges({vT[0], &dead}, v);
+         EXPECT_TRUE(v.empty() && vv.empty());
+     }},
+    {"setLic: a key without a licensee", [](Env&) { return warning("setLic()", "a license record needs the licensee's name, the license in force is unchanged"); },
+     [](Env&) { LicenseRecord r; r.key = "K"; r.maxPoints = 3; EXPECT_FALSE(setLic(r)); EXPECT_EQ(getLic().maxPoints, 0u); }},
+    {"license: a point beyond the points limit", [](Env&) { return error("Lumo_2D::insert()", "the license of L permits at most 6 points, the operation would reach 7; it is stopped"); },
+     [](Env& e) {
+         LicenseRecord r;
+         r.licensee = "L";
+         r.maxPoints = 6;
+         setLic(r);
+         EXPECT_THROW(e.dt.insert(Point2(2, 1)), LumoLicenseException);
+         setLic(LicenseRecord());
+     }},
     // ---- quadrilateral meshes -------------------------------------------------------------------
     {"createQuadMesh: null, foreign, deleted and empty zones leave an empty mesh",
      [](Env&) {
