@@ -21,6 +21,8 @@
 #include "ConstraintSegment2.h"
 #include "Dt2.h"
 #include "InnerVtxMgr.h"
+#include "LicenseCheck.h"
+#include "LumoException.h"
 #include "MeshGenParams.h"
 #include "RefCand3.h"
 #include "Zone2.h"
@@ -168,6 +170,8 @@ public:
         poolCands.init(1024);
     }
     void run();
+    // True when a licence limit on mesh triangles stopped the run (the mesh is valid).
+    bool isLicenseStopped() const { return bLicenseStopped; }
 
     // ---- the observer: marks of new triangles, then the constraint manager's turn ----------
     void onFlip(Triangle2* pT, Triangle2* pN) override {
@@ -237,6 +241,8 @@ private:
     std::vector<ConstraintSegment2*> vLeaves;
     MsgPublisher* pPub{nullptr};
     const double cosMinAngle{std::cos(params.minAngleDegree / 57.295779513)};
+    const size_t licenseTriangleLimit{licenseLimit(LIMIT_MESH_TRIANGLES)};
+    bool bLicenseStopped{false};
 };
 
 template <class Fn> void Refiner::forEachTriangleAround(Point2* pVtx, Fn fn) {
@@ -277,9 +283,9 @@ void Refiner::run() {
     for (; pass < MAX_PASSES; ++pass) {
         if (!collect(pass == 0)) break;
         bInserted = process();
-        if (!bInserted) break;
+        if (!bInserted || bLicenseStopped) break;
     }
-    if (pass == MAX_PASSES && bInserted)
+    if (pass == MAX_PASSES && bInserted && !bLicenseStopped)
         reportWarning("Dt2::refineMain3()", "stopped after 50 passes, the last one still inserted vertices");
     if (pPub != nullptr) pPub->finish();
 }
@@ -326,7 +332,7 @@ void Refiner::addRefCandsAround(Point2* pVtx) {
 
 bool Refiner::process() {
     bool bInserted = false;
-    while (!queue.empty()) {
+    while (!queue.empty() && !bLicenseStopped) {
         RefCand3* pRC = queue.pop();
         if (pRC->isAlive() && marks.get(pRC->getTriangle()) == MARK_IN) {
             pRC->computeLocation();
@@ -344,6 +350,11 @@ bool Refiner::tryRefine(RefCand3* pRC) {
     LUMO_ASSERT(pCG!=0);
     const int idx = pRC->getLocIndex();
     if (idx == RefCand3::LOC_NONE) return false;
+    // Either step adds at most two triangles; the mesh stays valid when the licence stops here.
+    if (licenseTriangleLimit != 0 && !licenseAllowsTriangles(dt.numberOfTriangles() + 2, "Dt2::refineMain3()")) {
+        bLicenseStopped = true;
+        return false;
+    }
     if (idx == RefCand3::LOC_REACHED) {
         Point2* pNew = insertVertexForRefinement(pRC->getCircumcenter(), pRC->getLocTriangle());
         if (pNew == nullptr) return false;
@@ -571,6 +582,7 @@ void Dt2::refineMain3(MeshGenParams* pParams) {
     if (!is2D()) return;
     Refiner refiner(*this, *pParams);
     refiner.run();
+    if (refiner.isLicenseStopped()) throw LumoLicenseException();
 }
 
 void Dt2::checkZoneQuality(MeshGenParams* pParams) {

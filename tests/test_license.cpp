@@ -151,6 +151,28 @@ TEST(License, LimitsStopOperationsAndLeaveTheTriangulationValid) {
     }
 }
 
+// Refinement stops before the step that would pass the limit; what it made so far stays valid.
+TEST(License, MeshTriangleLimitStopsRefinementWithAValidMesh) {
+    Lumo_2D dt;
+    std::vector<Segment2> vSquare = polygon(4, 1.0);
+    Zone2* pZone = dt.createZone(dt.createConstraint(vSquare, CIS_CONSTRAINED_DELAUNAY, true), ZL_INSIDE);
+    ASSERT_NE(pZone, nullptr);
+    LicenseScope scope(acme(0, 200, 0));
+    bool bThrown = false;
+    const std::string out = lumo_test::stdoutOf([&] {
+        try {
+            dt.refine(pZone, 20.0, 1e-6, 0.01, true);
+        } catch (const LumoLicenseException&) {
+            bThrown = true;
+        }
+    });
+    EXPECT_TRUE(bThrown);
+    EXPECT_NE(out.find("the license of ACME permits at most 200 mesh-generation triangles"), std::string::npos) << out;
+    EXPECT_LE(dt.numberOfTriangles(), 200u);
+    EXPECT_GT(dt.numberOfTriangles(), 150u);
+    EXPECT_TRUE(dt.checkValidity(true, "licence"));
+}
+
 TEST(License, RecordIsKeptPrintedAndShownInDrawings) {
     const std::string head = getLumo2DVersion() + ", open source under the MIT license\n";
     EXPECT_EQ(lumo_test::stdoutOf([] { printLicense(); }), head + "  no license record registered: no limits\n");
