@@ -6,14 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${1:-build}
-if ! command -v gs >/dev/null; then
-  SUDO=""; [ "$(id -u)" -ne 0 ] && SUDO=sudo
-  $SUDO apt-get update -qq
-  DEBIAN_FRONTEND=noninteractive $SUDO apt-get install -y -qq ghostscript
-fi
-[ -x "$build/apps/lumo2d" ] || bash scripts/build.sh "$build"
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+source scripts/picture-common.sh
 python3 - "$work" <<'PY'
 import math, sys
 d = sys.argv[1]
