@@ -238,8 +238,6 @@ private:
     // ---- constraint insertion steps (Dt2_constraints.cpp) ---------------------------------------
     // insert(p) with the walk starting near pNear when that is nearer than the vault's start.
     Point2* insertNear(const Point2& p, Point2* pNear);
-    template <class Fn>
-    void forEachTriangleAround(Point2* p, Fn fn);   // fn(pT) returns true to stop
     bool findEdge(Point2* p, Point2* q, Triangle2*& pT, int& idx);
     Orientation2 orient(const Point2* p0, const Point2* p1, const Point2* p2) {
         return inserter.getGeomTest().getOrientation2(p0, p1, p2);

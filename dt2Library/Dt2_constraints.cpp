@@ -100,31 +100,13 @@ Point2* Dt2::insertNear(const Point2& p, Point2* pNear) {
 
 // ---- topology helpers ------------------------------------------------------------------------------
 
-template <class Fn>
-void Dt2::forEachTriangleAround(Point2* p, Fn fn) {
-    Triangle2* pStart = p->getIncidentTriangle();
-    if (pStart == nullptr) return;
-    // Counterclockwise until the start comes back or the hull is reached, then clockwise.
-    Triangle2* pT = pStart;
-    do {
-        if (fn(pT)) return;
-        pT = pT->getOppositeTriangle(incIndexBy1(pT->getIntraTriangleIndex(p)));
-    } while (pT != nullptr && pT != pStart);
-    if (pT == pStart) return;
-    pT = pStart->getOppositeTriangle(incIndexBy2(pStart->getIntraTriangleIndex(p)));
-    while (pT != nullptr) {
-        if (fn(pT)) return;
-        pT = pT->getOppositeTriangle(incIndexBy2(pT->getIntraTriangleIndex(p)));
-    }
-}
-
 bool Dt2::isEdge(Point2* p, Point2* q) const {
     return p != q && (getAdjacentTriangle(p, q) != nullptr || getAdjacentTriangle(q, p) != nullptr);
 }
 
 bool Dt2::findEdge(Point2* p, Point2* q, Triangle2*& pT, int& idx) {
     pT = nullptr;
-    forEachTriangleAround(p, [&](Triangle2* pCand) {
+    topo::forEachTriangleAround(p, [&](Triangle2* pCand) {
         if (!pCand->hasVertex(q)) return false;
         pT = pCand;
         return true;
@@ -156,7 +138,7 @@ bool Dt2::canBeFlipped(Triangle2* pT, int idx) {
 }
 
 void Dt2::restoreDelaunayAround(Point2* p) {
-    forEachTriangleAround(p, [&](Triangle2* pT) {
+    topo::forEachTriangleAround(p, [&](Triangle2* pT) {
         for (int i = 0; i < 3; ++i) inserter.pushCheck(pT, i);
         return false;
     });
@@ -233,7 +215,7 @@ void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, C
         bool bNextToU = false, bNextToW = false;
         Triangle2* pOnOldEdge = nullptr;
         if (pNew != u && pNew != w) {
-            forEachTriangleAround(pNew, [&](Triangle2* pT) {
+            topo::forEachTriangleAround(pNew, [&](Triangle2* pT) {
                 const bool bU = pT->hasVertex(u), bW = pT->hasVertex(w);
                 bNextToU = bNextToU || bU;
                 bNextToW = bNextToW || bW;
@@ -300,7 +282,7 @@ Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<
     Triangle2* pFirstT = nullptr;
     Point2* pOnSegment = nullptr;
     bool bEstablished = false;
-    forEachTriangleAround(pStart, [&](Triangle2* pT) {
+    topo::forEachTriangleAround(pStart, [&](Triangle2* pT) {
         const int k = pT->getIntraTriangleIndex(pStart);
         Point2* a = pT->getCorner(incIndexBy1(k));
         Point2* b = pT->getCorner(incIndexBy2(k));
@@ -562,7 +544,7 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
     Point2* pOnSegment = nullptr;
     bool bIsEdge = false;
     const double sqLen = sqDistance(*p, *q);
-    forEachTriangleAround(p, [&](Triangle2* pT) {
+    topo::forEachTriangleAround(p, [&](Triangle2* pT) {
         const int k = pT->getIntraTriangleIndex(p);
         for (int m = 1; m <= 2; ++m) {
             Point2* w = pT->getCorner((k + m) % 3);

@@ -222,7 +222,6 @@ private:
     void remarkZone();
     void markUnknownAlong(Point2* pSplit, Point2* pSrc, Point2* pTrg);
     ConstraintGraph2* findZoneBorder(const Point2* p, const Point2* q) const;
-    template <class Fn> void forEachTriangleAround(Point2* pVtx, Fn fn);
 
     Dt2& dt;
     MeshGenParams& params;
@@ -244,21 +243,6 @@ private:
     const size_t licenseTriangleLimit{licenseLimit(LIMIT_MESH_TRIANGLES)};
     bool bLicenseStopped{false};
 };
-
-template <class Fn> void Refiner::forEachTriangleAround(Point2* pVtx, Fn fn) {
-    Triangle2* pStart = pVtx->getIncidentTriangle();
-    if (pStart == nullptr) return;
-    // Counterclockwise until back at the start or at the hull, then clockwise from the start.
-    Triangle2* pT = pStart;
-    do {
-        fn(pT);
-        pT = pT->getOppositeTriangle(incIndexBy1(pT->getIntraTriangleIndex(pVtx)));
-    } while (pT != nullptr && pT != pStart);
-    if (pT == pStart) return;
-    for (pT = pStart->getOppositeTriangle(incIndexBy2(pStart->getIntraTriangleIndex(pVtx))); pT != nullptr;
-         pT = pT->getOppositeTriangle(incIndexBy2(pT->getIntraTriangleIndex(pVtx))))
-        fn(pT);
-}
 
 void Refiner::run() {
     pCG = pZone->getConstraintGraph();
@@ -325,7 +309,10 @@ void Refiner::addRefCand(Triangle2* pT) {
 
 void Refiner::addRefCandsAround(Point2* pVtx) {
     vScratchT.clear();
-    forEachTriangleAround(pVtx, [&](Triangle2* pT) { vScratchT.push_back(pT); });
+    topo::forEachTriangleAround(pVtx, [&](Triangle2* pT) {
+        vScratchT.push_back(pT);
+        return false;
+    });
     for (Triangle2* pT : vScratchT)
         if (marks.get(pT) == MARK_IN) addRefCand(pT);
 }
@@ -443,8 +430,9 @@ void Refiner::markUnknownAlong(Point2* pSplit, Point2* pSrc, Point2* pTrg) {
     };
     std::unordered_set<Triangle2*> sSeen;
     vFloodT.clear();
-    forEachTriangleAround(pSplit, [&](Triangle2* pT) {
+    topo::forEachTriangleAround(pSplit, [&](Triangle2* pT) {
         if (sSeen.insert(pT).second) vFloodT.push_back(pT);
+        return false;
     });
     for (size_t head = 0; head < vFloodT.size(); ++head) {
         Triangle2* pT = vFloodT[head];

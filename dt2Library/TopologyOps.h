@@ -198,5 +198,22 @@ void attachHullFan(TriangleStore& store, Point2* q, const std::vector<Edge2>& vC
 // an incident triangle. Returns the remaining triangle.
 Triangle2* mergeDegree3(TriangleStore& store, Point2* pVtx);
 
+// Calls fn(pT) for each triangle around p: counterclockwise from p's incident triangle until
+// it comes back or the hull is reached, then clockwise from the start. fn returns true to stop.
+template <class Fn>
+void forEachTriangleAround(Point2* p, Fn fn) {
+    Triangle2* pStart = p->getIncidentTriangle();
+    if (pStart == nullptr) return;
+    Triangle2* pT = pStart;
+    do {
+        if (fn(pT)) return;
+        pT = pT->getOppositeTriangle(incIndexBy1(pT->getIntraTriangleIndex(p)));
+    } while (pT != nullptr && pT != pStart);
+    if (pT == pStart) return;
+    for (pT = pStart->getOppositeTriangle(incIndexBy2(pStart->getIntraTriangleIndex(p))); pT != nullptr;
+         pT = pT->getOppositeTriangle(incIndexBy2(pT->getIntraTriangleIndex(p))))
+        if (fn(pT)) return;
+}
+
 } // namespace topo
 } // namespace ORBI_LUMO2D
