@@ -1,7 +1,6 @@
 // The lumo2d command-line tool, run as a person would: exit codes, messages, files written.
 // Every test runs in a private temporary directory, so the tests may run in parallel.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <algorithm>
@@ -35,22 +34,9 @@ std::string toolPath() {
     return self.substr(0, self.rfind('/')) + "/../apps/lumo2d";
 }
 
-bool exists(const std::string& p) {
-    struct stat st;
-    return stat(p.c_str(), &st) == 0;
-}
-
-std::string readFile(const std::string& name) {
-    std::ifstream f(name, std::ios::binary);
-    std::stringstream ss;
-    ss << f.rdbuf();
-    return ss.str();
-}
-
-void writeFile(const std::string& name, const std::string& text) {
-    std::ofstream f(name, std::ios::binary);
-    f << text;
-}
+using lumo_test::readFile;
+using lumo_test::writeFile;
+using lumo_test::fileExists;
 
 void writeBinary(const std::string& name, std::vector<Point2> v) {
     testing::internal::CaptureStdout();
@@ -96,7 +82,7 @@ class Cli : public testing::Test {
 protected:
     void SetUp() override {
         tool = toolPath();
-        if (!exists(tool)) GTEST_SKIP() << "the tool is not built (" << tool << ")";
+        if (!fileExists(tool)) GTEST_SKIP() << "the tool is not built (" << tool << ")";
     }
     ToolRun run(const std::string& args) { return runShell(tool + " " + args); }
     ToolRun runShell(const std::string& commandLine) {
@@ -207,7 +193,7 @@ TEST_F(Cli, TriangulatesAndWritesEveryOutput) {
     EXPECT_TRUE(contains(svg, "<svg xmlns=\"http://www.w3.org/2000/svg\""));
     EXPECT_EQ(std::count(svg.begin(), svg.end(), 'Z'), 4);  // one closed path per triangle
     for (const char* n : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js", "3d.obj", "2d.svg"})
-        EXPECT_TRUE(exists(std::string("scene/") + n)) << n;
+        EXPECT_TRUE(fileExists(std::string("scene/") + n)) << n;
     EXPECT_EQ(readFile("scene/3d.obj"), obj);
     EXPECT_TRUE(contains(readFile("scene/index.html"), "href=\"2d.svg\""));
     // .node: the input as given, duplicates included, indices from 0
@@ -432,7 +418,7 @@ TEST_F(Cli, DemoWritesDrawingsObjAndSceneAndIsReproducible) {
     EXPECT_TRUE(contains(r.out, "written:   out/demo.ps  (PostScript drawing)\n")) << r.out;
     EXPECT_TRUE(contains(r.out, "           out/demo.svg  (SVG drawing)\n")) << r.out;
     for (const char* n : {"demo.ps", "demo.svg", "demo.obj", "web/index.html", "web/jsc3d.js", "web/3d.obj", "web/2d.svg"})
-        EXPECT_TRUE(exists(std::string("out/") + n)) << n;
+        EXPECT_TRUE(fileExists(std::string("out/") + n)) << n;
     const std::string first = readFile("out/demo.obj");
     EXPECT_EQ(countLinesStartingWith(first, "v "), 1360u);
     r = run("demo out2/");
@@ -440,7 +426,7 @@ TEST_F(Cli, DemoWritesDrawingsObjAndSceneAndIsReproducible) {
     EXPECT_EQ(readFile("out2/demo.obj"), first);
     r = run("demo");
     ASSERT_EQ(r.status, 0) << r.err;
-    EXPECT_TRUE(exists("lumo2d-demo/web/index.html"));
+    EXPECT_TRUE(fileExists("lumo2d-demo/web/index.html"));
     writeFile("taken", "x");
     r = run("demo taken");
     EXPECT_EQ(r.status, 1);
@@ -458,8 +444,8 @@ TEST_F(Cli, LargeInputShowsProgressOnATerminalAndIsNotDrawn) {
     ToolRun r = run("triangulate big.dat --web scene");
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_EQ(r.err, "");
-    EXPECT_TRUE(exists("scene/3d.obj"));
-    EXPECT_FALSE(exists("scene/2d.svg"));
+    EXPECT_TRUE(fileExists("scene/3d.obj"));
+    EXPECT_FALSE(fileExists("scene/2d.svg"));
     EXPECT_TRUE(contains(r.out, "scene/  (no top view 2d.svg: more than " + std::to_string(maxDrawingTriangles) +
                                     " triangles)\n")) << r.out;
     // drawings asked for explicitly are refused, and nothing is written
@@ -592,7 +578,7 @@ TEST_F(Cli, CutKeepsOnlyTheTrianglesInsideAPolygon) {
         r = run(std::string("triangulate pts.txt --obj bad.obj --cut ") + bad.file);
         EXPECT_EQ(r.status, 1) << bad.file;
         EXPECT_TRUE(contains(r.err, bad.reason)) << bad.file << ": " << r.err;
-        EXPECT_FALSE(exists("bad.obj")) << bad.file;
+        EXPECT_FALSE(fileExists("bad.obj")) << bad.file;
     }
 }
 
@@ -682,7 +668,7 @@ TEST_F(Cli, MeshMeetsTheBoundsOfEveryOption) {
                     {"mesh none.con --obj o.obj", "none.con: holds no segments"},
                     {"mesh nosuch.poly --obj o.obj", "nosuch.poly: cannot be read"}},
                    1);
-    EXPECT_FALSE(exists("o.obj"));
+    EXPECT_FALSE(fileExists("o.obj"));
     const ToolRun r = run("mesh open.con --max-area 0.01");
     EXPECT_TRUE(contains(r.out, "domain:    the convex hull (the segments enclose no area)\n")) << r.out << r.err;
     // On a terminal a progress bar runs while the mesh is refined.

@@ -13,7 +13,9 @@
 #include "ConstraintMgr.h"
 #include "DelaunayOracle.h"
 #include "Dt2.h"
+#include "ExactPolygons.h"
 #include "Lumo_2D.h"
+#include "MessageText.h"
 #include "ScopedTempDir.h"
 #include "TriangulationBuilders.h"
 
@@ -23,7 +25,10 @@ using lumo_test::exactOrientation;
 namespace {
 typedef mpq_class Q;
 typedef std::array<double, 6> Tri;   // corners x0 y0 x1 y1 x2 y2, counterclockwise
-typedef std::vector<Point2> Loop;
+using lumo_test::exactArea;
+using lumo_test::Loop;
+using lumo_test::stdoutOf;
+using lumo_test::zoneTriangles;
 
 // ---- oracles ---------------------------------------------------------------------------------------
 
@@ -44,14 +49,6 @@ std::set<Tri> canonicalSet(const std::vector<Triangle2*>& vT) {
 }
 Q cross(const Q& ax, const Q& ay, const Q& bx, const Q& by, const Q& cx, const Q& cy) {
     return (bx - ax) * (cy - ay) - (by - ay) * (cx - ax);
-}
-Q area(const std::vector<Triangle2*>& vT) {
-    Q a = 0;
-    for (const Triangle2* pT : vT) {
-        const Point2 &p = *pT->getCorner(0), &q = *pT->getCorner(1), &r = *pT->getCorner(2);
-        a += cross(p.x(), p.y(), q.x(), q.y(), r.x(), r.y());
-    }
-    return a / 2;
 }
 // Exact area of the intersection of two counterclockwise triangles (Sutherland-Hodgman).
 typedef std::vector<std::pair<Q, Q>> QPoly;
@@ -108,16 +105,6 @@ void expectValid(Dt2& dt, const std::string& what) {
     std::vector<ConstraintSegment2*> vSegs;
     if (dt.findConstraintMgr() != nullptr) dt.findConstraintMgr()->getSegmentsInMapOrder(vSegs);
     ASSERT_EQ(lumo_test::constrainedSegmentsFault(dt, vSegs, what), "");
-}
-std::vector<Triangle2*> trianglesOf(const Zone2* pZone) {
-    std::vector<Triangle2*> v;
-    pZone->getTriangles(v);
-    return v;
-}
-std::string quiet(const std::function<void()>& f) {
-    testing::internal::CaptureStdout();
-    f();
-    return testing::internal::GetCapturedStdout();
 }
 
 // ---- soups ------------------------------------------------------------------------------------------
@@ -198,14 +185,14 @@ TEST(Import, SoupsRoundTripToTheSameTriangles) {
             const Soup soup = row.second(seed), scrambled = scramble(soup, seed);
             Dt2 dt(10);
             Zone2* pZone = nullptr;
-            quiet([&] { pZone = dt.importTriangles(scrambled, true); });
+            stdoutOf([&] { pZone = dt.importTriangles(scrambled, true); });
             ASSERT_NE(pZone, nullptr) << what;
-            EXPECT_EQ(canonicalSet(trianglesOf(pZone)), canonicalSet(soup)) << what;
+            EXPECT_EQ(canonicalSet(zoneTriangles(pZone)), canonicalSet(soup)) << what;
             expectValid(dt, what);
             // More points inside keep the zone's region: the same area.
-            const Q before = area(trianglesOf(pZone));
+            const Q before = exactArea(zoneTriangles(pZone));
             dt.insertVector(lumo_test::randomPoints(50, seed, -1e3, 1e3), nullptr);
-            EXPECT_EQ(area(trianglesOf(pZone)).get_str(), before.get_str()) << what;
+            EXPECT_EQ(exactArea(zoneTriangles(pZone)).get_str(), before.get_str()) << what;
             expectValid(dt, what + ", more points");
         }
 }
@@ -236,7 +223,7 @@ TEST(Import, BrokenSoupsAreRefusedAndLeaveTheTriangulationAsItWas) {
         Dt2 dt(10);
         dt.insertVector(vBefore, nullptr);
         Zone2* pZone = reinterpret_cast<Zone2*>(1);
-        const std::string out = quiet([&] { pZone = dt.importTriangles(row.soup, row.bReorient); });
+        const std::string out = stdoutOf([&] { pZone = dt.importTriangles(row.soup, row.bReorient); });
         EXPECT_EQ(pZone, nullptr) << row.what;
         EXPECT_NE(out.find(row.message), std::string::npos) << row.what << ": " << out;
         EXPECT_EQ(std::count(out.begin(), out.end(), '['), 1) << row.what << ": one message: " << out;
@@ -245,7 +232,7 @@ TEST(Import, BrokenSoupsAreRefusedAndLeaveTheTriangulationAsItWas) {
     // A vertex of the triangulation inside a soup triangle: refused after the soup went in.
     Dt2 dt(10);
     dt.insert(Point2(0.5, 0.5));
-    const std::string out = quiet([&] { EXPECT_EQ(dt.importTriangles({o, x, y}, true), nullptr); });
+    const std::string out = stdoutOf([&] { EXPECT_EQ(dt.importTriangles({o, x, y}, true), nullptr); });
     EXPECT_NE(out.find("the triangulation already had"), std::string::npos) << out;
     expectValid(dt, "soup over an existing vertex");
 }
@@ -274,7 +261,7 @@ TEST(Cutting, TrianglesBesideTheCutAreExactlyThoseLeftAndRightOfItsSegments) {
         }
         std::vector<Triangle2*> vLeft, vRight;
         ConstraintGraph2* pGraph = nullptr;
-        quiet([&] { pGraph = dt.cutTriangles(vCut, vLeft, vRight); });
+        stdoutOf([&] { pGraph = dt.cutTriangles(vCut, vLeft, vRight); });
         ASSERT_NE(pGraph, nullptr);
         const std::string what = "seed " + std::to_string(seed);
         expectValid(dt, what);
@@ -342,25 +329,25 @@ TEST(CookieCutter, AreasEqualTheExactIntersectionWithTheCutter) {
                 for (size_t i = 0; i < domain.size(); ++i) v.emplace_back(domain[i], domain[(i + 1) % domain.size()]);
                 pZone = dt.createZone(dt.createConstraint(v, CIS_CONSTRAINED_DELAUNAY, true), ZL_INSIDE);
             }
-            const std::vector<Triangle2*> vZoneBefore = trianglesOf(pZone);
-            const Q areaBefore = area(vZoneBefore);
+            const std::vector<Triangle2*> vZoneBefore = zoneTriangles(pZone);
+            const Q areaBefore = exactArea(vZoneBefore);
             const Loop cutter = star(row.centre, row.vRadii, 0.1 * seed);
             const Q expected = starClippedArea(vZoneBefore, row.centre, cutter);
             Loop given = cutter;
             if (row.bClockwise) std::reverse(given.begin(), given.end());
             Zone2* pCut = nullptr;
-            quiet([&] { pCut = createZone_cookieCutter(pZone, given); });
+            stdoutOf([&] { pCut = createZone_cookieCutter(pZone, given); });
             ASSERT_NE(pCut, nullptr) << what;
             expectValid(dt, what);
-            const std::vector<Triangle2*> vCut = trianglesOf(pCut);
+            const std::vector<Triangle2*> vCut = zoneTriangles(pCut);
             for (const Triangle2* pT : vCut) ASSERT_TRUE(barycentreInStar(pT, row.centre, cutter)) << what;
             // Without constraints to cross, no vertex is rounded: the area is exact. Crossing
             // the domain's segments makes vertices rounded once to doubles.
-            if (row.bGlobal) EXPECT_EQ(area(vCut).get_str(), expected.get_str()) << what;
-            else EXPECT_LE(std::abs(Q(area(vCut) - expected).get_d()), 1e-13 * expected.get_d()) << what;
+            if (row.bGlobal) EXPECT_EQ(exactArea(vCut).get_str(), expected.get_str()) << what;
+            else EXPECT_LE(std::abs(Q(exactArea(vCut) - expected).get_d()), 1e-13 * expected.get_d()) << what;
             // The zone keeps its area (up to the rounded crossings on its border).
-            if (row.bGlobal) EXPECT_EQ(area(trianglesOf(pZone)).get_str(), areaBefore.get_str()) << what;
-            else EXPECT_LE(std::abs(Q(area(trianglesOf(pZone)) - areaBefore).get_d()), 1e-13 * areaBefore.get_d()) << what;
+            if (row.bGlobal) EXPECT_EQ(exactArea(zoneTriangles(pZone)).get_str(), areaBefore.get_str()) << what;
+            else EXPECT_LE(std::abs(Q(exactArea(zoneTriangles(pZone)) - areaBefore).get_d()), 1e-13 * areaBefore.get_d()) << what;
         }
 }
 
@@ -382,14 +369,14 @@ TEST(UnifyGrid, NearlyCoincidentVerticesBecomeGridVerticesAndTheZoneKeepsItsRegi
         for (size_t i = 0; i < domain.size(); ++i) vSeg.emplace_back(domain[i], domain[(i + 1) % domain.size()]);
         Zone2* pZone = dt.createZone(dt.createConstraint(vSeg, CIS_CONSTRAINED_DELAUNAY, true), ZL_INSIDE);
         Zone2* pAll = dt.createZone(nullptr, ZL_GLOBAL);
-        const Q areaBefore = area(trianglesOf(pZone)), areaAllBefore = area(trianglesOf(pAll));
+        const Q areaBefore = exactArea(zoneTriangles(pZone)), areaAllBefore = exactArea(zoneTriangles(pAll));
         const size_t numBefore = dt.numberOfPoints();
         size_t numSnapped = 0;
-        quiet([&] { numSnapped = pZone->unifyGrid(0.5); });
+        stdoutOf([&] { numSnapped = pZone->unifyGrid(0.5); });
         expectValid(dt, what);
         EXPECT_LT(dt.numberOfPoints(), numBefore) << what;
-        EXPECT_EQ(area(trianglesOf(pZone)).get_str(), areaBefore.get_str()) << what;
-        EXPECT_EQ(area(trianglesOf(pAll)).get_str(), areaAllBefore.get_str()) << what;
+        EXPECT_EQ(exactArea(zoneTriangles(pZone)).get_str(), areaBefore.get_str()) << what;
+        EXPECT_EQ(exactArea(zoneTriangles(pAll)).get_str(), areaAllBefore.get_str()) << what;
         // Inside the zone, one vertex per grid point, except the domain's corners.
         std::vector<Point2*> vVtx;
         pZone->getVertices(vVtx);
@@ -408,9 +395,9 @@ TEST(UnifyGrid, NearlyCoincidentVerticesBecomeGridVerticesAndTheZoneKeepsItsRegi
         // Snapped once, nothing is left to snap.
         EXPECT_EQ(pZone->unifyGrid(0.5), 0u) << what;
         // The whole triangulation: its hull stays, so its area too.
-        quiet([&] { pAll->unifyGrid(0.5); });
+        stdoutOf([&] { pAll->unifyGrid(0.5); });
         expectValid(dt, what + ", global");
-        EXPECT_EQ(area(trianglesOf(pAll)).get_str(), areaAllBefore.get_str()) << what;
+        EXPECT_EQ(exactArea(zoneTriangles(pAll)).get_str(), areaAllBefore.get_str()) << what;
     }
     // A vertex whose grid point lies beyond the zone's border stays; its neighbour moves.
     Dt2 dt(8);

@@ -192,23 +192,10 @@ TEST(Insertion, GrowingInBatchesStaysDelaunay) {
     }
 }
 
-// ---- bad input, settings, progress ------------------------------------------------------------------
+// ---- settings, progress -----------------------------------------------------------------------------
 
-// (Single non-finite points are rows of the misuse table; fuzzing sends them down every path.)
-TEST(Insertion, NonFinitePointsAreRefusedWithOneWarningEach) {
-    std::vector<Point2> v = randomPoints(100, 13);
-    v[5] = Point2(std::nan(""), 0.5);
-    v[50] = Point2(0.5, -HUGE_VAL);
-    Lumo_2D dt;
-    std::vector<Point2*> vHandles;
-    EXPECT_EQ(lumo_test::stdoutOf([&] { dt.insert(v, vHandles); }),
-              lumo_test::warning("Dt2::insert()", "point (nan, 0.5) has a NaN or infinite coordinate and is ignored") +
-                  lumo_test::warning("Dt2::insert()", "point (0.5, -inf) has a NaN or infinite coordinate and is ignored"));
-    EXPECT_TRUE(vHandles[5] == nullptr && vHandles[50] == nullptr);
-    EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
-}
-
-// (Bulk insertion on several threads through the facade is a row of the misuse table.)
+// (Non-finite points, single and in bulk on one or several threads, are rows of the misuse
+// table; fuzzing sends them down every path.)
 TEST(Insertion, NumCpuPolicy) {
     Lumo_2D dt;
     EXPECT_EQ(dt.getNumCPU(), 1);

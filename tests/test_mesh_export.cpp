@@ -20,7 +20,7 @@ using namespace ORBI_LUMO2D;
 namespace {
 using lumo_test::readFile;
 bool isDir(const std::string& p) { return std::filesystem::is_directory(p); }
-bool exists(const std::string& p) { return std::filesystem::exists(p); }
+using lumo_test::fileExists;
 using lumo_test::countOf;
 
 // Every test writes into a private directory.
@@ -77,7 +77,7 @@ TEST_F(Export, FileReplicate_AllEightNamesAreWrittenThePageWiresTheViewerAnUnkno
     }
     EXPECT_EQ(lumo_test::stdoutOf([&] { fileReplicate("other.js", "fr_all"); }),
               "\n      [Lumo2D-Message] fileReplicate, ERROR: unknown fileother.js\n\n");
-    EXPECT_FALSE(exists("fr_all/other.js"));
+    EXPECT_FALSE(fileExists("fr_all/other.js"));
     // The page loads the scripts a scene has and the scene's OBJ, and offers the top view
     // only where the scene has one.
     const std::string page = readFile("fr_all/index.html");
@@ -112,7 +112,7 @@ TEST_F(Export, TriangulationExport_NothingBeforeTheFirstTriangle) {
         for (const char* name : {"never.obj", "never.ps", "never.svg"}) {
             EXPECT_EQ(lumo_test::stdoutOf([&] { name[6] == 'o' ? dt->writeObj(name) : name[6] == 'p' ? dt->show(name) : dt->showSvg(name); }),
                       notFullDim) << name;
-            EXPECT_FALSE(exists(name)) << name;
+            EXPECT_FALSE(fileExists(name)) << name;
         }
 }
 
@@ -151,8 +151,8 @@ TEST_F(Export, TriangulationExport_WebSceneHoldsThePageScriptsTheSameObjAndTheTo
               "Visualizer2:: Writing wsd/a/b/2d.svg\nwriteWebScene: Creating wsd/a/b\nVisualizer2:: Writing wsd/a/b/2d.svg\n"
               "Visualizer2:: Writing ref.svg\n");
     for (const char* n : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js"})
-        EXPECT_TRUE(exists(std::string("wsd/a/b/") + n)) << n;
-    EXPECT_FALSE(exists("wsd/a/b/jsc3d.webgl.js"));
+        EXPECT_TRUE(fileExists(std::string("wsd/a/b/") + n)) << n;
+    EXPECT_FALSE(fileExists("wsd/a/b/jsc3d.webgl.js"));
     EXPECT_EQ(readFile("wsd/a/b/3d.obj"), readFile("ref.obj"));
     // the same drawing apart from its title, the file name
     std::string scene = readFile("wsd/a/b/2d.svg"), ref = readFile("ref.svg");

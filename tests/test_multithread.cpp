@@ -70,11 +70,12 @@ struct Input {
 };
 
 std::vector<Input> inputs() {
+    // Above 8 * 4096 points round 1 has 8 cells (as many as 8 threads), below 4.
     return {{"uniform", randomPoints(33000, 11), true},
-            {"clustered", lumo_test::clusteredPoints(30000, 12, 0.002), true},
-            {"grid", grid(150, 13), false},
+            {"clustered", lumo_test::clusteredPoints(12000, 12, 0.002), true},
+            {"grid", grid(100, 13), false},
             {"cocircular", cocircular(), false},
-            {"collinear runs and duplicates", collinearRunsWithDuplicates(20000, 14), false}};
+            {"collinear runs and duplicates", collinearRunsWithDuplicates(10000, 14), false}};
 }
 
 struct Outcome {
@@ -136,14 +137,10 @@ TEST(Multithread, EveryInputAndThreadCountMatchesTheOracleAndTheSerialResult) {
 }
 
 TEST(Multithread, LargeRangesInsertTheirSampleInParallelToo) {
-    // Above 32 * 4096 points the sample has a sample of its own: two levels of rounds.
+    // Above 32 * 4096 points the sample has a sample of its own: two levels of rounds. (In
+    // general position the oracle's check leaves one triangulation: no serial run is needed.)
     const std::vector<Point2> v = lumo_test::clusteredPoints(140000, 15, 0.002);
-    const Outcome serial = insertAndCheck(v, 1, "1 thread");
-    for (int t : {2, 5}) {
-        const Outcome r = insertAndCheck(v, t, std::to_string(t) + " threads");
-        EXPECT_EQ(r.stats.vRounds.size(), 4u);
-        EXPECT_TRUE(r.vTriangles == serial.vTriangles) << t << " threads";
-    }
+    EXPECT_EQ(insertAndCheck(v, 5, "5 threads").stats.vRounds.size(), 4u);
 }
 
 TEST(Multithread, BulkInsertionIntoAnExistingTriangulation) {

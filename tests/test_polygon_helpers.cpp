@@ -10,6 +10,7 @@
 #include <random>
 #include <set>
 #include "DelaunayOracle.h"
+#include "ExactPolygons.h"
 #include "Lumo_2D.h"
 #include "MessageText.h"
 #include "TriangulationBuilders.h"
@@ -18,7 +19,9 @@
 using namespace ORBI_LUMO2D;
 
 namespace {
-typedef std::vector<Point2> Loop;
+using lumo_test::exactLoopArea;
+using lumo_test::Loop;
+using lumo_test::loopSegments;
 typedef std::pair<double, double> XY;
 typedef std::multiset<std::pair<XY, XY>> EdgeBag;
 
@@ -50,19 +53,6 @@ Loop segmentChainVertices(const std::vector<Segment2>& v) {
 }
 Loop edgeChainVertices(const std::vector<Edge2>& v) {
     return chainVertices(v, [](const Edge2& e) { return *e.getSrc(); }, [](const Edge2& e) { return *e.getTrg(); });
-}
-std::vector<Segment2> loopSegments(const Loop& loop) {
-    std::vector<Segment2> v;
-    for (size_t i = 0; i < loop.size(); ++i) v.emplace_back(loop[i], loop[(i + 1) % loop.size()]);
-    return v;
-}
-mpq_class loopArea(const Loop& loop) {
-    mpq_class a = 0;
-    for (size_t i = 0; i < loop.size(); ++i) {
-        const Point2 &p = loop[i], &q = loop[(i + 1) % loop.size()];
-        a += mpq_class(p.x()) * q.y() - mpq_class(q.x()) * p.y();
-    }
-    return a;
 }
 
 // A polygon star-shaped around (cx, cy): n vertices at jittered angles (the first at angle 0),
@@ -209,7 +199,7 @@ TEST(PolygonHelpers, BordersOfAZoneAreItsConstraintEdges) {
             // A direction kept: each found ring has the sign of the generated ring it equals.
             for (const Loop& g : rings.vLoops)
                 if (canonical(g) == canonical(l)) {
-                    EXPECT_EQ(sgn(loopArea(l)), sgn(loopArea(g)));
+                    EXPECT_EQ(sgn(exactLoopArea(l)), sgn(exactLoopArea(g)));
                 }
         }
         // The same rings from the border edges in any order.
@@ -248,7 +238,7 @@ TEST(PolygonHelpers, BorderRingsOfPartsTouchingTwiceBoundEachPart) {
         std::vector<Loop> vFound;
         for (const std::vector<Edge2>& v : vvRings) vFound.push_back(edgeChainVertices(v));
         EXPECT_EQ(canonicalSet(vFound), canonicalSet({upper, lower}));
-        for (const Loop& l : vFound) EXPECT_GT(sgn(loopArea(l)), 0);
+        for (const Loop& l : vFound) EXPECT_GT(sgn(exactLoopArea(l)), 0);
     }
 }
 
@@ -367,7 +357,7 @@ TEST(PolygonHelpers, SortRingChainsAndSortRingCCWTurnsByTheExactArea) {
             const Loop chain = segmentChainVertices(vChain), ccw = segmentChainVertices(vCCW);
             EXPECT_EQ(canonical(chain), canonical(l));
             EXPECT_EQ(canonical(ccw), canonical(l));
-            EXPECT_GT(sgn(loopArea(ccw)), 0);
+            EXPECT_GT(sgn(exactLoopArea(ccw)), 0);
         }
     }
     // Refusals: more than one ring, an open chain, a ring without area.

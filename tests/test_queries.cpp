@@ -27,7 +27,7 @@ bool contains(const Triangle2* pT, const Point2& q) {
 // ---- locate --------------------------------------------------------------------------------------
 
 TEST(Locate, FindsAContainingTriangleOrNullOutsideEvenAfterAFarInsertion) {
-    Lumo_2D dt;
+    Lumo_2D dt(0);  // no vertices expected: the pools start small and grow
     EXPECT_EQ(dt.locate(Point2(0, 0)), nullptr);  // null while not two-dimensional
     dt.insert({Point2(0, 0), Point2(1, 1)});
     EXPECT_EQ(dt.locate(Point2(0.5, 0.5)), nullptr);
@@ -65,6 +65,7 @@ TEST(Locate, FindsAContainingTriangleOrNullOutsideEvenAfterAFarInsertion) {
     Triangle2* pT = dt.locate(inner);
     ASSERT_NE(pT, nullptr);
     EXPECT_TRUE(contains(pT, inner));
+    EXPECT_EQ(lumo_test::meshFault(dt), "");
 }
 
 // ---- adjacency -------------------------------------------------------------------------------------
@@ -88,6 +89,7 @@ TEST(Adjacency, TriangleOfADirectedEdge) {
             ASSERT_EQ(big.getAdjacentTriangle(b, a), pT->getOppositeTriangle(i));
             mIncident[pT->getCorner(i)].insert(pT);
         }
+    EXPECT_EQ(lumo_test::meshFault(big), "");
     for (Point2* p : hBig) {
         std::vector<Triangle2*> w;
         big.getIncidentTriangles(p, w);
@@ -109,6 +111,7 @@ TEST(ConvexHull, AllVerticesOrOnlyCorners) {
         for (int j = 0; j <= 4; ++j)
             if (i % 4 == 0 || j % 4 == 0 || (i == 2 && j == 2)) v.emplace_back(i, j);
     dt.insert(v);
+    EXPECT_EQ(lumo_test::meshFault(dt), "");
     std::vector<Point2*> all, corners;
     dt.getConvexHull(true, all);
     dt.getConvexHull(false, corners);
@@ -171,6 +174,7 @@ TEST(Statistics, EquilateralAnglesFallIntoTheBinEndingAtSixty) {
     // A regular hexagon around its centre: six equilateral triangles.
     dt.insert({Point2(0, 0), Point2(1, 0), Point2(0.5, h), Point2(-0.5, h), Point2(-1, 0), Point2(-0.5, -h),
                Point2(0.5, -h)});
+    EXPECT_EQ(lumo_test::meshFault(dt), "");
     const std::string out = lumo_test::stdoutOf([&] { dt.statistics("tri"); });
     EXPECT_EQ(out.rfind("\n\n\n********* MESH STATISTICS (tri) **********\n\n", 0), 0u);
     for (const char* s : {"Number of triangles: 6\n", "INTERIOR ANGLES\n", "  <=  60: 18\n"})
@@ -188,6 +192,7 @@ TEST(Walk, LongWalksTurnStochasticAndStillArrive) {
     for (int i = 0; i < 6000; ++i) v.emplace_back(i + d(rng), 3.0 * d(rng));
     std::vector<Point2*> h;
     lumo_test::Dt2Of dt(v, &h);
+    EXPECT_EQ(lumo_test::meshFault(dt), "");
     for (const Point2& q : {Point2(5990.5, 1.5), v[5999], Point2(3000.25, 0.75), Point2(7000.0, 1.0)}) {
         Triangle2* pT = h[0]->getIncidentTriangle();
         int ici = -1;

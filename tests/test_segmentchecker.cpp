@@ -327,8 +327,8 @@ TEST(SegmentChecker, IllegalSegmentsReportProgressToSubscribers) {
 TEST(SegmentChecker, DrawingsPrintTheirCounts) {
     SegmentSet s{{0, 0, 2, 2}, {0, 2, 2, 0}, {5, 5, 6, 5}};
     SegmentChecker checker(s.vPointers);
-    const std::string allName = testing::TempDir() + "segcheck_all.ps";
-    const std::string illegalName = testing::TempDir() + "segcheck_illegal.ps";
+    lumo_test::ScopedTempDir tmp;
+    const std::string allName = "segcheck_all.ps", illegalName = "segcheck_illegal.ps";
     testing::internal::CaptureStdout();
     checker.showSegments(allName);
     checker.showIllegalSegments(false, illegalName);

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <random>
 #include <set>
-#include <array>
 #include "DelaunayOracle.h"
 #include "HC2.h"
 #include "HilbertCurve.h"
@@ -34,17 +33,6 @@ TEST(SimplePool, BlockSizesAddressesAndSecondInit) {
         EXPECT_EQ(lumo_test::stdoutOf([&] { pool.init(4); }),
                   "SimplePool::init(..), ERROR: This pool is already initialized\n");
         EXPECT_EQ(pool.getBlockSizes().size(), c.sizes.size() + 1);
-    }
-}
-
-TEST(Dt2Pools, FirstBlocksFollowTheExpectedVertexCount) {
-    // (expected vertices, first point block, first triangle block)
-    for (const auto& c : std::vector<std::array<int, 3>>{{0, 3, 16}, {1, 3, 16}, {2, 3, 16}, {1000, 1000, 2010}}) {
-        Dt2 dt(static_cast<unsigned>(c[0]));
-        EXPECT_EQ(std::make_pair(dt.getPointPool().getBlockSizes()[0], dt.getTrianglePool().getBlockSizes()[0]),
-                  std::make_pair(c[1], c[2])) << c[0];
-        EXPECT_EQ(std::make_pair(dt.getPointPool().getMaxBlockSize(), dt.getTrianglePool().getMaxBlockSize()),
-                  std::make_pair(3125000, 2083333));
     }
 }
 

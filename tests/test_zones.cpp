@@ -10,6 +10,7 @@
 #include <map>
 #include <random>
 #include <set>
+#include "ExactPolygons.h"
 #include "Lumo_2D.h"
 #include "ScopedTempDir.h"
 #include "TriangulationBuilders.h"
@@ -18,22 +19,15 @@ using namespace ORBI_LUMO2D;
 
 namespace {
 typedef mpq_class Q;
-typedef std::vector<Point2> Loop;
+using lumo_test::exactArea;
+using lumo_test::exactLoopArea;
+using lumo_test::Loop;
+using lumo_test::loopSegments;
+using lumo_test::rect;
+using lumo_test::reversed;
+using lumo_test::zoneTriangles;
 typedef std::set<Triangle2*> TSet;
 
-// Twice the signed area of triangle a, b, c, exactly.
-Q cross(const Point2& a, const Point2& b, const Point2& c) {
-    return (Q(b.x()) - a.x()) * (Q(c.y()) - a.y()) - (Q(b.y()) - a.y()) * (Q(c.x()) - a.x());
-}
-// The signed area of a closed loop (shoelace), exactly.
-Q loopArea(const Loop& loop) {
-    Q a = 0;
-    for (size_t i = 0; i < loop.size(); ++i) {
-        const Point2 &p = loop[i], &q = loop[(i + 1) % loop.size()];
-        a += Q(p.x()) * q.y() - Q(q.x()) * p.y();
-    }
-    return a / 2;
-}
 // Whether (x, y), which lies on no loop edge, is inside the loop: crossings of a ray to +x.
 bool inside(const Loop& loop, const Q& x, const Q& y) {
     bool in = false;
@@ -47,30 +41,10 @@ bool inside(const Loop& loop, const Q& x, const Q& y) {
 }
 // Rationals compare in canonical form as text (gtest prints them then).
 std::string str(const Q& q) { return q.get_str(); }
-Q area(const std::vector<Triangle2*>& vT) {
-    Q a = 0;
-    for (const Triangle2* pT : vT) a += cross(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2));
-    return a / 2;
-}
-std::vector<Triangle2*> trianglesOf(const Zone2* pZone) {
-    std::vector<Triangle2*> v;
-    pZone->getTriangles(v);
-    return v;
-}
 TSet setOf(const Zone2* pZone) {
-    const std::vector<Triangle2*> v = trianglesOf(pZone);
+    const std::vector<Triangle2*> v = zoneTriangles(pZone);
     EXPECT_EQ(TSet(v.begin(), v.end()).size(), v.size()) << "a triangle reported twice";
     return TSet(v.begin(), v.end());
-}
-std::vector<Segment2> segments(const Loop& loop) {
-    std::vector<Segment2> v;
-    for (size_t i = 0; i < loop.size(); ++i) v.emplace_back(loop[i], loop[(i + 1) % loop.size()]);
-    return v;
-}
-Loop rect(double x0, double y0, double x1, double y1) { return {Point2(x0, y0), Point2(x1, y0), Point2(x1, y1), Point2(x0, y1)}; }
-Loop reversed(Loop l) {
-    std::reverse(l.begin(), l.end());
-    return l;
 }
 
 // A triangulation with its graphs, checked as a constrained Delaunay triangulation, in a
@@ -80,7 +54,7 @@ struct Scene {
     Lumo_2D dt;
     std::vector<ConstraintGraph2*> vGraphs;
     ConstraintGraph2* add(const Loop& loop, ConstraintInsertionStrategy cis = CIS_CONSTRAINED_DELAUNAY) {
-        std::vector<Segment2> v = segments(loop);
+        std::vector<Segment2> v = loopSegments(loop);
         vGraphs.push_back(dt.createConstraint(v, cis, true));
         return vGraphs.back();
     }
@@ -105,8 +79,8 @@ void expectRegion(Scene& s, const Zone2* pZone, const std::vector<Loop>& vLoops,
     }
     const std::vector<Triangle2*> vT(sZone.begin(), sZone.end());
     // Conforming pieces end at split vertices rounded once to doubles: then a bound.
-    if (bExact) ASSERT_EQ(str(area(vT)), str(expectedArea)) << what;
-    else ASSERT_LE(Q(abs(area(vT) - expectedArea)).get_d(), 1e-12 * expectedArea.get_d()) << what;
+    if (bExact) ASSERT_EQ(str(exactArea(vT)), str(expectedArea)) << what;
+    else ASSERT_LE(Q(abs(exactArea(vT) - expectedArea)).get_d(), 1e-12 * expectedArea.get_d()) << what;
     EXPECT_NEAR(pZone->getArea2D(), expectedArea.get_d(), 1e-12 * std::abs(expectedArea.get_d()) + 1e-300) << what;
     EXPECT_EQ(pZone->getNumberOfTriangles(), sZone.size()) << what;
     // Border: zone triangle on the left, the other side outside the zone; as many as a count.
@@ -144,7 +118,7 @@ Loop starPolygon(unsigned seed) {
     generateRandomPolygon(40, 1, 9, v, seed);
     Loop l;
     for (const Segment2& s : v) l.push_back(s.getSrc());
-    return loopArea(l) > 0 ? l : reversed(l);
+    return exactLoopArea(l) > 0 ? l : reversed(l);
 }
 
 const PolygonRow aPolygonRows[] = {
@@ -195,8 +169,8 @@ TEST(Zones, PolygonZonesAreExactlyTheirRegionBeforeAndAfterMoreInsertions) {
         ASSERT_NE(pZone, nullptr);
         EXPECT_EQ(pZone->getZoneLocation(), row.loc);
         auto expectedArea = [&] {
-            Q a = row.hullCoef * area(lumo_test::triangles(s.dt));
-            for (size_t i = 0; i < row.vLoops.size(); ++i) a += row.vLoopCoefs[i] * abs(loopArea(row.vLoops[i]));
+            Q a = row.hullCoef * exactArea(lumo_test::triangles(s.dt));
+            for (size_t i = 0; i < row.vLoops.size(); ++i) a += row.vLoopCoefs[i] * abs(exactLoopArea(row.vLoops[i]));
             return a;
         };
         expectRegion(s, pZone, row.vLoops, row.inRegion, expectedArea(), "created",
@@ -245,10 +219,10 @@ TEST(Zones, SetOperationsAreSetAlgebraOnTriangles) {
         EXPECT_EQ(setOf(pRest), rest);
         EXPECT_EQ(all.size(), s.dt.numberOfTriangles());
         // Areas from the polygons: A 25, B 36, overlap [3,6]x[2,6] 12.
-        EXPECT_EQ(str(area(trianglesOf(pU))), str(Q(25 + 36 - 12)));
-        EXPECT_EQ(str(area(trianglesOf(pI))), str(Q(12)));
-        EXPECT_EQ(str(area(trianglesOf(pD))), str(Q(25 - 12)));
-        EXPECT_EQ(str(area(trianglesOf(pS))), str(Q(25 + 36 - 24)));
+        EXPECT_EQ(str(exactArea(zoneTriangles(pU))), str(Q(25 + 36 - 12)));
+        EXPECT_EQ(str(exactArea(zoneTriangles(pI))), str(Q(12)));
+        EXPECT_EQ(str(exactArea(zoneTriangles(pD))), str(Q(25 - 12)));
+        EXPECT_EQ(str(exactArea(zoneTriangles(pS))), str(Q(25 + 36 - 24)));
         EXPECT_EQ(pU->getZoneLocation(), ZL_RESULT_UNION);
         s.dt.insert(lumo_test::randomPoints(300, 99, 0.0, 10.0));
     }
