@@ -17,6 +17,7 @@
 #include <thread>
 #include <utility>
 #include <vector>
+#include "DelaunayOracle.h"
 #include "Lumo_2D.h"
 #include "ObjReader.h"
 #include "ScopedTempDir.h"
@@ -253,6 +254,7 @@ TEST_F(Cli, EleIndicesJoinBackToTheInput) {
     ASSERT_EQ(r.status, 0) << r.err;
     Lumo_2D dt;
     dt.insert(v);
+    EXPECT_EQ(lumo_test::meshFault(dt), "");
     std::ifstream ele("t.ele");
     size_t numT, three, numAttr;
     ASSERT_TRUE(ele >> numT >> three >> numAttr);

@@ -189,6 +189,7 @@ TEST(License, RecordIsKeptPrintedAndShownInDrawings) {
     lumo_test::ScopedTempDir tmp;
     Lumo_2D dt;
     dt.insert(lumo_test::randomPoints(10, 1));
+    EXPECT_EQ(lumo_test::meshFault(dt), "");
     dt.show(tmp.file("a.ps"));
     EXPECT_NE(lumo_test::readFile(tmp.file("a.ps")).find("licensed to ACME \\(Europe\\))"), std::string::npos);
 }

@@ -8,6 +8,7 @@
 #include <sstream>
 #include <string>
 #include <vector>
+#include "DelaunayOracle.h"
 #include "Lumo_2D.h"
 #include "MessageText.h"
 #include "MeshExport.h"
@@ -119,6 +120,7 @@ TEST_F(Export, TriangulationExport_NothingBeforeTheFirstTriangle) {
 TEST_F(Export, TriangulationExport_ObjHoldsEveryVertexOnceAndEveryTriangleInCornerOrder) {
     Lumo_2D dt;
     dt.insert(gridCloud(400, 7));
+    EXPECT_EQ(lumo_test::meshFault(dt), "");
     dt.writeObj("dt.obj");
     const lumo_test::Obj obj = lumo_test::readObj("dt.obj");
     EXPECT_EQ(obj.vertices.size(), dt.numberOfPoints());
@@ -142,6 +144,7 @@ TEST_F(Export, TriangulationExport_ObjHoldsEveryVertexOnceAndEveryTriangleInCorn
 TEST_F(Export, TriangulationExport_WebSceneHoldsThePageScriptsTheSameObjAndTheTopView) {
     Lumo_2D dt;
     dt.insert(gridCloud(100, 3));
+    EXPECT_EQ(lumo_test::meshFault(dt), "");
     EXPECT_EQ(lumo_test::stdoutOf([&] {
                   dt.writeObj("ref.obj");
                   dt.showSvg("wsd/a/b/2d.svg");  // not there yet: nothing written
@@ -169,6 +172,7 @@ TEST_F(Export, TriangulationExport_WebSceneHoldsThePageScriptsTheSameObjAndTheTo
 TEST_F(Export, TriangulationExport_ShowDrawsEveryTriangle) {
     Lumo_2D dt;
     dt.insert(gridCloud(200, 11));
+    EXPECT_EQ(lumo_test::meshFault(dt), "");
     std::vector<Point2*> vHull;
     dt.getConvexHull(false, vHull);
     EXPECT_EQ(lumo_test::stdoutOf([&] { dt.show("dt.ps"); dt.showSvg("dt.svg"); }), "Visualizer2:: Writing dt.ps\nVisualizer2:: Writing dt.svg\n");
@@ -186,6 +190,7 @@ TEST_F(Export, TriangulationExport_ShowDrawsEveryTriangle) {
 TEST_F(Export, TriangulationExport_ShowIntoACallersDrawingUsesItsColour) {
     Lumo_2D dt;
     dt.insert(std::vector<Point2>{Point2(0, 0), Point2(2, 0), Point2(0, 2), Point2(2, 2)});
+    EXPECT_EQ(lumo_test::meshFault(dt), "");
     lumo_test::stdoutOf([&] {
         Visualizer2 vis("mine.ps");
         dt.show(&vis, Color(CPURPLE, 0.5f, false));

@@ -227,10 +227,10 @@ TEST(PolygonHelpers, BorderRingsOfPartsTouchingTwiceBoundEachPart) {
     std::vector<Segment2> vOuter = loopSegments(outer), vHole = loopSegments(hole);
     std::vector<ConstraintGraph2*> vGraphs{dt.createConstraint(vOuter, CIS_CONSTRAINED_DELAUNAY, true),
                                            dt.createConstraint(vHole, CIS_CONSTRAINED_DELAUNAY, true)};
+    EXPECT_EQ(lumo_test::constrainedFault(dt, vGraphs, "touching twice"), "");
     Zone2* pZone = dt.createZone(vGraphs, ZL_INSIDE);
     ASSERT_NE(pZone, nullptr);
-    std::vector<Triangle2*> vT;
-    pZone->getTriangles(vT);
+    std::vector<Triangle2*> vT = lumo_test::zoneTriangles(pZone);
     for (bool bReverse : {false, true}) {
         if (bReverse) std::reverse(vT.begin(), vT.end());
         std::vector<std::vector<Edge2>> vvRings;
@@ -399,6 +399,7 @@ TEST(PolygonHelpers, PointsToPolyline) {
 
 TEST(PolygonHelpers, DirectedAndUndirectedEdgesAreThoseOfTheCorners) {
     lumo_test::Dt2Of dt(lumo_test::randomPoints(300, 3));
+    EXPECT_EQ(lumo_test::meshFault(dt), "");
     std::vector<Triangle2*> vAll = lumo_test::triangles(dt), vSome;
     for (size_t i = 0; i < vAll.size(); i += 2) vSome.push_back(vAll[i]);
     vSome.push_back(vSome[0]);   // given twice, taken once

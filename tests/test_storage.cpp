@@ -84,6 +84,7 @@ TEST(HC2, ThirtyBitsAndClampingOutsideTheBox) {
 
 TEST(VertexVault, CloseTriangleAtBothEndsOfTheKeyRange) {
     lumo_test::Dt2Of dt(lumo_test::randomPoints(100, 1));
+    EXPECT_EQ(lumo_test::meshFault(dt), "");
     VertexVault& vault = dt.getVertexVault();
     const std::vector<VaultEntry>& e = vault.getEntries();
     ASSERT_EQ(e.size(), 100u);
@@ -105,6 +106,7 @@ TEST(VertexVault, ThreeInitialPointsSkipDuplicatesAndCollinearOnes) {
     Point2 *a, *b, *c;
     EXPECT_FALSE(dt.getVertexVault().getThreeInitialPoints(a, b, c, dt.getGeomTest()));
     dt.insert(Point2(3, 0));
+    EXPECT_EQ(lumo_test::meshFault(dt), "");
     EXPECT_TRUE(dt.is2D());
     EXPECT_EQ(dt.numberOfTriangles(), 3u);
 }

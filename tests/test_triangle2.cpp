@@ -3,6 +3,7 @@
 #include <cmath>
 #include <sstream>
 #include <vector>
+#include "DelaunayOracle.h"
 #include "Lumo_2D.h"
 
 using namespace ORBI_LUMO2D;
@@ -131,6 +132,7 @@ struct Grid {
         for (int i = 0; i < 3; ++i)
             for (int j = 0; j < 3; ++j) v.emplace_back(i, j + 0.01 * i);  // no four cocircular
         dt.insert(v, h);
+        EXPECT_EQ(lumo_test::meshFault(dt), "");
     }
     size_t degree(Point2* p) {
         std::vector<Triangle2*> vInc;
