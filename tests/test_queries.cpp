@@ -128,10 +128,19 @@ TEST(ConvexHull, AllVerticesOrOnlyCorners) {
 
 TEST(CheckValidity, PassesOnAValidTriangulationAndDetectsBrokenLinksNonDelaunayEdgesAndClockwiseCorners) {
     lumo_test::ScopedTempDir tmpDir;  // failures are drawn into PostScript files
+    const std::vector<Point2> v = randomPoints(3000, 9);
     Lumo_2D dt;
-    dt.insert(randomPoints(3000, 9));
+    dt.insert(v);
     EXPECT_EQ(lumo_test::stdoutOf([&] { EXPECT_TRUE(dt.checkValidity(true, "random")); }),
               "Lumo_2D::CheckValidity(random) has been started\n");
+    // The independent oracle catches the same kinds of faults: a triangle missing or listed
+    // twice, a point missing (below: a non-Delaunay edge, clockwise corners).
+    const std::vector<Triangle2*> vAll = triangles(dt), vMissing(vAll.begin() + 1, vAll.end());
+    std::vector<Triangle2*> vTwice(vAll);
+    vTwice.push_back(vAll[7]);
+    EXPECT_EQ(lumo_test::checkDelaunayTriangulation(v, vMissing).rfind("boundary (", 0), 0u);
+    EXPECT_EQ(lumo_test::checkDelaunayTriangulation(v, vTwice), "a directed edge occurs twice");
+    EXPECT_EQ(lumo_test::checkDelaunayTriangulation({v.begin() + 1, v.end()}, vAll).rfind("vertex set differs", 0), 0u);
     Triangle2* pT = nullptr;
     int i = 0;
     for (Triangle2* t : triangles(dt))
@@ -158,12 +167,14 @@ TEST(CheckValidity, PassesOnAValidTriangulationAndDetectsBrokenLinksNonDelaunayE
     // Hull neighbours are all null for two triangles, so only the diagonal links matter.
     out = lumo_test::stdoutOf([&] { EXPECT_FALSE(quad.checkValidity(true, "flipped")); });
     EXPECT_NE(out.find("Sphere inclusion test failed"), std::string::npos) << out;
+    EXPECT_EQ(lumo_test::meshFault(quad), "edge (0,0)-(8,0) is not locally Delaunay");
     EXPECT_TRUE(lumo_test::fileExists("badEmptyCircle.ps"));
     lumo_test::stdoutOf([&] { EXPECT_TRUE(quad.checkValidity(false, "flipped, no circle test")); });
     // Clockwise corners.
     a->setPropertiesAndOppT(pa, pb, s, nullptr, nullptr, b);
     EXPECT_NE(lumo_test::stdoutOf([&] { EXPECT_FALSE(quad.checkValidity(false, "cw")); })
                   .find("Corners are not counterclockwise:"), std::string::npos);
+    EXPECT_EQ(lumo_test::meshFault(quad), "a triangle is not counterclockwise");
 }
 
 // ---- statistics ------------------------------------------------------------------------------------------

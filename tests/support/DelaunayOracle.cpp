@@ -2,8 +2,6 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
-#include <map>
-#include <set>
 #include <sstream>
 #include <utility>
 #include "ExactOracle.h"
@@ -70,53 +68,61 @@ std::vector<XY> hullWithCollinear(std::vector<XY> v) {
 }
 } // namespace
 
+// Sorted vectors rather than maps: the check runs after every step of the larger tests.
 std::string checkDelaunayTriangulation(const std::vector<Point2>& vInput, const std::vector<Triangle2*>& vT,
                                        const std::vector<CoordEdge>* pConstraintEdges) {
     std::ostringstream err;
-    std::set<CoordEdge> sExempt;
+    std::vector<CoordEdge> vExempt;
     if (pConstraintEdges != nullptr)
         for (const CoordEdge& e : *pConstraintEdges) {
-            sExempt.insert(e);
-            sExempt.insert(CoordEdge(e.second, e.first));
+            vExempt.push_back(e);
+            vExempt.push_back(CoordEdge(e.second, e.first));
         }
-    std::set<XY> sInput;
+    std::sort(vExempt.begin(), vExempt.end());
+    std::vector<XY> vInputXY;
     for (const Point2& p : vInput)
-        if (std::isfinite(p.x()) && std::isfinite(p.y())) sInput.insert(XY(p.x(), p.y()));
+        if (std::isfinite(p.x()) && std::isfinite(p.y())) vInputXY.push_back(XY(p.x(), p.y()));
+    std::sort(vInputXY.begin(), vInputXY.end());
+    vInputXY.erase(std::unique(vInputXY.begin(), vInputXY.end()), vInputXY.end());
 
     // Vertices: one record per coordinate pair, and exactly the input points.
-    std::map<const Point2*, XY> mVtx;
-    std::set<XY> sVtxCoords;
+    std::vector<const Point2*> vVtx;
     for (const Triangle2* pT : vT)
-        for (int i = 0; i < 3; ++i) mVtx[pT->getCorner(i)] = xy(pT->getCorner(i));
-    for (const auto& kv : mVtx) sVtxCoords.insert(kv.second);
-    if (sVtxCoords.size() != mVtx.size()) return "two vertex records share coordinates";
-    if (sVtxCoords != sInput) {
-        err << "vertex set differs from the input: " << sVtxCoords.size() << " vertices, " << sInput.size()
+        for (int i = 0; i < 3; ++i) vVtx.push_back(pT->getCorner(i));
+    std::sort(vVtx.begin(), vVtx.end());
+    vVtx.erase(std::unique(vVtx.begin(), vVtx.end()), vVtx.end());
+    std::vector<XY> vVtxCoords;
+    for (const Point2* p : vVtx) vVtxCoords.push_back(xy(p));
+    std::sort(vVtxCoords.begin(), vVtxCoords.end());
+    if (std::adjacent_find(vVtxCoords.begin(), vVtxCoords.end()) != vVtxCoords.end()) return "two vertex records share coordinates";
+    if (vVtxCoords != vInputXY) {
+        err << "vertex set differs from the input: " << vVtxCoords.size() << " vertices, " << vInputXY.size()
             << " distinct input points";
         return err.str();
     }
 
-    // Orientation and the directed edge map.
-    std::map<std::pair<const Point2*, const Point2*>, const Point2*> mDirected;  // edge -> opposite vertex
+    // Orientation and the directed edges, each with its opposite vertex.
+    typedef std::pair<const Point2*, const Point2*> Edge;
+    std::vector<std::pair<Edge, const Point2*>> vDirected;
     for (const Triangle2* pT : vT) {
         const Point2* c[3] = {pT->getCorner(0), pT->getCorner(1), pT->getCorner(2)};
         if (exactOrientation(*c[0], *c[1], *c[2]) != 1) return "a triangle is not counterclockwise";
-        for (int i = 0; i < 3; ++i) {
-            auto key = std::make_pair(c[(i + 1) % 3], c[(i + 2) % 3]);
-            if (!mDirected.emplace(key, c[i]).second) return "a directed edge occurs twice";
-        }
+        for (int i = 0; i < 3; ++i) vDirected.emplace_back(Edge(c[(i + 1) % 3], c[(i + 2) % 3]), c[i]);
     }
+    std::sort(vDirected.begin(), vDirected.end());
+    for (size_t i = 1; i < vDirected.size(); ++i)
+        if (vDirected[i].first == vDirected[i - 1].first) return "a directed edge occurs twice";
     // Boundary edges and local Delaunay property.
-    std::set<std::pair<XY, XY>> sBoundary;
-    for (const auto& kv : mDirected) {
-        auto itOpp = mDirected.find(std::make_pair(kv.first.second, kv.first.first));
-        if (itOpp == mDirected.end()) {
-            sBoundary.insert(std::make_pair(xy(kv.first.first), xy(kv.first.second)));
-            continue;
-        }
+    std::vector<std::pair<XY, XY>> vBoundary;
+    for (const auto& kv : vDirected) {
         const Point2* a = kv.first.first;
         const Point2* b = kv.first.second;
-        if (sExempt.count(CoordEdge(xy(a), xy(b))) != 0) continue;
+        const auto itOpp = std::lower_bound(vDirected.begin(), vDirected.end(), std::make_pair(Edge(b, a), (const Point2*)nullptr));
+        if (itOpp == vDirected.end() || itOpp->first != Edge(b, a)) {
+            vBoundary.push_back(std::make_pair(xy(a), xy(b)));
+            continue;
+        }
+        if (std::binary_search(vExempt.begin(), vExempt.end(), CoordEdge(xy(a), xy(b)))) continue;
         if (exactInCircle(*kv.second, *a, *b, *itOpp->second) > 0) {
             err << "edge (" << a->x() << "," << a->y() << ")-(" << b->x() << "," << b->y()
                 << ") is not locally Delaunay";
@@ -124,15 +130,16 @@ std::string checkDelaunayTriangulation(const std::vector<Point2>& vInput, const 
         }
     }
     // The boundary must be the convex hull.
-    std::vector<XY> vInputXY(sInput.begin(), sInput.end());
     const std::vector<XY> vHull = hullWithCollinear(vInputXY);
-    std::set<std::pair<XY, XY>> sHull;
-    for (size_t i = 0; i < vHull.size(); ++i) sHull.insert(std::make_pair(vHull[i], vHull[(i + 1) % vHull.size()]));
-    if (sHull != sBoundary) {
-        err << "boundary (" << sBoundary.size() << " edges) is not the convex hull (" << sHull.size() << " edges)";
+    std::vector<std::pair<XY, XY>> vHullEdges;
+    for (size_t i = 0; i < vHull.size(); ++i) vHullEdges.push_back(std::make_pair(vHull[i], vHull[(i + 1) % vHull.size()]));
+    std::sort(vHullEdges.begin(), vHullEdges.end());
+    std::sort(vBoundary.begin(), vBoundary.end());
+    if (vHullEdges != vBoundary) {
+        err << "boundary (" << vBoundary.size() << " edges) is not the convex hull (" << vHullEdges.size() << " edges)";
         return err.str();
     }
-    const size_t n = sInput.size(), h = vHull.size();
+    const size_t n = vInputXY.size(), h = vHull.size();
     if (vT.size() != 2 * n - 2 - h) {
         err << "Euler count: " << vT.size() << " triangles, expected " << (2 * n - 2 - h);
         return err.str();
