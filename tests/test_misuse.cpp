@@ -636,7 +636,8 @@ TEST(Misuse, EveryEntryPointGivesItsMessageAndANeutralResult) {
         testing::internal::CaptureStdout();
         row.call(e);
         const std::string out = lumo_test::normalized(testing::internal::GetCapturedStdout());
-        EXPECT_EQ(out, row.expected(e));
+        // Both sides masked: a temporary directory's random name may hold "0x" and a hex digit.
+        EXPECT_EQ(out, lumo_test::normalized(row.expected(e)));
         // The triangulation answers as before: the Delaunay triangulation of its input.
         std::vector<Triangle2*> vT;
         e.dt.getTrianglePointers(vT);
