@@ -325,8 +325,7 @@ TEST(CookieCutter, AreasEqualTheExactIntersectionWithTheCutter) {
             if (row.bGlobal) {
                 pZone = dt.createZone(nullptr, ZL_GLOBAL);
             } else {
-                std::vector<Segment2> v;
-                for (size_t i = 0; i < domain.size(); ++i) v.emplace_back(domain[i], domain[(i + 1) % domain.size()]);
+                std::vector<Segment2> v = lumo_test::loopSegments(domain);
                 pZone = dt.createZone(dt.createConstraint(v, CIS_CONSTRAINED_DELAUNAY, true), ZL_INSIDE);
             }
             const std::vector<Triangle2*> vZoneBefore = zoneTriangles(pZone);
@@ -365,8 +364,7 @@ TEST(UnifyGrid, NearlyCoincidentVerticesBecomeGridVerticesAndTheZoneKeepsItsRegi
         v[7].setCustomIndex(77);
         lumo_test::Dt2Of dt(v);
         const Loop domain{Point2(0.3, 0.3), Point2(5.7, 0.2), Point2(5.6, 5.8), Point2(3.1, 2.9), Point2(0.2, 5.5)};
-        std::vector<Segment2> vSeg;
-        for (size_t i = 0; i < domain.size(); ++i) vSeg.emplace_back(domain[i], domain[(i + 1) % domain.size()]);
+        std::vector<Segment2> vSeg = lumo_test::loopSegments(domain);
         Zone2* pZone = dt.createZone(dt.createConstraint(vSeg, CIS_CONSTRAINED_DELAUNAY, true), ZL_INSIDE);
         Zone2* pAll = dt.createZone(nullptr, ZL_GLOBAL);
         const Q areaBefore = exactArea(zoneTriangles(pZone)), areaAllBefore = exactArea(zoneTriangles(pAll));
