@@ -450,14 +450,16 @@ TEST_F(Cli, LargeInputShowsProgressOnATerminalAndIsNotDrawn) {
     EXPECT_FALSE(fileExists("scene/2d.svg"));
     EXPECT_TRUE(contains(r.out, "scene/  (no top view 2d.svg: more than " + std::to_string(maxDrawingTriangles) +
                                     " triangles)\n")) << r.out;
-    // drawings asked for explicitly are refused, and nothing is written
+    // drawings asked for explicitly are refused, and nothing is written (60000 points are enough)
+    v.resize(60000);
+    writeBinary("drawn.dat", v);
     for (const char* option : {"--ps big.ps", "--svg big.svg"}) {
-        r = run(std::string("triangulate big.dat --obj big.obj ") + option);
+        r = run(std::string("triangulate drawn.dat --obj big.obj ") + option);
         EXPECT_EQ(r.status, 1);
         EXPECT_TRUE(contains(r.err, " triangles are more than a drawing holds (" + std::to_string(maxDrawingTriangles) +
                                         "); use --web or --obj for large meshes\n")) << r.err;
     }
-    EXPECT_EQ(listing(), "big.dat\nscene\n");
+    EXPECT_EQ(listing(), "big.dat\ndrawn.dat\nscene\n");
     // a terminal (script runs the tool on a pseudo-terminal): the bar advances to 100%
     if (std::system("command -v script >/dev/null 2>&1") != 0) GTEST_SKIP() << "no script(1) for a terminal";
     r = runShell("script -qec '" + tool + " triangulate big.dat' /dev/null");
