@@ -255,7 +255,8 @@ TEST_F(Drawing, SecondWriteWarnsAndLateAddIsAnAssertion) {
     EXPECT_NE(out.find("Condition [ !bFileClosed failed ]"), std::string::npos);
 }
 
-TEST_F(Drawing, DestructorCompletesAnUnfinishedFileAndAnUnopenableOneIsSilent) {
+// (A file that cannot be opened is announced and then silent: a row of the misuse table.)
+TEST_F(Drawing, DestructorCompletesAnUnfinishedFile) {
     EXPECT_EQ(lumo_test::stdoutOf([] {
                   Visualizer2 vis("unfinished.ps");
                   vis.addObject(Segment2(Point2(0, 0), Point2(1, 1)), Color(CRED, 1.0f, false));
@@ -264,12 +265,6 @@ TEST_F(Drawing, DestructorCompletesAnUnfinishedFileAndAnUnopenableOneIsSilent) {
               "Calling Visualizer2::writeFile() to complete an unfinished visualization [unfinished.ps]\n");
     const std::string ps = readFile("unfinished.ps");
     EXPECT_EQ(ps.substr(ps.size() - 33), "stroke\nstroke\nshowpage\n%%Trailer\n");
-    EXPECT_EQ(lumo_test::stdoutOf([] {
-                  Visualizer2 vis("no_such_dir_x/y/z.ps");
-                  vis.addObject(Point2(0, 0), Color());
-                  vis.writeFile();
-              }),
-              "Visualizer2:: Writing no_such_dir_x/y/z.ps\n");
 }
 
 TEST_F(Drawing, CirclesExtendTheBoxAndBreakPathsEveryFifty) {
