@@ -328,10 +328,11 @@ private:
     std::unique_ptr<ConstraintMgr, ConstraintMgrDeleter> pConstraintMgr;
     std::unique_ptr<InnerVtxMgr, InnerVtxMgrDeleter> pInnerVtxMgr;
     // Scratch of constraint insertion, reused across calls.
-    std::vector<Triangle2*> vCrossedT, vNewT;
+    std::vector<Triangle2*> vCrossedT;
     std::vector<Point2*> vLeftPoly, vRightPoly, vSortScratch;
     std::vector<std::pair<Triangle2*, int>> vLeftOuter, vRightOuter;
     std::vector<std::pair<Point2*, Point2*>> vCrossedEdges;
+    std::vector<std::pair<Point2, ConstraintSegment2*>> vCrossingScratch;
     struct ZoneWorkItem {   // a sub-polygon (lo..hi) and the triangle across its base edge
         size_t lo, hi;
         Triangle2* pParent;
