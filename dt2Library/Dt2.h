@@ -251,6 +251,8 @@ private:
     void splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, ConstraintSegment2* pCrossingCSeg,
                          std::vector<ConstraintSegment2*>& vStack);
     void killAndUnestablishConstraintSegment(ConstraintSegment2* pCSeg);
+    // p lies in the closure of one of the two triangles at edge idx of pT, on no corner.
+    bool isBesideEdge(const Point2& p, Triangle2* pT, int idx);
     bool hasRepeatedVertex(const std::vector<Point2*>& vPoly);
     Triangle2* pCrossingT{nullptr};   // the channel triangle at the crossing the walk found
     void forceEdgeByFlips(Point2* pStart, Point2* pStop);

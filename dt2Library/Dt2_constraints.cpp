@@ -210,6 +210,10 @@ void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, C
     // edge (or on it), so the insertion's own flips test the old edge with everything else
     // around the vertex, and both pieces are edges at once. The walk starts at the channel
     // triangle on the crossed edge, next to the crossing.
+    // A crossing inside one of the two triangles at the crossed edge (or on their boundary)
+    // starts its star with that edge opposite it: the insertion tests it, and only a crossing
+    // rounded elsewhere leaves the edge to be tested below.
+    const bool bOldEdgeTested = isBesideEdge(splitPoint, pCrossingT, pCrossingT->getIntraTriangleIndex(u, w));
     pCrossingCSeg->setDead();
     Point2* pNew = insert(splitPoint, pCrossingT);
     LUMO_ASSERT(pNew!=0);
@@ -231,7 +235,7 @@ void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, C
         // The old edge, if still there, is an ordinary edge now.
         Triangle2* pT = pOnOldEdge;
         int idx = pT != nullptr ? pT->getIntraTriangleIndex(pNew) : -1;
-        if (pT != nullptr || findEdge(u, w, pT, idx)) {
+        if (pT != nullptr || (!bOldEdgeTested && findEdge(u, w, pT, idx))) {
             inserter.pushCheck(pT, idx);
             if (Triangle2* pN = pT->getOppositeTriangle(idx)) inserter.pushCheck(pN, pN->getIntraTriangleIndex(pT));
             inserter.legalize(true);
@@ -260,6 +264,21 @@ void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, C
         LUMO_ASSERT(pCSeg->isAlive());
         vStack.push_back(pCSeg);
     }
+}
+
+bool Dt2::isBesideEdge(const Point2& p, Triangle2* pT, int idx) {
+    Triangle2* aT[2] = {pT, pT->getOppositeTriangle(idx)};
+    for (Triangle2* pSide : aT) {
+        if (pSide == nullptr) continue;
+        Point2* a = pSide->getCorner(0);
+        Point2* b = pSide->getCorner(1);
+        Point2* c = pSide->getCorner(2);
+        if (p == *a || p == *b || p == *c) return false;
+        if (orient(a, b, &p) != ORIENTATION2_CW && orient(b, c, &p) != ORIENTATION2_CW &&
+            orient(c, a, &p) != ORIENTATION2_CW)
+            return true;
+    }
+    return false;
 }
 
 void Dt2::killAndUnestablishConstraintSegment(ConstraintSegment2* pCSeg) {
