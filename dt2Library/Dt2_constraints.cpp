@@ -217,6 +217,7 @@ void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, C
     pCrossingCSeg->setDead();
     Point2* pNew = insert(splitPoint, pCrossingT);
     LUMO_ASSERT(pNew!=0);
+    for (Point2* pEnd : {u, w, pCSeg->getSrc(), pCSeg->getTrg()}) getConstraintMgr().prefetchSlot(pEnd, pNew);
     pCrossingCSeg->setAliveFlag(true);
     // Around the new vertex: the crossed segment's ends, and the triangle on its old edge.
     bool bNextToU = false, bNextToW = false;
