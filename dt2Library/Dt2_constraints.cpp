@@ -206,17 +206,16 @@ void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, C
     // The walk left pStart through a triangle: this segment has no edge to unestablish.
     if (bKillX) pCSeg->setDead();
     // The crossed segment is withdrawn only while the crossing goes in, without flipping its
-    // edge away first: the new vertex almost always lands in one of the two triangles at that
-    // edge (or on it), so the insertion's own flips test the old edge with everything else
-    // around the vertex, and both pieces are edges at once. The walk starts at the channel
-    // triangle on the crossed edge, next to the crossing.
-    // A crossing inside one of the two triangles at the crossed edge (or on their boundary)
-    // starts its star with that edge opposite it: the insertion tests it, and only a crossing
-    // rounded elsewhere leaves the edge to be tested below.
+    // edge away first. A crossing inside one of the two triangles at that edge (or on their
+    // boundary, the usual case) starts its star with the edge opposite it, so the insertion's
+    // own flips test the edge with everything else around the vertex, and both pieces are
+    // edges at once; only a crossing rounded elsewhere leaves the edge to be tested below.
+    // The walk starts at the channel triangle on the crossed edge, next to the crossing.
     const bool bOldEdgeTested = isBesideEdge(splitPoint, pCrossingT, pCrossingT->getIntraTriangleIndex(u, w));
     pCrossingCSeg->setDead();
     Point2* pNew = insert(splitPoint, pCrossingT);
     LUMO_ASSERT(pNew!=0);
+    // The (up to) four pieces made below: their table lines, all at once.
     for (Point2* pEnd : {u, w, pCSeg->getSrc(), pCSeg->getTrg()}) getConstraintMgr().prefetchSlot(pEnd, pNew);
     pCrossingCSeg->setAliveFlag(true);
     // Around the new vertex: the crossed segment's ends, and the triangle on its old edge.
