@@ -136,15 +136,16 @@ void ConstraintGraph2::updateSplittedConstraintSegment(ConstraintSegment2* pPare
     Point2* pSplit = nullptr;
     pParentCSeg->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
     LUMO_ASSERT(pSplit!=0);
-    splitVertices.insert(pSplit);
+    // Split vertices are mostly made in address order: the end is the usual place.
+    splitVertices.emplace_hint(splitVertices.end(), pSplit);
 }
 
 void ConstraintGraph2::setDirectionsRecursive(ConstraintSegment2* pRoot) {
-    std::vector<ConstraintSegment2*> vStack{pRoot};
-    while (!vStack.empty()) {
-        ConstraintSegment2* pParent = vStack.back();
-        vStack.pop_back();
-        if (!pParent->isSplit()) continue;
+    // Only split children go on the stack: the usual split, into two alive pieces, allocates
+    // nothing.
+    if (!pRoot->isSplit()) return;
+    std::vector<ConstraintSegment2*> vStack;
+    for (ConstraintSegment2* pParent = pRoot;;) {
         ConstraintSegment2 *pChild0 = nullptr, *pChild1 = nullptr;
         Point2* pSplit = nullptr;
         pParent->getChildrenAndSplitPoint(pChild0, pChild1, pSplit);
@@ -164,8 +165,11 @@ void ConstraintGraph2::setDirectionsRecursive(ConstraintSegment2* pRoot) {
         LUMO_ASSERT(pChild0Src==pParentSrc || pChild1Src==pParentSrc);
         LUMO_ASSERT(pChild0Trg==pChild1Src || pChild1Trg==pChild0Src);
         LUMO_ASSERT(pChild0Trg==pParentTrg || pChild1Trg==pParentTrg);
-        vStack.push_back(pChild0);
-        vStack.push_back(pChild1);
+        if (pChild0->isSplit()) vStack.push_back(pChild0);
+        if (pChild1->isSplit()) vStack.push_back(pChild1);
+        if (vStack.empty()) return;
+        pParent = vStack.back();
+        vStack.pop_back();
     }
 }
 

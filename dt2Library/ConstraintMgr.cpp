@@ -69,8 +69,7 @@ ConstraintSegment2* ConstraintMgr::addConstraintSegment(Point2* p0, Point2* p1, 
     const bool bOK = vSlots[i].pSeg == nullptr;
     LUMO_ASSERT(bOK);
     vSlots[i] = Slot{p0, pSeg};
-    markEndpoint(p0);
-    markEndpoint(p1);
+    markSegment(p0, p1);
     if (numUsed++ == 0) {
         pOwnerDt2->setFlipGuard(this);
         pOwnerDt2->setObserver(this);
@@ -95,14 +94,15 @@ void ConstraintMgr::grow() {
     vEndpointBits.assign(numBits / 64, 0);
     endpointShift = 64;
     for (size_t n = numBits; n > 1; n >>= 1) --endpointShift;
+    vPairBits.assign(2 * numBits / 64, 0);
+    pairShift = endpointShift - 1;
     // Rehashed from the pool, which holds exactly the stored segments, in memory order: the
     // old slots would need a jump into every segment for its second vertex.
     poolSegments.forEach([&](ConstraintSegment2* pSeg) {
         size_t i = slotOf(pSeg->getSrc(), pSeg->getTrg());
         while (vSlots[i].pSeg != nullptr) i = (i + 1) & mask;
         vSlots[i] = Slot{pSeg->getSrc(), pSeg};
-        markEndpoint(pSeg->getSrc());
-        markEndpoint(pSeg->getTrg());
+        markSegment(pSeg->getSrc(), pSeg->getTrg());
     });
 }
 

@@ -2,7 +2,8 @@
 // question that flips and channel walks ask all the time, "is (p, q) an alive constraint?", from
 // an open-address hash of vertex pairs: one probe in the common case, no allocation. A bit per
 // vertex hash (set for every segment endpoint, never cleared) answers most "no"s before that
-// probe: the bits stay in cache, the pair table of a large constraint set does not.
+// probe, and a bit per pair hash most of the rest: the bits stay in cache, the pair table of a
+// large constraint set does not.
 #pragma once
 #include <cstdint>
 #include <map>
@@ -39,7 +40,9 @@ public:
     ConstraintSegment2* getConstraintSegment(const Point2* p, const Point2* q) const {
         if (numUsed == 0 || !mayBeEndpoint(p) || !mayBeEndpoint(q)) return nullptr;
         if (std::less<const Point2*>()(q, p)) std::swap(p, q);
-        size_t i = slotOf(p, q);
+        const uint64_t h = pairHash(p, q);
+        if (!testBit(vPairBits, size_t(h >> pairShift))) return nullptr;
+        size_t i = size_t(h) & mask;
         for (;;) {
             const Slot& s = vSlots[i];
             if (s.pSeg == nullptr) return nullptr;
@@ -50,8 +53,7 @@ public:
     // False: no segment ends at p. True: one may (a cheap test before isConstraint).
     bool mayBeEndpoint(const Point2* p) const {
         if (numUsed == 0) return false;
-        const size_t b = endpointBit(p);
-        return (vEndpointBits[b >> 6] >> (b & 63)) & 1u;
+        return testBit(vEndpointBits, endpointBit(p));
     }
     // An alive segment joins p and q.
     bool isConstraint(const Point2* p, const Point2* q) const {
@@ -64,6 +66,15 @@ public:
         return pSeg != nullptr && pSeg->isAlive() && pSeg->getCIS() == CIS_CONSTRAINED_DELAUNAY;
     }
     size_t numSegments() const { return numUsed; }
+    // Asks for the table line where the segment {p, q} would go: a caller about to create
+    // several segments starts their cache misses together instead of one after another.
+    void prefetchSlot(const Point2* p, const Point2* q) const {
+        if (vSlots.empty()) return;
+        if (std::less<const Point2*>()(q, p)) std::swap(p, q);
+#if defined(__GNUC__)
+        __builtin_prefetch(&vSlots[slotOf(p, q)], 1);
+#endif
+    }
     // The shared owner set pBase plus pOwner (segments point to one copy of each distinct set).
     const std::set<ConstraintGraph2*>* ownersWith(const std::set<ConstraintGraph2*>* pBase, ConstraintGraph2* pOwner);
     // All segments in map order (source address, then target address).
@@ -95,19 +106,24 @@ private:
         const Point2* p0;   // the segment's source: most probes end without touching the segment
         ConstraintSegment2* pSeg;
     };
-    size_t slotOf(const Point2* p, const Point2* q) const {
+    static uint64_t pairHash(const Point2* p, const Point2* q) {
         uint64_t h = uint64_t(reinterpret_cast<uintptr_t>(p)) * 0x9E3779B97F4A7C15ull;
         h ^= uint64_t(reinterpret_cast<uintptr_t>(q)) * 0xC2B2AE3D27D4EB4Full;
         h ^= h >> 29;
-        return size_t(h) & mask;
+        return h;
     }
+    size_t slotOf(const Point2* p, const Point2* q) const { return size_t(pairHash(p, q)) & mask; }
+    static bool testBit(const std::vector<uint64_t>& vBits, size_t b) { return (vBits[b >> 6] >> (b & 63)) & 1u; }
+    static void setBit(std::vector<uint64_t>& vBits, size_t b) { vBits[b >> 6] |= uint64_t(1) << (b & 63); }
     void grow();
     size_t endpointBit(const Point2* p) const {
         return size_t((uint64_t(reinterpret_cast<uintptr_t>(p)) * 0x9E3779B97F4A7C15ull) >> endpointShift);
     }
-    void markEndpoint(const Point2* p) {
-        const size_t b = endpointBit(p);
-        vEndpointBits[b >> 6] |= uint64_t(1) << (b & 63);
+    // Marks the endpoints and the pair of a stored segment.
+    void markSegment(const Point2* p0, const Point2* p1) {
+        setBit(vEndpointBits, endpointBit(p0));
+        setBit(vEndpointBits, endpointBit(p1));
+        setBit(vPairBits, size_t(pairHash(p0, p1) >> pairShift));
     }
     void collectAliveLeaves(const ConstraintGraph2* pGraph, std::vector<Segment2>& vOut) const;
     void writeGraphs(const std::string& prefix, bool bBinary) const;
@@ -132,6 +148,11 @@ private:
     // Two bits per slot of the pair table (small enough to stay in cache), rebuilt when it grows.
     std::vector<uint64_t> vEndpointBits;
     int endpointShift{64};
+    // The same for vertex pairs, four bits per slot: a channel walk along constraint pieces
+    // meets many edges between two segment endpoints, and most are no segment; these bits
+    // answer that from cache instead of a probe into the table.
+    std::vector<uint64_t> vPairBits;
+    int pairShift{64};
     std::vector<ConstraintGraph2*> vGraphs;
     size_t numConforming{0};
     // Conforming steps left in the current operation: two segments within a few ulps of each

@@ -71,6 +71,11 @@ void ConstraintSegment2::getChildrenAndSplitPoint(ConstraintSegment2*& pKid0, Co
 
 void ConstraintSegment2::getChildrenRec(std::vector<ConstraintSegment2*>& vLeavesOut) const {
     LUMO_ASSERT(vChildren.size()==2);
+    if (vChildren[0]->isAlive() && vChildren[1]->isAlive()) {   // the common case, without a stack
+        vLeavesOut.push_back(vChildren[0]);
+        vLeavesOut.push_back(vChildren[1]);
+        return;
+    }
     // Explicit stack, first child's subtree first.
     std::vector<const ConstraintSegment2*> vStack{vChildren[1], vChildren[0]};
     while (!vStack.empty()) {

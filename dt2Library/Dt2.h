@@ -251,6 +251,8 @@ private:
     void splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, ConstraintSegment2* pCrossingCSeg,
                          std::vector<ConstraintSegment2*>& vStack);
     void killAndUnestablishConstraintSegment(ConstraintSegment2* pCSeg);
+    // p lies in the closure of one of the two triangles at edge idx of pT, on no corner.
+    bool isBesideEdge(const Point2& p, Triangle2* pT, int idx);
     bool hasRepeatedVertex(const std::vector<Point2*>& vPoly);
     Triangle2* pCrossingT{nullptr};   // the channel triangle at the crossing the walk found
     void forceEdgeByFlips(Point2* pStart, Point2* pStop);
@@ -328,10 +330,11 @@ private:
     std::unique_ptr<ConstraintMgr, ConstraintMgrDeleter> pConstraintMgr;
     std::unique_ptr<InnerVtxMgr, InnerVtxMgrDeleter> pInnerVtxMgr;
     // Scratch of constraint insertion, reused across calls.
-    std::vector<Triangle2*> vCrossedT, vNewT;
+    std::vector<Triangle2*> vCrossedT;
     std::vector<Point2*> vLeftPoly, vRightPoly, vSortScratch;
     std::vector<std::pair<Triangle2*, int>> vLeftOuter, vRightOuter;
     std::vector<std::pair<Point2*, Point2*>> vCrossedEdges;
+    std::vector<std::pair<Point2, ConstraintSegment2*>> vCrossingScratch;
     struct ZoneWorkItem {   // a sub-polygon (lo..hi) and the triangle across its base edge
         size_t lo, hi;
         Triangle2* pParent;

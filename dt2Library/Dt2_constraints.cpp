@@ -180,7 +180,8 @@ void Dt2::newCDT_applyOneCS(ConstraintSegment2* pInitialCSeg) {
 }
 
 void Dt2::newCDT_insertOrSplit(ConstraintSegment2* pCSeg, std::vector<ConstraintSegment2*>& vStack) {
-    std::vector<std::pair<Point2, ConstraintSegment2*>> vPairIspCS;
+    std::vector<std::pair<Point2, ConstraintSegment2*>>& vPairIspCS = vCrossingScratch;
+    vPairIspCS.clear();
     Point2* pExistingVertex = newCDT_traverseCZ(pCSeg, vPairIspCS, true);
     if (pExistingVertex != nullptr) {
         LUMO_ASSERT(vPairIspCS.empty());
@@ -192,7 +193,8 @@ void Dt2::newCDT_insertOrSplit(ConstraintSegment2* pCSeg, std::vector<Constraint
     }
     if (vPairIspCS.empty()) return;   // established
     LUMO_ASSERT(vPairIspCS.size()==1);
-    splitAtCrossing(pCSeg, vPairIspCS[0].first, vPairIspCS[0].second, vStack);
+    const std::pair<Point2, ConstraintSegment2*> crossing = vPairIspCS[0];   // the scratch is reused below
+    splitAtCrossing(pCSeg, crossing.first, crossing.second, vStack);
 }
 
 void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, ConstraintSegment2* pCrossingCSeg,
@@ -203,55 +205,80 @@ void Dt2::splitAtCrossing(ConstraintSegment2* pCSeg, const Point2& splitPoint, C
     const bool bKillX = splitPoint != *pCSeg->getSrc() && splitPoint != *pCSeg->getTrg();
     // The walk left pStart through a triangle: this segment has no edge to unestablish.
     if (bKillX) pCSeg->setDead();
-    // The crossed segment stays a constraint while the crossing goes in: the new vertex almost
-    // always lands in one of the two triangles at its edge (or on it, which splits it at once),
-    // and then both pieces are edges already. Withdrawing it first would flip its whole edge
-    // away and re-insert both pieces through the same triangles, once per crossing.
+    // The crossed segment is withdrawn only while the crossing goes in, without flipping its
+    // edge away first. A crossing inside one of the two triangles at that edge (or on their
+    // boundary, the usual case) starts its star with the edge opposite it, so the insertion's
+    // own flips test the edge with everything else around the vertex, and both pieces are
+    // edges at once; only a crossing rounded elsewhere leaves the edge to be tested below.
     // The walk starts at the channel triangle on the crossed edge, next to the crossing.
+    const bool bOldEdgeTested = isBesideEdge(splitPoint, pCrossingT, pCrossingT->getIntraTriangleIndex(u, w));
+    pCrossingCSeg->setDead();
     Point2* pNew = insert(splitPoint, pCrossingT);
     LUMO_ASSERT(pNew!=0);
-    if (pCrossingCSeg->isAlive()) {
-        // Around the new vertex: the crossed segment's ends, and the triangle on its old edge.
-        bool bNextToU = false, bNextToW = false;
-        Triangle2* pOnOldEdge = nullptr;
-        if (pNew != u && pNew != w) {
-            topo::forEachTriangleAround(pNew, [&](Triangle2* pT) {
-                const bool bU = pT->hasVertex(u), bW = pT->hasVertex(w);
-                bNextToU = bNextToU || bU;
-                bNextToW = bNextToW || bW;
-                if (bU && bW) pOnOldEdge = pT;
-                return false;
-            });
+    // The (up to) four pieces made below: their table lines, all at once.
+    for (Point2* pEnd : {u, w, pCSeg->getSrc(), pCSeg->getTrg()}) getConstraintMgr().prefetchSlot(pEnd, pNew);
+    pCrossingCSeg->setAliveFlag(true);
+    // Around the new vertex: the crossed segment's ends, and the triangle on its old edge.
+    bool bNextToU = false, bNextToW = false;
+    Triangle2* pOnOldEdge = nullptr;
+    if (pNew != u && pNew != w) {
+        topo::forEachTriangleAround(pNew, [&](Triangle2* pT) {
+            const bool bU = pT->hasVertex(u), bW = pT->hasVertex(w);
+            bNextToU = bNextToU || bU;
+            bNextToW = bNextToW || bW;
+            if (bU && bW) pOnOldEdge = pT;
+            return false;
+        });
+    }
+    if (bNextToU && bNextToW) {
+        pCrossingCSeg->split_combinatorialOnly(pNew);
+        // The old edge, if still there, is an ordinary edge now.
+        Triangle2* pT = pOnOldEdge;
+        int idx = pT != nullptr ? pT->getIntraTriangleIndex(pNew) : -1;
+        if (pT != nullptr || (!bOldEdgeTested && findEdge(u, w, pT, idx))) {
+            inserter.pushCheck(pT, idx);
+            if (Triangle2* pN = pT->getOppositeTriangle(idx)) inserter.pushCheck(pN, pN->getIntraTriangleIndex(pT));
+            inserter.legalize(true);
         }
-        if (bNextToU && bNextToW) {
-            pCrossingCSeg->split_combinatorialOnly(pNew);
-            // The old edge, if still there, is an ordinary edge now.
-            Triangle2* pT = pOnOldEdge;
-            int idx = pT != nullptr ? pT->getIntraTriangleIndex(pNew) : -1;
-            if (pT != nullptr || findEdge(u, w, pT, idx)) {
-                inserter.pushCheck(pT, idx);
-                if (Triangle2* pN = pT->getOppositeTriangle(idx)) inserter.pushCheck(pN, pN->getIntraTriangleIndex(pT));
-                inserter.legalize(true);
-            }
-        } else {
-            // Rounded beyond the triangles at the edge: withdraw the segment, split it at the
-            // vertex and insert its pieces afresh.
-            killAndUnestablishConstraintSegment(pCrossingCSeg);
-            pCrossingCSeg->setAliveFlag(true);
-            pCrossingCSeg->split_combinatorialOnly(pNew);
-            pCrossingCSeg->getChildrenRec(vStack);
-            pCrossingCSeg->setDead();
-        }
+    } else {
+        // Rounded beyond the triangles at the edge: withdraw the segment, split it at the
+        // vertex and insert its pieces afresh.
+        killAndUnestablishConstraintSegment(pCrossingCSeg);
+        pCrossingCSeg->setAliveFlag(true);
+        pCrossingCSeg->split_combinatorialOnly(pNew);
+        pCrossingCSeg->getChildrenRec(vStack);
+        pCrossingCSeg->setDead();
     }
     if (bKillX) {
         pCSeg->setAliveFlag(true);
         pCSeg->split_combinatorialOnly(pNew);
+        const size_t firstPiece = vStack.size();
         pCSeg->getChildrenRec(vStack);
         pCSeg->setDead();
+        // The piece from the walk's start goes first, while its channel is still in cache.
+        Point2* pStart = pCSeg->getSrc();
+        auto itStart = std::find_if(vStack.begin() + std::ptrdiff_t(firstPiece), vStack.end(),
+                                    [&](ConstraintSegment2* p) { return p->getSrc() == pStart || p->getTrg() == pStart; });
+        if (itStart != vStack.end()) std::iter_swap(itStart, vStack.end() - 1);
     } else {
         LUMO_ASSERT(pCSeg->isAlive());
         vStack.push_back(pCSeg);
     }
+}
+
+bool Dt2::isBesideEdge(const Point2& p, Triangle2* pT, int idx) {
+    Triangle2* aT[2] = {pT, pT->getOppositeTriangle(idx)};
+    for (Triangle2* pSide : aT) {
+        if (pSide == nullptr) continue;
+        Point2* a = pSide->getCorner(0);
+        Point2* b = pSide->getCorner(1);
+        Point2* c = pSide->getCorner(2);
+        if (p == *a || p == *b || p == *c) return false;
+        if (orient(a, b, &p) != ORIENTATION2_CW && orient(b, c, &p) != ORIENTATION2_CW &&
+            orient(c, a, &p) != ORIENTATION2_CW)
+            return true;
+    }
+    return false;
 }
 
 void Dt2::killAndUnestablishConstraintSegment(ConstraintSegment2* pCSeg) {
@@ -429,20 +456,24 @@ Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<
     }
     for (auto* pv : {&vLeftOuter, &vRightOuter})
         for (std::pair<Triangle2*, int>& e : *pv) e = outerOf(e.first, e.second);
+    // Both sides come out constrained Delaunay, and so does the whole triangulation (the
+    // edges around the channel were Delaunay before and see no new vertex): no flip pass.
     for (Triangle2* pDead : vCrossedT) killTriangle(pDead);
-    const size_t firstNew = vNewT.size();
     Triangle2* pLeftT = treatConstraintZone(vLeftPoly, vLeftOuter, true);
     Triangle2* pRightT = treatConstraintZone(vRightPoly, vRightOuter, false);
     pLeftT->setOppTriangle(2, pRightT);
     pRightT->setOppTriangle(2, pLeftT);
-    for (size_t i = firstNew; i < vNewT.size(); ++i)
-        for (int e = 0; e < 3; ++e) inserter.pushCheck(vNewT[i], e);
-    vNewT.resize(firstNew);
-    inserter.legalize(true);
     return nullptr;
 }
 
 bool Dt2::hasRepeatedVertex(const std::vector<Point2*>& vPoly) {
+    // Most chains are a few vertices long: comparing all pairs beats sorting a copy.
+    if (vPoly.size() <= 16) {
+        for (size_t i = 1; i < vPoly.size(); ++i)
+            if (std::find(vPoly.begin(), vPoly.begin() + std::ptrdiff_t(i), vPoly[i]) != vPoly.begin() + std::ptrdiff_t(i))
+                return true;
+        return false;
+    }
     vSortScratch.assign(vPoly.begin(), vPoly.end());
     std::sort(vSortScratch.begin(), vSortScratch.end(), std::less<Point2*>());
     return std::adjacent_find(vSortScratch.begin(), vSortScratch.end()) != vSortScratch.end();
@@ -515,7 +546,6 @@ Triangle2* Dt2::treatConstraintZone(const std::vector<Point2*>& vPoly,
         for (size_t m = it.lo + 2; m < it.hi; ++m)
             if (inserter.getGeomTest().inCircle(pA, pB, vPoly[ci], vPoly[m]) > 0) ci = m;
         Triangle2* pNewT = inserter.getStore().create(pA, pB, vPoly[ci]);
-        vNewT.push_back(pNewT);
         if (it.pParent != nullptr) {
             pNewT->setOppTriangle(2, it.pParent);
             it.pParent->setOppTriangle(it.parentIdx, pNewT);
@@ -566,7 +596,8 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
     // A vertex further along, or a crossing constraint edge: split there as the constrained
     // insertion does, so that crossing segments meet at one vertex instead of being split
     // towards their crossing until the precision runs out.
-    std::vector<std::pair<Point2, ConstraintSegment2*>> vPairIspCS;
+    std::vector<std::pair<Point2, ConstraintSegment2*>>& vPairIspCS = vCrossingScratch;
+    vPairIspCS.clear();
     Point2* pExisting = newCDT_traverseCZ(pCSeg, vPairIspCS, false);
     if (pExisting != nullptr) {
         pCSeg->split_combinatorialOnly(pExisting);
@@ -574,7 +605,8 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
     }
     if (!vPairIspCS.empty()) {
         std::vector<ConstraintSegment2*> vPieces;
-        splitAtCrossing(pCSeg, vPairIspCS[0].first, vPairIspCS[0].second, vPieces);
+        const std::pair<Point2, ConstraintSegment2*> crossing = vPairIspCS[0];
+        splitAtCrossing(pCSeg, crossing.first, crossing.second, vPieces);
         // Constrained pieces of the crossed segment are enforced now; conforming pieces by the
         // caller's work list (this segment's) or the conforming repair pass (the crossed one's).
         for (ConstraintSegment2* pPiece : vPieces)

@@ -5,6 +5,8 @@
 #include <cfloat>
 #include <climits>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #if defined(__SSE2__)
 #include <xmmintrin.h>
 #endif
@@ -404,21 +406,25 @@ Point2 GeomTest::getIntersectionCoords_gmp(const Segment2& sa, const Segment2& s
     mpz_t* z = aIntersection;
     const double c[8] = {sa.getSrc().x(), sa.getSrc().y(), sa.getTrg().x(), sa.getTrg().y(),
                          sb.getSrc().x(), sb.getSrc().y(), sb.getTrg().x(), sb.getTrg().y()};
-    double mant[8];
+    // c[i] = mant[i] * 2^ex[i] exactly, read from the bits (no library rounding involved).
+    int64_t mant[8];
     int ex[8];
     int E = INT_MAX;
     for (int i = 0; i < 8; ++i) {
-        mant[i] = 0.0;
-        ex[i] = 0;
-        if (c[i] == 0.0) continue;
-        mant[i] = std::ldexp(std::frexp(c[i], &ex[i]), 53);   // an integer below 2^53
-        ex[i] -= 53;
-        E = std::min(E, ex[i]);
+        uint64_t bits;
+        std::memcpy(&bits, &c[i], sizeof(bits));
+        const int biased = int((bits >> 52) & 0x7ff);
+        uint64_t frac = bits & ((uint64_t(1) << 52) - 1);
+        if (biased != 0) frac |= uint64_t(1) << 52;
+        ex[i] = (biased == 0 ? 1 : biased) - 1075;
+        mant[i] = (bits >> 63) != 0 ? -int64_t(frac) : int64_t(frac);
+        if (frac != 0) E = std::min(E, ex[i]);
     }
     if (E == INT_MAX) E = 0;
     for (int i = 0; i < 8; ++i) {
-        mpz_set_d(z[i], mant[i]);
-        if (mant[i] != 0.0) mpz_mul_2exp(z[i], z[i], mp_bitcnt_t(ex[i] - E));
+        if (sizeof(long) >= sizeof(int64_t)) mpz_set_si(z[i], long(mant[i]));
+        else mpz_set_d(z[i], double(mant[i]));   // exact: below 2^53
+        if (mant[i] != 0) mpz_mul_2exp(z[i], z[i], mp_bitcnt_t(ex[i] - E));
     }
     // z0..z7 = x0 y0 x1 y1 x2 y2 x3 y3
     mpz_mul(z[8], z[0], z[3]);   // c1 = x0*y1 - y0*x1
