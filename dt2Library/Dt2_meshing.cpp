@@ -269,6 +269,7 @@ private:
     bool bSplitting{false};
     std::vector<Triangle2*> vUnknownT, vScratchT, vFloodT;
     std::vector<ConstraintSegment2*> vLeaves;
+    std::vector<Point2*> vLink;
     MsgPublisher* pPub{nullptr};
     const double cosMinAngle{std::cos(params.minAngleDegree / 57.295779513)};
     const size_t licenseTriangleLimit{licenseLimit(LIMIT_MESH_TRIANGLES)};
@@ -318,7 +319,13 @@ bool Refiner::collect(bool bFirst) {
             if (pT->getCorner(0) != nullptr && marks.get(pT) == MARK_IN) vScratchT.push_back(const_cast<Triangle2*>(pT));
         });
     }
-    for (Triangle2* pT : vScratchT) addRefCand(pT);
+    // The triangles come in pool order, their corners from all over the vertex pool.
+    const size_t ahead = 16;
+    for (size_t i = 0; i < vScratchT.size(); ++i) {
+        if (i + ahead < vScratchT.size())
+            for (int k = 0; k < 3; ++k) __builtin_prefetch(vScratchT[i + ahead]->getCorner(k));
+        addRefCand(vScratchT[i]);
+    }
     return !queue.empty();
 }
 
@@ -525,7 +532,11 @@ bool Refiner::splitConstraint() {
     if (!bObserved) markUnknownAlong(pSplit, pSrc, pTrg);
     resolveUnknownMarks();
     const double dx = pSplit->x() - pSrc->x(), dy = pSplit->y() - pSrc->y();
-    dt.getInnerVtxMgr().removePreviouslyInsertedVertices(pSplit, dx * dx + dy * dy, &dt);
+    // The holes of removed vertices are re-triangulated: their triangles are examined again
+    // in this pass rather than in one more.
+    vLink.clear();
+    dt.getInnerVtxMgr().removePreviouslyInsertedVertices(pSplit, dx * dx + dy * dy, &dt, &vLink);
+    for (Point2* p : vLink) addRefCandsAround(p);
     addRefCandsAround(pSplit);
     return true;
 }

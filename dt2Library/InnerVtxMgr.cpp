@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include "Dt2.h"
+#include "TopologyOps.h"
 #include "tools.h"
 
 namespace ORBI_LUMO2D {
@@ -85,7 +86,8 @@ void InnerVtxMgr::clear() {
     vTail.clear();
 }
 
-void InnerVtxMgr::removePreviouslyInsertedVertices(Point2* pCenter, double sqRadius, Dt2* pDt2) {
+void InnerVtxMgr::removePreviouslyInsertedVertices(Point2* pCenter, double sqRadius, Dt2* pDt2,
+                                                   std::vector<Point2*>* pvLink) {
     if (numMembers == 0) return;
     // The x range only preselects (widened against the rounding of the square root); the
     // squared distance decides.
@@ -106,7 +108,14 @@ void InnerVtxMgr::removePreviouslyInsertedVertices(Point2* pCenter, double sqRad
     for (const XEntry& e : vClose) {
         if (!contains(e.p)) continue;   // a second entry of a vertex recorded twice
         withdraw(e.p);
-        if (pDt2 != nullptr && !pDt2->isConstraintVertex(e.p)) pDt2->remove(e.p);
+        if (pDt2 == nullptr || pDt2->isConstraintVertex(e.p)) continue;
+        if (pvLink != nullptr) {
+            topo::forEachTriangleAround(e.p, [&](Triangle2* pT) {
+                pvLink->push_back(pT->getCorner(incIndexBy1(pT->getIntraTriangleIndex(e.p))));
+                return false;
+            });
+        }
+        pDt2->remove(e.p);
     }
 }
 

@@ -28,8 +28,10 @@ public:
     void clear();
     // Takes the recorded vertices strictly within squared distance sqRadius of pCenter out of
     // the record and out of the triangulation, in the order of their x coordinates; one that has
-    // become a constraint vertex since only leaves the record.
-    void removePreviouslyInsertedVertices(Point2* pCenter, double sqRadius, Dt2* pDt2);
+    // become a constraint vertex since only leaves the record. pvLink (may be null) receives the
+    // neighbours each removed vertex had, around which the triangulation changed.
+    void removePreviouslyInsertedVertices(Point2* pCenter, double sqRadius, Dt2* pDt2,
+                                          std::vector<Point2*>* pvLink = nullptr);
 
 private:
     struct XEntry {
