@@ -99,64 +99,98 @@ struct ObserverScope {
     ~ObserverScope() { dt.setObserver(pPrevious); }
 };
 
-// The candidate queue: smallest angle first, the earliest among equal angles. Angles lie in
-// [0, 60]; they are spread over buckets of equal width (a monotone map, so the order between
-// buckets is the order of the keys), each bucket a small binary heap on (angle, sequence) plus a
-// first-in first-out run of entries with one repeated angle: refinement makes many congruent
-// triangles (right isosceles ones under an area bound), and these then cost no heap operation.
-// Both parts of a bucket are sorted, and a pop takes the smaller of their fronts.
+// The candidate queue: smallest angle first, the earliest among equal angles. An entry is what
+// the candidate needs again when it is taken out (its triangle, the corners that tell whether it
+// is still alive, the angle and its corner, whether the size is bad), so that a candidate that
+// died meanwhile, most of them, costs no record. Angles lie in [0, 60]; they are spread over
+// buckets of equal width (a monotone map, so the order between buckets is the order of the
+// keys). Entries arrive in random buckets, so an arrival is one append; a bucket is sorted only
+// when it becomes the first one. What arrives while its sorted part is being taken extends that
+// part when it is no smaller than its last entry (refinement makes many congruent triangles,
+// right isosceles ones under an area bound, and these then cost no heap operation), else goes
+// to a small binary heap beside it. A pop takes the smaller of the two fronts.
 class CandidateQueue {
 public:
+    struct Entry {
+        double key;
+        uint64_t order;   // arrival number, then the smallest angle's corner and the size flag
+        Triangle2* pT;
+        Point2* aCorners[3];
+        bool operator<(const Entry& o) const { return key < o.key || (key == o.key && order < o.order); }
+        bool isAlive() const {
+            return pT->getCorner(0) == aCorners[0] && pT->getCorner(1) == aCorners[1] && pT->getCorner(2) == aCorners[2];
+        }
+        void prefetch() const {
+            __builtin_prefetch(pT);
+            for (const Point2* p : aCorners) __builtin_prefetch(p);
+        }
+        int minIdx() const { return int((order >> 1) & 3); }
+        bool isSizeBad() const { return (order & 1) != 0; }
+    };
     CandidateQueue() : vBuckets(NUM_BUCKETS) {}
     bool empty() const { return num == 0; }
-    void push(double key, RefCand3* pRC) {
+    void push(const RefCand3& rc) {
+        const double key = rc.getMinAngle();
+        const Entry e{key, (seq++ << 3) | (uint64_t(rc.getMinIdx()) << 1) | uint64_t(rc.isSizeBad()), rc.getTriangle(),
+                      {rc.getCorner(0), rc.getCorner(1), rc.getCorner(2)}};
         size_t b = 0;
         if (key > 0.0) b = std::min(NUM_BUCKETS - 1, size_t(key * (double(NUM_BUCKETS) / 60.0)));
         Bucket& bucket = vBuckets[b];
-        const Entry e{key, seq++, pRC};
-        if (bucket.head == bucket.vRun.size()) {
-            bucket.vRun.clear();
-            bucket.head = 0;
-            bucket.runKey = key;
-        }
-        if (key == bucket.runKey) {
-            bucket.vRun.push_back(e);
+        if (bucket.head == bucket.sortedEnd) {
+            bucket.vItems.push_back(e);
+        } else if (bucket.sortedEnd == bucket.vItems.size() && !(e < bucket.vItems.back())) {
+            bucket.vItems.push_back(e);   // no smaller than the sorted part: it extends it
+            ++bucket.sortedEnd;
         } else {
             bucket.vHeap.push_back(e);
-            std::push_heap(bucket.vHeap.begin(), bucket.vHeap.end());
+            std::push_heap(bucket.vHeap.begin(), bucket.vHeap.end(), Later());
         }
         if (b < first) first = b;
         ++num;
     }
-    RefCand3* pop() {
+    Entry pop() {
         while (vBuckets[first].empty()) ++first;
         Bucket& bucket = vBuckets[first];
         --num;
-        const bool bRun = bucket.head < bucket.vRun.size();
-        if (bRun && (bucket.vHeap.empty() || bucket.vHeap.front() < bucket.vRun[bucket.head]))
-            return bucket.vRun[bucket.head++].pRC;
-        std::pop_heap(bucket.vHeap.begin(), bucket.vHeap.end());
-        RefCand3* pRC = bucket.vHeap.back().pRC;
-        bucket.vHeap.pop_back();
-        return pRC;
+        if (bucket.head == bucket.sortedEnd && bucket.head < bucket.vItems.size()) bucket.sortArrivals();
+        Entry e;
+        if (bucket.head < bucket.sortedEnd && (bucket.vHeap.empty() || bucket.vItems[bucket.head] < bucket.vHeap.front())) {
+            e = bucket.vItems[bucket.head++];
+            if (bucket.head == bucket.vItems.size()) bucket.clearItems();
+        } else {
+            std::pop_heap(bucket.vHeap.begin(), bucket.vHeap.end(), Later());
+            e = bucket.vHeap.back();
+            bucket.vHeap.pop_back();
+        }
+        // The entries lie all over the mesh: fetch the likely next one's records while this
+        // one is being refined.
+        if (bucket.head < bucket.sortedEnd) bucket.vItems[bucket.head].prefetch();
+        if (!bucket.vHeap.empty()) bucket.vHeap.front().prefetch();
+        return e;
     }
 
 private:
-    struct Entry {
-        double key;
-        uint64_t seq;
-        RefCand3* pRC;
-        // "Comes later": the heap's top is the smallest angle, the earliest among equal ones.
-        bool operator<(const Entry& o) const { return key > o.key || (key == o.key && seq > o.seq); }
+    struct Later {
+        bool operator()(const Entry& x, const Entry& y) const { return y < x; }
     };
     struct Bucket {
-        std::vector<Entry> vHeap;
-        std::vector<Entry> vRun;   // entries with runKey in arrival order, from head on
-        size_t head{0};
-        double runKey{0.0};
-        bool empty() const { return vHeap.empty() && head == vRun.size(); }
+        std::vector<Entry> vItems;   // sorted from head to sortedEnd, then arrivals
+        uint32_t head{0};
+        uint32_t sortedEnd{0};
+        std::vector<Entry> vHeap;    // arrivals while the sorted part is being taken
+        bool empty() const { return head == vItems.size() && vHeap.empty(); }
+        void clearItems() {
+            vItems.clear();
+            head = sortedEnd = 0;
+        }
+        void sortArrivals() {
+            vItems.erase(vItems.begin(), vItems.begin() + head);
+            std::sort(vItems.begin(), vItems.end());
+            head = 0;
+            sortedEnd = uint32_t(vItems.size());
+        }
     };
-    static const size_t NUM_BUCKETS = 8192;
+    static const size_t NUM_BUCKETS = 256;
     std::vector<Bucket> vBuckets;
     size_t first{NUM_BUCKETS};
     size_t num{0};
@@ -166,9 +200,7 @@ private:
 class Refiner : public TopologyObserver {
 public:
     Refiner(Dt2& dt_, MeshGenParams& params_)
-        : dt(dt_), params(params_), pZone(params_.pZone), marks(dt_.getTrianglePool()), poolCands(1 << 20) {
-        poolCands.init(1024);
-    }
+        : dt(dt_), params(params_), pZone(params_.pZone), marks(dt_.getTrianglePool()) {}
     void run();
     // True when a licence limit on mesh triangles stopped the run (the mesh is valid).
     bool isLicenseStopped() const { return bLicenseStopped; }
@@ -206,9 +238,9 @@ private:
 
     bool collect(bool bFirst);
     bool process();
-    bool tryRefine(RefCand3* pRC);
+    bool tryRefine();
     Point2* insertVertexForRefinement(const Point2& p, Triangle2* pContainingTriangle);
-    bool splitConstraint(RefCand3* pRC);
+    bool splitConstraint();
     bool computeSplitPoint(ConstraintSegment2* pCSeg, Point2& splitPoint) const;
     void addRefCand(Triangle2* pT);
     void addRefCandsAround(Point2* pVtx);
@@ -230,14 +262,14 @@ private:
     std::set<ConstraintGraph2*> sZoneGraphs;
     TopologyObserver* pNext{nullptr};
     TriangleMarks marks;
-    SimplePool<RefCand3> poolCands;
-    std::vector<RefCand3*> vFreeCands;
+    RefCand3 arrival, cand;   // the triangle being queued, the candidate taken out
     CandidateQueue queue;
     std::set<ConstraintSegment2*> sLocked;        // the alive pieces of the locked segments
     std::unordered_set<Point2*> sSplitVertices;   // vertices this run put on constraints
     bool bSplitting{false};
     std::vector<Triangle2*> vUnknownT, vScratchT, vFloodT;
     std::vector<ConstraintSegment2*> vLeaves;
+    std::vector<Point2*> vLink;
     MsgPublisher* pPub{nullptr};
     const double cosMinAngle{std::cos(params.minAngleDegree / 57.295779513)};
     const size_t licenseTriangleLimit{licenseLimit(LIMIT_MESH_TRIANGLES)};
@@ -287,23 +319,19 @@ bool Refiner::collect(bool bFirst) {
             if (pT->getCorner(0) != nullptr && marks.get(pT) == MARK_IN) vScratchT.push_back(const_cast<Triangle2*>(pT));
         });
     }
-    for (Triangle2* pT : vScratchT) addRefCand(pT);
+    // The triangles come in pool order, their corners from all over the vertex pool.
+    const size_t ahead = 16;
+    for (size_t i = 0; i < vScratchT.size(); ++i) {
+        if (i + ahead < vScratchT.size())
+            for (int k = 0; k < 3; ++k) __builtin_prefetch(vScratchT[i + ahead]->getCorner(k));
+        addRefCand(vScratchT[i]);
+    }
     return !queue.empty();
 }
 
 void Refiner::addRefCand(Triangle2* pT) {
-    RefCand3* pRC;
-    if (!vFreeCands.empty()) {
-        pRC = vFreeCands.back();
-        vFreeCands.pop_back();
-    } else {
-        pRC = new (poolCands.alloc()) RefCand3();
-    }
-    if (!pRC->init(&dt, pT, params, cosMinAngle)) {
-        vFreeCands.push_back(pRC);
-        return;
-    }
-    queue.push(pRC->getMinAngle(), pRC);
+    if (!arrival.init(&dt, pT, params, cosMinAngle)) return;
+    queue.push(arrival);
     if (pPub != nullptr) pPub->addToTotal(1);
 }
 
@@ -320,22 +348,22 @@ void Refiner::addRefCandsAround(Point2* pVtx) {
 bool Refiner::process() {
     bool bInserted = false;
     while (!queue.empty() && !bLicenseStopped) {
-        RefCand3* pRC = queue.pop();
-        if (pRC->isAlive() && marks.get(pRC->getTriangle()) == MARK_IN) {
-            pRC->computeLocation();
-            if (tryRefine(pRC)) bInserted = true;
+        const CandidateQueue::Entry e = queue.pop();
+        if (e.isAlive() && marks.get(e.pT) == MARK_IN) {
+            cand.restore(&dt, e.pT, e.key, e.minIdx(), e.isSizeBad());
+            cand.computeLocation();
+            if (tryRefine()) bInserted = true;
         }
-        vFreeCands.push_back(pRC);
         if (pPub != nullptr) pPub->step();
     }
     return bInserted;
 }
 
-bool Refiner::tryRefine(RefCand3* pRC) {
-    LUMO_ASSERT(pRC->isAlive());
-    if (!pRC->needRefinement(params, &sLocked)) return false;
+bool Refiner::tryRefine() {
+    LUMO_ASSERT(cand.isAlive());
+    if (!cand.needRefinement(params, &sLocked)) return false;
     LUMO_ASSERT(pCG!=0);
-    const int idx = pRC->getLocIndex();
+    const int idx = cand.getLocIndex();
     if (idx == RefCand3::LOC_NONE) return false;
     // Either step adds at most two triangles; the mesh stays valid when the licence stops here.
     if (licenseTriangleLimit != 0 && !licenseAllowsTriangles(dt.numberOfTriangles() + 2, "Dt2::refineMain3()")) {
@@ -343,13 +371,13 @@ bool Refiner::tryRefine(RefCand3* pRC) {
         return false;
     }
     if (idx == RefCand3::LOC_REACHED) {
-        Point2* pNew = insertVertexForRefinement(pRC->getCircumcenter(), pRC->getLocTriangle());
+        Point2* pNew = insertVertexForRefinement(cand.getCircumcenter(), cand.getLocTriangle());
         if (pNew == nullptr) return false;
         dt.getInnerVtxMgr().add(pNew);
         addRefCandsAround(pNew);
         return true;
     }
-    return splitConstraint(pRC);
+    return splitConstraint();
 }
 
 Point2* Refiner::insertVertexForRefinement(const Point2& p, Triangle2* pContainingTriangle) {
@@ -451,9 +479,9 @@ void Refiner::remarkZone() {
     for (Triangle2* pT : vZoneT) marks.set(pT, MARK_IN);
 }
 
-bool Refiner::splitConstraint(RefCand3* pRC) {
-    Triangle2* pLocT = pRC->getLocTriangle();
-    const int idx = pRC->getLocIndex();
+bool Refiner::splitConstraint() {
+    Triangle2* pLocT = cand.getLocTriangle();
+    const int idx = cand.getLocIndex();
     Point2* p1 = pLocT->getCorner(incIndexBy1(idx));
     Point2* p2 = pLocT->getCorner(incIndexBy2(idx));
     ConstraintSegment2* pCSeg = dt.getConstraintMgr().getConstraintSegment(p1, p2);
@@ -468,7 +496,7 @@ bool Refiner::splitConstraint(RefCand3* pRC) {
     Point2* pTrg = pCSeg->getTrg();
     auto givingUp = [&]() {
         reportWarning("Dt2::tryRefine()", "Double precision arithmetic does not allow to split a segment further, giving up");
-        Triangle2* pT = pRC->getTriangle();
+        Triangle2* pT = cand.getTriangle();
         std::cout << "edge lengths: " << std::sqrt(pT->getSquaredEdgeLength2D(0)) << " "
                   << std::sqrt(pT->getSquaredEdgeLength2D(1)) << " " << std::sqrt(pT->getSquaredEdgeLength2D(2))
                   << std::endl;
@@ -504,7 +532,11 @@ bool Refiner::splitConstraint(RefCand3* pRC) {
     if (!bObserved) markUnknownAlong(pSplit, pSrc, pTrg);
     resolveUnknownMarks();
     const double dx = pSplit->x() - pSrc->x(), dy = pSplit->y() - pSrc->y();
-    dt.getInnerVtxMgr().removePreviouslyInsertedVertices(pSplit, dx * dx + dy * dy, &dt);
+    // The holes of removed vertices are re-triangulated: their triangles are examined again
+    // in this pass rather than in one more.
+    vLink.clear();
+    dt.getInnerVtxMgr().removePreviouslyInsertedVertices(pSplit, dx * dx + dy * dy, &dt, &vLink);
+    for (Point2* p : vLink) addRefCandsAround(p);
     addRefCandsAround(pSplit);
     return true;
 }

@@ -3,10 +3,11 @@
 // a vertex from the record when a constraint runs through it: such a vertex is never removed.
 //
 // Refinement records every vertex it places (hundreds of thousands per run) and asks for the
-// neighbourhood of a split vertex only now and then, so recording must be cheap: membership is
-// an open-addressing hash set of the vertex pointers, and the x order, which answers the range
-// queries, is kept as sorted runs of doubling size merged like a binary counter (with a short
-// unsorted tail), instead of two balanced trees with one allocation per vertex each.
+// neighbourhood of a split vertex only now and then, so recording must be cheap: one append.
+// The x order, which answers the range queries and membership, is kept as sorted runs of
+// doubling size merged like a binary counter (with a short unsorted tail). Taking a vertex out
+// leaves its entry and puts it into a small hash set of withdrawn vertices; an entry counts only
+// while its vertex still has the entry's x (a pooled record may carry a new vertex later).
 #pragma once
 #include <cstdint>
 #include <vector>
@@ -28,8 +29,10 @@ public:
     void clear();
     // Takes the recorded vertices strictly within squared distance sqRadius of pCenter out of
     // the record and out of the triangulation, in the order of their x coordinates; one that has
-    // become a constraint vertex since only leaves the record.
-    void removePreviouslyInsertedVertices(Point2* pCenter, double sqRadius, Dt2* pDt2);
+    // become a constraint vertex since only leaves the record. pvLink (may be null) receives the
+    // neighbours each removed vertex had, around which the triangulation changed.
+    void removePreviouslyInsertedVertices(Point2* pCenter, double sqRadius, Dt2* pDt2,
+                                          std::vector<Point2*>* pvLink = nullptr);
 
 private:
     struct XEntry {
@@ -37,14 +40,25 @@ private:
         Point2* p;
         bool operator<(const XEntry& o) const { return x < o.x; }
     };
-    size_t slotOf(const Point2* p) const;   // the slot holding p, or the empty one where it goes
-    void grow();
+    // Open addressing over pointers; null is empty, the size a power of two.
+    class PointerSet {
+    public:
+        bool contains(const Point2* p) const { return !vSlots.empty() && vSlots[slotOf(p)] == p; }
+        void insert(Point2* p);
+        bool erase(const Point2* p);
+        void clear() { vSlots.clear(), num = 0; }
+    private:
+        size_t slotOf(const Point2* p) const;   // the slot holding p, or the empty one where it goes
+        size_t home(const Point2* p) const;
+        std::vector<Point2*> vSlots;
+        size_t num{0};
+    };
+    bool hasEntry(const Point2* p) const;
     void flushTail();
 
-    std::vector<Point2*> vSlots;   // the set; null is empty, size a power of two
     size_t numMembers{0};
-    // Sorted runs (run i empty or about 2^i tail sizes long) and the unsorted tail. Entries of
-    // withdrawn vertices stay until clear() and are skipped by queries.
+    PointerSet sWithdrawn;
+    // Sorted runs (run i empty or about 2^i tail sizes long) and the unsorted tail.
     std::vector<std::vector<XEntry>> vRuns;
     std::vector<XEntry> vTail;
     std::vector<XEntry> vMergeScratch;

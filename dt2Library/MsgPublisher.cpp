@@ -35,13 +35,14 @@ void MsgPublisher::start(const std::string& text, size_t total_) {
     total = total_;
     current = 0;
     reportStep = total / 100 == 0 ? 1 : total / 100;
+    base = 0.0;
+    baseCurrent = 0;
     bActive = true;
 }
 
 void MsgPublisher::publishProgress() {
     if (bQuiet || total == 0) return;
-    const double fraction = double(current) / double(total);
-    publish(MSG_PROGRESS, taskText, fraction);
+    publish(MSG_PROGRESS, taskText, fraction());
 }
 
 void MsgPublisher::finish() {
@@ -49,7 +50,8 @@ void MsgPublisher::finish() {
     current = total;
     if (!bQuiet) publish(MSG_PROGRESS, taskText, 1.0);
     taskText.clear();
-    total = current = 0;
+    total = current = baseCurrent = 0;
+    base = 0.0;
     reportStep = 1;
     bActive = false;
 }

@@ -32,8 +32,13 @@ public:
         current += n;
         if (bActive && current / reportStep != before && current < total) publishProgress();
     }
-    // The task turned out larger: n more steps to go.
-    void addToTotal(size_t n) { total += n; }
+    // The task turned out larger: n more steps to go. The fraction reached so far stays, and
+    // what is left of the bar is spread over the steps still to go, so it never runs back.
+    void addToTotal(size_t n) {
+        if (bActive) rebase();
+        total += n;
+        if (bActive) reportStep = total / 100 == 0 ? 1 : total / 100;
+    }
     void finish();
     void setQuiet(bool b) { bQuiet = b; }
     void setDisabled(bool b) { bDisabled = b; }
@@ -41,6 +46,14 @@ public:
 
 private:
     void publishProgress();
+    double fraction() const {
+        return base + (1.0 - base) * double(current - baseCurrent) / double(total - baseCurrent);
+    }
+    void rebase() {
+        if (current == baseCurrent) return;
+        base = current < total ? fraction() : 1.0;
+        baseCurrent = current;
+    }
 
     std::string name;
     std::multimap<MsgType, MsgBase*> mReceivers;
@@ -48,6 +61,8 @@ private:
     size_t total{0};
     size_t current{0};
     size_t reportStep{1};
+    double base{0.0};        // the fraction at step baseCurrent, where the total last grew
+    size_t baseCurrent{0};
     bool bQuiet{false};
     bool bDisabled{false};
     bool bActive{false};

@@ -49,22 +49,35 @@ double smallestAngleDegree(const Point2* a, const Point2* b, const Point2* c, in
     return best;
 }
 
-bool RefCand3::init(Dt2* pDt2_, Triangle2* pT_, MeshGenParams& params, double cosMinAngle) {
+void RefCand3::takeCorners(Dt2* pDt2_, Triangle2* pT_) {
     pDt2 = pDt2_;
     pT = pT_;
     for (int i = 0; i < 3; ++i) aCorners[i] = pT->getCorner(i);
     pLocT = nullptr;
     locIdx = LOC_NONE;
     bDebug = false;
-    const Point2 &a = *aCorners[0], &b = *aCorners[1], &c = *aCorners[2];
-    const double e0x = c.x() - b.x(), e0y = c.y() - b.y();   // edge i lies opposite corner i
-    const double e1x = a.x() - c.x(), e1y = a.y() - c.y();
-    const double e2x = b.x() - a.x(), e2y = b.y() - a.y();
-    const double l[3] = {e0x * e0x + e0y * e0y, e1x * e1x + e1y * e1y, e2x * e2x + e2y * e2y};
+    for (int i = 0; i < 3; ++i) {   // edge i lies opposite corner i
+        const Point2 &p = *aCorners[incIndexBy1(i)], &q = *aCorners[incIndexBy2(i)];
+        aSqLen[i] = (q.x() - p.x()) * (q.x() - p.x()) + (q.y() - p.y()) * (q.y() - p.y());
+    }
+    const double* l = aSqLen;
     maxIdx = int8_t(l[1] > l[0] ? (l[2] > l[1] ? 2 : 1) : (l[2] > l[0] ? 2 : 0));
-    const int shortIdx = l[1] < l[0] ? (l[2] < l[1] ? 2 : 1) : (l[2] < l[0] ? 2 : 0);
     sqLongest = l[maxIdx];
-    area = 0.5 * std::fabs(e2x * (-e1y) - e2y * (-e1x));
+}
+
+void RefCand3::restore(Dt2* pDt2_, Triangle2* pT_, double minAngle_, int minIdx_, bool bSizeBad_) {
+    takeCorners(pDt2_, pT_);
+    minAngle = minAngle_;
+    minIdx = int8_t(minIdx_);
+    bSizeBad = bSizeBad_;
+}
+
+bool RefCand3::init(Dt2* pDt2_, Triangle2* pT_, MeshGenParams& params, double cosMinAngle) {
+    takeCorners(pDt2_, pT_);
+    const double* l = aSqLen;
+    const Point2 &a = *aCorners[0], &b = *aCorners[1], &c = *aCorners[2];
+    const int shortIdx = l[1] < l[0] ? (l[2] < l[1] ? 2 : 1) : (l[2] < l[0] ? 2 : 0);
+    area = 0.5 * std::fabs((b.x() - a.x()) * (c.y() - a.y()) - (b.y() - a.y()) * (c.x() - a.x()));
     bSizeBad = std::sqrt(sqLongest) > params.getMaxEdgeLength(pT) || area > params.getMaxTriangleArea(pT) ||
                (params.growFactor != DBL_MAX && needRefinementDueToGrowth(params));
     if (!bSizeBad) {

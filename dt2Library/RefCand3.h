@@ -1,7 +1,7 @@
 // RefCand3: one triangle examined by mesh refinement. It remembers the triangle's corners (it
 // stays alive while the triangle still has them), its measures, and where the walk from the
-// triangle towards its circumcenter ended. Records come from a pool of the refinement run and
-// are reused as soon as they leave the queue.
+// triangle towards its circumcenter ended. The queue keeps only the triangle, its corners and the
+// angle; the walk is made when the candidate is taken out, and only if it is still alive.
 #pragma once
 #include <cstdint>
 #include <set>
@@ -30,11 +30,17 @@ public:
     // size, growth or angle, i.e. when it is worth queueing. cosMinAngle: the cosine of the
     // angle bound.
     bool init(Dt2* pDt2, Triangle2* pT, MeshGenParams& params, double cosMinAngle);
+    // The candidate again from what init() found, kept by the queue in the meantime; the
+    // triangle must still have these corners.
+    void restore(Dt2* pDt2, Triangle2* pT, double minAngle, int minIdx, bool bSizeBad);
     bool isAlive() const {
         return pT->getCorner(0) == aCorners[0] && pT->getCorner(1) == aCorners[1] && pT->getCorner(2) == aCorners[2];
     }
     Triangle2* getTriangle() const { return pT; }
     double getMinAngle() const { return minAngle; }
+    int getMinIdx() const { return minIdx; }
+    bool isSizeBad() const { return bSizeBad; }
+    Point2* getCorner(int i) const { return aCorners[i]; }
     // The walk from the triangle towards its circumcenter; stops at the first constraint edge
     // crossed (or the one the circumcenter lies on) and at the convex hull.
     void computeLocation();
@@ -52,6 +58,8 @@ public:
     bool isDebug() const { return bDebug; }
 
 private:
+    // The corners, the longest edge and no location yet.
+    void takeCorners(Dt2* pDt2, Triangle2* pT);
     bool needRefinementDueToGrowth(MeshGenParams& params) const;
     // Whether the smallest angle sits between two constraint edges: the input fixes it.
     bool isSmallInputAngle() const;
@@ -62,6 +70,7 @@ private:
     Point2 circumcenter;
     Triangle2* pLocT{nullptr};
     int locIdx{LOC_NONE};
+    double aSqLen[3]{0.0, 0.0, 0.0};   // squared length of the edge opposite each corner
     double sqLongest{0.0};
     double area{0.0};
     double minAngle{0.0};

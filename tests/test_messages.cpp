@@ -244,6 +244,16 @@ TEST(Publisher, ProgressProtocol) {
              p.step();
              p.finish();
          }, {{"late", 0.1}, {"late", 1.0}}},
+        {"a growing total: the rest of the bar spread over what is left", [](MsgPublisher& p, Recorder& r) {
+             p.subscribe(MSG_PROGRESS, &r);
+             p.start("refine", 4);
+             for (int i = 0; i < 2; ++i) p.step();
+             p.addToTotal(4);
+             for (int i = 0; i < 6; ++i) p.step();
+             p.finish();
+         }, {{"refine", 0.25}, {"refine", 0.5}, {"refine", 0.5 + 0.5 * 1 / 6.0}, {"refine", 0.5 + 0.5 * 2 / 6.0},
+             {"refine", 0.5 + 0.5 * 3 / 6.0}, {"refine", 0.5 + 0.5 * 4 / 6.0}, {"refine", 0.5 + 0.5 * 5 / 6.0},
+             {"refine", 1.0}}},
         {"quiet", silentTask(true), {}},
         {"disabled", silentTask(false), {}},
     };
