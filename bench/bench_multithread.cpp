@@ -45,6 +45,7 @@ struct Result {
     double cpu{0.0};
     double bytesPerPoint{0.0};
     MultithreadStats stats;
+    std::vector<PhaseTimes::Phase> vPhases;
 };
 
 // Peak memory of a run: the growth of the high-water mark over the resident size before it.
@@ -66,6 +67,7 @@ Result runLumo(const std::vector<Point2>& v, int numThreads) {
         dt.setNumCPU(numThreads);
         dt.insertVector(v, nullptr);
         r.stats = dt.getMultithreadStats();
+        r.vPhases = dt.getBulkPhases().getPhases();
     });
 }
 
@@ -94,6 +96,31 @@ void printStats(const MultithreadStats& s) {
     }
     std::printf("      the range on %d idle cores: %.3f s (calling thread's part plus each round's span)\n",
                 s.numThreads, onIdleCores);
+}
+
+// Phase by phase: wall and process CPU seconds of the best 1- and 2-thread runs, and the share of
+// the 2-thread wall time spent where only the calling thread works.
+void printPhases(const Result& a, const Result& b) {
+    auto find = [](const Result& r, const char* name) {
+        for (const PhaseTimes::Phase& p : r.vPhases)
+            if (std::strcmp(p.name, name) == 0) return p;
+        return PhaseTimes::Phase{name, 0.0, 0.0};
+    };
+    std::vector<const char*> vNames;
+    for (const Result* r : {&a, &b})
+        for (const PhaseTimes::Phase& p : r->vPhases)
+            if (std::find_if(vNames.begin(), vNames.end(), [&](const char* n) { return std::strcmp(n, p.name) == 0; }) ==
+                vNames.end())
+                vNames.push_back(p.name);
+    std::printf("    %-16s %8s %8s | %8s %8s\n", "phase", "1 wall", "1 cpu", "2 wall", "2 cpu");
+    double sum1 = 0, sum2 = 0;
+    for (const char* name : vNames) {
+        const PhaseTimes::Phase p = find(a, name), q = find(b, name);
+        sum1 += p.wall;
+        sum2 += q.wall;
+        std::printf("    %-16s %8.4f %8.4f | %8.4f %8.4f\n", name, p.wall, p.cpu, q.wall, q.cpu);
+    }
+    std::printf("    %-16s %8.4f %8s | %8.4f\n", "sum", sum1, "", sum2);
 }
 
 void runCase(const char* name, const std::vector<Point2>& v, int reps) {
@@ -126,6 +153,7 @@ void runCase(const char* name, const std::vector<Point2>& v, int reps) {
                 best1.wall / bestCgal.wall, best2.wall / bestCgal.wall);
 #endif
     std::printf(" | 16 threads %6.3f s\n", best16.wall);
+    printPhases(best1, best2);
     printStats(best2.stats);
     printStats(best16.stats);
     std::fflush(stdout);

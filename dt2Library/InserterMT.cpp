@@ -35,6 +35,7 @@
 #include "Bbox2.h"
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <exception>
 #include <memory>
 #include <string>
@@ -67,11 +68,27 @@ const int MAX_WALK_STEPS = 100000;
 const size_t MAX_CONFLICT = 256;
 // How far (in key order) a worker looks for an inserted vertex of its cell to start from.
 const size_t ANCHOR_LOOKAROUND = 64;
-
-bool isIn(const std::vector<Triangle2*>& v, const Triangle2* pT) {
-    return std::find(v.begin(), v.end(), pT) != v.end();
-}
 } // namespace
+
+// ---- PhaseTimes ----------------------------------------------------------------------------------
+
+void PhaseTimes::read(double& wall, double& cpu) {
+    wall = std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+    timespec t;
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    cpu = double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
+}
+
+void PhaseTimes::mark(const char* name) {
+    double wall, cpu;
+    read(wall, cpu);
+    auto it = std::find_if(vPhases.begin(), vPhases.end(), [&](const Phase& p) { return std::strcmp(p.name, name) == 0; });
+    if (it == vPhases.end()) it = vPhases.insert(vPhases.end(), Phase{name, 0.0, 0.0});
+    it->wall += wall - wall0;
+    it->cpu += cpu - cpu0;
+    wall0 = wall;
+    cpu0 = cpu;
+}
 
 // ---- Partitioner ---------------------------------------------------------------------------------
 
@@ -115,18 +132,18 @@ void Partitioner::getCell(size_t cell, double& x0, double& y0, double& x1, doubl
 // ---- one worker --------------------------------------------------------------------------------
 
 struct InserterMT::Worker {
-    Worker(SimplePool<Triangle2>* pPool, std::mutex* pPoolMutex) : store(pPool, pPoolMutex) {
-        vConflict.reserve(64);
-        vCheckT.reserve(64);
-    }
+    explicit Worker(SimplePool<Triangle2>* pPool, std::mutex* pPoolMutex) : store(pPool, pPoolMutex) {}
     enum Result { INSERTED, DUPLICATE, BLOCKED };
     // Inserts q from the owned triangle pStartT if everything it touches is owned by chunk.
     Result tryInsert(const Chunk& chunk, Point2* q, Triangle2* pStartT, Point2*& pSurvivor);
 
     GeomTest geomTest;
     TriangleStore store;
-    std::vector<Triangle2*> vConflict;   // conflict region of the current point
-    std::vector<Triangle2*> vCheckT;     // star triangles whose outer edge awaits its check
+    // The cavity of the current point (the triangles whose circumcircle strictly contains it),
+    // its border counterclockwise, and the edges still to be looked across.
+    Triangle2* apCavity[MAX_CONFLICT];
+    topo::CavityEdge aBorder[MAX_CONFLICT + 2];
+    Edge2 aToVisit[MAX_CONFLICT + 4];
 };
 
 InserterMT::Worker::Result InserterMT::Worker::tryInsert(const Chunk& chunk, Point2* q, Triangle2* pStartT,
@@ -166,45 +183,43 @@ InserterMT::Worker::Result InserterMT::Worker::tryInsert(const Chunk& chunk, Poi
         numTests = 2;
     }
 
-    // The conflict region, grown over edges from the triangle (or the two triangles) under q.
-    // Triangles across the edges of owned ones are read safely: no other thread owns them.
-    vConflict.clear();
-    vConflict.push_back(pCur);
-    if (ici != -1) {
+    // The cavity, depth first from the triangle (or the two triangles) under q. It has no vertex
+    // inside (each keeps an edge to q), so its triangles form a tree across their shared edges
+    // and each is reached once. A triangle entered over its edge j is left over j+1, then j+2:
+    // the border edges come out counterclockwise. Triangles across the edges of owned ones are
+    // read safely: no other thread owns them.
+    size_t numCavity = 0, numBorder = 0, numToVisit = 0;
+    auto enter = [&](Triangle2* pT, int j) {
+        apCavity[numCavity++] = pT;
+        aToVisit[numToVisit++] = Edge2(pT, incIndexBy2(j));
+        aToVisit[numToVisit++] = Edge2(pT, incIndexBy1(j));
+    };
+    if (ici == -1) {
+        apCavity[numCavity++] = pCur;
+        for (int i = 3; i-- > 0;) aToVisit[numToVisit++] = Edge2(pCur, i);
+    } else {
+        // q on edge ici: both triangles beside it are in the cavity.
         Triangle2* pN = pCur->getOppositeTriangle(ici);
-        if (pN == nullptr || !chunk.contains(pN->getCorner(pN->getIntraTriangleIndex(pCur)))) return BLOCKED;
-        vConflict.push_back(pN);
+        if (pN == nullptr) return BLOCKED;
+        const int j = pN->getIntraTriangleIndex(pCur);
+        if (!chunk.contains(pN->getCorner(j))) return BLOCKED;
+        enter(pCur, ici);
+        enter(pN, j);
     }
-    for (size_t k = 0; k < vConflict.size(); ++k) {
-        Triangle2* pX = vConflict[k];
-        for (int j = 0; j < 3; ++j) {
-            Triangle2* pY = pX->getOppositeTriangle(j);
-            if (pY == nullptr || isIn(vConflict, pY)) continue;
-            if (geomTest.inCircle(pY->getCorner(0), pY->getCorner(1), pY->getCorner(2), q) <= 0) continue;
-            if (!chunk.contains(pY->getCorner(pY->getIntraTriangleIndex(pX))) || vConflict.size() >= MAX_CONFLICT)
-                return BLOCKED;
-            vConflict.push_back(pY);
+    while (numToVisit > 0) {
+        const Edge2 e = aToVisit[--numToVisit];
+        Triangle2* pX = e.getTriangle();
+        const int i = e.getIndex();
+        Triangle2* pY = pX->getOppositeTriangle(i);
+        const int j = pY != nullptr ? pY->getIntraTriangleIndex(pX) : 0;
+        if (pY != nullptr && geomTest.inCircle(pY->getCorner(0), pY->getCorner(1), pY->getCorner(2), q) > 0) {
+            if (!chunk.contains(pY->getCorner(j)) || numCavity == MAX_CONFLICT) return BLOCKED;
+            enter(pY, j);
+        } else {
+            aBorder[numBorder++] = topo::CavityEdge{pX->getCorner(incIndexBy1(i)), pX->getCorner(incIndexBy2(i)), pY, j};
         }
     }
-
-    // Split and flip as the single-threaded star legalisation does; an edge is flipped exactly
-    // when the triangle beyond it is in the conflict region (a triangle beyond the star's outer
-    // edge is never one the star already reused).
-    Triangle2* aT[4];
-    int numNew = 3;
-    if (ici == -1) topo::splitTriangle(store, pCur, q, aT);
-    else numNew = topo::splitEdge(store, pCur, ici, q, aT);
-    for (int k = 0; k < numNew; ++k) vCheckT.push_back(aT[k]);
-    while (!vCheckT.empty()) {
-        Triangle2* pT = vCheckT.back();
-        Triangle2* pN = pT->getOppositeTriangle(0);
-        if (pN == nullptr || !isIn(vConflict, pN)) {
-            vCheckT.pop_back();
-            continue;
-        }
-        topo::flipEdge(pT, 0);
-        vCheckT.push_back(pN);
-    }
+    topo::fillCavity(store, q, aBorder, apCavity, numCavity);
     return INSERTED;
 }
 
@@ -491,6 +506,7 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
     for (size_t off = topMid; off < rangeSize; off += topStride) vSample.push_back(uint32_t(off));
     stats.numSample = vSample.size();
     insertSerially(vSample, pT);
+    markPhase("mt sample");
 
     // The workers: predicates bounded as the calling thread's, stores sharing the pool; no more
     // of them than the finest level has cells.
@@ -533,12 +549,14 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
                 sortByCell(grid, pRange, vDeferred.size(), numSlices, [&](size_t j) { return vDeferred[j]; },
                            vSorted, vCellStart);
             }
+            markPhase("mt cell sort");
             stats.vRounds.emplace_back();
             stats.vRounds.back().level = int(level);
             stats.vRounds.back().round = round;
             const double cpuRound0 = threadCpuNow();
             vDeferred = runRound(stats.vRounds.back(), grid, vSorted, vCellStart, vWorkers);
             cpuRounds += threadCpuNow() - cpuRound0;
+            markPhase(round == 1 ? "mt round 1" : "mt round 2");
         }
         // (5) The rest on the calling thread, in the order round 2 left it, each from an
         // inserted vertex near it in key order.
@@ -550,6 +568,7 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
             pPrevT = serial.insertOneVertex(e.pVtx, pNear != nullptr ? pNear : pPrevT);
             e.bActive = e.pVtx->getIncidentTriangle() != nullptr;
         }
+        markPhase("mt serial rest");
     }
     stats.cpuSerial = threadCpuNow() - cpuStart - cpuRounds;
 }
