@@ -188,33 +188,37 @@ InserterMT::Worker::Result InserterMT::Worker::tryInsert(const Chunk& chunk, Poi
     // and each is reached once. A triangle entered over its edge j is left over j+1, then j+2:
     // the border edges come out counterclockwise. Triangles across the edges of owned ones are
     // read safely: no other thread owns them.
-    size_t numCavity = 0, numBorder = 0, numToVisit = 0;
-    auto enter = [&](Triangle2* pT, int j) {
-        apCavity[numCavity++] = pT;
-        aToVisit[numToVisit++] = Edge2(pT, incIndexBy2(j));
-        aToVisit[numToVisit++] = Edge2(pT, incIndexBy1(j));
-    };
+    size_t numCavity = 1, numBorder = 0, numToVisit;
+    apCavity[0] = pCur;
     if (ici == -1) {
-        apCavity[numCavity++] = pCur;
-        for (int i = 3; i-- > 0;) aToVisit[numToVisit++] = Edge2(pCur, i);
+        aToVisit[0] = Edge2(pCur, 2);
+        aToVisit[1] = Edge2(pCur, 1);
+        aToVisit[2] = Edge2(pCur, 0);
+        numToVisit = 3;
     } else {
         // q on edge ici: both triangles beside it are in the cavity.
         Triangle2* pN = pCur->getOppositeTriangle(ici);
         if (pN == nullptr) return BLOCKED;
         const int j = pN->getIntraTriangleIndex(pCur);
         if (!chunk.contains(pN->getCorner(j))) return BLOCKED;
-        enter(pCur, ici);
-        enter(pN, j);
+        apCavity[numCavity++] = pN;
+        aToVisit[0] = Edge2(pCur, incIndexBy2(ici));
+        aToVisit[1] = Edge2(pCur, incIndexBy1(ici));
+        aToVisit[2] = Edge2(pN, incIndexBy2(j));
+        aToVisit[3] = Edge2(pN, incIndexBy1(j));
+        numToVisit = 4;
     }
     while (numToVisit > 0) {
-        const Edge2 e = aToVisit[--numToVisit];
+        const Edge2& e = aToVisit[--numToVisit];
         Triangle2* pX = e.getTriangle();
         const int i = e.getIndex();
         Triangle2* pY = pX->getOppositeTriangle(i);
         const int j = pY != nullptr ? pY->getIntraTriangleIndex(pX) : 0;
         if (pY != nullptr && geomTest.inCircle(pY->getCorner(0), pY->getCorner(1), pY->getCorner(2), q) > 0) {
             if (!chunk.contains(pY->getCorner(j)) || numCavity == MAX_CONFLICT) return BLOCKED;
-            enter(pY, j);
+            apCavity[numCavity++] = pY;
+            aToVisit[numToVisit++] = Edge2(pY, incIndexBy2(j));
+            aToVisit[numToVisit++] = Edge2(pY, incIndexBy1(j));
         } else {
             aBorder[numBorder++] = topo::CavityEdge{pX->getCorner(incIndexBy1(i)), pX->getCorner(incIndexBy2(i)), pY, j};
         }
