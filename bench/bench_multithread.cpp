@@ -1,8 +1,9 @@
 // Multithreaded bulk insertion: wall time with 1 and 2 threads beside CGAL's single-threaded
 // Delaunay_triangulation_2 (range insertion of the same points) in the same run, on 1M and 4M
 // uniform points, the 1000x1000 grid and 1M clustered points; peak memory per point (the
-// kernel's high-water mark); then one run with 16 threads per case, whose chunk statistics
-// show how the work would spread over 16 cores (on this machine the threads share two).
+// kernel's high-water mark); the phases of the bulk insertion (wall and CPU, 1 and 2 threads);
+// then one run with 16 threads per case, whose chunk statistics show how the work would spread
+// over 16 cores (on this machine the threads share two).
 // Wall time is what a host waits for; the machine is shared, so the load average is printed
 // before and after, and the best of the repetitions counts.
 // Usage: bench_multithread [repetitions [case-name-filter]]
@@ -98,27 +99,27 @@ void printStats(const MultithreadStats& s) {
                 s.numThreads, onIdleCores);
 }
 
-// Phase by phase: wall and process CPU seconds of the best 1- and 2-thread runs, and the share of
-// the 2-thread wall time spent where only the calling thread works.
+// Phase by phase: wall and process CPU seconds of the best 1- and 2-thread runs; CPU over wall
+// is how many threads a phase kept busy (about 1: the calling thread alone), so on a quiet
+// machine the phases near 1 make up the serial share of the 2-thread run.
 void printPhases(const Result& a, const Result& b) {
-    auto find = [](const Result& r, const char* name) {
+    auto find = [](const Result& r, const std::string& name) {
         for (const PhaseTimes::Phase& p : r.vPhases)
-            if (std::strcmp(p.name, name) == 0) return p;
-        return PhaseTimes::Phase{name, 0.0, 0.0};
+            if (name == p.name) return p;
+        return PhaseTimes::Phase{"", 0.0, 0.0};
     };
-    std::vector<const char*> vNames;
+    std::vector<std::string> vNames;
     for (const Result* r : {&a, &b})
         for (const PhaseTimes::Phase& p : r->vPhases)
-            if (std::find_if(vNames.begin(), vNames.end(), [&](const char* n) { return std::strcmp(n, p.name) == 0; }) ==
-                vNames.end())
-                vNames.push_back(p.name);
-    std::printf("    %-16s %8s %8s | %8s %8s\n", "phase", "1 wall", "1 cpu", "2 wall", "2 cpu");
-    double sum1 = 0, sum2 = 0;
-    for (const char* name : vNames) {
+            if (std::find(vNames.begin(), vNames.end(), p.name) == vNames.end()) vNames.push_back(p.name);
+    std::printf("    %-16s %8s %8s | %8s %8s %8s\n", "phase", "1 wall", "1 cpu", "2 wall", "2 cpu", "cpu/wall");
+    double sum1 = 0.0, sum2 = 0.0;
+    for (const std::string& name : vNames) {
         const PhaseTimes::Phase p = find(a, name), q = find(b, name);
         sum1 += p.wall;
         sum2 += q.wall;
-        std::printf("    %-16s %8.4f %8.4f | %8.4f %8.4f\n", name, p.wall, p.cpu, q.wall, q.cpu);
+        std::printf("    %-16s %8.4f %8.4f | %8.4f %8.4f %8.2f\n", name.c_str(), p.wall, p.cpu, q.wall, q.cpu,
+                    q.wall > 0.0 ? q.cpu / q.wall : 0.0);
     }
     std::printf("    %-16s %8.4f %8s | %8.4f\n", "sum", sum1, "", sum2);
 }

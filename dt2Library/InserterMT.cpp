@@ -1,11 +1,12 @@
 // Multithreaded bulk insertion of one key-sorted range.
 //
-// Design. Every point goes in as on one thread (walk, split, Lawson flips), but a thread changes
-// only triangles it owns, and ownership is fixed before each parallel round: the data box is cut
-// into rectangular cells (Partitioner), every vertex lies in exactly one cell, and a triangle
-// belongs to a cell when its three corners do. The thread working on a cell (a Chunk) inserts a
-// point when its walk stays in owned triangles and its conflict region (the triangles whose
-// circumcircle strictly contains it) is owned; otherwise the point is deferred to the next step.
+// Design. Every point goes in as on one thread (walk, then its cavity replaced by a fan: the same
+// triangulation that Lawson flips give), but a thread changes only triangles it owns, and ownership
+// is fixed before each parallel round: the data box is cut into rectangular cells
+// (Partitioner), every vertex lies in exactly one cell, and a triangle belongs to a cell when its
+// three corners do. The thread working on a cell (a Chunk) inserts a point when its walk stays in
+// owned triangles and its cavity (the triangles whose circumcircle strictly contains it) is
+// owned; otherwise the point is deferred to the next step.
 // Why no lock is needed: an owned triangle's edges have both ends in the cell, so a triangle
 // across one of them has a corner in the cell and is owned by no other cell; nobody else changes
 // its corners, and no other thread links to it (its edges would need both ends in that thread's
@@ -27,8 +28,8 @@
 //
 // Why not the alternatives: stitching separately built chunk triangulations needs an exact merge
 // of their seams, and reservations in rounds locate and test every point twice; here only the
-// few deferred points are located twice, and the conflict region found before the change also
-// decides the flips, so no in-circle test is repeated. Each worker owns its GeomTest (bounds
+// few deferred points are located twice, and the cavity found before the change is the change,
+// so no in-circle test is repeated and no triangle is flipped. Each worker owns its GeomTest (bounds
 // copied from the calling thread's), its triangle store (runs of records taken from the shared
 // pool under one mutex) and its scratch.
 #include "InserterMT.h"
@@ -63,9 +64,9 @@ const size_t MAX_SERIAL_SAMPLE = 4096;
 const size_t CELLS_PER_THREAD = 4;
 const size_t MIN_CELL_POINTS = 4096;
 const size_t MAX_CELLS = 4096;
-// A worker defers a point whose walk or conflict region grows beyond these bounds.
+// A worker defers a point whose walk or cavity grows beyond these bounds.
 const int MAX_WALK_STEPS = 100000;
-const size_t MAX_CONFLICT = 256;
+const size_t MAX_CAVITY = 256;
 // How far (in key order) a worker looks for an inserted vertex of its cell to start from.
 const size_t ANCHOR_LOOKAROUND = 64;
 } // namespace
@@ -82,7 +83,8 @@ void PhaseTimes::read(double& wall, double& cpu) {
 void PhaseTimes::mark(const char* name) {
     double wall, cpu;
     read(wall, cpu);
-    auto it = std::find_if(vPhases.begin(), vPhases.end(), [&](const Phase& p) { return std::strcmp(p.name, name) == 0; });
+    auto it = std::find_if(vPhases.begin(), vPhases.end(),
+                           [&](const Phase& p) { return std::strcmp(p.name, name) == 0; });
     if (it == vPhases.end()) it = vPhases.insert(vPhases.end(), Phase{name, 0.0, 0.0});
     it->wall += wall - wall0;
     it->cpu += cpu - cpu0;
@@ -141,9 +143,9 @@ struct InserterMT::Worker {
     TriangleStore store;
     // The cavity of the current point (the triangles whose circumcircle strictly contains it),
     // its border counterclockwise, and the edges still to be looked across.
-    Triangle2* apCavity[MAX_CONFLICT];
-    topo::CavityEdge aBorder[MAX_CONFLICT + 2];
-    Edge2 aToVisit[MAX_CONFLICT + 4];
+    Triangle2* apCavity[MAX_CAVITY];
+    topo::CavityEdge aBorder[MAX_CAVITY + 2];
+    Edge2 aToVisit[MAX_CAVITY + 4];
 };
 
 InserterMT::Worker::Result InserterMT::Worker::tryInsert(const Chunk& chunk, Point2* q, Triangle2* pStartT,
@@ -215,12 +217,13 @@ InserterMT::Worker::Result InserterMT::Worker::tryInsert(const Chunk& chunk, Poi
         Triangle2* pY = pX->getOppositeTriangle(i);
         const int j = pY != nullptr ? pY->getIntraTriangleIndex(pX) : 0;
         if (pY != nullptr && geomTest.inCircle(pY->getCorner(0), pY->getCorner(1), pY->getCorner(2), q) > 0) {
-            if (!chunk.contains(pY->getCorner(j)) || numCavity == MAX_CONFLICT) return BLOCKED;
+            if (!chunk.contains(pY->getCorner(j)) || numCavity == MAX_CAVITY) return BLOCKED;
             apCavity[numCavity++] = pY;
             aToVisit[numToVisit++] = Edge2(pY, incIndexBy2(j));
             aToVisit[numToVisit++] = Edge2(pY, incIndexBy1(j));
         } else {
-            aBorder[numBorder++] = topo::CavityEdge{pX->getCorner(incIndexBy1(i)), pX->getCorner(incIndexBy2(i)), pY, j};
+            aBorder[numBorder++] =
+                topo::CavityEdge{pX->getCorner(incIndexBy1(i)), pX->getCorner(incIndexBy2(i)), pY, j};
         }
     }
     topo::fillCavity(store, q, aBorder, apCavity, numCavity);
