@@ -18,8 +18,8 @@
 // (2) The points are split into levels by key order: every 32nd point is a sample of the range,
 // every 32nd of those a sample of the sample, and so on until a sample has at most 4096 points;
 // that one is inserted on the calling thread, so that cells hold owned triangles to start from.
-// Then each level, coarsest first: (3) round 1 over a grid of 4 cells per thread (fewer seams
-// with few threads, enough cells to balance with many), which the threads take largest first
+// Then each level, coarsest first: (3) round 1 over a grid of 2 cells per thread (little seam,
+// yet enough cells to balance), which the threads take largest first
 // from an atomic counter; (4) round 2 over the grid shifted by half a cell, for the points round
 // 1 deferred: they lie along its seams, which now run through cells; (5) the rest (where seams of
 // both grids cross, and between the data and the fake box) on the calling thread, each from an
@@ -58,10 +58,12 @@ double threadCpuNow() {
 // MAX_SERIAL_SAMPLE points.
 const size_t SAMPLE_STEP = 32;
 const size_t MAX_SERIAL_SAMPLE = 4096;
-// Round 1 has this many cells per thread (fewer seams with few threads, enough cells to balance
-// with many); where that would leave fewer than MIN_CELL_POINTS points per cell, the largest power
-// of two of cells that does not (at least 4).
-const size_t CELLS_PER_THREAD = 4;
+// Round 1 has this many cells per thread: the largest cells go first, so two per thread keep the
+// threads about equally busy, and every further cell adds seam, whose points are deferred (with
+// 2 threads, 4 cells per thread deferred twice as many points as 2). Where that would leave fewer
+// than MIN_CELL_POINTS points per cell, the largest power of two of cells that does not (at
+// least 4).
+const size_t CELLS_PER_THREAD = 2;
 const size_t MIN_CELL_POINTS = 4096;
 const size_t MAX_CELLS = 4096;
 // A worker defers a point whose walk or cavity grows beyond these bounds.
