@@ -1,12 +1,12 @@
 // Multithreaded bulk insertion of one key-sorted range.
 //
-// Design. Every point goes in as on one thread (walk, then its cavity replaced by a fan: the same
-// triangulation that Lawson flips give), but a thread changes only triangles it owns, and ownership
-// is fixed before each parallel round: the data box is cut into rectangular cells
-// (Partitioner), every vertex lies in exactly one cell, and a triangle belongs to a cell when its
-// three corners do. The thread working on a cell (a Chunk) inserts a point when its walk stays in
-// owned triangles and its cavity (the triangles whose circumcircle strictly contains it) is
-// owned; otherwise the point is deferred to the next step.
+// Design. Every point goes in as on one thread (a walk, then its cavity replaced by a fan, which
+// gives what Lawson flips give), but a thread changes only triangles it owns, and ownership is
+// fixed before each parallel round: the data box is cut into rectangular cells (Partitioner),
+// every vertex lies in exactly one cell, and a triangle belongs to a cell when its three corners
+// do. The thread working on a cell (a Chunk) inserts a point when its walk stays in owned
+// triangles and its cavity (the triangles whose circumcircle strictly contains it) is owned;
+// otherwise the point is deferred to the next step.
 // Why no lock is needed: an owned triangle's edges have both ends in the cell, so a triangle
 // across one of them has a corner in the cell and is owned by no other cell; nobody else changes
 // its corners, and no other thread links to it (its edges would need both ends in that thread's
@@ -19,22 +19,23 @@
 // every 32nd of those a sample of the sample, and so on until a sample has at most 4096 points;
 // that one is inserted on the calling thread, so that cells hold owned triangles to start from.
 // Then each level, coarsest first: (3) round 1 over a grid of 2 cells per thread (little seam,
-// yet enough cells to balance), which the threads take largest first
-// from an atomic counter; (4) round 2 over the grid shifted by half a cell, for the points round
-// 1 deferred: they lie along its seams, which now run through cells; (5) the rest (where seams of
-// both grids cross, and between the data and the fake box) on the calling thread, each from an
-// inserted vertex near it in key order. Cells insert in key order; what a round defers and the
+// yet enough cells to balance), which the threads take largest first from an atomic counter;
+// (4) round 2 over the grid shifted by half a cell, for the points round 1 deferred: they lie
+// along its seams, which now run through cells; (5) the rest (where seams of both grids cross,
+// and between the data and the fake box) on the calling thread, each from an inserted vertex
+// near it in key order. Cells insert in key order; what a round defers and the
 // duplicates its workers found are collected after it in cell order.
 //
 // Why not the alternatives: stitching separately built chunk triangulations needs an exact merge
 // of their seams, and reservations in rounds locate and test every point twice; here only the
 // few deferred points are located twice, and the cavity found before the change is the change,
-// so no in-circle test is repeated and no triangle is flipped. Each worker owns its GeomTest (bounds
-// copied from the calling thread's), its triangle store (runs of records taken from the shared
-// pool under one mutex) and its scratch.
+// so no in-circle test is repeated and no triangle is flipped. Each worker owns its GeomTest
+// (bounds copied from the calling thread's), its triangle store (runs of records taken from the
+// shared pool under one mutex) and its scratch.
 #include "InserterMT.h"
 #include "Bbox2.h"
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <exception>
@@ -136,7 +137,7 @@ void Partitioner::getCell(size_t cell, double& x0, double& y0, double& x1, doubl
 // ---- one worker --------------------------------------------------------------------------------
 
 struct InserterMT::Worker {
-    explicit Worker(SimplePool<Triangle2>* pPool, std::mutex* pPoolMutex) : store(pPool, pPoolMutex) {}
+    Worker(SimplePool<Triangle2>* pPool, std::mutex* pPoolMutex) : store(pPool, pPoolMutex) {}
     enum Result { INSERTED, DUPLICATE, BLOCKED };
     // Inserts q from the owned triangle pStartT if everything it touches is owned by chunk.
     Result tryInsert(const Chunk& chunk, Point2* q, Triangle2* pStartT, Point2*& pSurvivor);
