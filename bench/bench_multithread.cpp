@@ -1,8 +1,9 @@
 // Multithreaded bulk insertion: wall time with 1 and 2 threads beside CGAL's single-threaded
 // Delaunay_triangulation_2 (range insertion of the same points) in the same run, on 1M and 4M
 // uniform points, the 1000x1000 grid and 1M clustered points; peak memory per point (the
-// kernel's high-water mark); then one run with 16 threads per case, whose chunk statistics
-// show how the work would spread over 16 cores (on this machine the threads share two).
+// kernel's high-water mark); the phases of the bulk insertion (wall and CPU, 1 and 2 threads);
+// then one run with 16 threads per case, whose chunk statistics show how the work would spread
+// over 16 cores (on this machine the threads share two).
 // Wall time is what a host waits for; the machine is shared, so the load average is printed
 // before and after, and the best of the repetitions counts.
 // Usage: bench_multithread [repetitions [case-name-filter]]
@@ -45,6 +46,7 @@ struct Result {
     double cpu{0.0};
     double bytesPerPoint{0.0};
     MultithreadStats stats;
+    std::vector<PhaseTimes::Phase> vPhases;
 };
 
 // Peak memory of a run: the growth of the high-water mark over the resident size before it.
@@ -66,6 +68,7 @@ Result runLumo(const std::vector<Point2>& v, int numThreads) {
         dt.setNumCPU(numThreads);
         dt.insertVector(v, nullptr);
         r.stats = dt.getMultithreadStats();
+        r.vPhases = dt.getBulkPhases().getPhases();
     });
 }
 
@@ -94,6 +97,31 @@ void printStats(const MultithreadStats& s) {
     }
     std::printf("      the range on %d idle cores: %.3f s (calling thread's part plus each round's span)\n",
                 s.numThreads, onIdleCores);
+}
+
+// Phase by phase: wall and process CPU seconds of the best 1- and 2-thread runs; CPU over wall
+// is how many threads a phase kept busy (about 1: the calling thread alone), so on a quiet
+// machine the phases near 1 make up the serial share of the 2-thread run.
+void printPhases(const Result& a, const Result& b) {
+    auto find = [](const Result& r, const std::string& name) {
+        for (const PhaseTimes::Phase& p : r.vPhases)
+            if (name == p.name) return p;
+        return PhaseTimes::Phase{"", 0.0, 0.0};
+    };
+    std::vector<std::string> vNames;
+    for (const Result* r : {&a, &b})
+        for (const PhaseTimes::Phase& p : r->vPhases)
+            if (std::find(vNames.begin(), vNames.end(), p.name) == vNames.end()) vNames.push_back(p.name);
+    std::printf("    %-16s %8s %8s | %8s %8s %8s\n", "phase", "1 wall", "1 cpu", "2 wall", "2 cpu", "cpu/wall");
+    double sum1 = 0.0, sum2 = 0.0;
+    for (const std::string& name : vNames) {
+        const PhaseTimes::Phase p = find(a, name), q = find(b, name);
+        sum1 += p.wall;
+        sum2 += q.wall;
+        std::printf("    %-16s %8.4f %8.4f | %8.4f %8.4f %8.2f\n", name.c_str(), p.wall, p.cpu, q.wall, q.cpu,
+                    q.wall > 0.0 ? q.cpu / q.wall : 0.0);
+    }
+    std::printf("    %-16s %8.4f %8s | %8.4f\n", "sum", sum1, "", sum2);
 }
 
 void runCase(const char* name, const std::vector<Point2>& v, int reps) {
@@ -126,6 +154,7 @@ void runCase(const char* name, const std::vector<Point2>& v, int reps) {
                 best1.wall / bestCgal.wall, best2.wall / bestCgal.wall);
 #endif
     std::printf(" | 16 threads %6.3f s\n", best16.wall);
+    printPhases(best1, best2);
     printStats(best2.stats);
     printStats(best16.stats);
     std::fflush(stdout);

@@ -96,6 +96,8 @@ public:
     int getNumCPU() const { return numCPU; }
     // What the last multithreaded insertion did (all zero before the first one).
     const MultithreadStats& getMultithreadStats() const { return mtStats; }
+    // Where the last bulk insertion spent its time, phase by phase.
+    const PhaseTimes& getBulkPhases() const { return bulkPhases; }
     // Test hook: called on a worker thread before each cell of a multithreaded insertion (round,
     // cell); an exception it throws ends the insertion as a worker failure.
     void setWorkerHook(std::function<void(int, size_t)> hook) { mtCellHook = std::move(hook); }
@@ -325,6 +327,7 @@ private:
     int numCPU{1};
     double fakeBoxDifferenceBound{0.0};   // the predicates' difference bound while the box is in
     MultithreadStats mtStats;
+    PhaseTimes bulkPhases;
     std::function<void(int, size_t)> mtCellHook;
     MsgPublisher* pMsgPublisher{nullptr};
     std::unique_ptr<ConstraintMgr, ConstraintMgrDeleter> pConstraintMgr;

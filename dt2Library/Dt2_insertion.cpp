@@ -158,6 +158,7 @@ template <class GetXY, class Prefetch>
 void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles) {
     // Large inputs are keyed, sorted and copied into vertex records on several threads when more
     // than one is configured; the result does not depend on the number.
+    bulkPhases.start();
     const size_t numSlices = numSlicesFor(numCPU, n);
     // Measure the finite points (per slice, so that the keys can be written in parallel).
     struct SliceBox {
@@ -204,6 +205,7 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
     if (numValid == 0) return;
     growBoxes(minX, minY, maxX, maxY);
     if (numCPU > 1) installFakeBox();
+    bulkPhases.mark("box");
 
     if (pMsgPublisher != nullptr) pMsgPublisher->start("insert vertices", numValid);
     timer("[quiet] Delaunay point insertion");
@@ -231,7 +233,9 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
                 if (isFinitePoint(x, y)) aKeyIdx[k++] = uint64_t(hc.getKey(x, y)) << KEY_SHIFT | uint64_t(i);
             }
         });
+        bulkPhases.mark("keys");
         sortKeyIndexPairs(aKeyIdx.get(), m, numSlices);
+        bulkPhases.mark("sort");
         // The records in curve order: runs of consecutive pool records, filled in parallel.
         VaultEntry* pNewEntries = vertexVault.appendEntries(m);
         std::vector<std::pair<size_t, Point2*>> vRuns;   // (first index in curve order, records)
@@ -270,6 +274,7 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
             }
         });
     }
+    bulkPhases.mark("records");
 
     if (!is2D()) {
         // Vertices stored by earlier calls (all collinear so far) must survive as the vertex
@@ -280,12 +285,15 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
         }
         // Without a triangle no walk can find duplicates: sort them out explicitly.
         if (!createFullDimTriangle(firstNew)) vertexVault.findDupsBySorting();
+        bulkPhases.mark("insert");
     } else {
         VaultEntry* pBegin = vertexVault.begin() + firstNew;
         VaultEntry* pEnd = vertexVault.end();
         Triangle2* pStartT = vertexVault.getCloseTriangle(pBegin[(pEnd - pBegin) / 2].key);
         insertSortedRange(pBegin, pEnd, pStartT);
+        bulkPhases.mark("insert");
         vertexVault.mergeTail();
+        bulkPhases.mark("merge");
     }
 
     vertexVault.treatDupsAndHandles(aHandles, n);
@@ -294,7 +302,9 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
         for (const VaultEntry& e : vertexVault.getEntries()) sLowerDimVertices.insert(e.pVtx);
     timer("[quiet] Delaunay point insertion");
     if (pMsgPublisher != nullptr) pMsgPublisher->finish();
+    bulkPhases.mark("duplicates");
     if (vertexVault.hasFakeBox()) removeFakeBox();
+    bulkPhases.mark("fake box out");
 }
 
 bool Dt2::createFullDimTriangle(size_t numPreExistingVtx) {
@@ -327,6 +337,7 @@ void Dt2::insertSortedRange(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pSt
     if (numCPU > 1 && n >= 1000 && vertexVault.hasFakeBox() && !inserter.hasHooks()) {
         InserterMT inserterMT(inserter, poolTriangles, vertexVault);
         inserterMT.setCellHook(mtCellHook);
+        inserterMT.setPhaseTimes(&bulkPhases);
         inserterMT.run(pBegin, pEnd, pStartT, numCPU, fakeBoxDifferenceBound);
         mtStats = inserterMT.getStats();
         // The calling thread's inserter counted the sample and the rest.

@@ -1,11 +1,12 @@
 // Multithreaded bulk insertion of one key-sorted range.
 //
-// Design. Every point goes in as on one thread (walk, split, Lawson flips), but a thread changes
-// only triangles it owns, and ownership is fixed before each parallel round: the data box is cut
-// into rectangular cells (Partitioner), every vertex lies in exactly one cell, and a triangle
-// belongs to a cell when its three corners do. The thread working on a cell (a Chunk) inserts a
-// point when its walk stays in owned triangles and its conflict region (the triangles whose
-// circumcircle strictly contains it) is owned; otherwise the point is deferred to the next step.
+// Design. Every point goes in as on one thread (a walk, then its cavity replaced by a fan, which
+// gives what Lawson flips give), but a thread changes only triangles it owns, and ownership is
+// fixed before each parallel round: the data box is cut into rectangular cells (Partitioner),
+// every vertex lies in exactly one cell, and a triangle belongs to a cell when its three corners
+// do. The thread working on a cell (a Chunk) inserts a point when its walk stays in owned
+// triangles and its cavity (the triangles whose circumcircle strictly contains it) is owned;
+// otherwise the point is deferred to the next step.
 // Why no lock is needed: an owned triangle's edges have both ends in the cell, so a triangle
 // across one of them has a corner in the cell and is owned by no other cell; nobody else changes
 // its corners, and no other thread links to it (its edges would need both ends in that thread's
@@ -17,24 +18,26 @@
 // (2) The points are split into levels by key order: every 32nd point is a sample of the range,
 // every 32nd of those a sample of the sample, and so on until a sample has at most 4096 points;
 // that one is inserted on the calling thread, so that cells hold owned triangles to start from.
-// Then each level, coarsest first: (3) round 1 over a grid of 4 cells per thread (fewer seams
-// with few threads, enough cells to balance with many), which the threads take largest first
-// from an atomic counter; (4) round 2 over the grid shifted by half a cell, for the points round
-// 1 deferred: they lie along its seams, which now run through cells; (5) the rest (where seams of
-// both grids cross, and between the data and the fake box) on the calling thread, each from an
-// inserted vertex near it in key order. Cells insert in key order; what a round defers and the
+// Then each level, coarsest first: (3) round 1 over a grid of 2 cells per thread (little seam,
+// yet enough cells to balance), which the threads take largest first from an atomic counter;
+// (4) round 2 over the grid shifted by half a cell, for the points round 1 deferred: they lie
+// along its seams, which now run through cells; (5) the rest (where seams of both grids cross,
+// and between the data and the fake box) on the calling thread, each from an inserted vertex
+// near it in key order. Cells insert in key order; what a round defers and the
 // duplicates its workers found are collected after it in cell order.
 //
 // Why not the alternatives: stitching separately built chunk triangulations needs an exact merge
 // of their seams, and reservations in rounds locate and test every point twice; here only the
-// few deferred points are located twice, and the conflict region found before the change also
-// decides the flips, so no in-circle test is repeated. Each worker owns its GeomTest (bounds
-// copied from the calling thread's), its triangle store (runs of records taken from the shared
-// pool under one mutex) and its scratch.
+// few deferred points are located twice, and the cavity found before the change is the change,
+// so no in-circle test is repeated and no triangle is flipped. Each worker owns its GeomTest
+// (bounds copied from the calling thread's), its triangle store (runs of records taken from the
+// shared pool under one mutex) and its scratch.
 #include "InserterMT.h"
 #include "Bbox2.h"
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <cstring>
 #include <exception>
 #include <memory>
 #include <string>
@@ -56,22 +59,41 @@ double threadCpuNow() {
 // MAX_SERIAL_SAMPLE points.
 const size_t SAMPLE_STEP = 32;
 const size_t MAX_SERIAL_SAMPLE = 4096;
-// Round 1 has this many cells per thread (fewer seams with few threads, enough cells to balance
-// with many); where that would leave fewer than MIN_CELL_POINTS points per cell, the largest power
-// of two of cells that does not (at least 4).
-const size_t CELLS_PER_THREAD = 4;
+// Round 1 has this many cells per thread: the largest cells go first, so two per thread keep the
+// threads about equally busy, and every further cell adds seam, whose points are deferred (with
+// 2 threads, 4 cells per thread deferred twice as many points as 2). Where that would leave fewer
+// than MIN_CELL_POINTS points per cell, the largest power of two of cells that does not (at
+// least 4).
+const size_t CELLS_PER_THREAD = 2;
 const size_t MIN_CELL_POINTS = 4096;
 const size_t MAX_CELLS = 4096;
-// A worker defers a point whose walk or conflict region grows beyond these bounds.
+// A worker defers a point whose walk or cavity grows beyond these bounds.
 const int MAX_WALK_STEPS = 100000;
-const size_t MAX_CONFLICT = 256;
+const size_t MAX_CAVITY = 256;
 // How far (in key order) a worker looks for an inserted vertex of its cell to start from.
 const size_t ANCHOR_LOOKAROUND = 64;
-
-bool isIn(const std::vector<Triangle2*>& v, const Triangle2* pT) {
-    return std::find(v.begin(), v.end(), pT) != v.end();
-}
 } // namespace
+
+// ---- PhaseTimes ----------------------------------------------------------------------------------
+
+void PhaseTimes::read(double& wall, double& cpu) {
+    wall = std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+    timespec t;
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    cpu = double(t.tv_sec) + 1e-9 * double(t.tv_nsec);
+}
+
+void PhaseTimes::mark(const char* name) {
+    double wall, cpu;
+    read(wall, cpu);
+    auto it = std::find_if(vPhases.begin(), vPhases.end(),
+                           [&](const Phase& p) { return std::strcmp(p.name, name) == 0; });
+    if (it == vPhases.end()) it = vPhases.insert(vPhases.end(), Phase{name, 0.0, 0.0});
+    it->wall += wall - wall0;
+    it->cpu += cpu - cpu0;
+    wall0 = wall;
+    cpu0 = cpu;
+}
 
 // ---- Partitioner ---------------------------------------------------------------------------------
 
@@ -115,18 +137,18 @@ void Partitioner::getCell(size_t cell, double& x0, double& y0, double& x1, doubl
 // ---- one worker --------------------------------------------------------------------------------
 
 struct InserterMT::Worker {
-    Worker(SimplePool<Triangle2>* pPool, std::mutex* pPoolMutex) : store(pPool, pPoolMutex) {
-        vConflict.reserve(64);
-        vCheckT.reserve(64);
-    }
+    Worker(SimplePool<Triangle2>* pPool, std::mutex* pPoolMutex) : store(pPool, pPoolMutex) {}
     enum Result { INSERTED, DUPLICATE, BLOCKED };
     // Inserts q from the owned triangle pStartT if everything it touches is owned by chunk.
     Result tryInsert(const Chunk& chunk, Point2* q, Triangle2* pStartT, Point2*& pSurvivor);
 
     GeomTest geomTest;
     TriangleStore store;
-    std::vector<Triangle2*> vConflict;   // conflict region of the current point
-    std::vector<Triangle2*> vCheckT;     // star triangles whose outer edge awaits its check
+    // The cavity of the current point (the triangles whose circumcircle strictly contains it),
+    // its border counterclockwise, and the edges still to be looked across.
+    Triangle2* apCavity[MAX_CAVITY];
+    topo::CavityEdge aBorder[MAX_CAVITY + 2];
+    Edge2 aToVisit[MAX_CAVITY + 4];
 };
 
 InserterMT::Worker::Result InserterMT::Worker::tryInsert(const Chunk& chunk, Point2* q, Triangle2* pStartT,
@@ -166,45 +188,48 @@ InserterMT::Worker::Result InserterMT::Worker::tryInsert(const Chunk& chunk, Poi
         numTests = 2;
     }
 
-    // The conflict region, grown over edges from the triangle (or the two triangles) under q.
-    // Triangles across the edges of owned ones are read safely: no other thread owns them.
-    vConflict.clear();
-    vConflict.push_back(pCur);
-    if (ici != -1) {
+    // The cavity, depth first from the triangle (or the two triangles) under q. It has no vertex
+    // inside (each keeps an edge to q), so its triangles form a tree across their shared edges
+    // and each is reached once. A triangle entered over its edge j is left over j+1, then j+2:
+    // the border edges come out counterclockwise. Triangles across the edges of owned ones are
+    // read safely: no other thread owns them.
+    size_t numCavity = 1, numBorder = 0, numToVisit;
+    apCavity[0] = pCur;
+    if (ici == -1) {
+        aToVisit[0] = Edge2(pCur, 2);
+        aToVisit[1] = Edge2(pCur, 1);
+        aToVisit[2] = Edge2(pCur, 0);
+        numToVisit = 3;
+    } else {
+        // q on edge ici: both triangles beside it are in the cavity.
         Triangle2* pN = pCur->getOppositeTriangle(ici);
-        if (pN == nullptr || !chunk.contains(pN->getCorner(pN->getIntraTriangleIndex(pCur)))) return BLOCKED;
-        vConflict.push_back(pN);
+        if (pN == nullptr) return BLOCKED;
+        const int j = pN->getIntraTriangleIndex(pCur);
+        if (!chunk.contains(pN->getCorner(j))) return BLOCKED;
+        apCavity[numCavity++] = pN;
+        aToVisit[0] = Edge2(pCur, incIndexBy2(ici));
+        aToVisit[1] = Edge2(pCur, incIndexBy1(ici));
+        aToVisit[2] = Edge2(pN, incIndexBy2(j));
+        aToVisit[3] = Edge2(pN, incIndexBy1(j));
+        numToVisit = 4;
     }
-    for (size_t k = 0; k < vConflict.size(); ++k) {
-        Triangle2* pX = vConflict[k];
-        for (int j = 0; j < 3; ++j) {
-            Triangle2* pY = pX->getOppositeTriangle(j);
-            if (pY == nullptr || isIn(vConflict, pY)) continue;
-            if (geomTest.inCircle(pY->getCorner(0), pY->getCorner(1), pY->getCorner(2), q) <= 0) continue;
-            if (!chunk.contains(pY->getCorner(pY->getIntraTriangleIndex(pX))) || vConflict.size() >= MAX_CONFLICT)
-                return BLOCKED;
-            vConflict.push_back(pY);
+    while (numToVisit > 0) {
+        const Edge2& e = aToVisit[--numToVisit];
+        Triangle2* pX = e.getTriangle();
+        const int i = e.getIndex();
+        Triangle2* pY = pX->getOppositeTriangle(i);
+        const int j = pY != nullptr ? pY->getIntraTriangleIndex(pX) : 0;
+        if (pY != nullptr && geomTest.inCircle(pY->getCorner(0), pY->getCorner(1), pY->getCorner(2), q) > 0) {
+            if (!chunk.contains(pY->getCorner(j)) || numCavity == MAX_CAVITY) return BLOCKED;
+            apCavity[numCavity++] = pY;
+            aToVisit[numToVisit++] = Edge2(pY, incIndexBy2(j));
+            aToVisit[numToVisit++] = Edge2(pY, incIndexBy1(j));
+        } else {
+            aBorder[numBorder++] =
+                topo::CavityEdge{pX->getCorner(incIndexBy1(i)), pX->getCorner(incIndexBy2(i)), pY, j};
         }
     }
-
-    // Split and flip as the single-threaded star legalisation does; an edge is flipped exactly
-    // when the triangle beyond it is in the conflict region (a triangle beyond the star's outer
-    // edge is never one the star already reused).
-    Triangle2* aT[4];
-    int numNew = 3;
-    if (ici == -1) topo::splitTriangle(store, pCur, q, aT);
-    else numNew = topo::splitEdge(store, pCur, ici, q, aT);
-    for (int k = 0; k < numNew; ++k) vCheckT.push_back(aT[k]);
-    while (!vCheckT.empty()) {
-        Triangle2* pT = vCheckT.back();
-        Triangle2* pN = pT->getOppositeTriangle(0);
-        if (pN == nullptr || !isIn(vConflict, pN)) {
-            vCheckT.pop_back();
-            continue;
-        }
-        topo::flipEdge(pT, 0);
-        vCheckT.push_back(pN);
-    }
+    topo::fillCavity(store, q, aBorder, apCavity, numCavity);
     return INSERTED;
 }
 
@@ -491,6 +516,7 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
     for (size_t off = topMid; off < rangeSize; off += topStride) vSample.push_back(uint32_t(off));
     stats.numSample = vSample.size();
     insertSerially(vSample, pT);
+    markPhase("mt sample");
 
     // The workers: predicates bounded as the calling thread's, stores sharing the pool; no more
     // of them than the finest level has cells.
@@ -533,12 +559,14 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
                 sortByCell(grid, pRange, vDeferred.size(), numSlices, [&](size_t j) { return vDeferred[j]; },
                            vSorted, vCellStart);
             }
+            markPhase("mt cell sort");
             stats.vRounds.emplace_back();
             stats.vRounds.back().level = int(level);
             stats.vRounds.back().round = round;
             const double cpuRound0 = threadCpuNow();
             vDeferred = runRound(stats.vRounds.back(), grid, vSorted, vCellStart, vWorkers);
             cpuRounds += threadCpuNow() - cpuRound0;
+            markPhase(round == 1 ? "mt round 1" : "mt round 2");
         }
         // (5) The rest on the calling thread, in the order round 2 left it, each from an
         // inserted vertex near it in key order.
@@ -550,6 +578,7 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
             pPrevT = serial.insertOneVertex(e.pVtx, pNear != nullptr ? pNear : pPrevT);
             e.bActive = e.pVtx->getIncidentTriangle() != nullptr;
         }
+        markPhase("mt serial rest");
     }
     stats.cpuSerial = threadCpuNow() - cpuStart - cpuRounds;
 }

@@ -86,6 +86,29 @@ struct MultithreadStats {
     std::vector<MultithreadRound> vRounds;
 };
 
+// Wall and CPU seconds (of the whole process, workers included) of the phases of the last bulk
+// insertion, for benchmarks and tuning: a few clock readings per insertion, none per point.
+class PhaseTimes {
+public:
+    struct Phase {
+        const char* name;
+        double wall, cpu;
+    };
+    // Forgets the phases and takes the first reading.
+    void start() {
+        vPhases.clear();
+        read(wall0, cpu0);
+    }
+    // The time since the previous reading goes to the phase name (added up when it repeats).
+    void mark(const char* name);
+    const std::vector<Phase>& getPhases() const { return vPhases; }
+
+private:
+    static void read(double& wall, double& cpu);
+    std::vector<Phase> vPhases;
+    double wall0{0.0}, cpu0{0.0};
+};
+
 // A grid of rectangular cells over the data box; the outer cells reach to infinity, so that every
 // vertex (the fake box corners too) lies in exactly one cell. The cell of a point is decided by
 // comparisons with the stored grid lines only, so the cells are an exact partition.
@@ -133,6 +156,8 @@ public:
     const MultithreadStats& getStats() const { return stats; }
     // Test hook: called by a worker before each cell (round 1 or 2, cell index); may throw.
     void setCellHook(std::function<void(int, size_t)> hook) { cellHook = std::move(hook); }
+    // Where run() marks its phases (may be null).
+    void setPhaseTimes(PhaseTimes* pTimes) { pPhases = pTimes; }
 
 private:
     struct Worker;
@@ -163,6 +188,10 @@ private:
     size_t stride{1};   // of the level being inserted: its points are stride entries apart
     MultithreadStats stats;
     std::function<void(int, size_t)> cellHook;
+    PhaseTimes* pPhases{nullptr};
+    void markPhase(const char* name) {
+        if (pPhases != nullptr) pPhases->mark(name);
+    }
 };
 
 } // namespace ORBI_LUMO2D

@@ -1,6 +1,6 @@
 // Pointer surgery on the triangle records, written once: flip an edge, split a triangle into
-// three, split an edge into four (two on the hull), attach a fan of triangles to hull edges,
-// merge the three triangles around a degree-3 vertex. No geometry and no decisions: callers
+// three, split an edge into four (two on the hull), fill a cavity with a fan, attach a fan of
+// triangles to hull edges, merge the three triangles around a degree-3 vertex. No geometry and no decisions: callers
 // (insertion, constrained insertion, removal, refinement) decide what to do and call these.
 //
 // Naming: an edge is (T, i), the edge of T opposite its corner i. Every operation keeps the
@@ -181,6 +181,38 @@ inline int splitEdge(TriangleStore& store, Triangle2* pT, int i, Point2* q, Tria
     aOut[2] = pQDB;
     aOut[3] = pQBC;
     return 4;
+}
+
+// An edge of a cavity's border, seen from inside (a then b counterclockwise), with the triangle
+// outside it (null on the hull) and the index under which that triangle sees the edge.
+struct CavityEdge {
+    Point2* a;
+    Point2* b;
+    Triangle2* pOut;
+    int outIdx;
+};
+
+// Replaces the triangles apCavity[0..numCavity) by the fan from q over the cavity's border, given
+// counterclockwise and closed (aBorder[k].b == aBorder[k+1].a), numCavity + 2 edges, q strictly
+// inside each: one triangle (q, a, b) per edge, q at corner 0 and the border edge as edge 0. The
+// cavity's records are reused, the store gives the other two. Returns the first fan triangle.
+inline Triangle2* fillCavity(TriangleStore& store, Point2* q, const CavityEdge* aBorder, Triangle2* const* apCavity,
+                             size_t numCavity) {
+    const size_t numBorder = numCavity + 2;
+    Triangle2* pFirst = apCavity[0];
+    Triangle2* pPrev = nullptr;
+    for (size_t k = 0; k < numBorder; ++k) {
+        const CavityEdge& e = aBorder[k];
+        Triangle2* pT = k < numCavity ? apCavity[k] : store.create(e.a, e.b, q);
+        // The next triangle is known only for the last (the first); the others are linked back.
+        Triangle2* pNext = k + 1 == numBorder ? pFirst : nullptr;
+        pT->setPropertiesAndOppT(q, e.a, e.b, e.pOut, pNext, pPrev);
+        if (e.pOut != nullptr) e.pOut->setOppTriangle(e.outIdx, pT);
+        if (pPrev != nullptr) pPrev->setOppTriangle(1, pT);
+        pPrev = pT;
+    }
+    pFirst->setOppTriangle(2, pPrev);
+    return pFirst;
 }
 
 // Hull edge (pT, idx) to the next / previous hull edge in counterclockwise hull order.

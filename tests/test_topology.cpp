@@ -13,6 +13,7 @@ using lumo_test::randomPoints;
 using lumo_test::triangles;
 using lumo_test::canonicalTriangles;
 using lumo_test::checkDelaunayTriangulation;
+using lumo_test::exactInCircle;
 using lumo_test::exactOrientation;
 using lumo_test::gridPoints;
 using lumo_test::Dt2Of;
@@ -117,6 +118,38 @@ TEST(TopologyOps, MergeDegree3UndoesATriangleSplit) {
     dt.insert(Point2(0.5, 0.5));
     dt.getFreshTriangles(vFresh);
     EXPECT_TRUE(vFresh.empty());
+}
+
+TEST(TopologyOps, FillingTheCavityGivesTheDelaunayTriangulationWithThePoint) {
+    std::vector<Point2> v = randomPoints(200, 3);
+    Dt2Of dt(v);
+    std::vector<Point2> vOwned;
+    vOwned.reserve(30);
+    for (const Point2& p : randomPoints(30, 4, 0.2, 0.8)) {
+        vOwned.push_back(p);
+        Point2* pQ = &vOwned.back();
+        // The cavity by brute force, and its border chained from edge to edge.
+        std::set<Triangle2*> sCavity;
+        for (Triangle2* pT : triangles(dt))
+            if (exactInCircle(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2), *pQ) > 0) sCavity.insert(pT);
+        std::map<Point2*, topo::CavityEdge> mBorderFrom;
+        for (Triangle2* pT : sCavity)
+            for (int i = 0; i < 3; ++i) {
+                Triangle2* pN = pT->getOppositeTriangle(i);
+                if (sCavity.count(pN) != 0) continue;
+                Point2* pA = pT->getCorner(incIndexBy1(i));
+                mBorderFrom[pA] = {pA, pT->getCorner(incIndexBy2(i)), pN, pN ? pN->getIntraTriangleIndex(pT) : 0};
+            }
+        ASSERT_EQ(mBorderFrom.size(), sCavity.size() + 2);
+        std::vector<topo::CavityEdge> vBorder{mBorderFrom.begin()->second};
+        while (vBorder.size() < mBorderFrom.size()) vBorder.push_back(mBorderFrom.at(vBorder.back().b));
+        const std::vector<Triangle2*> vCavity(sCavity.begin(), sCavity.end());
+        topo::fillCavity(dt.getInserter().getStore(), pQ, vBorder.data(), vCavity.data(), vCavity.size());
+        dt.getVertexVault().addVertex(0, pQ);
+        v.push_back(p);
+        ASSERT_EQ(structureFaults(dt), "");
+        ASSERT_EQ(checkDelaunayTriangulation(v, triangles(dt)), "");
+    }
 }
 
 // ---- the legality hook ----------------------------------------------------------------------------
