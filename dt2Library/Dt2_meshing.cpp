@@ -20,6 +20,7 @@
 #include "ConstraintMgr.h"
 #include "ConstraintSegment2.h"
 #include "Dt2.h"
+#include "GridMesher.h"
 #include "InnerVtxMgr.h"
 #include "LicenseCheck.h"
 #include "LumoException.h"
@@ -172,6 +173,8 @@ public:
     void run();
     // True when a licence limit on mesh triangles stopped the run (the mesh is valid).
     bool isLicenseStopped() const { return bLicenseStopped; }
+    // Vertices that an earlier step put on constraint segments (split vertices, not input ones).
+    void noteSplitVertices(const std::vector<Point2*>& v) { sSplitVertices.insert(v.begin(), v.end()); }
 
     // ---- the observer: marks of new triangles, then the constraint manager's turn ----------
     void onFlip(Triangle2* pT, Triangle2* pN) override {
@@ -565,10 +568,30 @@ void Dt2::refineMain3(MeshGenParams* pParams) {
         reportError("Dt2::refineMain2()", "the zone does not belong to this triangulation");
         return;
     }
-    if (pParams->gridLength > 0.0 && (pParams->gridVector.x() != 0.0 || pParams->gridVector.y() != 0.0))
-        reportWarning("Dt2::refineMain3()", "grid meshing is not available yet, refining without the grid");
+    const double gridLength = pParams->gridLength, gx = pParams->gridVector.x(), gy = pParams->gridVector.y();
+    if (!(gridLength >= 0.0 && gridLength < HUGE_VAL)) {
+        reportError("Dt2::refineMain3()", "gridLength must be >=0 and finite, return");
+        return;
+    }
+    const bool bGrid = gridLength > 0.0;
+    if (bGrid && !(std::isfinite(gx) && std::isfinite(gy) && std::isfinite(std::hypot(gx, gy)) && (gx != 0.0 || gy != 0.0))) {
+        reportError("Dt2::refineMain3()", "gridVector must be finite and not (0,0) when gridLength>0, return");
+        return;
+    }
     if (!is2D()) return;
+    std::vector<Point2*> vGridSplitVertices;
+    if (bGrid) {
+        GridMesher grid(*this, *pParams);
+        if (!grid.plan()) return;
+        // Every grid vertex and split adds two triangles at most; refused before anything changes.
+        enforceLicense(LIMIT_MESH_TRIANGLES,
+                       numberOfTriangles() + 2 * (grid.numberOfGridVertices() + grid.numberOfPlannedSplits()),
+                       "Dt2::refineMain3()");
+        grid.apply();
+        vGridSplitVertices = grid.getSplitVertices();
+    }
     Refiner refiner(*this, *pParams);
+    refiner.noteSplitVertices(vGridSplitVertices);
     refiner.run();
     if (refiner.isLicenseStopped()) throw LumoLicenseException();
 }

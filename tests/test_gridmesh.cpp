@@ -1,0 +1,167 @@
+// Grid meshing: one table of domains and grids, each result checked independently: the grid
+// points recomputed from the documented formula (every one deep inside must be a vertex, every
+// vertex deep inside must be one), the bounds recomputed per triangle, the exact constrained
+// Delaunay oracle, the border still made of the graphs' pieces, and the quad mesh of the result.
+#include <gtest/gtest.h>
+#include <cmath>
+#include <limits>
+#include <set>
+#include "DelaunayOracle.h"
+#include "MeshChecks.h"
+#include "MessageText.h"
+
+using namespace ORBI_LUMO2D;
+using lumo_test::Ring;
+
+namespace {
+
+Ring rotated(Ring r, double degrees) {
+    const double c = std::cos(degrees * M_PI / 180), s = std::sin(degrees * M_PI / 180);
+    for (Point2& p : r) p = Point2(c * p.x() - s * p.y(), s * p.x() + c * p.y());
+    return r;
+}
+
+struct GridCase {
+    const char* name;
+    std::vector<Ring> vRings;   // outer counterclockwise, then holes clockwise
+    double gridLength, gridDegrees, minAngle;
+};
+
+const GridCase aCases[] = {
+    {"square, aligned grid", {lumo_test::rectangle(0, 0, 10, 10)}, 0.5, 0, 30},
+    {"square, grid at 30 degrees", {lumo_test::rectangle(0, 0, 10, 10)}, 0.5, 30, 28},
+    {"square at 30 degrees, grid along it", {rotated(lumo_test::rectangle(0, 0, 10, 10), 30)}, 0.5, 30, 28},
+    {"L-shape", {{Point2(0, 0), Point2(2, 0), Point2(2, 1), Point2(1, 1), Point2(1, 2), Point2(0, 2)}}, 0.07, 15, 25},
+    {"polygon with holes",
+     {lumo_test::regularPolygon(40, 3.0), lumo_test::rectangle(-1.5, -1, -0.5, 1, false), lumo_test::rectangle(0.5, 0.2, 1.2, 1.4, false)},
+     0.1, 10, 25},
+};
+
+class GridMesh : public ::testing::TestWithParam<GridCase> {};
+
+TEST_P(GridMesh, PutsTheInteriorOnTheGridAndMeetsTheBounds) {
+    const GridCase& c = GetParam();
+    Lumo_2D dt;
+    std::vector<ConstraintGraph2*> vGraphs;
+    Zone2* pZone = lumo_test::insertDomain(dt, c.vRings, {}, vGraphs);
+    ASSERT_NE(pZone, nullptr);
+    MeshGenParams params(pZone);
+    const double L = c.gridLength;
+    params.gridLength = L;
+    params.gridVector = Vector2(std::cos(c.gridDegrees * M_PI / 180), std::sin(c.gridDegrees * M_PI / 180));
+    params.minAngleDegree = c.minAngle;
+    params.maxEdgeLength = 1.5 * L;
+    params.maxTriangleArea = 0.6 * L * L;
+    EXPECT_EQ(lumo_test::stdoutOf([&] { dt.refineAdvanced(&params); }), "");
+    EXPECT_TRUE(lumo_test::isValidQuietly(dt));
+    EXPECT_EQ(lumo_test::constrainedDelaunayFault(dt, vGraphs), "");
+
+    // The grid as documented: origin at the lower-left corner of the domain's box.
+    double ox = HUGE_VAL, oy = HUGE_VAL;
+    for (const Point2& p : c.vRings[0]) ox = std::min(ox, p.x()), oy = std::min(oy, p.y());
+    const double g = std::hypot(params.gridVector.x(), params.gridVector.y());
+    const double ux = L * (params.gridVector.x() / g), uy = L * (params.gridVector.y() / g), vx = -uy, vy = ux;
+    auto gridPoint = [&](double i, double j) { return Point2(ox + (i * ux + j * vx), oy + (i * uy + j * vy)); };
+    std::set<std::pair<double, double>> sVertices;
+    size_t numDeep = 0;
+    for (const Point2& p : lumo_test::vertexPoints(dt)) {
+        sVertices.insert({p.x(), p.y()});
+        if (!lumo_test::isInDomain(p, c.vRings) || lumo_test::distanceToRings(p, c.vRings) < 2 * L) continue;
+        ++numDeep;
+        const double dx = p.x() - ox, dy = p.y() - oy;
+        const Point2 q = gridPoint(std::round((dx * ux + dy * uy) / (L * L)), std::round((dx * vx + dy * vy) / (L * L)));
+        EXPECT_TRUE(q.x() == p.x() && q.y() == p.y()) << c.name << ": vertex deep inside, off the grid: " << p;
+    }
+    EXPECT_GT(numDeep, 50u);
+    const double reach = std::ceil(20.0 / L);   // in grid steps, beyond every domain here
+    for (double i = -reach; i <= reach; ++i)
+        for (double j = -reach; j <= reach; ++j) {
+            const Point2 q = gridPoint(i, j);
+            if (lumo_test::isInDomain(q, c.vRings) && lumo_test::distanceToRings(q, c.vRings) > 0.51 * L) {
+                ASSERT_EQ(sVertices.count({q.x(), q.y()}), 1u) << c.name << ": grid point missing " << q;
+            }
+        }
+
+    // Every zone triangle meets every bound; most are the grid's right isosceles ones.
+    std::vector<Triangle2*> vZoneT;
+    pZone->getTriangles(vZoneT);
+    size_t numGridShaped = 0;
+    double zoneArea = 0;
+    for (Triangle2* t : vZoneT) {
+        const Point2 &a = *t->getCorner(0), &b = *t->getCorner(1), &d = *t->getCorner(2);
+        EXPECT_GE(lumo_test::smallestAngle(a, b, d), c.minAngle - 1e-9) << c.name << ": " << *t;
+        EXPECT_LE(lumo_test::longestEdge(t), params.maxEdgeLength) << c.name << ": " << *t;
+        EXPECT_LE(lumo_test::triangleArea(t), params.maxTriangleArea) << c.name << ": " << *t;
+        numGridShaped += std::fabs(lumo_test::smallestAngle(a, b, d) - 45) < 1e-6 && std::fabs(lumo_test::longestEdge(t) - L * M_SQRT2) < 1e-9;
+        zoneArea += lumo_test::triangleArea(t);
+    }
+    EXPECT_GT(numGridShaped, vZoneT.size() * 6 / 10) << c.name;
+
+    // The graphs still describe the border: their alive pieces are the zone's border edges, and
+    // the zone covers the domain.
+    std::vector<ConstraintSegment2*> vAlive;
+    for (ConstraintGraph2* pG : vGraphs) pG->getChildConstraintSegments(vAlive);
+    std::vector<Edge2> vBorder;
+    pZone->getBorderEdges(vBorder);
+    std::set<std::pair<Point2*, Point2*>> sPieces;
+    for (ConstraintSegment2* s : vAlive) sPieces.insert(std::minmax(s->getSrc(), s->getTrg()));
+    EXPECT_EQ(vBorder.size(), vAlive.size());
+    for (const Edge2& e : vBorder) EXPECT_EQ(sPieces.count(std::minmax(e.getSrc(), e.getTrg())), 1u) << c.name;
+    double domainArea = 0;
+    for (size_t r = 0; r < c.vRings.size(); ++r)
+        for (size_t i = 0; i < c.vRings[r].size(); ++i) {
+            const Point2 &a = c.vRings[r][i], &b = c.vRings[r][(i + 1) % c.vRings[r].size()];
+            domainArea += 0.5 * (a.x() * b.y() - b.x() * a.y());
+        }
+    EXPECT_NEAR(zoneArea, domainArea, 1e-12 * domainArea);
+
+    // The quad mesh pairs nearly all of it, exactly covering the zone.
+    QMesh quads;
+    ASSERT_TRUE(dt.createQuadMesh(pZone, quads));
+    EXPECT_EQ(lumo_test::quadMeshFault(quads, vZoneT), "");
+    EXPECT_GT(quads.getStatistics().pairedFraction, 0.97) << c.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Domains, GridMesh, ::testing::ValuesIn(aCases), [](const ::testing::TestParamInfo<GridCase>& info) {
+    std::string s;
+    for (const char* p = info.param.name; *p; ++p) s += std::isalnum((unsigned char)*p) ? *p : '_';
+    return s;
+});
+
+// Refused grids: one message, nothing changed.
+TEST(GridMesh, RefusesBadParametersWithOneMessage) {
+    const double nan = std::numeric_limits<double>::quiet_NaN(), inf = HUGE_VAL;
+    const std::string aLength = "gridLength must be >=0 and finite, return";
+    const std::string aVector = "gridVector must be finite and not (0,0) when gridLength>0, return";
+    const struct {
+        double length, gx, gy;
+        ZoneLocation loc;
+        std::string where, text;
+    } aRows[] = {
+        {-1, 1, 0, ZL_INSIDE, "Dt2::refineMain3()", aLength},
+        {nan, 1, 0, ZL_INSIDE, "Dt2::refineMain3()", aLength},
+        {inf, 1, 0, ZL_INSIDE, "Dt2::refineMain3()", aLength},
+        {1, 0, 0, ZL_INSIDE, "Dt2::refineMain3()", aVector},
+        {1, nan, 1, ZL_INSIDE, "Dt2::refineMain3()", aVector},
+        {1, 1.7e308, 1.7e308, ZL_INSIDE, "Dt2::refineMain3()", aVector},
+        {1e-4, 1, 0, ZL_INSIDE, "Dt2::refineMain3()", "gridLength is too small for the zone (more than 100000000 grid vertices), return"},
+        {1, 1, 0, ZL_OUTSIDE, "Dt2::refineMain2()",
+         "The zoneLocation must be ZL_INSIDE or ZL_BOUNDED. Please convert the zone using pZone->convertToBoundedZone(..)"},
+    };
+    for (const auto& row : aRows) {
+        Lumo_2D dt;
+        std::vector<ConstraintGraph2*> vGraphs;
+        lumo_test::insertDomain(dt, {lumo_test::rectangle(0, 0, 10, 10)}, {}, vGraphs);
+        Zone2* pZone = dt.createZone(vGraphs, row.loc);
+        testing::internal::CaptureStderr();   // the parameter object's own complaint about the zone
+        MeshGenParams params(pZone);
+        testing::internal::GetCapturedStderr();
+        params.gridLength = row.length;
+        params.gridVector = Vector2(row.gx, row.gy);
+        const size_t numBefore = dt.numberOfPoints();
+        EXPECT_EQ(lumo_test::stdoutOf([&] { dt.refineAdvanced(&params); }), lumo_test::error(row.where, row.text));
+        EXPECT_EQ(dt.numberOfPoints(), numBefore) << row.text;
+    }
+}
+
+} // namespace
