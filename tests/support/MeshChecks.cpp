@@ -111,7 +111,7 @@ std::array<double, 6> triangleKey(const Point2& a, const Point2& b, const Point2
 }
 } // namespace
 
-std::string quadMeshFault(const QMesh& mesh, const std::vector<Triangle2*>& vZone) {
+std::string quadMeshFault(const QMesh& mesh, const std::vector<Triangle2*>& vZone, const std::vector<Ring>* pDomain) {
     std::map<std::array<double, 6>, int> mUses;
     mpq_class zoneArea = 0, faceArea = 0;
     for (Triangle2* pT : vZone) {
@@ -139,7 +139,11 @@ std::string quadMeshFault(const QMesh& mesh, const std::vector<Triangle2*>& vZon
     }
     for (const auto& u : mUses)
         if (u.second != 1) return "a zone triangle is in no face";
-    if (faceArea != zoneArea) return "the faces' area " + faceArea.get_str() + " is not the zone's " + zoneArea.get_str();
+    if (pDomain != nullptr) {
+        zoneArea = 0;
+        for (const Ring& r : *pDomain) zoneArea += shoelace(r);
+    }
+    if (faceArea != zoneArea) return "the faces' area " + faceArea.get_str() + " is not the domain's " + zoneArea.get_str();
     return "";
 }
 

@@ -36,6 +36,8 @@ double distanceToRings(const ORBI_LUMO2D::Point2& p, const std::vector<Ring>& vR
 bool isInDomain(const ORBI_LUMO2D::Point2& p, const std::vector<Ring>& vRings);
 // Empty when every quad of the mesh is strictly convex and counterclockwise (exact), every face
 // is made of the given zone triangles, each used once (a quad is two of them across a
-// diagonal), and the faces' exact area equals the triangles'; else the first fault.
-std::string quadMeshFault(const ORBI_LUMO2D::QMesh& mesh, const std::vector<ORBI_LUMO2D::Triangle2*>& vZone);
+// diagonal), and the faces' exact area equals the domain's (pDomain: outer ring
+// counterclockwise, holes clockwise), or without one the triangles'; else the first fault.
+std::string quadMeshFault(const ORBI_LUMO2D::QMesh& mesh, const std::vector<ORBI_LUMO2D::Triangle2*>& vZone,
+                          const std::vector<Ring>* pDomain = nullptr);
 } // namespace lumo_test
