@@ -14,10 +14,11 @@
 // bounds used are printed at the end of each row.
 // Only the refinement is timed (the domain's few vertices and segments are inserted before),
 // in CPU seconds of the calling thread; one run per row.
-// Grid meshing (argument "grid", which runs only that table): the unit square at about 1M
-// triangles under one set of bounds (20 degrees, longest edge 1.5 grid lengths), meshed from an
-// aligned grid, from a grid at 30 degrees, by plain refinement and by CGAL; for ours also the
-// quad conversion of the result. Best of three runs per row (the machine is shared).
+// Grid meshing (argument "grid", which runs only that table): the unit square and the 100-gon at
+// about 1M triangles under one set of bounds (20 degrees, longest edge 1.5 grid lengths), meshed
+// from an aligned grid, from a grid at 30 degrees, by plain refinement and by CGAL; for ours also
+// the quad conversion of the result (paired share, mean deviation of the quad corners from 90
+// degrees). Best of three runs per row (the machine is shared).
 // Usage: bench_refine [nopeer] [small] [grid]   (small: 10k and 100k triangles instead)
 // Built and run by: bash scripts/bench.sh refine
 #include <algorithm>
@@ -89,8 +90,7 @@ struct Grid {
     double length{0}, degrees{0};   // length 0: no grid
 };
 struct QuadResult {
-    double seconds{0}, pairedFraction{0};
-    size_t numQuads{0};
+    double seconds{0}, pairedFraction{0}, meanAngleDeviation{0};
 };
 
 Result runLumo(const Domain& d, double angle, double maxArea, double maxEdge = DBL_MAX, Grid grid = Grid(),
@@ -126,7 +126,7 @@ Result runLumo(const Domain& d, double angle, double maxArea, double maxEdge = D
         dt.createQuadMesh(pZone, mesh);
         pQuads->seconds = bench::cpuNow() - tq;
         pQuads->pairedFraction = mesh.getStatistics().pairedFraction;
-        pQuads->numQuads = mesh.numberOfQuads();
+        pQuads->meanAngleDeviation = mesh.getStatistics().meanAngleDeviation;
     }
     return r;
 }
@@ -158,19 +158,19 @@ void printRow(const char* who, const Result& r) {
 }
 
 // The grid table: best of three per row; CGAL (when there) is the scale of the last column.
-void runGridTable(bool bPeer, bool bSmall) {
+void runGridTable(const Domain& d, bool bPeer, bool bSmall) {
     const double target = bSmall ? 1e5 : 1e6;
-    const double L = std::sqrt(2.0 / target), maxEdge = 1.5 * L, angle = 20;
-    std::printf("Grid meshing of the unit square, ~%.0f triangles: angle %.0f, longest edge %.3g (grid length %.3g);\n"
-                "CPU seconds, best of 3; quads: conversion of the result\n", target, angle, maxEdge, L);
-    std::printf("%-22s %9s %9s %9s %6s %9s %9s %8s\n", "mesh", "time s", "vertices", "triangles", "angle", "quads s",
-                "paired%", "x CGAL");
+    const double L = std::sqrt(2.0 * d.area / target), maxEdge = 1.5 * L, angle = 20;
+    std::printf("\nGrid meshing of the %s, ~%.0f triangles: angle %.0f, longest edge %.3g (grid length %.3g);\n"
+                "CPU seconds, best of 3; quads: conversion of the result\n", d.name, target, angle, maxEdge, L);
+    std::printf("%-20s %8s %9s %9s %6s %8s %8s %8s %7s\n", "mesh", "time s", "vertices", "triangles", "angle", "quads s",
+                "paired%", "meandev", "x CGAL");
     double cgalSeconds = 0;
 #ifdef LUMO2D_HAVE_CGAL
     Result peer;
     if (bPeer) {
         for (int rep = 0; rep < 3; ++rep) {
-            Result r = runCgal(unitSquare(), angle, maxEdge);
+            Result r = runCgal(d, angle, maxEdge);
             if (rep == 0 || r.seconds < peer.seconds) peer = r;
         }
         cgalSeconds = peer.seconds;
@@ -185,19 +185,20 @@ void runGridTable(bool bPeer, bool bSmall) {
         QuadResult bestQuads;
         for (int rep = 0; rep < 3; ++rep) {
             QuadResult q;
-            Result r = runLumo(unitSquare(), angle, DBL_MAX, maxEdge, row.grid, &q);
+            Result r = runLumo(d, angle, DBL_MAX, maxEdge, row.grid, &q);
             if (rep == 0 || r.seconds < best.seconds) best = r;
             if (rep == 0 || q.seconds < bestQuads.seconds) bestQuads = q;
         }
-        std::printf("%-22s %9.3f %9zu %9zu %6.2f %9.3f %9.2f", row.name, best.seconds, best.numVertices, best.numTriangles,
-                    best.minAngle, bestQuads.seconds, 100 * bestQuads.pairedFraction);
-        if (cgalSeconds > 0) std::printf(" %8.2f", best.seconds / cgalSeconds);
+        std::printf("%-20s %8.3f %9zu %9zu %6.2f %8.3f %8.2f %8.2f", row.name, best.seconds, best.numVertices,
+                    best.numTriangles, best.minAngle, bestQuads.seconds, 100 * bestQuads.pairedFraction,
+                    bestQuads.meanAngleDeviation);
+        if (cgalSeconds > 0) std::printf(" %7.2f", best.seconds / cgalSeconds);
         std::printf("\n");
         std::fflush(stdout);
     }
 #ifdef LUMO2D_HAVE_CGAL
     if (bPeer)
-        std::printf("%-22s %9.3f %9zu %9zu %6.2f\n", "CGAL refine", peer.seconds, peer.numVertices, peer.numTriangles,
+        std::printf("%-20s %8.3f %9zu %9zu %6.2f\n", "CGAL refine", peer.seconds, peer.numVertices, peer.numTriangles,
                     peer.minAngle);
 #endif
 }
@@ -216,7 +217,7 @@ int main(int argc, char** argv) {
     bPeer = false;
 #endif
     if (bGrid) {
-        runGridTable(bPeer, bSmall);
+        for (const Domain& d : {unitSquare(), regularPolygon(100)}) runGridTable(d, bPeer, bSmall);
         return 0;
     }
     const double aTargets[2] = {bSmall ? 1e4 : 1e5, bSmall ? 1e5 : 1e6};

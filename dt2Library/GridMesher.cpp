@@ -41,8 +41,10 @@ double distanceToSegment(double ps, double pt, double as, double at, double bs, 
 GridMesher::GridMesher(Dt2& dt_, const MeshGenParams& params_) : dt(dt_), params(params_) {
     const double gx = params.gridVector.x(), gy = params.gridVector.y();
     const double len = std::hypot(gx, gy);
-    ux = params.gridLength * (gx / len);
-    uy = params.gridLength * (gy / len);
+    ex = gx / len;
+    ey = gy / len;
+    ux = params.gridLength * ex;
+    uy = params.gridLength * ey;
     vx = -uy;
     vy = ux;
     const Point2 origin = params.pZone->getBoundingBox().getMinPoint();
@@ -50,11 +52,12 @@ GridMesher::GridMesher(Dt2& dt_, const MeshGenParams& params_) : dt(dt_), params
     oy = origin.y();
 }
 
-// u and v are orthogonal and gridLength long: projections divided by gridLength^2.
+// Projections on the unit directions, in grid lengths: no product of two coordinates, so that
+// huge and tiny domains neither overflow nor underflow.
 void GridMesher::toGrid(const Point2& p, double& s, double& t) const {
-    const double dx = p.x() - ox, dy = p.y() - oy, l2 = params.gridLength * params.gridLength;
-    s = (dx * ux + dy * uy) / l2;
-    t = (dx * vx + dy * vy) / l2;
+    const double dx = (p.x() - ox) / params.gridLength, dy = (p.y() - oy) / params.gridLength;
+    s = dx * ex + dy * ey;
+    t = dy * ex - dx * ey;
 }
 
 Point2 GridMesher::gridPoint(int64_t i, int64_t j) const {
@@ -65,18 +68,19 @@ Point2 GridMesher::gridPoint(int64_t i, int64_t j) const {
 bool GridMesher::plan() {
     std::vector<Triangle2*> vZoneT;
     params.pZone->getTriangles(vZoneT);
-    // The size of the job first, before anything is allocated for it.
+    // The size of the job first, in grid cells and grid lengths, before anything is allocated.
     double area = 0.0, perimeter = 0.0;
     for (Triangle2* pT : vZoneT) {
-        area += pT->getArea2D();
+        double s[3], t[3];
+        for (int k = 0; k < 3; ++k) toGrid(*pT->getCorner(k), s[k], t[k]);
+        area += 0.5 * std::fabs((s[1] - s[0]) * (t[2] - t[0]) - (t[1] - t[0]) * (s[2] - s[0]));
         for (int i = 0; i < 3; ++i) {
             const Point2 *pA = pT->getCorner(incIndexBy1(i)), *pB = pT->getCorner(incIndexBy2(i));
             if (pT->getOppositeTriangle(i) == nullptr || dt.isConstraintEdge(pA, pB))
-                perimeter += std::hypot(pB->x() - pA->x(), pB->y() - pA->y());
+                perimeter += std::hypot(s[incIndexBy2(i)] - s[incIndexBy1(i)], t[incIndexBy2(i)] - t[incIndexBy1(i)]);
         }
     }
-    const double l = params.gridLength;
-    if (!(area / (l * l) <= MAX_GRID_VERTICES && perimeter / l <= MAX_GRID_VERTICES)) {
+    if (!(area <= MAX_GRID_VERTICES && perimeter <= MAX_GRID_VERTICES)) {
         reportError("Dt2::refineMain3()", "gridLength is too small for the zone (more than " +
                                               std::to_string(size_t(MAX_GRID_VERTICES)) + " grid vertices), return");
         return false;

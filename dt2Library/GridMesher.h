@@ -37,7 +37,7 @@ private:
 
     Dt2& dt;
     const MeshGenParams& params;
-    double ox{0}, oy{0}, ux{0}, uy{0}, vx{0}, vy{0};
+    double ox{0}, oy{0}, ex{0}, ey{0}, ux{0}, uy{0}, vx{0}, vy{0};   // origin, unit direction, grid steps
     std::vector<uint64_t> vCandidates, vExcluded;   // grid keys (i, j)
     std::vector<Point2> vGridPoints;
     struct Split {

@@ -31,6 +31,8 @@ const GridCase aCases[] = {
     {"square, aligned grid", {lumo_test::rectangle(0, 0, 10, 10)}, 0.5, 0, 30},
     {"square, grid at 30 degrees", {lumo_test::rectangle(0, 0, 10, 10)}, 0.5, 30, 28},
     {"square at 30 degrees, grid along it", {rotated(lumo_test::rectangle(0, 0, 10, 10), 30)}, 0.5, 30, 28},
+    {"square, tiny coordinates", {rotated(lumo_test::rectangle(1e-30, 1e-30, 11e-30, 11e-30), 10)}, 0.4e-30, 70, 25},
+    {"square, huge coordinates", {lumo_test::rectangle(-1e30, 3e30, 9e30, 13e30)}, 0.3e30, 45, 25},
     {"L-shape", {{Point2(0, 0), Point2(2, 0), Point2(2, 1), Point2(1, 1), Point2(1, 2), Point2(0, 2)}}, 0.07, 15, 25},
     {"polygon with holes",
      {lumo_test::regularPolygon(40, 3.0), lumo_test::rectangle(-1.5, -1, -0.5, 1, false), lumo_test::rectangle(0.5, 0.2, 1.2, 1.4, false)},
@@ -51,7 +53,9 @@ TEST_P(GridMesh, PutsTheInteriorOnTheGridAndMeetsTheBounds) {
     params.gridVector = Vector2(std::cos(c.gridDegrees * M_PI / 180), std::sin(c.gridDegrees * M_PI / 180));
     params.minAngleDegree = c.minAngle;
     params.maxEdgeLength = 1.5 * L;
-    params.maxTriangleArea = 0.6 * L * L;
+    params.minEdgeLength = 0.01 * L;   // the absolute default would keep tiny domains' segments whole
+    const bool bArea = std::isnormal(0.6 * L * L);   // not at the extreme scales
+    if (bArea) params.maxTriangleArea = 0.6 * L * L;
     EXPECT_EQ(lumo_test::stdoutOf([&] { dt.refineAdvanced(&params); }), "");
     EXPECT_TRUE(lumo_test::isValidQuietly(dt));
     EXPECT_EQ(lumo_test::constrainedDelaunayFault(dt, vGraphs), "");
@@ -69,11 +73,12 @@ TEST_P(GridMesh, PutsTheInteriorOnTheGridAndMeetsTheBounds) {
         if (!lumo_test::isInDomain(p, c.vRings) || lumo_test::distanceToRings(p, c.vRings) < 2 * L) continue;
         ++numDeep;
         const double dx = p.x() - ox, dy = p.y() - oy;
-        const Point2 q = gridPoint(std::round((dx * ux + dy * uy) / (L * L)), std::round((dx * vx + dy * vy) / (L * L)));
+        const Point2 q = gridPoint(std::round(dx / L * (ux / L) + dy / L * (uy / L)), std::round(dx / L * (vx / L) + dy / L * (vy / L)));
         EXPECT_TRUE(q.x() == p.x() && q.y() == p.y()) << c.name << ": vertex deep inside, off the grid: " << p;
     }
     EXPECT_GT(numDeep, 50u);
-    const double reach = std::ceil(20.0 / L);   // in grid steps, beyond every domain here
+    double reach = 0;   // in grid steps, beyond the domain
+    for (const Point2& p : c.vRings[0]) reach = std::max(reach, std::ceil(std::hypot(p.x() - ox, p.y() - oy) / L));
     for (double i = -reach; i <= reach; ++i)
         for (double j = -reach; j <= reach; ++j) {
             const Point2 q = gridPoint(i, j);
@@ -82,7 +87,11 @@ TEST_P(GridMesh, PutsTheInteriorOnTheGridAndMeetsTheBounds) {
             }
         }
 
-    // Every zone triangle meets every bound; most are the grid's right isosceles ones.
+    // Every zone triangle meets every bound; most are the grid's right isosceles ones. Areas in
+    // grid cells (L^2), so that no scale overflows.
+    auto cells = [&](const Point2& a, const Point2& b, const Point2& d) {
+        return 0.5 * (((b.x() - a.x()) / L) * ((d.y() - a.y()) / L) - ((b.y() - a.y()) / L) * ((d.x() - a.x()) / L));
+    };
     std::vector<Triangle2*> vZoneT;
     pZone->getTriangles(vZoneT);
     size_t numGridShaped = 0;
@@ -91,9 +100,9 @@ TEST_P(GridMesh, PutsTheInteriorOnTheGridAndMeetsTheBounds) {
         const Point2 &a = *t->getCorner(0), &b = *t->getCorner(1), &d = *t->getCorner(2);
         EXPECT_GE(lumo_test::smallestAngle(a, b, d), c.minAngle - 1e-9) << c.name << ": " << *t;
         EXPECT_LE(lumo_test::longestEdge(t), params.maxEdgeLength) << c.name << ": " << *t;
-        EXPECT_LE(lumo_test::triangleArea(t), params.maxTriangleArea) << c.name << ": " << *t;
-        numGridShaped += std::fabs(lumo_test::smallestAngle(a, b, d) - 45) < 1e-6 && std::fabs(lumo_test::longestEdge(t) - L * M_SQRT2) < 1e-9;
-        zoneArea += lumo_test::triangleArea(t);
+        EXPECT_TRUE(!bArea || lumo_test::triangleArea(t) <= params.maxTriangleArea) << c.name << ": " << *t;
+        numGridShaped += std::fabs(lumo_test::smallestAngle(a, b, d) - 45) < 1e-6 && std::fabs(lumo_test::longestEdge(t) / L - M_SQRT2) < 1e-9;
+        zoneArea += cells(a, b, d);
     }
     EXPECT_GT(numGridShaped, vZoneT.size() * 6 / 10) << c.name;
 
@@ -111,7 +120,7 @@ TEST_P(GridMesh, PutsTheInteriorOnTheGridAndMeetsTheBounds) {
     for (size_t r = 0; r < c.vRings.size(); ++r)
         for (size_t i = 0; i < c.vRings[r].size(); ++i) {
             const Point2 &a = c.vRings[r][i], &b = c.vRings[r][(i + 1) % c.vRings[r].size()];
-            domainArea += 0.5 * (a.x() * b.y() - b.x() * a.y());
+            domainArea += cells(c.vRings[0][0], a, b);
         }
     EXPECT_NEAR(zoneArea, domainArea, 1e-12 * domainArea);
 
