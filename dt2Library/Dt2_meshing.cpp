@@ -166,8 +166,9 @@ private:
 
 class Refiner : public TopologyObserver {
 public:
-    Refiner(Dt2& dt_, MeshGenParams& params_)
-        : dt(dt_), params(params_), pZone(params_.pZone), marks(dt_.getTrianglePool()), poolCands(1 << 20) {
+    Refiner(Dt2& dt_, MeshGenParams& params_, const std::set<ConstraintSegment2*>& sLocked_)
+        : dt(dt_), params(params_), pZone(params_.pZone), marks(dt_.getTrianglePool()), poolCands(1 << 20),
+          sLocked(sLocked_) {
         poolCands.init(1024);
     }
     void run();
@@ -236,7 +237,7 @@ private:
     SimplePool<RefCand3> poolCands;
     std::vector<RefCand3*> vFreeCands;
     CandidateQueue queue;
-    std::set<ConstraintSegment2*> sLocked;        // the alive pieces of the locked segments
+    const std::set<ConstraintSegment2*>& sLocked;   // the alive pieces of the locked segments
     std::unordered_set<Point2*> sSplitVertices;   // vertices this run put on constraints
     bool bSplitting{false};
     std::vector<Triangle2*> vUnknownT, vScratchT, vFloodT;
@@ -252,15 +253,6 @@ void Refiner::run() {
     std::vector<ConstraintGraph2*> vGraphs;
     pZone->getConstraintGraphs(vGraphs);
     sZoneGraphs.insert(vGraphs.begin(), vGraphs.end());
-    if (params.lockedConstraints != nullptr) {
-        std::vector<ConstraintSegment2*> vLeaves;
-        for (ConstraintSegment2* pCSeg : *params.lockedConstraints) {
-            if (pCSeg == nullptr) continue;
-            if (pCSeg->isAlive()) sLocked.insert(pCSeg);
-            else if (pCSeg->isSplit()) pCSeg->getChildrenRec(vLeaves);
-        }
-        sLocked.insert(vLeaves.begin(), vLeaves.end());
-    }
     pNext = dt.getObserver();
     ObserverScope scope(dt, this);
     pPub = dt.getMsgPublisher();
@@ -546,6 +538,20 @@ bool Refiner::computeSplitPoint(ConstraintSegment2* pCSeg, Point2& splitPoint) c
     return true;
 }
 
+// The alive pieces of the locked segments (a locked segment split earlier is locked in its pieces).
+std::set<ConstraintSegment2*> lockedPieces(const MeshGenParams& params) {
+    std::set<ConstraintSegment2*> sLocked;
+    if (params.lockedConstraints == nullptr) return sLocked;
+    std::vector<ConstraintSegment2*> vLeaves;
+    for (ConstraintSegment2* pCSeg : *params.lockedConstraints) {
+        if (pCSeg == nullptr) continue;
+        if (pCSeg->isAlive()) sLocked.insert(pCSeg);
+        else if (pCSeg->isSplit()) pCSeg->getChildrenRec(vLeaves);
+    }
+    sLocked.insert(vLeaves.begin(), vLeaves.end());
+    return sLocked;
+}
+
 } // namespace
 
 void Dt2::refineMain3(MeshGenParams* pParams) {
@@ -579,9 +585,10 @@ void Dt2::refineMain3(MeshGenParams* pParams) {
         return;
     }
     if (!is2D()) return;
+    const std::set<ConstraintSegment2*> sLocked = lockedPieces(*pParams);
     std::vector<Point2*> vGridSplitVertices;
     if (bGrid) {
-        GridMesher grid(*this, *pParams);
+        GridMesher grid(*this, *pParams, sLocked);
         if (!grid.plan()) return;
         // Every grid vertex and split adds two triangles at most; refused before anything changes.
         enforceLicense(LIMIT_MESH_TRIANGLES,
@@ -590,7 +597,7 @@ void Dt2::refineMain3(MeshGenParams* pParams) {
         grid.apply();
         vGridSplitVertices = grid.getSplitVertices();
     }
-    Refiner refiner(*this, *pParams);
+    Refiner refiner(*this, *pParams, sLocked);
     refiner.noteSplitVertices(vGridSplitVertices);
     refiner.run();
     if (refiner.isLicenseStopped()) throw LumoLicenseException();

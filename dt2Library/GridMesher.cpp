@@ -38,7 +38,8 @@ double distanceToSegment(double ps, double pt, double as, double at, double bs, 
 
 } // namespace
 
-GridMesher::GridMesher(Dt2& dt_, const MeshGenParams& params_) : dt(dt_), params(params_) {
+GridMesher::GridMesher(Dt2& dt_, const MeshGenParams& params_, const std::set<ConstraintSegment2*>& sLocked_)
+    : dt(dt_), params(params_), sLocked(sLocked_) {
     const double gx = params.gridVector.x(), gy = params.gridVector.y();
     const double len = std::hypot(gx, gy);
     ex = gx / len;
@@ -110,10 +111,8 @@ bool GridMesher::plan() {
         for (ConstraintGraph2* pG : vGraphs) pG->getChildConstraintSegments(vAlive);
         std::sort(vAlive.begin(), vAlive.end());
         vAlive.erase(std::unique(vAlive.begin(), vAlive.end()), vAlive.end());
-        for (ConstraintSegment2* pCSeg : vAlive) {
-            const bool bLocked = params.lockedConstraints != nullptr && params.lockedConstraints->count(pCSeg) != 0;
-            if (pCSeg->isAlive() && !bLocked) planSplits(pCSeg);
-        }
+        for (ConstraintSegment2* pCSeg : vAlive)
+            if (pCSeg->isAlive() && sLocked.count(pCSeg) == 0) planSplits(pCSeg);
     }
     return true;
 }

@@ -4,6 +4,7 @@
 // and the rules are described with MeshGenParams::gridLength.
 #pragma once
 #include <cstdint>
+#include <set>
 #include <vector>
 #include "Point2.h"
 
@@ -16,7 +17,8 @@ class Triangle2;
 
 class GridMesher {
 public:
-    GridMesher(Dt2& dt, const MeshGenParams& params);
+    // sLocked: the segment pieces that must stay whole.
+    GridMesher(Dt2& dt, const MeshGenParams& params, const std::set<ConstraintSegment2*>& sLocked);
     // Finds the grid vertices and the segment splits without changing anything; false (after
     // one message) when the grid would be too fine to hold.
     bool plan();
@@ -37,6 +39,7 @@ private:
 
     Dt2& dt;
     const MeshGenParams& params;
+    const std::set<ConstraintSegment2*>& sLocked;
     double ox{0}, oy{0}, ex{0}, ey{0}, ux{0}, uy{0}, vx{0}, vy{0};   // origin, unit direction, grid steps
     std::vector<uint64_t> vCandidates, vExcluded;   // grid keys (i, j)
     std::vector<Point2> vGridPoints;

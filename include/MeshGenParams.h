@@ -64,8 +64,8 @@ public:
     //  - The grid triangles keep their shape only when the bounds allow it: area L^2/2, edge
     //    L*sqrt(2), angles of 45 degrees; tighter bounds refine them further.
     //  - Refused with one message and no change: gridLength negative, NaN or infinite; a
-    //    gridVector that is (0, 0) or not finite while gridLength > 0; a grid of more than
-    //    100000000 vertices.
+    //    gridVector that is (0, 0), not finite or too long for |g| while gridLength > 0; a grid
+    //    of more than 100000000 vertices.
     bool innerVertexFlag;             // true: earlier refinement vertices are never removed again
     int32_t debugMode;                // 1: candidates print their decisions
     std::set<ConstraintSegment2*>* lockedConstraints;   // null until addLockedConstraint

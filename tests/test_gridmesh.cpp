@@ -137,6 +137,26 @@ INSTANTIATE_TEST_SUITE_P(Domains, GridMesh, ::testing::ValuesIn(aCases), [](cons
     return s;
 });
 
+// A locked segment stays whole, and every segment does without constraint splitting.
+TEST(GridMesh, KeepsLockedSegmentsWhole) {
+    for (bool bSplitting : {true, false}) {
+        Lumo_2D dt;
+        std::vector<ConstraintGraph2*> vGraphs;
+        Zone2* pZone = lumo_test::insertDomain(dt, {lumo_test::rectangle(0, 0, 10, 10)}, {}, vGraphs);
+        std::vector<ConstraintSegment2*> vOriginal;
+        vGraphs[0]->getOriginalConstraintSegments(vOriginal);
+        MeshGenParams params(pZone);
+        params.gridLength = 0.5;
+        params.gridVector = Vector2(1, 0.3);
+        params.allowConstraintSplitting = bSplitting;
+        params.addLockedConstraint(vOriginal[0]);
+        lumo_test::stdoutOf([&] { dt.refineAdvanced(&params); });
+        for (size_t k = 0; k < vOriginal.size(); ++k) EXPECT_EQ(vOriginal[k]->isAlive(), k == 0 || !bSplitting) << k;
+        EXPECT_GT(dt.numberOfPoints(), 300u);
+        EXPECT_EQ(lumo_test::constrainedDelaunayFault(dt, vGraphs), "");
+    }
+}
+
 // Refused grids: one message, nothing changed.
 TEST(GridMesh, RefusesBadParametersWithOneMessage) {
     const double nan = std::numeric_limits<double>::quiet_NaN(), inf = HUGE_VAL;
