@@ -719,4 +719,5 @@ TEST_F(Cli, MeshOnAGridWritesSquares) {
     expectFailures({{"mesh sq.con --grid-angle 30", "mesh: --grid-angle needs --grid"},
                     {"mesh sq.con --grid 0", "--grid: '0' is not a positive length"}},
                    2, usageHint);
+    expectFailures({{"mesh sq.con --grid 1e-4", "--grid 0.0001: too fine for the domain (more than 100000000 grid vertices)"}}, 1);
 }

@@ -821,6 +821,9 @@ void meshAndWrite(const std::string& inputPath, const Constraints& cons, const M
                                                   : 1e-6 * std::hypot(box.getRangeX(), box.getRangeY());
         params.allowConstraintSplitting = bounds.bSplit;
         if (bounds.grid > 0) {
+            // The library refuses such a grid with a message only; the tool says why it fails.
+            if (pZone->getArea2D() / bounds.grid / bounds.grid > 1e8)
+                inputError("--grid " + boundText(bounds.grid) + ": too fine for the domain (more than 100000000 grid vertices)");
             params.gridLength = bounds.grid;
             const double rad = bounds.gridAngle * M_PI / 180.0;
             params.gridVector = Vector2(std::cos(rad), std::sin(rad));
