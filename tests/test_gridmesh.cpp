@@ -131,11 +131,8 @@ TEST_P(GridMesh, PutsTheInteriorOnTheGridAndMeetsTheBounds) {
     EXPECT_GT(quads.getStatistics().pairedFraction, 0.97) << c.name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Domains, GridMesh, ::testing::ValuesIn(aCases), [](const ::testing::TestParamInfo<GridCase>& info) {
-    std::string s;
-    for (const char* p = info.param.name; *p; ++p) s += std::isalnum((unsigned char)*p) ? *p : '_';
-    return s;
-});
+INSTANTIATE_TEST_SUITE_P(Domains, GridMesh, ::testing::ValuesIn(aCases),
+                         [](const ::testing::TestParamInfo<GridCase>& info) { return lumo_test::parameterName(info.param.name); });
 
 // A locked segment stays whole, and every segment does without constraint splitting.
 TEST(GridMesh, KeepsLockedSegmentsWhole) {

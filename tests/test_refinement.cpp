@@ -207,11 +207,7 @@ TEST_P(Refinement, MeetsItsBoundsInsideTheZoneOnly) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Domains, Refinement, ::testing::ValuesIn(aDomains),
-                         [](const ::testing::TestParamInfo<Domain>& info) {
-                             std::string s;
-                             for (const char* c = info.param.name; *c; ++c) s += std::isalnum((unsigned char)*c) ? *c : '_';
-                             return s;
-                         });
+                         [](const ::testing::TestParamInfo<Domain>& info) { return lumo_test::parameterName(info.param.name); });
 
 struct ProgressLog : MsgBase {
     std::vector<double> vValues;

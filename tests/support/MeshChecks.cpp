@@ -1,6 +1,7 @@
 #include "MeshChecks.h"
 #include <gmpxx.h>
 #include <algorithm>
+#include <cctype>
 #include <array>
 #include <map>
 #include <cfloat>
@@ -88,6 +89,12 @@ double distanceToRings(const Point2& p, const std::vector<Ring>& vRings) {
             nearest = std::min(nearest, dist(p, Point2(a.x() + u * qx, a.y() + u * qy)));
         }
     return nearest;
+}
+
+std::string parameterName(const char* description) {
+    std::string s;
+    for (const char* c = description; *c; ++c) s += std::isalnum((unsigned char)*c) ? *c : '_';
+    return s;
 }
 
 bool isInDomain(const Point2& p, const std::vector<Ring>& vRings) {

@@ -34,6 +34,9 @@ std::string constrainedDelaunayFault(const ORBI_LUMO2D::Lumo_2D& dt,
 double distanceToRings(const ORBI_LUMO2D::Point2& p, const std::vector<Ring>& vRings);
 // Whether p is strictly inside the first ring and outside the others (exact).
 bool isInDomain(const ORBI_LUMO2D::Point2& p, const std::vector<Ring>& vRings);
+// A test-parameter name made of a description: letters and digits kept, the rest '_'.
+std::string parameterName(const char* description);
+
 // Empty when every quad of the mesh is strictly convex and counterclockwise (exact), every face
 // is made of the given zone triangles, each used once (a quad is two of them across a
 // diagonal), and the faces' exact area equals the domain's (pDomain: outer ring
