@@ -91,6 +91,7 @@ bool GridMesher::plan() {
         for (int i = 0; i < 3; ++i) {
             Point2 *pA = pT->getCorner(incIndexBy1(i)), *pB = pT->getCorner(incIndexBy2(i));
             if (pT->getOppositeTriangle(i) == nullptr || dt.isConstraintEdge(pA, pB)) excludeNear(*pA, *pB);
+            excludeNear(*pA, *pA);   // a vertex inside the zone, which stays
         }
     }
     std::sort(vCandidates.begin(), vCandidates.end());
@@ -152,8 +153,8 @@ void GridMesher::collectCandidates(Triangle2* pT) {
     }
 }
 
-// Marks the grid points closer than BAND grid lengths to the border edge a-b, piece by piece
-// along it so that the work follows its length, not its box.
+// Marks the grid points closer than BAND grid lengths to the segment a-b (a point when a == b),
+// piece by piece along it so that the work follows its length, not its box.
 void GridMesher::excludeNear(const Point2& a, const Point2& b) {
     double sa, ta, sb, tb;
     toGrid(a, sa, ta);

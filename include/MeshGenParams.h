@@ -55,8 +55,9 @@ public:
     //    integers i, j is, in doubles and in this order of operations,
     //        x = o.x + (double(i) * u.x + double(j) * v.x),  y = o.y + (double(i) * u.y + double(j) * v.y).
     //  - A grid point is inserted when it lies in the zone (decided exactly on the zone's
-    //    triangles) and at least L/2 away from the zone's border and from every constraint
-    //    edge in it; nearer ones would leave slivers that refinement must then repair.
+    //    triangles) and at least L/2 away from the zone's border, from every constraint edge
+    //    and from every vertex already in it; nearer ones would leave slivers that refinement
+    //    must then repair.
     //  - Each alive segment of the zone's graphs is split (insertAndSplit) where grid lines
     //    cross it, thinned from its source on so that no piece is shorter than L/2 or
     //    minEdgeLength; locked segments, and all of them without allowConstraintSplitting,

@@ -25,6 +25,7 @@ struct GridCase {
     const char* name;
     std::vector<Ring> vRings;   // outer counterclockwise, then holes clockwise
     double gridLength, gridDegrees, minAngle;
+    std::vector<Point2> vCloud{};   // input points inside, kept off the grid
 };
 
 const GridCase aCases[] = {
@@ -33,6 +34,7 @@ const GridCase aCases[] = {
     {"square at 30 degrees, grid along it", {rotated(lumo_test::rectangle(0, 0, 10, 10), 30)}, 0.5, 30, 28},
     {"square, tiny coordinates", {rotated(lumo_test::rectangle(1e-30, 1e-30, 11e-30, 11e-30), 10)}, 0.4e-30, 70, 25},
     {"square, huge coordinates", {lumo_test::rectangle(-1e30, 3e30, 9e30, 13e30)}, 0.3e30, 45, 25},
+    {"square with points inside", {lumo_test::rectangle(0, 0, 10, 10)}, 0.5, 20, 25, lumo_test::randomPoints(12, 5, 1, 9)},
     {"L-shape", {{Point2(0, 0), Point2(2, 0), Point2(2, 1), Point2(1, 1), Point2(1, 2), Point2(0, 2)}}, 0.07, 15, 25},
     {"polygon with holes",
      {lumo_test::regularPolygon(40, 3.0), lumo_test::rectangle(-1.5, -1, -0.5, 1, false), lumo_test::rectangle(0.5, 0.2, 1.2, 1.4, false)},
@@ -45,7 +47,7 @@ TEST_P(GridMesh, PutsTheInteriorOnTheGridAndMeetsTheBounds) {
     const GridCase& c = GetParam();
     Lumo_2D dt;
     std::vector<ConstraintGraph2*> vGraphs;
-    Zone2* pZone = lumo_test::insertDomain(dt, c.vRings, {}, vGraphs);
+    Zone2* pZone = lumo_test::insertDomain(dt, c.vRings, c.vCloud, vGraphs);
     ASSERT_NE(pZone, nullptr);
     MeshGenParams params(pZone);
     const double L = c.gridLength;
@@ -66,11 +68,17 @@ TEST_P(GridMesh, PutsTheInteriorOnTheGridAndMeetsTheBounds) {
     const double g = std::hypot(params.gridVector.x(), params.gridVector.y());
     const double ux = L * (params.gridVector.x() / g), uy = L * (params.gridVector.y() / g), vx = -uy, vy = ux;
     auto gridPoint = [&](double i, double j) { return Point2(ox + (i * ux + j * vx), oy + (i * uy + j * vy)); };
+    // Off the grid near the border and near the input points.
+    auto isDeep = [&](const Point2& p, double minDistance) {
+        bool bDeep = lumo_test::isInDomain(p, c.vRings) && lumo_test::distanceToRings(p, c.vRings) > minDistance;
+        for (const Point2& q : c.vCloud) bDeep = bDeep && lumo_test::dist(p, q) > minDistance;
+        return bDeep;
+    };
     std::set<std::pair<double, double>> sVertices;
     size_t numDeep = 0;
     for (const Point2& p : lumo_test::vertexPoints(dt)) {
         sVertices.insert({p.x(), p.y()});
-        if (!lumo_test::isInDomain(p, c.vRings) || lumo_test::distanceToRings(p, c.vRings) < 2 * L) continue;
+        if (!isDeep(p, 2 * L)) continue;
         ++numDeep;
         const double dx = p.x() - ox, dy = p.y() - oy;
         const Point2 q = gridPoint(std::round(dx / L * (ux / L) + dy / L * (uy / L)), std::round(dx / L * (vx / L) + dy / L * (vy / L)));
@@ -82,7 +90,7 @@ TEST_P(GridMesh, PutsTheInteriorOnTheGridAndMeetsTheBounds) {
     for (double i = -reach; i <= reach; ++i)
         for (double j = -reach; j <= reach; ++j) {
             const Point2 q = gridPoint(i, j);
-            if (lumo_test::isInDomain(q, c.vRings) && lumo_test::distanceToRings(q, c.vRings) > 0.51 * L) {
+            if (isDeep(q, 0.51 * L)) {
                 ASSERT_EQ(sVertices.count({q.x(), q.y()}), 1u) << c.name << ": grid point missing " << q;
             }
         }
