@@ -14,9 +14,15 @@
 // bounds used are printed at the end of each row.
 // Only the refinement is timed (the domain's few vertices and segments are inserted before),
 // in CPU seconds of the calling thread; one run per row.
-// Usage: bench_refine [nopeer] [small]   (small: 10k and 100k triangles instead)
+// Grid meshing (argument "grid", which runs only that table): the unit square and the 100-gon at
+// about 1M triangles under one set of bounds (20 degrees, longest edge 1.5 grid lengths), meshed
+// from an aligned grid, from a grid at 30 degrees, by plain refinement and by CGAL; for ours also
+// the quad conversion of the result (paired share, mean deviation of the quad corners from 90
+// degrees). Best of three runs per row (the machine is shared).
+// Usage: bench_refine [nopeer] [small] [grid]   (small: 10k and 100k triangles instead)
 // Built and run by: bash scripts/bench.sh refine
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -80,7 +86,15 @@ double smallestAngle(double ax, double ay, double bx, double by, double cx, doub
     return m;
 }
 
-Result runLumo(const Domain& d, double angle, double maxArea) {
+struct Grid {
+    double length{0}, degrees{0};   // length 0: no grid
+};
+struct QuadResult {
+    double seconds{0}, pairedFraction{0}, meanAngleDeviation{0};
+};
+
+Result runLumo(const Domain& d, double angle, double maxArea, double maxEdge = DBL_MAX, Grid grid = Grid(),
+               QuadResult* pQuads = nullptr) {
     Lumo_2D dt;
     dt.insert(d.vCorners);
     std::vector<Segment2> vSegs;
@@ -90,6 +104,9 @@ Result runLumo(const Domain& d, double angle, double maxArea) {
     MeshGenParams params(pZone);
     params.minAngleDegree = angle;
     params.maxTriangleArea = maxArea;
+    params.maxEdgeLength = maxEdge;
+    params.gridLength = grid.length;
+    params.gridVector = Vector2(std::cos(grid.degrees * pi / 180), std::sin(grid.degrees * pi / 180));
     params.minEdgeLength = 1e-12;   // the default (0.001) would stop boundary splits at 1M triangles
     Result r;
     const double t0 = bench::cpuNow();
@@ -102,6 +119,14 @@ Result runLumo(const Domain& d, double angle, double maxArea) {
     for (const Triangle2* pT : vT) {
         const Point2 *a = pT->getCorner(0), *b = pT->getCorner(1), *c = pT->getCorner(2);
         r.minAngle = std::min(r.minAngle, smallestAngle(a->x(), a->y(), b->x(), b->y(), c->x(), c->y()));
+    }
+    if (pQuads != nullptr) {
+        QMesh mesh;
+        const double tq = bench::cpuNow();
+        dt.createQuadMesh(pZone, mesh);
+        pQuads->seconds = bench::cpuNow() - tq;
+        pQuads->pairedFraction = mesh.getStatistics().pairedFraction;
+        pQuads->meanAngleDeviation = mesh.getStatistics().meanAngleDeviation;
     }
     return r;
 }
@@ -132,18 +157,69 @@ void printRow(const char* who, const Result& r) {
     std::printf(" | %-4s %8.3f s %9zu %9zu %6.2f", who, r.seconds, r.numVertices, r.numTriangles, r.minAngle);
 }
 
+// The grid table: best of three per row; CGAL (when there) is the scale of the last column.
+void runGridTable(const Domain& d, bool bPeer, bool bSmall) {
+    const double target = bSmall ? 1e5 : 1e6;
+    const double L = std::sqrt(2.0 * d.area / target), maxEdge = 1.5 * L, angle = 20;
+    std::printf("\nGrid meshing of the %s, ~%.0f triangles: angle %.0f, longest edge %.3g (grid length %.3g);\n"
+                "CPU seconds, best of 3; quads: conversion of the result\n", d.name, target, angle, maxEdge, L);
+    std::printf("%-20s %8s %9s %9s %6s %8s %8s %8s %7s\n", "mesh", "time s", "vertices", "triangles", "angle", "quads s",
+                "paired%", "meandev", "x CGAL");
+    double cgalSeconds = 0;
+#ifdef LUMO2D_HAVE_CGAL
+    Result peer;
+    if (bPeer) {
+        for (int rep = 0; rep < 3; ++rep) {
+            Result r = runCgal(d, angle, maxEdge);
+            if (rep == 0 || r.seconds < peer.seconds) peer = r;
+        }
+        cgalSeconds = peer.seconds;
+    }
+#endif
+    const struct {
+        const char* name;
+        Grid grid;
+    } aRows[] = {{"grid, aligned", {L, 0}}, {"grid at 30 degrees", {L, 30}}, {"plain refinement", {}}};
+    for (const auto& row : aRows) {
+        Result best;
+        QuadResult bestQuads;
+        for (int rep = 0; rep < 3; ++rep) {
+            QuadResult q;
+            Result r = runLumo(d, angle, DBL_MAX, maxEdge, row.grid, &q);
+            if (rep == 0 || r.seconds < best.seconds) best = r;
+            if (rep == 0 || q.seconds < bestQuads.seconds) bestQuads = q;
+        }
+        std::printf("%-20s %8.3f %9zu %9zu %6.2f %8.3f %8.2f %8.2f", row.name, best.seconds, best.numVertices,
+                    best.numTriangles, best.minAngle, bestQuads.seconds, 100 * bestQuads.pairedFraction,
+                    bestQuads.meanAngleDeviation);
+        if (cgalSeconds > 0) std::printf(" %7.2f", best.seconds / cgalSeconds);
+        std::printf("\n");
+        std::fflush(stdout);
+    }
+#ifdef LUMO2D_HAVE_CGAL
+    if (bPeer)
+        std::printf("%-20s %8.3f %9zu %9zu %6.2f\n", "CGAL refine", peer.seconds, peer.numVertices, peer.numTriangles,
+                    peer.minAngle);
+#endif
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    bool bPeer = true, bSmall = false;
+    bool bPeer = true, bSmall = false, bGrid = false;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "nopeer") == 0) bPeer = false;
         if (std::strcmp(argv[i], "small") == 0) bSmall = true;
+        if (std::strcmp(argv[i], "grid") == 0) bGrid = true;
     }
 #ifndef LUMO2D_HAVE_CGAL
     std::printf("CGAL not found: the peer columns are skipped\n");
     bPeer = false;
 #endif
+    if (bGrid) {
+        for (const Domain& d : {unitSquare(), regularPolygon(100)}) runGridTable(d, bPeer, bSmall);
+        return 0;
+    }
     const double aTargets[2] = {bSmall ? 1e4 : 1e5, bSmall ? 1e5 : 1e6};
     std::printf("Quality meshing, CPU seconds of the refinement; angle: the bound and the smallest reached\n");
     std::printf("%-12s %5s %8s | %-4s %10s %9s %9s %6s", "domain", "angle", "target", "ours", "time", "vertices",

@@ -20,6 +20,7 @@
 #include "ConstraintMgr.h"
 #include "ConstraintSegment2.h"
 #include "Dt2.h"
+#include "GridMesher.h"
 #include "InnerVtxMgr.h"
 #include "LicenseCheck.h"
 #include "LumoException.h"
@@ -199,11 +200,13 @@ private:
 
 class Refiner : public TopologyObserver {
 public:
-    Refiner(Dt2& dt_, MeshGenParams& params_)
-        : dt(dt_), params(params_), pZone(params_.pZone), marks(dt_.getTrianglePool()) {}
+    Refiner(Dt2& dt_, MeshGenParams& params_, const std::set<ConstraintSegment2*>& sLocked_)
+        : dt(dt_), params(params_), pZone(params_.pZone), marks(dt_.getTrianglePool()), sLocked(sLocked_) {}
     void run();
     // True when a licence limit on mesh triangles stopped the run (the mesh is valid).
     bool isLicenseStopped() const { return bLicenseStopped; }
+    // Vertices that an earlier step put on constraint segments (split vertices, not input ones).
+    void noteSplitVertices(const std::vector<Point2*>& v) { sSplitVertices.insert(v.begin(), v.end()); }
 
     // ---- the observer: marks of new triangles, then the constraint manager's turn ----------
     void onFlip(Triangle2* pT, Triangle2* pN) override {
@@ -264,7 +267,7 @@ private:
     TriangleMarks marks;
     RefCand3 arrival, cand;   // the triangle being queued, the candidate taken out
     CandidateQueue queue;
-    std::set<ConstraintSegment2*> sLocked;        // the alive pieces of the locked segments
+    const std::set<ConstraintSegment2*>& sLocked;   // the alive pieces of the locked segments
     std::unordered_set<Point2*> sSplitVertices;   // vertices this run put on constraints
     bool bSplitting{false};
     std::vector<Triangle2*> vUnknownT, vScratchT, vFloodT;
@@ -281,15 +284,6 @@ void Refiner::run() {
     std::vector<ConstraintGraph2*> vGraphs;
     pZone->getConstraintGraphs(vGraphs);
     sZoneGraphs.insert(vGraphs.begin(), vGraphs.end());
-    if (params.lockedConstraints != nullptr) {
-        std::vector<ConstraintSegment2*> vLeaves;
-        for (ConstraintSegment2* pCSeg : *params.lockedConstraints) {
-            if (pCSeg == nullptr) continue;
-            if (pCSeg->isAlive()) sLocked.insert(pCSeg);
-            else if (pCSeg->isSplit()) pCSeg->getChildrenRec(vLeaves);
-        }
-        sLocked.insert(vLeaves.begin(), vLeaves.end());
-    }
     pNext = dt.getObserver();
     ObserverScope scope(dt, this);
     pPub = dt.getMsgPublisher();
@@ -575,6 +569,20 @@ bool Refiner::computeSplitPoint(ConstraintSegment2* pCSeg, Point2& splitPoint) c
     return true;
 }
 
+// The alive pieces of the locked segments (a locked segment split earlier is locked in its pieces).
+std::set<ConstraintSegment2*> lockedPieces(const MeshGenParams& params) {
+    std::set<ConstraintSegment2*> sLocked;
+    if (params.lockedConstraints == nullptr) return sLocked;
+    std::vector<ConstraintSegment2*> vLeaves;
+    for (ConstraintSegment2* pCSeg : *params.lockedConstraints) {
+        if (pCSeg == nullptr) continue;
+        if (pCSeg->isAlive()) sLocked.insert(pCSeg);
+        else if (pCSeg->isSplit()) pCSeg->getChildrenRec(vLeaves);
+    }
+    sLocked.insert(vLeaves.begin(), vLeaves.end());
+    return sLocked;
+}
+
 } // namespace
 
 void Dt2::refineMain3(MeshGenParams* pParams) {
@@ -597,10 +605,31 @@ void Dt2::refineMain3(MeshGenParams* pParams) {
         reportError("Dt2::refineMain2()", "the zone does not belong to this triangulation");
         return;
     }
-    if (pParams->gridLength > 0.0 && (pParams->gridVector.x() != 0.0 || pParams->gridVector.y() != 0.0))
-        reportWarning("Dt2::refineMain3()", "grid meshing is not available yet, refining without the grid");
+    const double gridLength = pParams->gridLength, gx = pParams->gridVector.x(), gy = pParams->gridVector.y();
+    if (!(gridLength >= 0.0 && gridLength < HUGE_VAL)) {
+        reportError("Dt2::refineMain3()", "gridLength must be >=0 and finite, return");
+        return;
+    }
+    const bool bGrid = gridLength > 0.0;
+    if (bGrid && !(std::isfinite(gx) && std::isfinite(gy) && std::isfinite(std::hypot(gx, gy)) && (gx != 0.0 || gy != 0.0))) {
+        reportError("Dt2::refineMain3()", "gridVector must be finite and not (0,0) when gridLength>0, return");
+        return;
+    }
     if (!is2D()) return;
-    Refiner refiner(*this, *pParams);
+    const std::set<ConstraintSegment2*> sLocked = lockedPieces(*pParams);
+    std::vector<Point2*> vGridSplitVertices;
+    if (bGrid) {
+        GridMesher grid(*this, *pParams, sLocked);
+        if (!grid.plan()) return;
+        // Every grid vertex and split adds two triangles at most; refused before anything changes.
+        enforceLicense(LIMIT_MESH_TRIANGLES,
+                       numberOfTriangles() + 2 * (grid.numberOfGridVertices() + grid.numberOfPlannedSplits()),
+                       "Dt2::refineMain3()");
+        grid.apply();
+        vGridSplitVertices = grid.getSplitVertices();
+    }
+    Refiner refiner(*this, *pParams, sLocked);
+    refiner.noteSplitVertices(vGridSplitVertices);
     refiner.run();
     if (refiner.isLicenseStopped()) throw LumoLicenseException();
 }

@@ -45,6 +45,28 @@ public:
     double aspectLimit;               // 10: aspect bound of the zone quality report
     Vector2 gridVector;               // (1, 0): grid direction for grid meshing
     double gridLength;                // 0: grid meshing only when > 0
+    // Grid meshing (gridLength > 0): before refinement proper, the zone gets the vertices of a
+    // square grid and its border is split where grid lines cross it; refinement then repairs
+    // the band along the border, so that the interior holds right isosceles triangles in pairs
+    // (squares split by a diagonal) and every triangle meets the bounds above.
+    //  - The grid: with g = gridVector, L = gridLength, |g| = std::hypot(g.x, g.y),
+    //    u = (L * (g.x / |g|), L * (g.y / |g|)), v = (-u.y, u.x) and o the lower-left corner of
+    //    the zone's bounding box (Zone2::getBoundingBox before the run), grid point (i, j) for
+    //    integers i, j is, in doubles and in this order of operations,
+    //        x = o.x + (double(i) * u.x + double(j) * v.x),  y = o.y + (double(i) * u.y + double(j) * v.y).
+    //  - A grid point is inserted when it lies in the zone (decided exactly on the zone's
+    //    triangles) and at least L/2 away from the zone's border, from every constraint edge
+    //    and from every vertex already in it; nearer ones would leave slivers that refinement
+    //    must then repair.
+    //  - Each alive segment of the zone's graphs is split (insertAndSplit) where grid lines
+    //    cross it, thinned from its source on so that no piece is shorter than L/2 or
+    //    minEdgeLength; locked segments, and all of them without allowConstraintSplitting,
+    //    stay whole.
+    //  - The grid triangles keep their shape only when the bounds allow it: area L^2/2, edge
+    //    L*sqrt(2), angles of 45 degrees; tighter bounds refine them further.
+    //  - Refused with one message and no change: gridLength negative, NaN or infinite; a
+    //    gridVector that is (0, 0), not finite or too long for |g| while gridLength > 0; a grid
+    //    of more than 100000000 vertices.
     bool innerVertexFlag;             // true: earlier refinement vertices are never removed again
     int32_t debugMode;                // 1: candidates print their decisions
     std::set<ConstraintSegment2*>* lockedConstraints;   // null until addLockedConstraint

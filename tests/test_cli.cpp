@@ -680,3 +680,34 @@ TEST_F(Cli, MeshMeetsTheBoundsOfEveryOption) {
     const ToolRun t = runShell("script -qec '" + tool + " mesh frame.poly --max-area 0.01' /dev/null");
     EXPECT_TRUE(contains(t.out, "\rrefine ") && contains(t.out, "] 100%")) << t.out;
 }
+
+// ---- mesh on a grid, quadrilaterals ------------------------------------------------------------
+
+// A grid at 30 degrees in a square: most quads are the grid's squares (sides of the spacing),
+// and all faces together cover the square.
+TEST_F(Cli, MeshOnAGridWritesSquares) {
+    writeFile("sq.con", "0 0 10 0\n10 0 10 10\n10 10 0 10\n0 10 0 0\n");
+    const ToolRun r = run("mesh sq.con --grid 0.5 --grid-angle 30 --max-edge 0.75 --quads --obj q.obj");
+    ASSERT_EQ(r.status, 0) << r.out << r.err;
+    EXPECT_TRUE(contains(r.out, "grid:      spacing 0.5, lines at 30 degrees\n")) << r.out;
+    const lumo_test::Obj obj = lumo_test::readObj("q.obj");
+    size_t numQuads = 0, numSquares = 0;
+    double area = 0;
+    for (const std::vector<int>& f : obj.faces) {
+        bool bSquare = f.size() == 4;
+        for (size_t i = 0; i < f.size(); ++i) {
+            const auto &p = obj.vertices[size_t(f[i]) - 1], &q = obj.vertices[size_t(f[(i + 1) % f.size()]) - 1];
+            area += (p.first * q.second - q.first * p.second) / 2;
+            bSquare = bSquare && std::fabs(std::hypot(q.first - p.first, q.second - p.second) - 0.5) < 1e-9;
+        }
+        numQuads += f.size() == 4;
+        numSquares += bSquare;
+    }
+    EXPECT_NEAR(area, 100.0, 1e-9);
+    EXPECT_GT(numSquares, numQuads * 6 / 10) << numSquares << " of " << numQuads;
+    EXPECT_TRUE(contains(r.out, "quads:     " + std::to_string(numQuads) + " quadrilaterals and ")) << r.out;
+    expectFailures({{"mesh sq.con --grid-angle 30", "mesh: --grid-angle needs --grid"},
+                    {"mesh sq.con --grid 0", "--grid: '0' is not a positive length"}},
+                   2, usageHint);
+    expectFailures({{"mesh sq.con --grid 1e-4", "--grid 0.0001: too fine for the domain (more than 100000000 grid vertices)"}}, 1);
+}

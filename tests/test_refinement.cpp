@@ -9,6 +9,7 @@
 #include <random>
 #include <set>
 #include "DelaunayOracle.h"
+#include "MeshChecks.h"
 #include "Lumo_2D.h"
 #include "MessageText.h"
 
@@ -16,39 +17,11 @@ using namespace ORBI_LUMO2D;
 
 namespace {
 
-typedef std::vector<Point2> Ring;
-
-// The smallest angle of a triangle in degrees, by atan2 of cross and dot products.
-double smallestAngle(const Point2& a, const Point2& b, const Point2& c) {
-    const Point2* p[3] = {&a, &b, &c};
-    double best = 180.0;
-    for (int i = 0; i < 3; ++i) {
-        const Point2 &o = *p[i], &u = *p[(i + 1) % 3], &v = *p[(i + 2) % 3];
-        const double ux = u.x() - o.x(), uy = u.y() - o.y(), vx = v.x() - o.x(), vy = v.y() - o.y();
-        best = std::min(best, std::atan2(std::fabs(ux * vy - uy * vx), ux * vx + uy * vy) * 180.0 / M_PI);
-    }
-    return best;
-}
-double dist(const Point2& a, const Point2& b) { return std::hypot(a.x() - b.x(), a.y() - b.y()); }
-double area(const Triangle2* t) {
-    const Point2 &a = *t->getCorner(0), &b = *t->getCorner(1), &c = *t->getCorner(2);
-    return 0.5 * std::fabs((b.x() - a.x()) * (c.y() - a.y()) - (b.y() - a.y()) * (c.x() - a.x()));
-}
-
-// Exact: +1 strictly inside the ring, 0 on its border, -1 outside (crossing number over the
-// exact orientation oracle).
-int pointInRing(const Point2& q, const Ring& ring) {
-    bool bInside = false;
-    for (size_t i = 0; i < ring.size(); ++i) {
-        const Point2 &a = ring[i], &b = ring[(i + 1) % ring.size()];
-        const int o = lumo_test::exactOrientation(a, b, q);
-        if (o == 0 && std::min(a.x(), b.x()) <= q.x() && q.x() <= std::max(a.x(), b.x()) &&
-            std::min(a.y(), b.y()) <= q.y() && q.y() <= std::max(a.y(), b.y()))
-            return 0;
-        if ((a.y() > q.y()) != (b.y() > q.y()) && (o > 0) == (b.y() > a.y())) bInside = !bInside;
-    }
-    return bInside ? 1 : -1;
-}
+using lumo_test::Ring;
+using lumo_test::dist;
+using lumo_test::rectangle;
+using lumo_test::regularPolygon;
+using lumo_test::smallestAngle;
 
 // Per-triangle bounds that vary by four orders of magnitude: fine near the origin.
 struct GradedParams : MeshGenParams {
@@ -70,16 +43,6 @@ struct Domain {
     bool bLockFirst{false};     // lock the outer ring's first segment
 };
 
-Ring rectangle(double x0, double y0, double x1, double y1, bool bCCW = true) {
-    Ring r{Point2(x0, y0), Point2(x1, y0), Point2(x1, y1), Point2(x0, y1)};
-    if (!bCCW) std::reverse(r.begin(), r.end());
-    return r;
-}
-Ring regularPolygon(int n, double radius) {
-    Ring r;
-    for (int i = 0; i < n; ++i) r.emplace_back(radius * std::cos(2 * M_PI * i / n), radius * std::sin(2 * M_PI * i / n));
-    return r;
-}
 // Star-shaped (so simple) with a ragged radius and narrow spikes: sharp input angles.
 Ring coastline(int n) {
     std::mt19937 rng(7);
@@ -123,21 +86,14 @@ class Refinement : public ::testing::TestWithParam<Domain> {};
 TEST_P(Refinement, MeetsItsBoundsInsideTheZoneOnly) {
     const Domain& d = GetParam();
     Lumo_2D dt;
-    std::vector<Point2> vInput = d.outer;
-    for (const Ring& h : d.holes) vInput.insert(vInput.end(), h.begin(), h.end());
-    vInput.insert(vInput.end(), d.vCloud.begin(), d.vCloud.end());
-    dt.insert(vInput);
-    std::vector<ConstraintGraph2*> vGraphs;
     std::vector<Ring> vRings{d.outer};
     vRings.insert(vRings.end(), d.holes.begin(), d.holes.end());
-    for (const Ring& r : vRings) {
-        std::vector<Segment2> vSegs;
-        for (size_t i = 0; i < r.size(); ++i) vSegs.emplace_back(r[i], r[(i + 1) % r.size()]);
-        vGraphs.push_back(dt.createConstraint(vSegs, CIS_CONSTRAINED_DELAUNAY, true));
-    }
+    std::vector<ConstraintGraph2*> vGraphs;
+    Zone2* pZone = lumo_test::insertDomain(dt, vRings, d.vCloud, vGraphs);
+    std::vector<Point2> vInput = d.vCloud;
+    for (const Ring& r : vRings) vInput.insert(vInput.end(), r.begin(), r.end());
     std::vector<ConstraintSegment2*> vOriginal;
     for (ConstraintGraph2* pG : vGraphs) pG->getOriginalConstraintSegments(vOriginal);
-    Zone2* pZone = dt.createZone(vGraphs, ZL_INSIDE);
     ASSERT_NE(pZone, nullptr);
     std::unique_ptr<MeshGenParams> pParams(d.bGraded ? new GradedParams(pZone) : new MeshGenParams(pZone));
     d.setBounds(*pParams);
@@ -147,25 +103,17 @@ TEST_P(Refinement, MeetsItsBoundsInsideTheZoneOnly) {
     EXPECT_GT(dt.numberOfPoints(), numBefore);
 
     // Valid: the exact constrained Delaunay oracle over all vertices and alive segments.
-    std::vector<Point2*> vVertices;
-    dt.getVertexPointers(vVertices);
-    std::vector<Point2> vAll;
-    for (Point2* p : vVertices) vAll.emplace_back(p->x(), p->y());
+    EXPECT_EQ(lumo_test::constrainedDelaunayFault(dt, vGraphs), "") << d.name;
     std::vector<ConstraintSegment2*> vAlive;
     for (ConstraintGraph2* pG : vGraphs) pG->getChildConstraintSegments(vAlive);
-    std::vector<lumo_test::CoordEdge> vConstraintEdges;
     std::set<std::pair<const Point2*, const Point2*>> sUnsplittable;   // short or locked pieces
     for (ConstraintSegment2* s : vAlive) {
-        vConstraintEdges.push_back({{s->getSrc()->x(), s->getSrc()->y()}, {s->getTrg()->x(), s->getTrg()->y()}});
         const bool bLocked = d.bLockFirst && s == vOriginal[0];
         if (bLocked || !pParams->allowConstraintSplitting || dist(*s->getSrc(), *s->getTrg()) <= 2 * pParams->minEdgeLength) {
             sUnsplittable.insert({s->getSrc(), s->getTrg()});
             sUnsplittable.insert({s->getTrg(), s->getSrc()});
         }
     }
-    std::vector<Triangle2*> vAllT;
-    dt.getTrianglePointers(vAllT);
-    EXPECT_EQ(lumo_test::checkDelaunayTriangulation(vAll, vAllT, &vConstraintEdges), "") << d.name;
 
     // Locked segments, and every segment when splitting is off, are still whole; short ones too.
     for (ConstraintSegment2* s : vOriginal) {
@@ -184,7 +132,7 @@ TEST_P(Refinement, MeetsItsBoundsInsideTheZoneOnly) {
         sOnBorder.insert({s->getSrc()->x(), s->getSrc()->y()});
         sOnBorder.insert({s->getTrg()->x(), s->getTrg()->y()});
     }
-    for (const Point2& p : vAll) {
+    for (const Point2& p : lumo_test::vertexPoints(dt)) {
         if (sInput.count({p.x(), p.y()}) != 0) continue;
         if (sOnBorder.count({p.x(), p.y()}) != 0) {
             double nearest = DBL_MAX;
@@ -198,9 +146,7 @@ TEST_P(Refinement, MeetsItsBoundsInsideTheZoneOnly) {
             EXPECT_LE(nearest, 4 * DBL_EPSILON * (std::fabs(p.x()) + std::fabs(p.y()))) << d.name << ": split vertex off its segment " << p;
             continue;
         }
-        bool bInZone = pointInRing(p, d.outer) > 0;
-        for (const Ring& h : d.holes) bInZone = bInZone && pointInRing(p, h) < 0;
-        EXPECT_TRUE(bInZone) << d.name << ": vertex outside the zone " << p;
+        EXPECT_TRUE(lumo_test::isInDomain(p, vRings)) << d.name << ": vertex outside the zone " << p;
     }
 
     // Input vertices whose angle between two of their ring edges is below the bound.
@@ -252,7 +198,7 @@ TEST_P(Refinement, MeetsItsBoundsInsideTheZoneOnly) {
         const Point2 &a = *t->getCorner(0), &b = *t->getCorner(1), &c = *t->getCorner(2);
         const bool bGood = smallestAngle(a, b, c) >= pParams->minAngleDegree - 1e-9 &&
                            std::max({dist(a, b), dist(b, c), dist(c, a)}) <= pParams->maxEdgeLength &&
-                           area(t) <= (d.bGraded ? GradedParams::bound(t) : pParams->maxTriangleArea);
+                           lumo_test::triangleArea(t) <= (d.bGraded ? GradedParams::bound(t) : pParams->maxTriangleArea);
         if (bGood) continue;
         ++numExcused;
         EXPECT_TRUE(isExcused(t)) << d.name << ": bad triangle " << *t << ", smallest angle " << smallestAngle(a, b, c);
@@ -261,19 +207,18 @@ TEST_P(Refinement, MeetsItsBoundsInsideTheZoneOnly) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Domains, Refinement, ::testing::ValuesIn(aDomains),
-                         [](const ::testing::TestParamInfo<Domain>& info) {
-                             std::string s;
-                             for (const char* c = info.param.name; *c; ++c) s += std::isalnum((unsigned char)*c) ? *c : '_';
-                             return s;
-                         });
+                         [](const ::testing::TestParamInfo<Domain>& info) { return lumo_test::parameterName(info.param.name); });
 
+// The refinement task's values; the grid's insertion reports as a task of its own before it.
 struct ProgressLog : MsgBase {
     std::vector<double> vValues;
-    void update(MsgType, const std::string&, double value) override { vValues.push_back(value); }
+    void update(MsgType, const std::string& task, double value) override {
+        if (task == "refine") vValues.push_back(value);
+    }
 };
 
-// Progress moves forward only and ends at 1; a grid length says once that grid meshing is missing; a second
-// refinement with tighter bounds keeps refining the same zone.
+// Progress moves forward only and ends at 1, with a grid too; a second refinement with tighter
+// bounds keeps refining the same zone.
 TEST(Refinement, ReportsProgressAndRefinesAgain) {
     Lumo_2D dt;
     Ring square = rectangle(0, 0, 1, 1);
@@ -286,8 +231,7 @@ TEST(Refinement, ReportsProgressAndRefinesAgain) {
     MeshGenParams params(pZone);
     params.maxTriangleArea = 1e-3;
     params.gridLength = 0.1;
-    EXPECT_EQ(lumo_test::stdoutOf([&] { dt.refineAdvanced(&params); }),
-              lumo_test::warning("Dt2::refineMain3()", "grid meshing is not available yet, refining without the grid"));
+    EXPECT_EQ(lumo_test::stdoutOf([&] { dt.refineAdvanced(&params); }), "");
     ASSERT_GT(log.vValues.size(), 2u);
     EXPECT_TRUE(std::is_sorted(log.vValues.begin(), log.vValues.end()));   // while the queue grows
     EXPECT_EQ(log.vValues.back(), 1.0);

@@ -4,6 +4,7 @@
 //   lumo2d triangulate INPUT [--format F] [--obj F] [--ps F] [--svg F] [--web DIR] [--node F] [--ele F]
 //                            [--segments F] [--poly F] [--cut F] [--conforming] [--threads N] [--quads]
 //   lumo2d mesh INPUT [--min-angle DEG] [--max-area A] [--max-edge L] [--min-edge L] [--no-split]
+//                     [--grid L] [--grid-angle DEG] [--quads]
 //                     [--obj F] [--ps F] [--svg F] [--web DIR] [--node F] [--ele F]
 //
 // Library messages (which go to standard output) are held back and shown on standard error
@@ -99,6 +100,14 @@ const char* const usageText =
     "  --min-edge L         segments no longer than 2L are not split further (default: a\n"
     "                       millionth of the input's extent)\n"
     "  --no-split           keep the segments whole: no vertex is added on them\n"
+    "  --grid L             start from a square grid of spacing L: grid vertices inside the\n"
+    "                       domain (none nearer than L/2 to its border) and the segments\n"
+    "                       split where grid lines cross them; refinement then fills the band\n"
+    "                       along the border. Inside, the triangles are the grid's squares\n"
+    "                       split by a diagonal (while the bounds allow that size)\n"
+    "  --grid-angle DEG     the direction of the grid lines, -360 to 360 degrees (default 0)\n"
+    "  --quads              pair the triangles into convex quadrilaterals as triangulate does;\n"
+    "                       with --grid the interior becomes the grid's squares\n"
     "Drawings (--ps, --svg, the scene's top view) are made for at most 100000 triangles.\n"
     "\n"
     "Options:\n"
@@ -499,6 +508,15 @@ void runHoldingBack(const Options& opt, const std::function<void(HoldBackStdout&
     }
 }
 
+// The summary line of a quad mesh.
+void printQuadLine(const QMesh& quads) {
+    const QuadMeshStatistics& qs = quads.getStatistics();
+    std::cout << "quads:     " << qs.numQuads << " quadrilaterals and " << qs.numTriangles << " triangles left ("
+              << std::fixed << std::setprecision(1) << 100.0 * qs.pairedFraction << "% of " << qs.numZoneTriangles
+              << " triangles paired, corner angles within " << qs.maxAngleDeviation << " degrees of 90)\n"
+              << std::defaultfloat << std::setprecision(6);
+}
+
 // Writes what the options ask for: the triangles (pZone's, or all when null) and, for .node/.ele,
 // the input points with their handles in dt; with pQuads, the drawings and the OBJ file hold
 // that quadrilateral mesh. Returns the summary's "written:" lines.
@@ -631,13 +649,7 @@ void triangulateAndWrite(const Input& in, const Outputs& out, const Options& opt
         else if (pZone != nullptr)
             std::cout << "domain:    " << vTriangles.size() << " triangles inside the boundary, " << cons.vHoles.size()
                       << " hole point(s); the outputs hold these\n";
-        if (out.bQuads) {
-            const QuadMeshStatistics& qs = quads.getStatistics();
-            std::cout << "quads:     " << qs.numQuads << " quadrilaterals and " << qs.numTriangles << " triangles left ("
-                      << std::fixed << std::setprecision(1) << 100.0 * qs.pairedFraction << "% of "
-                      << qs.numZoneTriangles << " triangles paired, corner angles within " << qs.maxAngleDeviation
-                      << " degrees of 90)\n" << std::defaultfloat << std::setprecision(6);
-        }
+        if (out.bQuads) printQuadLine(quads);
         std::cout << "time:      " << formatMs(seconds) << " (triangulation, " << dt.getNumCPU()
                   << (dt.getNumCPU() == 1 ? " thread)\n" : " threads)\n");
         if (!cons.vSegments.empty()) {
@@ -746,6 +758,8 @@ struct MeshBounds {
     double maxEdge{0.0};
     double minEdge{0.0};
     bool bSplit{true};
+    double grid{0.0};        // grid spacing; 0: no grid
+    double gridAngle{0.0};   // direction of the grid lines, degrees
 };
 
 // A number option's value in (lo, hi] (or [lo, hi] with bClosedBelow); else a usage error that
@@ -806,6 +820,14 @@ void meshAndWrite(const std::string& inputPath, const Constraints& cons, const M
         params.minEdgeLength = bounds.minEdge > 0 ? bounds.minEdge
                                                   : 1e-6 * std::hypot(box.getRangeX(), box.getRangeY());
         params.allowConstraintSplitting = bounds.bSplit;
+        if (bounds.grid > 0) {
+            // The library refuses such a grid with a message only; the tool says why it fails.
+            if (pZone->getArea2D() / bounds.grid / bounds.grid > 1e8)
+                inputError("--grid " + boundText(bounds.grid) + ": too fine for the domain (more than 100000000 grid vertices)");
+            params.gridLength = bounds.grid;
+            const double rad = bounds.gridAngle * M_PI / 180.0;
+            params.gridVector = Vector2(std::cos(rad), std::sin(rad));
+        }
         const size_t numBefore = dt.numberOfPoints();
         ProgressBar bar;
         const bool bShowProgress = isatty(STDERR_FILENO) != 0;
@@ -826,7 +848,10 @@ void meshAndWrite(const std::string& inputPath, const Constraints& cons, const M
             minAngle = std::min(minAngle, a);
             numBelow += a < bounds.minAngle;
         }
-        const std::vector<std::string> vLines = writeOutputs(dt, pZone, vTriangles, in, vHandles, out, written);
+        QMesh quads;
+        if (out.bQuads && !dt.createQuadMesh(pZone, quads)) inputError("no quadrilateral mesh could be made");
+        const std::vector<std::string> vLines =
+            writeOutputs(dt, pZone, vTriangles, in, vHandles, out, written, out.bQuads ? &quads : nullptr);
         hold.release();
 
         std::cout << "input:     " << in.description << "\n";
@@ -839,6 +864,7 @@ void meshAndWrite(const std::string& inputPath, const Constraints& cons, const M
         std::cout << "bounds:    angle " << bounds.minAngle << " degrees, area " << boundText(bounds.maxArea) << ", edge "
                   << boundText(bounds.maxEdge) << ", segments " << (bounds.bSplit ? "split where needed" : "kept whole")
                   << "\n";
+        if (bounds.grid > 0) std::cout << "grid:      spacing " << bounds.grid << ", lines at " << bounds.gridAngle << " degrees\n";
         std::cout << "vertices:  " << vVertices.size() << " (" << dt.numberOfPoints() - numBefore << " added)\n";
         std::cout << "triangles: " << vTriangles.size() << "\n";
         char angle[32];
@@ -847,6 +873,7 @@ void meshAndWrite(const std::string& inputPath, const Constraints& cons, const M
         std::cout << "angle:     " << angle << " degrees smallest";
         if (numBelow > 0) std::cout << " (" << numBelow << " triangle" << (numBelow == 1 ? "" : "s") << " below the bound)";
         std::cout << "\n";
+        if (out.bQuads) printQuadLine(quads);
         std::cout << "time:      " << formatMs(seconds) << " (refinement)\n";
         printWrittenLines(vLines);
     });
@@ -856,6 +883,7 @@ void runMesh(const std::vector<std::string>& vArgs, const Options& opt) {
     std::string input;
     Outputs out;
     MeshBounds bounds;
+    bool bGridAngle = false;
     const std::pair<const char*, std::string*> aTargets[] = {{"--obj", &out.obj}, {"--ps", &out.ps},
                                                              {"--svg", &out.svg}, {"--web", &out.web},
                                                              {"--node", &out.node}, {"--ele", &out.ele}};
@@ -865,18 +893,24 @@ void runMesh(const std::vector<std::string>& vArgs, const Options& opt) {
         std::string* pTarget = nullptr;
         for (const auto& t : aTargets)
             if (a == t.first) pTarget = t.second;
-        const bool bNumber = a == "--min-angle" || a == "--max-area" || a == "--max-edge" || a == "--min-edge";
+        const bool bNumber = a == "--min-angle" || a == "--max-area" || a == "--max-edge" || a == "--min-edge" ||
+                             a == "--grid" || a == "--grid-angle";
         if (pTarget != nullptr || bNumber) {
             if (i + 1 >= vArgs.size()) usageError(a + " needs a " + (bNumber ? "number" : a == "--web" ? "directory name" : "file name"));
             const std::string& value = vArgs[++i];
+            bGridAngle = bGridAngle || a == "--grid-angle";
             if (a == "--min-angle") bounds.minAngle = parseNumberOption(a, value, 0.0, 30.0, true, "an angle from 0 to 30 degrees");
             else if (a == "--max-area") bounds.maxArea = parseNumberOption(a, value, 0.0, maxDouble, false, "a positive area");
             else if (a == "--max-edge") bounds.maxEdge = parseNumberOption(a, value, 0.0, maxDouble, false, "a positive length");
             else if (a == "--min-edge") bounds.minEdge = parseNumberOption(a, value, 0.0, maxDouble, false, "a positive length");
+            else if (a == "--grid") bounds.grid = parseNumberOption(a, value, 0.0, maxDouble, false, "a positive length");
+            else if (a == "--grid-angle") bounds.gridAngle = parseNumberOption(a, value, -360.0, 360.0, true, "an angle from -360 to 360 degrees");
             else if (value.empty()) usageError(a + " needs a non-empty name");
             else *pTarget = value;
         } else if (a == "--no-split") {
             bounds.bSplit = false;
+        } else if (a == "--quads") {
+            out.bQuads = true;
         } else if (a.size() > 1 && a[0] == '-') {
             usageError("mesh: unknown option '" + a + "'");
         } else if (input.empty()) {
@@ -886,6 +920,7 @@ void runMesh(const std::vector<std::string>& vArgs, const Options& opt) {
         }
     }
     if (input.empty()) usageError("mesh: missing INPUT (a .poly or segment file)");
+    if (bGridAngle && bounds.grid == 0) usageError("mesh: --grid-angle needs --grid");
     if (isDirectory(input)) inputError(input + ": is a directory");
     Constraints cons;
     const bool bPoly = input.size() > 5 && input.compare(input.size() - 5, 5, ".poly") == 0;
