@@ -1,6 +1,7 @@
 // The constraint manager: segment storage, graph creation, and the passes that enforce them.
 #include "ConstraintMgr.h"
 #include <algorithm>
+#include <cmath>
 #include <fstream>
 #include <iomanip>
 #include <new>
@@ -251,6 +252,24 @@ void ConstraintMgr::apply() {
     }
     repairConforming();
     if (pPub != nullptr) pPub->finish();
+}
+
+void ConstraintMgr::resetConformingBudget(size_t numSegs) {
+    conformingStepsLeft = 512 * numSegs + 4096 + 8 * pOwnerDt2->numberOfPoints();
+    bConformingBudgetWarned = false;
+}
+
+Point2 ConstraintMgr::conformingSplitPoint(const Point2* p, const Point2* q) const {
+    const bool bShellAtP = sConformingSplits.count(p) == 0, bShellAtQ = sConformingSplits.count(q) == 0;
+    if (!bShellAtP && !bShellAtQ) return centerWithShift(*p, *q);
+    if (!bShellAtP) std::swap(p, q);
+    // The power of two nearest to half the length, within a factor sqrt(2) of it.
+    const double len = std::hypot(q->x() - p->x(), q->y() - p->y()), half = 0.5 * len;
+    double r = std::ldexp(1.0, std::ilogb(half));
+    if (half > 1.4142135623730951 * r) r *= 2.0;
+    const double t = r / len;
+    const Point2 s(p->x() + t * (q->x() - p->x()), p->y() + t * (q->y() - p->y()));
+    return s == *p || s == *q ? centerWithShift(*p, *q) : s;
 }
 
 void ConstraintMgr::repairConforming() {

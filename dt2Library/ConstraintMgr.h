@@ -9,6 +9,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 #include "ConstraintGraph2.h"
@@ -94,6 +95,15 @@ public:
     void applyOne(ConstraintSegment2* pCSeg);
     // Enforces every alive segment, in passes (at most 499).
     void apply();
+    // The conforming split vertex of the piece (p, q), not yet inserted. Next to a segment end
+    // that is no conforming split vertex (an input vertex or a crossing, where other segments
+    // may leave at tiny angles), at a power-of-two distance from it: pieces of different
+    // segments from one vertex then get equal lengths and stop encroaching on each other,
+    // where midpoints would keep splitting them in turn towards that vertex.
+    Point2 conformingSplitPoint(const Point2* p, const Point2* q) const;
+    void noteConformingSplit(const Point2* pSplit) { sConformingSplits.insert(pSplit); }
+    // A crossing split a conforming segment: its pieces get their steps.
+    void noteConformingCrossing() { conformingStepsLeft += 8; }
 
     // ---- dump files --------------------------------------------------------------------------
     // Per graph (index from 0): the alive pieces to prefix + "_c" + index + "_con.bin" (binary
@@ -157,13 +167,15 @@ private:
     size_t numConforming{0};
     // Conforming steps left in the current operation: two segments within a few ulps of each
     // other along their length cannot both become chains of Delaunay edges in doubles, and
-    // would otherwise be split towards the precision limit everywhere.
+    // would otherwise be split towards the precision limit everywhere. A piece takes about two
+    // steps (a split, then the check that finds it an edge), and a segment is cut into about as
+    // many pieces as it passes vertices and crossings: the budget grows with both.
     size_t conformingStepsLeft{0};
     bool bConformingBudgetWarned{false};
-    void resetConformingBudget(size_t numSegs) {
-        conformingStepsLeft = 256 * numSegs + 4096;
-        bConformingBudgetWarned = false;
-    }
+    void resetConformingBudget(size_t numSegs);
+    // Vertices inserted by conforming splits; every other segment end may be shared by segments
+    // at small angles, and the splits next to it go to its concentric shells.
+    std::unordered_set<const Point2*> sConformingSplits;
 };
 
 } // namespace ORBI_LUMO2D

@@ -607,6 +607,7 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
         std::vector<ConstraintSegment2*> vPieces;
         const std::pair<Point2, ConstraintSegment2*> crossing = vPairIspCS[0];
         splitAtCrossing(pCSeg, crossing.first, crossing.second, vPieces);
+        getConstraintMgr().noteConformingCrossing();
         // Constrained pieces of the crossed segment are enforced now; conforming pieces by the
         // caller's work list (this segment's) or the conforming repair pass (the crossed one's).
         for (ConstraintSegment2* pPiece : vPieces)
@@ -622,12 +623,13 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
         reportWarning("Dt2::insertSegmentConformingDelaunay()", precisionText);
         return;
     }
-    // 5. Split at the (nudged) midpoint.
-    Point2* pNew = insertNear(centerWithShift(*p, *q), p);
+    // 5. Split at the (nudged) midpoint, or at a concentric shell next to a shared end.
+    Point2* pNew = insertNear(getConstraintMgr().conformingSplitPoint(p, q), p);
     if (pNew == nullptr || pNew == p || pNew == q) {
         reportWarning("Dt2::insertSegmentConformingDelaunay()", precisionText);
         return;
     }
+    getConstraintMgr().noteConformingSplit(pNew);
     if (pCSeg->isAlive()) pCSeg->split_combinatorialOnly(pNew);
 }
 
