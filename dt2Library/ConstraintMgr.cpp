@@ -33,6 +33,12 @@ void prefaultForWriting(const void* p, size_t bytes) {
     (void)bytes;
 #endif
 }
+// Marks one of the manager's own operations, which finish their conforming pieces themselves.
+struct ApplyingScope {
+    bool& bApplying;
+    explicit ApplyingScope(bool& b) : bApplying(b) { bApplying = true; }
+    ~ApplyingScope() { bApplying = false; }
+};
 } // namespace
 
 ConstraintMgr::ConstraintMgr(Dt2* pDt2) : pOwnerDt2(pDt2), poolSegments(694444) {
@@ -82,6 +88,31 @@ ConstraintSegment2* ConstraintMgr::addConstraintSegment(Point2* p0, Point2* p1, 
 void ConstraintMgr::onEdgeSplit(Point2* pA, Point2* pB, Point2* pNew) {
     ConstraintSegment2* pCSeg = getConstraintSegment(pA, pB);
     if (pCSeg != nullptr && pCSeg->isAlive()) pCSeg->split_combinatorialOnly(pNew);
+}
+
+void ConstraintMgr::onFlip(Triangle2* pT, Triangle2* pN) {
+    if (numConforming == 0) return;
+    // The removed diagonal joins the corner of each triangle that the other one lacks.
+    Point2 *pA = nullptr, *pB = nullptr;
+    for (int i = 0; i < 3; ++i) {
+        if (!pN->hasVertex(pT->getCorner(i))) pA = pT->getCorner(i);
+        if (!pT->hasVertex(pN->getCorner(i))) pB = pN->getCorner(i);
+    }
+    ConstraintSegment2* pCSeg = getConstraintSegment(pA, pB);
+    if (pCSeg != nullptr && pCSeg->isAlive() && pCSeg->getCIS() == CIS_CONFORMING_DELAUNAY)
+        vFlippedConforming.push_back(pCSeg);
+}
+
+void ConstraintMgr::reconformFlipped() {
+    if (bApplying || vFlippedConforming.empty()) return;
+    ApplyingScope applying(bApplying);
+    resetConformingBudget(vFlippedConforming.size());
+    // Splitting one piece may flip others away: they join the list.
+    while (!vFlippedConforming.empty()) {
+        ConstraintSegment2* pCSeg = vFlippedConforming.back();
+        vFlippedConforming.pop_back();
+        applyConformingFully(pCSeg);
+    }
 }
 
 void ConstraintMgr::grow() {
@@ -168,6 +199,7 @@ ConstraintGraph2* ConstraintMgr::buildGraph(const std::vector<std::pair<Point2*,
     }
     ConstraintGraph2* pGraph = new ConstraintGraph2(pOwnerDt2, vCSegs, mPPReverse, cis, bOriented);
     resetConformingBudget(vCSegs.size());
+    ApplyingScope applying(bApplying);
     vGraphs.push_back(pGraph);
     MsgPublisher* pPub = pOwnerDt2->getMsgPublisher();
     if (pPub != nullptr) pPub->start("insert constraints", vCSegs.size());
@@ -229,6 +261,7 @@ void ConstraintMgr::apply() {
     MsgPublisher* pPub = pOwnerDt2->getMsgPublisher();
     if (pPub != nullptr) pPub->start("apply constraints", vWork.size());
     resetConformingBudget(vWork.size());
+    ApplyingScope applying(bApplying);
     for (int passesLeft = MAX_APPLY_PASSES;; ) {
         bool bChanged = false;
         vNext.clear();
@@ -276,6 +309,8 @@ void ConstraintMgr::repairConforming() {
     if (numConforming == 0 || !pOwnerDt2->is2D()) return;
     std::vector<ConstraintSegment2*> vAll;
     for (int passesLeft = MAX_APPLY_PASSES; passesLeft > 0; --passesLeft) {
+        // Every piece is checked here: what the flips noted is covered.
+        vFlippedConforming.clear();
         vAll.clear();
         poolSegments.forEach([&](ConstraintSegment2* p) {
             if (p->isAlive() && p->getCIS() == CIS_CONFORMING_DELAUNAY && !pOwnerDt2->isEdge(p->getSrc(), p->getTrg()))

@@ -30,6 +30,11 @@ public:
     explicit ConstraintMgr(Dt2* pDt2);
     bool mayFlip(const Point2* pA, const Point2* pB) const override { return !isFlipBarrier(pA, pB); }
     void onEdgeSplit(Point2* pA, Point2* pB, Point2* pNew) override;
+    // Conforming pieces are ordinary edges: a flip may remove one. It is noted here and split
+    // again when the host's insertion call ends (reconformFlipped), so the triangulation stays
+    // fully Delaunay with every piece an edge.
+    void onFlip(Triangle2* pT, Triangle2* pN) override;
+    void reconformFlipped();
     ~ConstraintMgr();
     ConstraintMgr(const ConstraintMgr&) = delete;
     ConstraintMgr& operator=(const ConstraintMgr&) = delete;
@@ -176,6 +181,10 @@ private:
     // Vertices inserted by conforming splits; every other segment end may be shared by segments
     // at small angles, and the splits next to it go to its concentric shells.
     std::unordered_set<const Point2*> sConformingSplits;
+    // Alive conforming pieces whose edge a flip removed since the last repair.
+    std::vector<ConstraintSegment2*> vFlippedConforming;
+    // Inside one of the manager's own operations, which finish their pieces themselves.
+    bool bApplying{false};
 };
 
 } // namespace ORBI_LUMO2D

@@ -98,6 +98,10 @@ Point2* Dt2::insertNear(const Point2& p, Point2* pNear) {
     return insert(p);
 }
 
+void Dt2::reconformFlippedPieces() {
+    if (pConstraintMgr) pConstraintMgr->reconformFlipped();
+}
+
 // ---- topology helpers ------------------------------------------------------------------------------
 
 bool Dt2::isEdge(Point2* p, Point2* q) const {
