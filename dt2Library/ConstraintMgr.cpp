@@ -81,7 +81,11 @@ ConstraintSegment2* ConstraintMgr::addConstraintSegment(Point2* p0, Point2* p1, 
         pOwnerDt2->setFlipGuard(this);
         pOwnerDt2->setObserver(this);
     }
-    if (cis == CIS_CONFORMING_DELAUNAY) ++numConforming;
+    if (cis == CIS_CONFORMING_DELAUNAY) {
+        ++numConforming;
+        ++mConformingDegree[p0];
+        ++mConformingDegree[p1];
+    }
     return pSeg;
 }
 
@@ -292,15 +296,34 @@ void ConstraintMgr::resetConformingBudget(size_t numSegs) {
     bConformingBudgetWarned = false;
 }
 
-Point2 ConstraintMgr::conformingSplitPoint(const Point2* p, const Point2* q) const {
-    const bool bShellAtP = sConformingSplits.count(p) == 0, bShellAtQ = sConformingSplits.count(q) == 0;
-    if (!bShellAtP && !bShellAtQ) return centerWithShift(*p, *q);
-    if (!bShellAtP) std::swap(p, q);
-    // The power of two nearest to half the length, within a factor sqrt(2) of it.
-    const double len = std::hypot(q->x() - p->x(), q->y() - p->y()), half = 0.5 * len;
-    double r = std::ldexp(1.0, std::ilogb(half));
-    if (half > 1.4142135623730951 * r) r *= 2.0;
-    const double t = r / len;
+const Point2* ConstraintMgr::shellCentreAt(const Point2* p) const {
+    const auto it = mShellCentre.find(p);
+    return it == mShellCentre.end() ? p : it->second;
+}
+
+Point2 ConstraintMgr::conformingSplitPoint(const Point2* p, const Point2* q, const Point2*& pCentre) const {
+    // A segment end shared by several segments (or a crossing, which has no count) wins over
+    // a centre inherited from a split vertex, then over an end of one segment only: all pieces
+    // of a segment are measured from one centre unless they meet another segment.
+    auto rank = [&](const Point2* pEnd) {
+        if (mShellCentre.count(pEnd) != 0) return 2;
+        const auto it = mConformingDegree.find(pEnd);
+        return it != mConformingDegree.end() && it->second == 1 ? 1 : 3;
+    };
+    const int rankP = rank(p), rankQ = rank(q);
+    pCentre = rankQ > rankP ? shellCentreAt(q) : shellCentreAt(p);
+    // Radii along the piece; the centre lies on its line, behind or at one end.
+    const double rP = std::hypot(p->x() - pCentre->x(), p->y() - pCentre->y());
+    const double rQ = std::hypot(q->x() - pCentre->x(), q->y() - pCentre->y());
+    const double lo = std::min(rP, rQ), hi = std::max(rP, rQ), a = lo + 0.25 * (hi - lo), b = hi - 0.25 * (hi - lo);
+    if (!(b > a)) return centerWithShift(*p, *q);
+    double step = std::ldexp(1.0, std::ilogb(b - a) + 1);
+    double r = std::ceil(a / step) * step;
+    while (r > b) {
+        step *= 0.5;
+        r = std::ceil(a / step) * step;
+    }
+    const double t = (r - rP) / (rQ - rP);
     const Point2 s(p->x() + t * (q->x() - p->x()), p->y() + t * (q->y() - p->y()));
     return s == *p || s == *q ? centerWithShift(*p, *q) : s;
 }

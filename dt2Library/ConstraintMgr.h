@@ -9,7 +9,7 @@
 #include <map>
 #include <set>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 #include "ConstraintGraph2.h"
@@ -100,13 +100,14 @@ public:
     void applyOne(ConstraintSegment2* pCSeg);
     // Enforces every alive segment, in passes (at most 499).
     void apply();
-    // The conforming split vertex of the piece (p, q), not yet inserted. Next to a segment end
-    // that is no conforming split vertex (an input vertex or a crossing, where other segments
-    // may leave at tiny angles), at a power-of-two distance from it: pieces of different
-    // segments from one vertex then get equal lengths and stop encroaching on each other,
-    // where midpoints would keep splitting them in turn towards that vertex.
-    Point2 conformingSplitPoint(const Point2* p, const Point2* q) const;
-    void noteConformingSplit(const Point2* pSplit) { sConformingSplits.insert(pSplit); }
+    // The conforming split point of the piece (p, q), and the vertex pCentre it is measured
+    // from. Pieces of segments that leave one vertex at a small angle are split at the same
+    // distances from it (the coarsest dyadic radius in the middle half of the piece, powers of
+    // two next to the vertex): their split vertices then pair up and stop encroaching on each
+    // other, where midpoints would keep splitting them in turn. The centre is a segment end
+    // shared by several segments, or a crossing; pieces inherit it from their split vertices.
+    Point2 conformingSplitPoint(const Point2* p, const Point2* q, const Point2*& pCentre) const;
+    void noteConformingSplit(const Point2* pSplit, const Point2* pCentre) { mShellCentre[pSplit] = pCentre; }
     // A crossing split a conforming segment: its pieces get their steps.
     void noteConformingCrossing() { conformingStepsLeft += 8; }
 
@@ -178,9 +179,12 @@ private:
     size_t conformingStepsLeft{0};
     bool bConformingBudgetWarned{false};
     void resetConformingBudget(size_t numSegs);
-    // Vertices inserted by conforming splits; every other segment end may be shared by segments
-    // at small angles, and the splits next to it go to its concentric shells.
-    std::unordered_set<const Point2*> sConformingSplits;
+    // Vertices inserted by conforming splits, with the centre of their shells.
+    std::unordered_map<const Point2*, const Point2*> mShellCentre;
+    // Conforming segments per end vertex.
+    std::unordered_map<const Point2*, unsigned> mConformingDegree;
+    // The centre that the end p of a piece offers: its own for a split vertex, else p.
+    const Point2* shellCentreAt(const Point2* p) const;
     // Alive conforming pieces whose edge a flip removed since the last repair.
     std::vector<ConstraintSegment2*> vFlippedConforming;
     // Inside one of the manager's own operations, which finish their pieces themselves.

@@ -628,12 +628,13 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
         return;
     }
     // 5. Split at the (nudged) midpoint, or at a concentric shell next to a shared end.
-    Point2* pNew = insertNear(getConstraintMgr().conformingSplitPoint(p, q), p);
+    const Point2* pCentre = nullptr;
+    Point2* pNew = insertNear(getConstraintMgr().conformingSplitPoint(p, q, pCentre), p);
     if (pNew == nullptr || pNew == p || pNew == q) {
         reportWarning("Dt2::insertSegmentConformingDelaunay()", precisionText);
         return;
     }
-    getConstraintMgr().noteConformingSplit(pNew);
+    getConstraintMgr().noteConformingSplit(pNew, pCentre);
     if (pCSeg->isAlive()) pCSeg->split_combinatorialOnly(pNew);
 }
 

@@ -403,9 +403,9 @@ TEST(Constraints, ConformingSegmentsAreChainsOfDelaunayEdges) {
     std::vector<Row> vRows = {{"disjoint", 400, disjointSegments(40, rng, 0.3)},
                               {"crossing", 400, randomSegments(25, rng, 0.5)},
                               {"long crossing among many points", 50000, randomSegments(100, rng, 0.7)},
-                              {"star at small angles", 1000, {}}};
+                              {"star at tiny angles", 1000, {}}};
     for (int i = 0; i < 20; ++i) {
-        const double a = 0.3 + 0.01 * i, len = 0.5 + 0.015 * i;
+        const double a = 0.3 + 0.001 * i, len = 0.5 + 0.015 * i;
         vRows.back().vSegs.push_back(seg(0.1, 0.1, 0.1 + len * std::cos(a), 0.1 + len * std::sin(a)));
     }
     for (Row& row : vRows) {
