@@ -33,7 +33,7 @@ void prefaultForWriting(const void* p, size_t bytes) {
     (void)bytes;
 #endif
 }
-// Marks one of the manager's own operations, which finish their conforming pieces themselves.
+// Sets bApplying for the length of one of the manager's own operations.
 struct ApplyingScope {
     bool& bApplying;
     explicit ApplyingScope(bool& b) : bApplying(b) { bApplying = true; }

@@ -627,7 +627,7 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
         reportWarning("Dt2::insertSegmentConformingDelaunay()", precisionText);
         return;
     }
-    // 5. Split at the (nudged) midpoint, or at a concentric shell next to a shared end.
+    // 5. Split at a dyadic radius from the piece's shell centre (the nudged midpoint when none fits).
     const Point2* pCentre = nullptr;
     Point2* pNew = insertNear(getConstraintMgr().conformingSplitPoint(p, q, pCentre), p);
     if (pNew == nullptr || pNew == p || pNew == q) {
