@@ -1,6 +1,7 @@
 // The constraint manager: segment storage, graph creation, and the passes that enforce them.
 #include "ConstraintMgr.h"
 #include <algorithm>
+#include <cmath>
 #include <fstream>
 #include <iomanip>
 #include <new>
@@ -32,6 +33,12 @@ void prefaultForWriting(const void* p, size_t bytes) {
     (void)bytes;
 #endif
 }
+// Sets bApplying for the length of one of the manager's own operations.
+struct ApplyingScope {
+    bool& bApplying;
+    explicit ApplyingScope(bool& b) : bApplying(b) { bApplying = true; }
+    ~ApplyingScope() { bApplying = false; }
+};
 } // namespace
 
 ConstraintMgr::ConstraintMgr(Dt2* pDt2) : pOwnerDt2(pDt2), poolSegments(694444) {
@@ -74,13 +81,42 @@ ConstraintSegment2* ConstraintMgr::addConstraintSegment(Point2* p0, Point2* p1, 
         pOwnerDt2->setFlipGuard(this);
         pOwnerDt2->setObserver(this);
     }
-    if (cis == CIS_CONFORMING_DELAUNAY) ++numConforming;
+    if (cis == CIS_CONFORMING_DELAUNAY) {
+        ++numConforming;
+        ++mConformingDegree[p0];
+        ++mConformingDegree[p1];
+    }
     return pSeg;
 }
 
 void ConstraintMgr::onEdgeSplit(Point2* pA, Point2* pB, Point2* pNew) {
     ConstraintSegment2* pCSeg = getConstraintSegment(pA, pB);
     if (pCSeg != nullptr && pCSeg->isAlive()) pCSeg->split_combinatorialOnly(pNew);
+}
+
+void ConstraintMgr::onFlip(Triangle2* pT, Triangle2* pN) {
+    if (numConforming == 0) return;
+    // The removed diagonal joins the corner of each triangle that the other one lacks.
+    Point2 *pA = nullptr, *pB = nullptr;
+    for (int i = 0; i < 3; ++i) {
+        if (!pN->hasVertex(pT->getCorner(i))) pA = pT->getCorner(i);
+        if (!pT->hasVertex(pN->getCorner(i))) pB = pN->getCorner(i);
+    }
+    ConstraintSegment2* pCSeg = getConstraintSegment(pA, pB);
+    if (pCSeg != nullptr && pCSeg->isAlive() && pCSeg->getCIS() == CIS_CONFORMING_DELAUNAY)
+        vFlippedConforming.push_back(pCSeg);
+}
+
+void ConstraintMgr::reconformFlipped() {
+    if (bApplying || vFlippedConforming.empty()) return;
+    ApplyingScope applying(bApplying);
+    resetConformingBudget(vFlippedConforming.size());
+    // Splitting one piece may flip others away: they join the list.
+    while (!vFlippedConforming.empty()) {
+        ConstraintSegment2* pCSeg = vFlippedConforming.back();
+        vFlippedConforming.pop_back();
+        applyConformingFully(pCSeg);
+    }
 }
 
 void ConstraintMgr::grow() {
@@ -167,6 +203,7 @@ ConstraintGraph2* ConstraintMgr::buildGraph(const std::vector<std::pair<Point2*,
     }
     ConstraintGraph2* pGraph = new ConstraintGraph2(pOwnerDt2, vCSegs, mPPReverse, cis, bOriented);
     resetConformingBudget(vCSegs.size());
+    ApplyingScope applying(bApplying);
     vGraphs.push_back(pGraph);
     MsgPublisher* pPub = pOwnerDt2->getMsgPublisher();
     if (pPub != nullptr) pPub->start("insert constraints", vCSegs.size());
@@ -228,6 +265,7 @@ void ConstraintMgr::apply() {
     MsgPublisher* pPub = pOwnerDt2->getMsgPublisher();
     if (pPub != nullptr) pPub->start("apply constraints", vWork.size());
     resetConformingBudget(vWork.size());
+    ApplyingScope applying(bApplying);
     for (int passesLeft = MAX_APPLY_PASSES;; ) {
         bool bChanged = false;
         vNext.clear();
@@ -253,10 +291,49 @@ void ConstraintMgr::apply() {
     if (pPub != nullptr) pPub->finish();
 }
 
+void ConstraintMgr::resetConformingBudget(size_t numSegs) {
+    conformingStepsLeft = 512 * numSegs + 4096 + 8 * pOwnerDt2->numberOfPoints();
+    bConformingBudgetWarned = false;
+}
+
+const Point2* ConstraintMgr::shellCentreAt(const Point2* p) const {
+    const auto it = mShellCentre.find(p);
+    return it == mShellCentre.end() ? p : it->second;
+}
+
+Point2 ConstraintMgr::conformingSplitPoint(const Point2* p, const Point2* q, const Point2*& pCentre) const {
+    // A segment end shared by several segments (or a crossing, which has no count) wins over
+    // a centre inherited from a split vertex, then over an end of one segment only: all pieces
+    // of a segment are measured from one centre unless they meet another segment.
+    auto rank = [&](const Point2* pEnd) {
+        if (mShellCentre.count(pEnd) != 0) return 2;
+        const auto it = mConformingDegree.find(pEnd);
+        return it != mConformingDegree.end() && it->second == 1 ? 1 : 3;
+    };
+    const int rankP = rank(p), rankQ = rank(q);
+    pCentre = rankQ > rankP ? shellCentreAt(q) : shellCentreAt(p);
+    // Radii along the piece; the centre lies on its line, behind or at one end.
+    const double rP = std::hypot(p->x() - pCentre->x(), p->y() - pCentre->y());
+    const double rQ = std::hypot(q->x() - pCentre->x(), q->y() - pCentre->y());
+    const double lo = std::min(rP, rQ), hi = std::max(rP, rQ), a = lo + 0.25 * (hi - lo), b = hi - 0.25 * (hi - lo);
+    if (!(b > a)) return centerWithShift(*p, *q);
+    double step = std::ldexp(1.0, std::ilogb(b - a) + 1);
+    double r = std::ceil(a / step) * step;
+    while (r > b) {
+        step *= 0.5;
+        r = std::ceil(a / step) * step;
+    }
+    const double t = (r - rP) / (rQ - rP);
+    const Point2 s(p->x() + t * (q->x() - p->x()), p->y() + t * (q->y() - p->y()));
+    return s == *p || s == *q ? centerWithShift(*p, *q) : s;
+}
+
 void ConstraintMgr::repairConforming() {
     if (numConforming == 0 || !pOwnerDt2->is2D()) return;
     std::vector<ConstraintSegment2*> vAll;
     for (int passesLeft = MAX_APPLY_PASSES; passesLeft > 0; --passesLeft) {
+        // Every piece is checked here: what the flips noted is covered.
+        vFlippedConforming.clear();
         vAll.clear();
         poolSegments.forEach([&](ConstraintSegment2* p) {
             if (p->isAlive() && p->getCIS() == CIS_CONFORMING_DELAUNAY && !pOwnerDt2->isEdge(p->getSrc(), p->getTrg()))

@@ -9,6 +9,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 #include "ConstraintGraph2.h"
@@ -29,6 +30,11 @@ public:
     explicit ConstraintMgr(Dt2* pDt2);
     bool mayFlip(const Point2* pA, const Point2* pB) const override { return !isFlipBarrier(pA, pB); }
     void onEdgeSplit(Point2* pA, Point2* pB, Point2* pNew) override;
+    // Conforming pieces are ordinary edges: a flip may remove one. It is noted here and split
+    // again when the host's insertion call ends (reconformFlipped), so the triangulation stays
+    // fully Delaunay with every piece an edge.
+    void onFlip(Triangle2* pT, Triangle2* pN) override;
+    void reconformFlipped();
     ~ConstraintMgr();
     ConstraintMgr(const ConstraintMgr&) = delete;
     ConstraintMgr& operator=(const ConstraintMgr&) = delete;
@@ -94,6 +100,16 @@ public:
     void applyOne(ConstraintSegment2* pCSeg);
     // Enforces every alive segment, in passes (at most 499).
     void apply();
+    // The conforming split point of the piece (p, q), and the vertex pCentre it is measured
+    // from. Pieces of segments that leave one vertex at a small angle are split at the same
+    // distances from it (the coarsest dyadic radius in the middle half of the piece, powers of
+    // two next to the vertex): their split vertices then pair up and stop encroaching on each
+    // other, where midpoints would keep splitting them in turn. The centre is a segment end
+    // shared by several segments, or a crossing; pieces inherit it from their split vertices.
+    Point2 conformingSplitPoint(const Point2* p, const Point2* q, const Point2*& pCentre) const;
+    void noteConformingSplit(const Point2* pSplit, const Point2* pCentre) { mShellCentre[pSplit] = pCentre; }
+    // A crossing split a conforming segment: its pieces get their steps.
+    void noteConformingCrossing() { conformingStepsLeft += 8; }
 
     // ---- dump files --------------------------------------------------------------------------
     // Per graph (index from 0): the alive pieces to prefix + "_c" + index + "_con.bin" (binary
@@ -157,13 +173,22 @@ private:
     size_t numConforming{0};
     // Conforming steps left in the current operation: two segments within a few ulps of each
     // other along their length cannot both become chains of Delaunay edges in doubles, and
-    // would otherwise be split towards the precision limit everywhere.
+    // would otherwise be split towards the precision limit everywhere. A piece takes about two
+    // steps (a split, then the check that finds it an edge), and a segment is cut into about as
+    // many pieces as it passes vertices and crossings: the budget grows with both.
     size_t conformingStepsLeft{0};
     bool bConformingBudgetWarned{false};
-    void resetConformingBudget(size_t numSegs) {
-        conformingStepsLeft = 256 * numSegs + 4096;
-        bConformingBudgetWarned = false;
-    }
+    void resetConformingBudget(size_t numSegs);
+    // Vertices inserted by conforming splits, with the centre of their shells.
+    std::unordered_map<const Point2*, const Point2*> mShellCentre;
+    // Conforming segments per end vertex.
+    std::unordered_map<const Point2*, unsigned> mConformingDegree;
+    // The centre that the end p of a piece offers: its own for a split vertex, else p.
+    const Point2* shellCentreAt(const Point2* p) const;
+    // Alive conforming pieces whose edge a flip removed since the last repair.
+    std::vector<ConstraintSegment2*> vFlippedConforming;
+    // Inside one of the manager's own operations, which finish their pieces themselves.
+    bool bApplying{false};
 };
 
 } // namespace ORBI_LUMO2D

@@ -240,6 +240,8 @@ private:
     // ---- constraint insertion steps (Dt2_constraints.cpp) ---------------------------------------
     // insert(p) with the walk starting near pNear when that is nearer than the vault's start.
     Point2* insertNear(const Point2& p, Point2* pNear);
+    // At the end of an insertion call: conforming pieces that its flips removed are split again.
+    void reconformFlippedPieces();
     bool findEdge(Point2* p, Point2* q, Triangle2*& pT, int& idx);
     Orientation2 orient(const Point2* p0, const Point2* p1, const Point2* p2) {
         return inserter.getGeomTest().getOrientation2(p0, p1, p2);

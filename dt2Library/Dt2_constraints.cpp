@@ -98,6 +98,10 @@ Point2* Dt2::insertNear(const Point2& p, Point2* pNear) {
     return insert(p);
 }
 
+void Dt2::reconformFlippedPieces() {
+    if (pConstraintMgr) pConstraintMgr->reconformFlipped();
+}
+
 // ---- topology helpers ------------------------------------------------------------------------------
 
 bool Dt2::isEdge(Point2* p, Point2* q) const {
@@ -607,6 +611,7 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
         std::vector<ConstraintSegment2*> vPieces;
         const std::pair<Point2, ConstraintSegment2*> crossing = vPairIspCS[0];
         splitAtCrossing(pCSeg, crossing.first, crossing.second, vPieces);
+        getConstraintMgr().noteConformingCrossing();
         // Constrained pieces of the crossed segment are enforced now; conforming pieces by the
         // caller's work list (this segment's) or the conforming repair pass (the crossed one's).
         for (ConstraintSegment2* pPiece : vPieces)
@@ -622,12 +627,14 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
         reportWarning("Dt2::insertSegmentConformingDelaunay()", precisionText);
         return;
     }
-    // 5. Split at the (nudged) midpoint.
-    Point2* pNew = insertNear(centerWithShift(*p, *q), p);
+    // 5. Split at a dyadic radius from the piece's shell centre (the nudged midpoint when none fits).
+    const Point2* pCentre = nullptr;
+    Point2* pNew = insertNear(getConstraintMgr().conformingSplitPoint(p, q, pCentre), p);
     if (pNew == nullptr || pNew == p || pNew == q) {
         reportWarning("Dt2::insertSegmentConformingDelaunay()", precisionText);
         return;
     }
+    getConstraintMgr().noteConformingSplit(pNew, pCentre);
     if (pCSeg->isAlive()) pCSeg->split_combinatorialOnly(pNew);
 }
 

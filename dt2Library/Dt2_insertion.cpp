@@ -122,6 +122,7 @@ Point2* Dt2::insert(const Point2& p, Triangle2* pStartT) {
     Point2* pResult = vertexVault.treatOneDupGetHandle(q);
     vertexVault.mergeTailIfLarge();
     pLastSingle = pResult;
+    reconformFlippedPieces();
     return pResult;
 }
 
@@ -140,6 +141,7 @@ void Dt2::insertVector(const std::vector<Point2>& vPoints, std::vector<Point2*>*
             ci = aPoints[i].getCustomIndex();
         },
         [aPoints](size_t i) { __builtin_prefetch(aPoints + i); }, aHandles);
+    reconformFlippedPieces();
 }
 
 void Dt2::insertArray(int numPoints, const double* aCoordinates, Point2** aHandles) {
@@ -152,6 +154,7 @@ void Dt2::insertArray(int numPoints, const double* aCoordinates, Point2** aHandl
             ci = -1;
         },
         [aCoordinates](size_t i) { __builtin_prefetch(aCoordinates + 2 * i); }, aHandles);
+    reconformFlippedPieces();
 }
 
 template <class GetXY, class Prefetch>

@@ -395,18 +395,48 @@ TEST(Constraints, NonCrossingSegmentsGiveCgalsEdgeSet) {
 
 TEST(Constraints, ConformingSegmentsAreChainsOfDelaunayEdges) {
     std::mt19937_64 rng(5);
-    for (int round = 0; round < 2; ++round) {
+    struct Row {
+        const char* name;
+        size_t numPoints;
+        std::vector<Segment2> vSegs;
+    };
+    std::vector<Row> vRows = {{"disjoint", 400, disjointSegments(40, rng, 0.3)},
+                              {"crossing", 400, randomSegments(25, rng, 0.5)},
+                              {"long crossing among many points", 50000, randomSegments(100, rng, 0.7)},
+                              {"star at tiny angles", 1000, {}}};
+    for (int i = 0; i < 20; ++i) {
+        const double a = 0.3 + 0.001 * i, len = 0.5 + 0.015 * i;
+        vRows.back().vSegs.push_back(seg(0.1, 0.1, 0.1 + len * std::cos(a), 0.1 + len * std::sin(a)));
+    }
+    for (Row& row : vRows) {
         Lumo_2D dt;
-        const std::vector<Point2> vPts = randomPoints(400, rng);
-        dt.insert(vPts);
-        // Round 0 disjoint, round 1 crossing segments.
-        std::vector<Segment2> vSegs = round == 0 ? disjointSegments(40, rng, 0.3) : randomSegments(25, rng, 0.5);
+        dt.insert(randomPoints(row.numPoints, rng));
         ConstraintGraph2* pG = nullptr;
-        lumo_test::stdoutOf([&] { pG = dt.createConstraint(vSegs, CIS_CONFORMING_DELAUNAY); });
-        ASSERT_EQ(constrainedFault(dt, {pG}, "conforming"), "");   // the full empty-circle check
+        const std::string out = lumo_test::stdoutOf([&] { pG = dt.createConstraint(row.vSegs, CIS_CONFORMING_DELAUNAY); });
+        EXPECT_EQ(out, "") << row.name;
+        ASSERT_EQ(constrainedFault(dt, {pG}, row.name), "");   // the full empty-circle check
         // Each host segment: a chain of edges from its source to its target, every vertex on
         // the segment up to the rounding of midpoints and crossings.
-        for (ConstraintSegment2* pO : originals(pG)) EXPECT_EQ(chainFault(pO, 1e-13), "");
+        for (ConstraintSegment2* pO : originals(pG)) EXPECT_EQ(chainFault(pO, 1e-13), "") << row.name;
+        // Later insertions close to the segments flip pieces away; each call splits them again.
+        std::vector<Point2> vNear;
+        std::uniform_real_distribution<double> d(0.0, 1.0);
+        for (const Segment2& s : row.vSegs) {
+            for (int k = 0; k < 6; ++k) {
+                const double t = d(rng), off = 1e-3 * (d(rng) - 0.5);
+                const Point2 a = s.getSrc(), b = s.getTrg();
+                vNear.emplace_back(a.x() + t * (b.x() - a.x()) - off * (b.y() - a.y()), a.y() + t * (b.y() - a.y()) + off * (b.x() - a.x()));
+            }
+        }
+        const size_t third = vNear.size() / 3;
+        for (size_t k = 0; k < third; ++k) dt.insert(vNear[k]);
+        ASSERT_EQ(constrainedFault(dt, {pG}, std::string(row.name) + ", single insertions"), "");
+        dt.insert(std::vector<Point2>(vNear.begin() + std::ptrdiff_t(third), vNear.begin() + std::ptrdiff_t(2 * third)));
+        ASSERT_EQ(constrainedFault(dt, {pG}, std::string(row.name) + ", vector insertion"), "");
+        std::vector<double> vXY;
+        for (size_t k = 2 * third; k < vNear.size(); ++k) vXY.insert(vXY.end(), {vNear[k].x(), vNear[k].y()});
+        dt.insert(int(vXY.size() / 2), vXY.data(), nullptr);
+        ASSERT_EQ(constrainedFault(dt, {pG}, std::string(row.name) + ", array insertion"), "");
     }
 }
 

@@ -62,6 +62,18 @@ struct Scene {
     void expectValid(const std::string& what) { ASSERT_EQ(lumo_test::constrainedFault(dt, vGraphs, what), ""); }
 };
 
+// (x, y) lies within 1e-12 of an edge of the loops.
+bool nearLoopEdge(const std::vector<Loop>& vLoops, double x, double y) {
+    for (const Loop& l : vLoops)
+        for (size_t i = 0; i < l.size(); ++i) {
+            const Point2 &a = l[i], &b = l[(i + 1) % l.size()];
+            const double ux = b.x() - a.x(), uy = b.y() - a.y(), len2 = ux * ux + uy * uy;
+            const double t = std::max(0.0, std::min(1.0, ((x - a.x()) * ux + (y - a.y()) * uy) / len2));
+            if (std::hypot(a.x() + t * ux - x, a.y() + t * uy - y) < 1e-12) return true;
+        }
+    return false;
+}
+
 // The zone is exactly the region: every triangle of the triangulation is in the zone iff its
 // barycentre is in the region (by exact point-in-polygon), the exact area of the zone's
 // triangles equals the expected polygon area, and the zone's own measures agree.
@@ -73,6 +85,9 @@ void expectRegion(Scene& s, const Zone2* pZone, const std::vector<Loop>& vLoops,
     for (Triangle2* pT : lumo_test::triangles(s.dt)) {
         const Q x = (Q(pT->getCorner(0)->x()) + pT->getCorner(1)->x() + pT->getCorner(2)->x()) / 3;
         const Q y = (Q(pT->getCorner(0)->y()) + pT->getCorner(1)->y() + pT->getCorner(2)->y()) / 3;
+        // A conforming sliver between split vertices rounded off a loop edge has its barycentre
+        // within rounding of that edge, on either side: it belongs to the pieces' region.
+        if (!bExact && nearLoopEdge(vLoops, x.get_d(), y.get_d())) continue;
         std::vector<bool> vIn;
         for (const Loop& l : vLoops) vIn.push_back(inside(l, x, y));
         ASSERT_EQ(sZone.count(pT) != 0, inRegion(vIn)) << what << ": triangle " << *pT;
@@ -181,8 +196,6 @@ TEST(Zones, PolygonZonesAreExactlyTheirRegionBeforeAndAfterMoreInsertions) {
             for (size_t i = 0; i < l.size(); ++i)
                 vMore.emplace_back(l[i].x() * 0.5 + l[(i + 1) % l.size()].x() * 0.5, l[i].y() * 0.5 + l[(i + 1) % l.size()].y() * 0.5);
         s.dt.insert(vMore);
-        // Plain insertions may flip conforming pieces away; re-applying makes them edges again.
-        if (row.cis == CIS_CONFORMING_DELAUNAY) s.dt.applyConstraintsAndZones();
         expectRegion(s, pZone, row.vLoops, row.inRegion, expectedArea(), "after insertions",
                      row.cis == CIS_CONSTRAINED_DELAUNAY);
     }
@@ -293,7 +306,6 @@ TEST(Zones, GrownZonesEqualABruteForceFloodFill) {
             s.expectValid("grow");
             EXPECT_EQ(setOf(pZone), bruteGrow(s.dt, vG, start));
             s.dt.insert(lumo_test::randomPoints(50, round * 7 + 3, 0.0, 10.0));
-            s.dt.applyConstraintsAndZones();   // conforming pieces flipped away are edges again
             EXPECT_EQ(setOf(pZone), bruteGrow(s.dt, vG, start)) << "after insertions";
         }
     }
