@@ -15,6 +15,7 @@
 #include <thread>
 #include <utility>
 #include <vector>
+#include "Bbox2.h"
 #include "GeomTest.h"
 #include "Inserter.h"
 #include "Point2.h"
@@ -152,7 +153,9 @@ public:
     // Inserts the key-sorted range [pBegin, pEnd) from pStartT with up to numThreads threads. The
     // fake box (installed in the vault, inserted here when it is not yet) encloses every vertex.
     // A failure on a worker thread is rethrown here as LumoException once all threads have ended.
-    void run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, int numThreads, double differenceBound);
+    // pRangeBox, when known, is the box of the range's points (else it is measured).
+    void run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, int numThreads, double differenceBound,
+             const Bbox2* pRangeBox = nullptr);
     const MultithreadStats& getStats() const { return stats; }
     // Test hook: called by a worker before each cell (round 1 or 2, cell index); may throw.
     void setCellHook(std::function<void(int, size_t)> hook) { cellHook = std::move(hook); }
