@@ -304,10 +304,11 @@ void InserterMT::insertChunk(Worker& w, const Chunk& chunk, bool bAnchorFirst, s
 const uint32_t NO_OFFSET = UINT32_MAX;
 template <class GetOffset>
 static void sortByCell(const Partitioner& grid, const VaultEntry* pRange, size_t numItems, size_t numSlices,
-                       GetOffset getOffset, std::vector<uint32_t>& vSorted, std::vector<size_t>& vCellStart) {
+                       GetOffset getOffset, OffsetVector& vSorted, std::vector<size_t>& vCellStart) {
     const size_t numCells = grid.numCells();
     LUMO_ASSERT(numCells<=size_t(UINT16_MAX));
-    std::vector<uint16_t> vCellOf(numItems);
+    // Left uninitialized, so that its pages are first touched by the slices, in parallel.
+    std::unique_ptr<uint16_t[]> aCellOf(new uint16_t[numItems]);
     std::vector<size_t> vCount(numSlices * numCells, 0);
     // Each slice counts in its own vector: slices' counters sharing a cache line would make the
     // threads take it from each other at every point.
@@ -317,7 +318,7 @@ static void sortByCell(const Partitioner& grid, const VaultEntry* pRange, size_t
             const uint32_t off = getOffset(j);
             if (off == NO_OFFSET) continue;
             const size_t c = grid.cellOf(pRange[off].pVtx->x(), pRange[off].pVtx->y());
-            vCellOf[j] = uint16_t(c);
+            aCellOf[j] = uint16_t(c);
             ++vMine[c];
         }
         std::copy(vMine.begin(), vMine.end(), vCount.begin() + std::ptrdiff_t(s * numCells));
@@ -339,13 +340,13 @@ static void sortByCell(const Partitioner& grid, const VaultEntry* pRange, size_t
                                   vCount.begin() + std::ptrdiff_t((s + 1) * numCells));
         for (size_t j = b; j < e; ++j) {
             const uint32_t off = getOffset(j);
-            if (off != NO_OFFSET) vSorted[vNext[vCellOf[j]]++] = off;
+            if (off != NO_OFFSET) vSorted[vNext[aCellOf[j]]++] = off;
         }
     });
 }
 
 std::vector<uint32_t> InserterMT::runRound(MultithreadRound& record, const Partitioner& grid,
-                                           const std::vector<uint32_t>& vSorted,
+                                           const OffsetVector& vSorted,
                                            const std::vector<size_t>& vCellStart,
                                            std::vector<std::unique_ptr<Worker>>& vWorkers) {
     const size_t numCells = grid.numCells();
@@ -546,7 +547,8 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
         }
     } handOver{vWorkers, serial.getStore()};
 
-    std::vector<uint32_t> vSorted;
+    OffsetVector vSorted;
+    vSorted.reserve(rangeSize);
     std::vector<size_t> vCellStart;
     for (size_t level = vStride.size(); level-- > 0;) {
         stride = vStride[level];

@@ -130,6 +130,19 @@ private:
     bool bShifted;
 };
 
+// Offsets into the range, not zeroed when resized: the parallel passes that fill them touch their
+// pages first, on their own threads.
+template <class T> struct UninitializedAllocator : std::allocator<T> {
+    template <class U> struct rebind {
+        using other = UninitializedAllocator<U>;
+    };
+    template <class U> void construct(U* p) noexcept { ::new (static_cast<void*>(p)) U; }
+    template <class U, class... Args> void construct(U* p, Args&&... args) {
+        ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
+    }
+};
+using OffsetVector = std::vector<uint32_t, UninitializedAllocator<uint32_t>>;
+
 // One cell of a round: its rectangle and its points (offsets into the range, in key order).
 struct Chunk {
     double x0, y0, x1, y1;
@@ -166,7 +179,7 @@ private:
     struct Worker;
     // One parallel round over the points vSorted, grouped by cell (cell c holds
     // [vCellStart[c], vCellStart[c+1])); returns the offsets it could not insert, in key order.
-    std::vector<uint32_t> runRound(MultithreadRound& record, const Partitioner& grid, const std::vector<uint32_t>& vSorted,
+    std::vector<uint32_t> runRound(MultithreadRound& record, const Partitioner& grid, const OffsetVector& vSorted,
                                    const std::vector<size_t>& vCellStart, std::vector<std::unique_ptr<Worker>>& vWorkers);
     // The grid of a level of numPoints points.
     static void gridShape(size_t numPoints, int numThreads, double w, double h, int& nx, int& ny);
