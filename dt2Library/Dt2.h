@@ -72,7 +72,8 @@ public:
     void insertVector(const std::vector<Point2>& vPoints, std::vector<Point2*>* pHandles);
     // Bulk insertion of numPoints x,y pairs; aHandles (may be null) receives the vertices.
     void insertArray(int numPoints, const double* aCoordinates, Point2** aHandles);
-    bool createFullDimTriangle(size_t numPreExistingVtx);
+    // pNewBox, when known, is the box of the vertices stored after the first numPreExistingVtx.
+    bool createFullDimTriangle(size_t numPreExistingVtx, const Bbox2* pNewBox = nullptr);
 
     // ---- removal (Dt2_removal.cpp) ----------------------------------------------------------------
     // Takes pVtx out and restores the Delaunay property (see Lumo_2D::remove). Refusals print
@@ -226,8 +227,9 @@ private:
     // getXY(i, x, y, customIndex) reads input point i; prefetch(i) hints that it comes soon.
     template <class GetXY, class Prefetch>
     void insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles);
-    // Dispatches a key-sorted range; a later multithreaded inserter takes large ranges here.
-    void insertSortedRange(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT);
+    // Dispatches a key-sorted range (large ones to the multithreaded inserter); pRangeBox, when
+    // known, is the box of its points.
+    void insertSortedRange(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, const Bbox2* pRangeBox = nullptr);
     // The fake box of a multithreaded bulk insertion: created around the vertex box (the
     // predicates widened to cover it), taken out of the triangulation by vertex removal.
     void installFakeBox();

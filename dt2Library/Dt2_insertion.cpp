@@ -170,7 +170,8 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
     };
     std::vector<SliceBox> vBox(numSlices);
     parallelSlices(numSlices, n, [&](size_t s, size_t b, size_t e) {
-        SliceBox& box = vBox[s];
+        // Grown on the stack and stored once: the slices' boxes share cache lines.
+        SliceBox box;
         double x, y;
         int ci;
         for (size_t i = b; i < e; ++i) {
@@ -182,6 +183,7 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
             box.maxY = std::max(box.maxY, y);
             ++box.numValid;
         }
+        vBox[s] = box;
     });
     double minX = DBL_MAX, minY = DBL_MAX, maxX = -DBL_MAX, maxY = -DBL_MAX;
     size_t numValid = 0;
@@ -279,6 +281,9 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
     }
     bulkPhases.mark("records");
 
+    Bbox2 newBox;
+    newBox.add(Point2(minX, minY));
+    newBox.add(Point2(maxX, maxY));
     if (!is2D()) {
         // Vertices stored by earlier calls (all collinear so far) must survive as the vertex
         // of their position: resolve duplicates by position before any walk can see them.
@@ -287,13 +292,13 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
             vertexVault.treatDupsAndHandles(aHandles, n);
         }
         // Without a triangle no walk can find duplicates: sort them out explicitly.
-        if (!createFullDimTriangle(firstNew)) vertexVault.findDupsBySorting();
+        if (!createFullDimTriangle(firstNew, &newBox)) vertexVault.findDupsBySorting();
         bulkPhases.mark("insert");
     } else {
         VaultEntry* pBegin = vertexVault.begin() + firstNew;
         VaultEntry* pEnd = vertexVault.end();
         Triangle2* pStartT = vertexVault.getCloseTriangle(pBegin[(pEnd - pBegin) / 2].key);
-        insertSortedRange(pBegin, pEnd, pStartT);
+        insertSortedRange(pBegin, pEnd, pStartT, &newBox);
         bulkPhases.mark("insert");
         vertexVault.mergeTail();
         bulkPhases.mark("merge");
@@ -310,7 +315,7 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
     bulkPhases.mark("fake box out");
 }
 
-bool Dt2::createFullDimTriangle(size_t numPreExistingVtx) {
+bool Dt2::createFullDimTriangle(size_t numPreExistingVtx, const Bbox2* pNewBox) {
     LUMO_ASSERT(!vertexVault.bFullDimensional);
     Point2 *pA, *pB, *pC;
     if (!vertexVault.getThreeInitialPoints(pA, pB, pC, inserter.getGeomTest())) return false;
@@ -328,12 +333,12 @@ bool Dt2::createFullDimTriangle(size_t numPreExistingVtx) {
     vertexVault.sortRun(numPreExistingVtx);
     vertexVault.sortTail();
     insertSortedRange(startIt, pMidIt, pFirstT);
-    insertSortedRange(pMidIt, stopIt, pFirstT->getCorner(0)->getIncidentTriangle());
+    insertSortedRange(pMidIt, stopIt, pFirstT->getCorner(0)->getIncidentTriangle(), pNewBox);
     vertexVault.mergeTail();
     return true;
 }
 
-void Dt2::insertSortedRange(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT) {
+void Dt2::insertSortedRange(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, const Bbox2* pRangeBox) {
     // Hooks (constraint guard, refinement observer) are not thread-safe: with them the range
     // stays on the calling thread.
     const size_t n = size_t(pEnd - pBegin);
@@ -341,7 +346,7 @@ void Dt2::insertSortedRange(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pSt
         InserterMT inserterMT(inserter, poolTriangles, vertexVault);
         inserterMT.setCellHook(mtCellHook);
         inserterMT.setPhaseTimes(&bulkPhases);
-        inserterMT.run(pBegin, pEnd, pStartT, numCPU, fakeBoxDifferenceBound);
+        inserterMT.run(pBegin, pEnd, pStartT, numCPU, fakeBoxDifferenceBound, pRangeBox);
         mtStats = inserterMT.getStats();
         // The calling thread's inserter counted the sample and the rest.
         if (pMsgPublisher != nullptr) pMsgPublisher->advance(n - mtStats.numSample - mtStats.numSerialRest);

@@ -58,6 +58,7 @@ double threadCpuNow() {
 // One point of the sample in this many (key order); the coarsest sample has at most
 // MAX_SERIAL_SAMPLE points.
 const size_t SAMPLE_STEP = 32;
+static_assert((SAMPLE_STEP & (SAMPLE_STEP - 1)) == 0, "the levels are told apart by masking");
 const size_t MAX_SERIAL_SAMPLE = 4096;
 // Round 1 has this many cells per thread: the largest cells go first, so two per thread keep the
 // threads about equally busy, and every further cell adds seam, whose points are deferred (with
@@ -303,20 +304,24 @@ void InserterMT::insertChunk(Worker& w, const Chunk& chunk, bool bAnchorFirst, s
 const uint32_t NO_OFFSET = UINT32_MAX;
 template <class GetOffset>
 static void sortByCell(const Partitioner& grid, const VaultEntry* pRange, size_t numItems, size_t numSlices,
-                       GetOffset getOffset, std::vector<uint32_t>& vSorted, std::vector<size_t>& vCellStart) {
+                       GetOffset getOffset, OffsetVector& vSorted, std::vector<size_t>& vCellStart) {
     const size_t numCells = grid.numCells();
     LUMO_ASSERT(numCells<=size_t(UINT16_MAX));
-    std::vector<uint16_t> vCellOf(numItems);
+    // Left uninitialized, so that its pages are first touched by the slices, in parallel.
+    std::unique_ptr<uint16_t[]> aCellOf(new uint16_t[numItems]);
     std::vector<size_t> vCount(numSlices * numCells, 0);
+    // Each slice counts in its own vector: slices' counters sharing a cache line would make the
+    // threads take it from each other at every point.
     parallelSlices(numSlices, numItems, [&](size_t s, size_t b, size_t e) {
-        size_t* aCount = &vCount[s * numCells];
+        std::vector<size_t> vMine(numCells, 0);
         for (size_t j = b; j < e; ++j) {
             const uint32_t off = getOffset(j);
             if (off == NO_OFFSET) continue;
             const size_t c = grid.cellOf(pRange[off].pVtx->x(), pRange[off].pVtx->y());
-            vCellOf[j] = uint16_t(c);
-            ++aCount[c];
+            aCellOf[j] = uint16_t(c);
+            ++vMine[c];
         }
+        std::copy(vMine.begin(), vMine.end(), vCount.begin() + std::ptrdiff_t(s * numCells));
     });
     vCellStart.assign(numCells + 1, 0);
     size_t sum = 0;
@@ -331,16 +336,17 @@ static void sortByCell(const Partitioner& grid, const VaultEntry* pRange, size_t
     vCellStart[numCells] = sum;
     vSorted.resize(sum);
     parallelSlices(numSlices, numItems, [&](size_t s, size_t b, size_t e) {
-        size_t* aNext = &vCount[s * numCells];
+        std::vector<size_t> vNext(vCount.begin() + std::ptrdiff_t(s * numCells),
+                                  vCount.begin() + std::ptrdiff_t((s + 1) * numCells));
         for (size_t j = b; j < e; ++j) {
             const uint32_t off = getOffset(j);
-            if (off != NO_OFFSET) vSorted[aNext[vCellOf[j]]++] = off;
+            if (off != NO_OFFSET) vSorted[vNext[aCellOf[j]]++] = off;
         }
     });
 }
 
 std::vector<uint32_t> InserterMT::runRound(MultithreadRound& record, const Partitioner& grid,
-                                           const std::vector<uint32_t>& vSorted,
+                                           const OffsetVector& vSorted,
                                            const std::vector<size_t>& vCellStart,
                                            std::vector<std::unique_ptr<Worker>>& vWorkers) {
     const size_t numCells = grid.numCells();
@@ -479,7 +485,7 @@ void InserterMT::gridShape(size_t numPoints, int numThreads, double w, double h,
 }
 
 void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, int numThreads,
-                     double differenceBound) {
+                     double differenceBound, const Bbox2* pRangeBox) {
     pRange = pBegin;
     rangeSize = size_t(pEnd - pBegin);
     LUMO_ASSERT(rangeSize<=size_t(UINT32_MAX));
@@ -488,12 +494,16 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
     const double cpuStart = threadCpuNow();
     double cpuRounds = 0.0;
     const size_t numSlices = numSlicesFor(numThreads, rangeSize);
-    std::vector<Bbox2> vBox(numSlices);
-    parallelSlices(numSlices, rangeSize, [&](size_t s, size_t b, size_t e) {
-        for (size_t off = b; off < e; ++off) vBox[s].add(*pRange[off].pVtx);
-    });
     Bbox2 box;
-    for (const Bbox2& b : vBox) box = box + b;
+    if (pRangeBox != nullptr) {
+        box = *pRangeBox;
+    } else {
+        std::vector<Bbox2> vBox(numSlices);
+        parallelSlices(numSlices, rangeSize, [&](size_t s, size_t b, size_t e) {
+            for (size_t off = b; off < e; ++off) vBox[s].add(*pRange[off].pVtx);
+        });
+        for (const Bbox2& b : vBox) box = box + b;
+    }
     const double minX = box.get_minX(), minY = box.get_minY(), maxX = box.get_maxX(), maxY = box.get_maxY();
 
     // The levels: level l holds the entries at offsets mid(s) + k s, s = 32^l, except those of
@@ -537,12 +547,12 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
         }
     } handOver{vWorkers, serial.getStore()};
 
-    std::vector<uint32_t> vSorted;
+    OffsetVector vSorted;
+    vSorted.reserve(rangeSize);
     std::vector<size_t> vCellStart;
     for (size_t level = vStride.size(); level-- > 0;) {
         stride = vStride[level];
-        const size_t mid = vMid[level], upperStride = stride * SAMPLE_STEP;
-        const size_t upperMid = mid + stride * (SAMPLE_STEP / 2);
+        const size_t mid = vMid[level];
         const size_t numItems = rangeSize > mid ? (rangeSize - mid + stride - 1) / stride : 0;
         int nx, ny;
         gridShape(numItems, numThreads, maxX - minX, maxY - minY, nx, ny);
@@ -551,9 +561,10 @@ void InserterMT::run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, i
         for (int round = 1; round <= 2; ++round) {
             const Partitioner grid(minX, minY, maxX, maxY, nx, ny, round == 2);
             if (round == 1) {
+                // The entries of the level above are its mid plus multiples of SAMPLE_STEP
+                // strides, its mid being this one's plus SAMPLE_STEP / 2 strides: no division.
                 sortByCell(grid, pRange, numItems, numSlices, [&](size_t j) {
-                    const size_t off = mid + j * stride;
-                    return off % upperStride == upperMid ? NO_OFFSET : uint32_t(off);
+                    return (j & (SAMPLE_STEP - 1)) == SAMPLE_STEP / 2 ? NO_OFFSET : uint32_t(mid + j * stride);
                 }, vSorted, vCellStart);
             } else {
                 sortByCell(grid, pRange, vDeferred.size(), numSlices, [&](size_t j) { return vDeferred[j]; },

@@ -15,6 +15,7 @@
 #include <thread>
 #include <utility>
 #include <vector>
+#include "Bbox2.h"
 #include "GeomTest.h"
 #include "Inserter.h"
 #include "Point2.h"
@@ -129,6 +130,19 @@ private:
     bool bShifted;
 };
 
+// Offsets into the range, not zeroed when resized: the parallel passes that fill them touch their
+// pages first, on their own threads.
+template <class T> struct UninitializedAllocator : std::allocator<T> {
+    template <class U> struct rebind {
+        using other = UninitializedAllocator<U>;
+    };
+    template <class U> void construct(U* p) noexcept { ::new (static_cast<void*>(p)) U; }
+    template <class U, class... Args> void construct(U* p, Args&&... args) {
+        ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
+    }
+};
+using OffsetVector = std::vector<uint32_t, UninitializedAllocator<uint32_t>>;
+
 // One cell of a round: its rectangle and its points (offsets into the range, in key order).
 struct Chunk {
     double x0, y0, x1, y1;
@@ -152,7 +166,9 @@ public:
     // Inserts the key-sorted range [pBegin, pEnd) from pStartT with up to numThreads threads. The
     // fake box (installed in the vault, inserted here when it is not yet) encloses every vertex.
     // A failure on a worker thread is rethrown here as LumoException once all threads have ended.
-    void run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, int numThreads, double differenceBound);
+    // pRangeBox, when known, is the box of the range's points (else it is measured).
+    void run(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pStartT, int numThreads, double differenceBound,
+             const Bbox2* pRangeBox = nullptr);
     const MultithreadStats& getStats() const { return stats; }
     // Test hook: called by a worker before each cell (round 1 or 2, cell index); may throw.
     void setCellHook(std::function<void(int, size_t)> hook) { cellHook = std::move(hook); }
@@ -163,7 +179,7 @@ private:
     struct Worker;
     // One parallel round over the points vSorted, grouped by cell (cell c holds
     // [vCellStart[c], vCellStart[c+1])); returns the offsets it could not insert, in key order.
-    std::vector<uint32_t> runRound(MultithreadRound& record, const Partitioner& grid, const std::vector<uint32_t>& vSorted,
+    std::vector<uint32_t> runRound(MultithreadRound& record, const Partitioner& grid, const OffsetVector& vSorted,
                                    const std::vector<size_t>& vCellStart, std::vector<std::unique_ptr<Worker>>& vWorkers);
     // The grid of a level of numPoints points.
     static void gridShape(size_t numPoints, int numThreads, double w, double h, int& nx, int& ny);
