@@ -314,10 +314,19 @@ static void sortByCell(const Partitioner& grid, const VaultEntry* pRange, size_t
     // threads take it from each other at every point.
     parallelSlices(numSlices, numItems, [&](size_t s, size_t b, size_t e) {
         std::vector<size_t> vMine(numCells, 0);
+        // Points near in key order are near in the plane: most are in the cell of the one before,
+        // which the cell's box tells without a lookup among the grid lines.
+        size_t c = 0;
+        double x0, y0, x1, y1;
+        grid.getCell(c, x0, y0, x1, y1);
         for (size_t j = b; j < e; ++j) {
             const uint32_t off = getOffset(j);
             if (off == NO_OFFSET) continue;
-            const size_t c = grid.cellOf(pRange[off].pVtx->x(), pRange[off].pVtx->y());
+            const double x = pRange[off].pVtx->x(), y = pRange[off].pVtx->y();
+            if (!(x >= x0 && x < x1 && y >= y0 && y < y1)) {
+                c = grid.cellOf(x, y);
+                grid.getCell(c, x0, y0, x1, y1);
+            }
             aCellOf[j] = uint16_t(c);
             ++vMine[c];
         }
