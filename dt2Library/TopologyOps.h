@@ -1,7 +1,8 @@
 // Pointer surgery on the triangle records, written once: flip an edge, split a triangle into
 // three, split an edge into four (two on the hull), fill a cavity with a fan, attach a fan of
-// triangles to hull edges, merge the three triangles around a degree-3 vertex. No geometry and no decisions: callers
-// (insertion, constrained insertion, removal, refinement) decide what to do and call these.
+// triangles to hull edges, merge the three triangles around a degree-3 vertex. No geometry and
+// no decisions: callers (insertion, constrained insertion, removal, refinement) decide what to
+// do and call these.
 //
 // Naming: an edge is (T, i), the edge of T opposite its corner i. Every operation keeps the
 // neighbour links symmetric, the corners counterclockwise (given a geometrically valid call)
