@@ -30,6 +30,7 @@ void VertexVault::reserve(size_t n) {
 
 void VertexVault::rekeyAll(const HC2& hc) {
     compact();
+    dropTailIndex();
     for (VaultEntry& e : vIdxVtxAct) e.key = hc.getKey(e.pVtx->x(), e.pVtx->y());
     // Before the first triangle the entries stay in insertion order (the earliest of equal
     // points survives as the vertex); they are sorted when the triangulation starts.
@@ -61,10 +62,14 @@ void VertexVault::sortByKey(VaultEntry* pBegin, VaultEntry* pEnd) {
     if (pSrc != pBegin) std::copy(pSrc, pSrc + n, pBegin);
 }
 
-void VertexVault::sortTail() { sortByKey(begin() + numSorted, end()); }
+void VertexVault::sortTail() {
+    dropTailIndex();
+    sortByKey(begin() + numSorted, end());
+}
 
 void VertexVault::sortRun(size_t n) {
     LUMO_ASSERT(numSorted==0);
+    dropTailIndex();
     sortByKey(begin(), begin() + n);
     numSorted = n;
 }
@@ -73,6 +78,7 @@ void VertexVault::mergeTail() {
     if (numSorted == vIdxVtxAct.size()) return;
     if (numSorted > 0) std::inplace_merge(vIdxVtxAct.begin(), vIdxVtxAct.begin() + long(numSorted), vIdxVtxAct.end());
     numSorted = vIdxVtxAct.size();
+    dropTailIndex();
 }
 
 void VertexVault::mergeTailIfLarge() {
@@ -229,8 +235,43 @@ size_t VertexVault::findEntry(uint32_t key, const Point2* p) const {
     for (auto it = std::lower_bound(itBegin + long(lo), itSorted, VaultEntry{key, false, nullptr});
          it != itSorted && it->key == key; ++it)
         if (it->pVtx == p) return size_t(it - itBegin);
-    for (size_t i = numSorted; i < vIdxVtxAct.size(); ++i)
-        if (vIdxVtxAct[i].pVtx == p) return i;
+    return tailLookup(p);
+}
+
+size_t VertexVault::tailLookup(const Point2* p) const {
+    const size_t tailSize = vIdxVtxAct.size() - numSorted;
+    // A short tail is scanned: an index would cost more than it saves.
+    if (tailSize < 64) {
+        for (size_t i = numSorted; i < vIdxVtxAct.size(); ++i)
+            if (vIdxVtxAct[i].pVtx == p) return i;
+        return size_t(-1);
+    }
+    auto home = [](const Point2* q, size_t mask) {
+        return size_t((reinterpret_cast<uintptr_t>(q) >> 4) * 0x9E3779B97F4A7C15ull >> 32) & mask;
+    };
+    if (tailIndexedEnd < numSorted || tailIndexedEnd > vIdxVtxAct.size()) dropTailIndex();
+    if (tailIndexedEnd == 0) tailIndexedEnd = numSorted;
+    if (2 * tailSize > vTailIndex.size()) {
+        // Rebuilt at four times the tail, so that it stays at most half full until the tail doubles.
+        size_t numSlots = 64;
+        while (numSlots < 4 * tailSize) numSlots *= 2;
+        vTailIndex.assign(numSlots, TailSlot{nullptr, 0});
+        tailIndexedEnd = numSorted;
+    }
+    const size_t mask = vTailIndex.size() - 1;
+    // Entries added since the last lookup; a record reused by a later vertex takes the later index.
+    for (; tailIndexedEnd < vIdxVtxAct.size(); ++tailIndexedEnd) {
+        const Point2* q = vIdxVtxAct[tailIndexedEnd].pVtx;
+        if (q == nullptr) continue;
+        size_t i = home(q, mask);
+        while (vTailIndex[i].p != nullptr && vTailIndex[i].p != q) i = (i + 1) & mask;
+        vTailIndex[i] = TailSlot{q, tailIndexedEnd};
+    }
+    for (size_t i = home(p, mask); vTailIndex[i].p != nullptr; i = (i + 1) & mask) {
+        if (vTailIndex[i].p != p) continue;
+        const size_t idx = vTailIndex[i].idx;
+        return idx < vIdxVtxAct.size() && vIdxVtxAct[idx].pVtx == p ? idx : size_t(-1);
+    }
     return size_t(-1);
 }
 
@@ -255,12 +296,14 @@ void VertexVault::compact() {
     vIdxVtxAct.resize(w);
     numSorted -= numRemovedSorted;
     numRemoved = 0;
+    dropTailIndex();
 }
 
 void VertexVault::resetToLowerDimensional() {
     compact();
     for (VaultEntry& e : vIdxVtxAct) e.bActive = false;
     numSorted = 0;
+    dropTailIndex();
     bFullDimensional = false;
 }
 
@@ -282,6 +325,8 @@ Point2* VertexVault::treatOneDupGetHandle(Point2* p) {
     LUMO_ASSERT(pDup==pLastItem->pVtx);
     vIdxVtxAct.pop_back();
     if (numSorted > vIdxVtxAct.size()) numSorted = vIdxVtxAct.size();
+    // The next entry takes this index: it must be indexed anew.
+    tailIndexedEnd = std::min(tailIndexedEnd, vIdxVtxAct.size());
     mRedundant2UniqueVtx.clear();
     return pExisting;
 }
@@ -315,6 +360,7 @@ void VertexVault::treatDupsAndHandles(Point2** aHandles, size_t numHandles) {
     }
     vIdxVtxAct.resize(w);
     numSorted -= numFoundInSorted;
+    dropTailIndex();
     LUMO_ASSERT(mRedundant2UniqueVtx.size()==numFoundInIdxVtxAct);
     mRedundant2UniqueVtx.clear();
     LUMO_ASSERT(mRedundant2UniqueVtx.empty());

@@ -65,8 +65,8 @@ public:
     const std::vector<VaultEntry>& getEntries() const { return vIdxVtxAct; }
 
     // ---- removal ------------------------------------------------------------------------------
-    // Index of the entry of p stored under key (a binary search over the sorted run, then the
-    // tail), or size_t(-1) when p is not stored here.
+    // Index of the entry of p stored under key (a binary search over the sorted run, then a
+    // lookup in the tail's index), or size_t(-1) when p is not stored here.
     size_t findEntry(uint32_t key, const Point2* p) const;
     // Takes the entry out: its pVtx becomes null until the next compaction, which runs when
     // removed entries make up an eighth of all, so that a removal costs no shift of the array.
@@ -118,6 +118,21 @@ private:
     // vault; it may go stale when entries move, which a lookup detects (the narrowed range is
     // checked against its neighbours) and answers by the full binary search instead.
     size_t narrowSortedRange(uint32_t key, size_t& hi) const;
+    // The tail's index: the entries of the tail by vertex address (open addressing, a power of
+    // two of slots), so that removing vertices that were inserted one by one does not scan a
+    // tail that may hold half of all entries. Built lazily by lookups, over the entries from
+    // numSorted up to tailIndexedEnd; whatever moves tail entries drops it.
+    struct TailSlot {
+        const Point2* p;
+        size_t idx;
+    };
+    size_t tailLookup(const Point2* p) const;
+    void dropTailIndex() const {
+        vTailIndex.clear();
+        tailIndexedEnd = 0;
+    }
+    mutable std::vector<TailSlot> vTailIndex;
+    mutable size_t tailIndexedEnd{0};
     static const int DIRECTORY_BITS = 16;
     mutable std::vector<uint32_t> vKeyDirectory;
     mutable size_t numStaleLookups{0};

@@ -138,23 +138,39 @@ TEST(Removal, EveryHullVertexOfASquareGrid) {
 }
 
 // Random insertions (duplicates and re-insertions of removed positions among them) and removals.
+// Single insertions (duplicates among them) and removals in random order on a small lattice,
+// and behind a bulk insertion, where the single ones wait in a tail long enough to be indexed
+// for removal: duplicates, compactions and merges of that tail in between.
 TEST(Removal, InterleavedWithInsertions) {
-    lumo_test::ScopedTempDir tmpDir;
-    std::mt19937 rng(11);
-    std::uniform_int_distribution<int> coord(0, 12);
-    Lumo_2D dt;
-    std::vector<Point2*> vAlive;
-    for (int step = 0; step < 400; ++step) {
-        if (vAlive.size() < 3 || rng() % 5 < 3) {
-            Point2* p = dt.insert(Point2(coord(rng), coord(rng)));
-            if (std::find(vAlive.begin(), vAlive.end(), p) == vAlive.end()) vAlive.push_back(p);
-        } else {
-            std::swap(vAlive[rng() % vAlive.size()], vAlive.back());
-            dt.remove(vAlive.back());
-            vAlive.pop_back();
+    struct Row {
+        int latticeSize;
+        int numBulk, numSteps, checkEvery;
+    };
+    for (const Row& row : {Row{13, 0, 400, 1}, Row{60, 1500, 4000, 500}}) {
+        SCOPED_TRACE("lattice " + std::to_string(row.latticeSize));
+        lumo_test::ScopedTempDir tmpDir;
+        std::mt19937 rng(11);
+        std::uniform_int_distribution<int> coord(0, row.latticeSize - 1);
+        Lumo_2D dt;
+        std::vector<Point2*> vAlive;
+        std::vector<Point2> vBulk;
+        for (int i = 0; i < row.numBulk; ++i) vBulk.emplace_back(coord(rng), coord(rng));
+        dt.insert(vBulk, vAlive);
+        std::sort(vAlive.begin(), vAlive.end());
+        vAlive.erase(std::unique(vAlive.begin(), vAlive.end()), vAlive.end());
+        for (int step = 0; step < row.numSteps; ++step) {
+            if (vAlive.size() < 3 || rng() % 5 < 3) {
+                Point2* p = dt.insert(Point2(coord(rng), coord(rng)));
+                if (std::find(vAlive.begin(), vAlive.end(), p) == vAlive.end()) vAlive.push_back(p);
+            } else {
+                std::swap(vAlive[rng() % vAlive.size()], vAlive.back());
+                dt.remove(vAlive.back());
+                vAlive.pop_back();
+            }
+            ASSERT_EQ(dt.numberOfPoints(), vAlive.size()) << "step " << step;
+            if (step % row.checkEvery == 0 || step + 1 == row.numSteps) expectValid(dt, vAlive, "step " + std::to_string(step));
+            if (HasFatalFailure()) return;
         }
-        expectValid(dt, vAlive, "step " + std::to_string(step));
-        if (HasFatalFailure()) return;
     }
 }
 
