@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <fstream>
 #include <map>
 #include <set>
@@ -54,21 +55,35 @@ size_t countLinesStartingWith(const std::string& text, const std::string& prefix
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
-// The faces of an OBJ file, as corner coordinates in file order.
-struct ObjTriangle {
-    double x[3], y[3];
-    double area() const { return ((x[1] - x[0]) * (y[2] - y[0]) - (y[1] - y[0]) * (x[2] - x[0])) / 2; }
-};
-std::vector<ObjTriangle> readObjTriangles(const std::string& name, size_t* pNumVertices = nullptr) {
+// The faces of an OBJ file as corner coordinates in file order. Every face must be strictly
+// convex and counterclockwise and have the average of its corners inside the region; the
+// faces' summed area (shoelace) is returned through pArea.
+typedef std::vector<std::pair<double, double>> Face;
+double cross(const std::pair<double, double>& p, const std::pair<double, double>& q, const std::pair<double, double>& r) {
+    return (q.first - p.first) * (r.second - p.second) - (q.second - p.second) * (r.first - p.first);
+}
+std::vector<Face> objFaces(const std::string& name, const std::function<bool(double, double)>& inside, double& area,
+                           size_t* pNumVertices = nullptr) {
     const lumo_test::Obj obj = lumo_test::readObj(name);
-    std::vector<ObjTriangle> vT;
+    std::vector<Face> vFaces;
+    area = 0;
     for (const std::vector<int>& f : obj.faces) {
-        ObjTriangle t;
-        for (int i = 0; i < 3; ++i) t.x[i] = obj.vertices.at(size_t(f.at(i)) - 1).first, t.y[i] = obj.vertices.at(size_t(f.at(i)) - 1).second;
-        vT.push_back(t);
+        Face face;
+        double cx = 0, cy = 0;
+        for (int i : f) {
+            face.push_back(obj.vertices.at(size_t(i) - 1));
+            cx += face.back().first / double(f.size()), cy += face.back().second / double(f.size());
+        }
+        EXPECT_TRUE(inside(cx, cy)) << name << ": a face around " << cx << " " << cy;
+        for (size_t i = 0; i < face.size(); ++i) {
+            const auto &p = face[i], &q = face[(i + 1) % face.size()];
+            EXPECT_GT(cross(p, q, face[(i + 2) % face.size()]), 0) << name;
+            area += (p.first * q.second - q.first * p.second) / 2;
+        }
+        vFaces.push_back(face);
     }
     if (pNumVertices != nullptr) *pNumVertices = obj.vertices.size();
-    return vT;
+    return vFaces;
 }
 
 struct ToolRun {
@@ -291,37 +306,18 @@ TEST_F(Cli, EleIndicesJoinBackToTheInput) {
     for (size_t i = 0; i < v.size(); ++i) EXPECT_TRUE(back[i] == v[i] && back[i].getCustomIndex() == int(i)) << i;
 }
 
-// The thread count is named in the summary and changes nothing in a mesh of points in
-// general position.
-TEST_F(Cli, ThreadsAreNamedAndGiveTheSameMesh) {
+// The thread count is named in the summary (that it changes nothing in the mesh is the
+// multithreaded inserter's test).
+TEST_F(Cli, ThreadsAreNamedInTheSummary) {
     std::vector<Point2> v;
     generateRandomPoints(5000, 0.0, 10.0, v, 4);
     writeBinary("in.dat", v);
-    std::set<std::vector<std::string>> aTriangles[3];
-    const char* aThreads[3] = {"1", "2", "0"};
-    for (int k = 0; k < 3; ++k) {
-        const std::string ele = std::string("t") + aThreads[k] + ".ele";
-        const ToolRun r = run(std::string("triangulate in.dat --threads ") + aThreads[k] + " --ele " + ele);
+    for (const char* threads : {"1", "2", "0"}) {
+        const ToolRun r = run(std::string("triangulate in.dat --threads ") + threads);
         ASSERT_EQ(r.status, 0) << r.err;
-        const int numExpected = k == 2 ? std::max(1, int(std::thread::hardware_concurrency())) : std::atoi(aThreads[k]);
-        EXPECT_TRUE(contains(r.out, "(triangulation, " + std::to_string(numExpected) +
-                                        (numExpected == 1 ? " thread)\n" : " threads)\n")))
-            << r.out;
-        std::ifstream f(ele);
-        std::string line;
-        std::getline(f, line);  // header
-        while (std::getline(f, line)) {
-            std::istringstream in(line);
-            std::string index;
-            std::vector<std::string> tri(3);
-            in >> index >> tri[0] >> tri[1] >> tri[2];
-            std::rotate(tri.begin(), std::min_element(tri.begin(), tri.end()), tri.end());
-            aTriangles[k].insert(tri);
-        }
+        const int n = threads[0] == '0' ? std::max(1, int(std::thread::hardware_concurrency())) : std::atoi(threads);
+        EXPECT_TRUE(contains(r.out, "(triangulation, " + std::to_string(n) + (n == 1 ? " thread)\n" : " threads)\n"))) << r.out;
     }
-    EXPECT_FALSE(aTriangles[0].empty());
-    EXPECT_EQ(aTriangles[1], aTriangles[0]);
-    EXPECT_EQ(aTriangles[2], aTriangles[0]);
 }
 
 // Drawings stay finite however far out or close together the points are.
@@ -512,15 +508,11 @@ TEST_F(Cli, APolyFileKeepsOnlyTheTrianglesInsideItsBoundaryAndOutsideItsHoles) {
                             "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
     const ToolRun r = run("triangulate pts.txt --poly frame.poly --obj f.obj --ele f.ele --node f.node --svg f.svg --web scene");
     ASSERT_EQ(r.status, 0) << r.out << r.err;
-    // The OBJ's faces cover exactly the frame: area 64 - 4, every face centre inside it.
+    // The OBJ's faces cover exactly the frame: area 64 - 4, every face centre inside it; with
+    // --quads too, faces of four corners among them.
+    auto inFrame = [](double x, double y) { return x > 1 && x < 9 && y > 1 && y < 9 && !(x > 4 && x < 6 && y > 4 && y < 6); };
     double area = 0;
-    const std::vector<ObjTriangle> vFaces = readObjTriangles("f.obj");
-    for (const ObjTriangle& t : vFaces) {
-        area += t.area();
-        const double cx = (t.x[0] + t.x[1] + t.x[2]) / 3, cy = (t.y[0] + t.y[1] + t.y[2]) / 3;
-        EXPECT_TRUE(cx > 1 && cx < 9 && cy > 1 && cy < 9 && !(cx > 4 && cx < 6 && cy > 4 && cy < 6)) << cx << " " << cy;
-    }
-    const size_t numFaces = vFaces.size();
+    const size_t numFaces = objFaces("f.obj", inFrame, area).size();
     EXPECT_EQ(area, 60.0);
     EXPECT_TRUE(contains(r.out, "domain:    " + std::to_string(numFaces) + " triangles inside the boundary, 1 hole point(s)")) << r.out;
     EXPECT_EQ(countLinesStartingWith(readFile("f.ele"), "") - 1, numFaces);
@@ -530,22 +522,10 @@ TEST_F(Cli, APolyFileKeepsOnlyTheTrianglesInsideItsBoundaryAndOutsideItsHoles) {
 
     const ToolRun rq = run("triangulate pts.txt --poly frame.poly --quads --obj q.obj --ps q.ps --svg q.svg");
     ASSERT_EQ(rq.status, 0) << rq.out << rq.err;
-    // --quads: faces of four corners are strictly convex and counterclockwise; all faces cover the frame.
-    const lumo_test::Obj quads = lumo_test::readObj("q.obj");
-    area = 0;
     size_t numCorners[5] = {0, 0, 0, 0, 0};
-    for (const std::vector<int>& face : quads.faces) {
-        ASSERT_TRUE(face.size() == 3 || face.size() == 4);
-        ++numCorners[face.size()];
-        for (size_t i = 0; i < face.size(); ++i) {
-            const auto& p = quads.vertices[size_t(face[i]) - 1];
-            const auto& q = quads.vertices[size_t(face[(i + 1) % face.size()]) - 1];
-            const auto& s = quads.vertices[size_t(face[(i + 2) % face.size()]) - 1];
-            EXPECT_GT((q.first - p.first) * (s.second - p.second) - (q.second - p.second) * (s.first - p.first), 0);
-            area += (p.first * q.second - q.first * p.second) / 2;
-        }
-    }
+    for (const Face& face : objFaces("q.obj", inFrame, area)) ++numCorners[face.size()];
     EXPECT_EQ(area, 60.0);
+    EXPECT_EQ(numCorners[3] + numCorners[4], lumo_test::readObj("q.obj").faces.size());
     EXPECT_GT(numCorners[4], 0u);
     const std::string summary = "quads:     " + std::to_string(numCorners[4]) + " quadrilaterals and " +
                                 std::to_string(numCorners[3]) + " triangles left";
@@ -561,12 +541,8 @@ TEST_F(Cli, CutKeepsOnlyTheTrianglesInsideAPolygon) {
     ToolRun r = run("triangulate pts.txt --cut l.txt --obj c.obj");
     ASSERT_EQ(r.status, 0) << r.out << r.err;
     double area = 0;
-    const std::vector<ObjTriangle> vFaces = readObjTriangles("c.obj");
-    for (const ObjTriangle& t : vFaces) {
-        area += t.area();
-        const double cx = (t.x[0] + t.x[1] + t.x[2]) / 3, cy = (t.y[0] + t.y[1] + t.y[2]) / 3;
-        EXPECT_TRUE(cx > 2 && cx < 10 && cy > 2 && cy < 10 && (cx < 5 || cy < 5)) << cx << " " << cy;
-    }
+    const std::vector<Face> vFaces =
+        objFaces("c.obj", [](double x, double y) { return x > 2 && x < 10 && y > 2 && y < 10 && (x < 5 || y < 5); }, area);
     EXPECT_EQ(area, 8 * 3 + 3 * 5);
     EXPECT_TRUE(contains(r.out, "cut:       " + std::to_string(vFaces.size()) + " triangles inside l.txt (6 vertices)")) << r.out;
     // Not a polygon, not simple, beside the mesh: exit status 1 with the reason, nothing written.
@@ -623,24 +599,20 @@ TEST_F(Cli, MeshMeetsTheBoundsOfEveryOption) {
         EXPECT_EQ(r.err, "");
         EXPECT_TRUE(contains(r.out, c.bounds)) << c.args << "\n" << r.out;
         size_t numVertices = 0;
-        const std::vector<ObjTriangle> vT = readObjTriangles("m.obj", &numVertices);
+        double area = 0, minAngle = 180, largestArea = 0, longestEdge = 0;
+        const std::vector<Face> vT = objFaces("m.obj", c.bFrame ? inFrame : inL, area, &numVertices);
         EXPECT_TRUE(contains(r.out, "triangles: " + std::to_string(vT.size()) + "\n")) << r.out;
         EXPECT_TRUE(contains(r.out, "vertices:  " + std::to_string(numVertices) + " (")) << r.out;
         EXPECT_GE(vT.size(), 8u) << c.args;
-        double area = 0, minAngle = 180, largestArea = 0, longestEdge = 0;
         std::set<std::pair<double, double>> sOnSegments;
-        for (const ObjTriangle& t : vT) {
-            EXPECT_GT(t.area(), 0.0);
-            area += t.area();
-            largestArea = std::max(largestArea, t.area());
-            const double cx = (t.x[0] + t.x[1] + t.x[2]) / 3, cy = (t.y[0] + t.y[1] + t.y[2]) / 3;
-            EXPECT_TRUE(c.bFrame ? inFrame(cx, cy) : inL(cx, cy)) << c.args << ": " << cx << " " << cy;
+        for (const Face& t : vT) {
+            largestArea = std::max(largestArea, cross(t[0], t[1], t[2]) / 2);
             for (int i = 0; i < 3; ++i) {
-                const int j = (i + 1) % 3, k = (i + 2) % 3;
-                const double ux = t.x[j] - t.x[i], uy = t.y[j] - t.y[i], vx = t.x[k] - t.x[i], vy = t.y[k] - t.y[i];
+                const auto &p = t[size_t(i)], &q = t[size_t(i + 1) % 3], &o = t[size_t(i + 2) % 3];
+                const double ux = q.first - p.first, uy = q.second - p.second, vx = o.first - p.first, vy = o.second - p.second;
                 minAngle = std::min(minAngle, std::atan2(std::fabs(ux * vy - uy * vx), ux * vx + uy * vy) * 180 / M_PI);
                 longestEdge = std::max(longestEdge, std::hypot(ux, uy));
-                if (onSquare(t.x[i], t.y[i], 1, 9) || onSquare(t.x[i], t.y[i], 4, 6)) sOnSegments.insert({t.x[i], t.y[i]});
+                if (onSquare(p.first, p.second, 1, 9) || onSquare(p.first, p.second, 4, 6)) sOnSegments.insert(p);
             }
         }
         EXPECT_NEAR(area, c.bFrame ? 60.0 : 12.0, 1e-9) << c.args;
@@ -690,14 +662,12 @@ TEST_F(Cli, MeshOnAGridWritesSquares) {
     const ToolRun r = run("mesh sq.con --grid 0.5 --grid-angle 30 --max-edge 0.75 --quads --obj q.obj");
     ASSERT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_TRUE(contains(r.out, "grid:      spacing 0.5, lines at 30 degrees\n")) << r.out;
-    const lumo_test::Obj obj = lumo_test::readObj("q.obj");
     size_t numQuads = 0, numSquares = 0;
     double area = 0;
-    for (const std::vector<int>& f : obj.faces) {
+    for (const Face& f : objFaces("q.obj", [](double x, double y) { return x > 0 && x < 10 && y > 0 && y < 10; }, area)) {
         bool bSquare = f.size() == 4;
         for (size_t i = 0; i < f.size(); ++i) {
-            const auto &p = obj.vertices[size_t(f[i]) - 1], &q = obj.vertices[size_t(f[(i + 1) % f.size()]) - 1];
-            area += (p.first * q.second - q.first * p.second) / 2;
+            const auto &p = f[i], &q = f[(i + 1) % f.size()];
             bSquare = bSquare && std::fabs(std::hypot(q.first - p.first, q.second - p.second) - 0.5) < 1e-9;
         }
         numQuads += f.size() == 4;
