@@ -54,6 +54,13 @@ size_t countLinesStartingWith(const std::string& text, const std::string& prefix
 }
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+// Every part occurs in text.
+void expectParts(const std::string& text, const std::vector<std::string>& vParts) {
+    for (const std::string& part : vParts) EXPECT_TRUE(contains(text, part)) << part << "\n---\n" << text;
+}
+// A frame: outer square 1..9, a hole 4..6 named by a point; area 60.
+const char* const framePoly = "8 2 0 0\n1 1 1\n2 9 1\n3 9 9\n4 1 9\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n"
+                              "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n";
 
 // The faces of an OBJ file as corner coordinates in file order. Every face must be strictly
 // convex and counterclockwise and have the average of its corners inside the region; the
@@ -139,19 +146,15 @@ TEST_F(Cli, HelpAndVersion) {
     ToolRun r = run("--help");
     EXPECT_EQ(r.status, 0);
     EXPECT_EQ(r.out.rfind("Usage: lumo2d COMMAND [ARGS]\n", 0), 0u) << r.out;
-    for (const char* option : {"  demo [DIR]", "  triangulate INPUT [OPTIONS]", "--format F", "--obj FILE", "--ps FILE",
-                               "--svg FILE", "--web DIR", "--node FILE", "--ele FILE", "--threads N", "\"-\": standard input",
-                               "  mesh INPUT [OPTIONS]", "--min-angle DEG", "--max-area A", "--max-edge L",
-                               "--min-edge L", "--no-split"})
-        EXPECT_TRUE(contains(r.out, option)) << option;
-    EXPECT_TRUE(contains(r.out, "at most " + std::to_string(maxDrawingTriangles) + " triangles"));
+    expectParts(r.out, {"  demo [DIR]", "  triangulate INPUT [OPTIONS]", "--format F", "--obj FILE", "--ps FILE", "--svg FILE",
+                        "--web DIR", "--node FILE", "--ele FILE", "--threads N", "\"-\": standard input", "  mesh INPUT [OPTIONS]",
+                        "--min-angle DEG", "--max-area A", "--max-edge L", "--min-edge L", "--no-split",
+                        "at most " + std::to_string(maxDrawingTriangles) + " triangles"});
     EXPECT_EQ(r.err, "");
     r = run("--version");
     EXPECT_EQ(r.status, 0);
-    std::ostringstream expected;
-    expected << "lumo2d " << getMajorVersionNumber() << "." << getMinorVersionNumber() << "." << getRevisionNumber()
-             << " (" << getLumo2DVersion() << ")\n";
-    EXPECT_EQ(r.out, expected.str());
+    EXPECT_EQ(r.out, "lumo2d " + std::to_string(getMajorVersionNumber()) + "." + std::to_string(getMinorVersionNumber()) + "." +
+                         std::to_string(getRevisionNumber()) + " (" + getLumo2DVersion() + ")\n");
 }
 
 TEST_F(Cli, UsageErrorsExitWithTwoAndWriteNothing) {
@@ -191,15 +194,11 @@ TEST_F(Cli, TriangulatesAndWritesEveryOutput) {
                           "--ele m.ele");
     ASSERT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_EQ(r.err, "");
-    for (const char* line : {"input:     pts.txt (text, 6 points)\n", "points:    5 (1 duplicate merged)\n",
-                             "triangles: 4\n", "time:      ", "written:   mesh.ps  (PostScript drawing)\n",
-                             "           mesh.svg  (SVG drawing)\n", "           mesh.obj  (Wavefront OBJ)\n",
-                             "           m.node  (input points, .node)\n",
-                             "           m.ele  (triangles as input indices, .ele)\n", "           scene/  (browser scene"})
-        EXPECT_TRUE(contains(r.out, line)) << line << "\n" << r.out;
-    // nothing from the library leaks into the summary
-    EXPECT_FALSE(contains(r.out, "Visualizer2"));
-    EXPECT_FALSE(contains(r.out, "writeWebScene"));
+    expectParts(r.out, {"input:     pts.txt (text, 6 points)\n", "points:    5 (1 duplicate merged)\n", "triangles: 4\n",
+                        "time:      ", "written:   mesh.ps  (PostScript drawing)\n", "           mesh.svg  (SVG drawing)\n",
+                        "           mesh.obj  (Wavefront OBJ)\n", "           m.node  (input points, .node)\n",
+                        "           m.ele  (triangles as input indices, .ele)\n", "           scene/  (browser scene"});
+    EXPECT_FALSE(contains(r.out, "Visualizer2") || contains(r.out, "writeWebScene"));  // nothing from the library leaks
 
     const std::string obj = readFile("mesh.obj");
     EXPECT_EQ(countLinesStartingWith(obj, "v "), 5u);
@@ -412,9 +411,7 @@ TEST_F(Cli, DemoWritesDrawingsObjAndSceneAndIsReproducible) {
     ToolRun r = run("demo out");
     ASSERT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_EQ(r.err, "");
-    EXPECT_TRUE(contains(r.out, "points:    1360\n")) << r.out;
-    EXPECT_TRUE(contains(r.out, "written:   out/demo.ps  (PostScript drawing)\n")) << r.out;
-    EXPECT_TRUE(contains(r.out, "           out/demo.svg  (SVG drawing)\n")) << r.out;
+    expectParts(r.out, {"points:    1360\n", "written:   out/demo.ps  (PostScript drawing)\n", "           out/demo.svg  (SVG drawing)\n"});
     for (const char* n : {"demo.ps", "demo.svg", "demo.obj", "web/index.html", "web/jsc3d.js", "web/3d.obj", "web/2d.svg"})
         EXPECT_TRUE(fileExists(std::string("out/") + n)) << n;
     const std::string first = readFile("out/demo.obj");
@@ -460,10 +457,7 @@ TEST_F(Cli, LargeInputShowsProgressOnATerminalAndIsNotDrawn) {
     if (std::system("command -v script >/dev/null 2>&1") != 0) GTEST_SKIP() << "no script(1) for a terminal";
     r = runShell("script -qec '" + tool + " triangulate big.dat' /dev/null");
     ASSERT_EQ(r.status, 0) << r.out << r.err;
-    EXPECT_TRUE(contains(r.out, "insert vertices      [")) << r.out;
-    EXPECT_TRUE(contains(r.out, "] 100%")) << r.out;
-    EXPECT_TRUE(contains(r.out, "\r"));  // the line overwrites itself
-    EXPECT_TRUE(contains(r.out, "input:     big.dat (binary, 200000 points)")) << r.out;
+    expectParts(r.out, {"insert vertices      [", "] 100%", "\r" /* the line overwrites itself */, "input:     big.dat (binary, 200000 points)"});
 }
 
 // ---- constraint segments -----------------------------------------------------------------------
@@ -504,8 +498,7 @@ TEST_F(Cli, APolyFileKeepsOnlyTheTrianglesInsideItsBoundaryAndOutsideItsHoles) {
     // A frame: outer square 1..9 inside the points' hull 0..10, a hole 4..6 named by a point.
     // With --quads the same domain is written as quadrilaterals.
     writeFile("pts.txt", "0 0\n10 0\n10 10\n0 10\n5 5.5\n2 2\n3 7\n");
-    writeFile("frame.poly", "8 2 0 0\n1 1 1\n2 9 1\n3 9 9\n4 1 9\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n"
-                            "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
+    writeFile("frame.poly", framePoly);
     const ToolRun r = run("triangulate pts.txt --poly frame.poly --obj f.obj --ele f.ele --node f.node --svg f.svg --web scene");
     ASSERT_EQ(r.status, 0) << r.out << r.err;
     // The OBJ's faces cover exactly the frame: area 64 - 4, every face centre inside it; with
@@ -568,8 +561,7 @@ TEST_F(Cli, CutKeepsOnlyTheTrianglesInsideAPolygon) {
 // tile the domain, meet the angle, area and edge bounds, and --no-split adds no vertex on a segment.
 TEST_F(Cli, MeshMeetsTheBoundsOfEveryOption) {
     // A frame (outer square 1..9, hole 4..6; area 60) and an L-shape (area 12, one reflex corner).
-    writeFile("frame.poly", "8 2 0 0\n1 1 1\n2 9 1\n3 9 9\n4 1 9\n5 4 4\n6 6 4\n7 6 6\n8 4 6\n"
-                            "8 0\n1 1 2\n2 2 3\n3 3 4\n4 4 1\n5 5 6\n6 6 7\n7 7 8\n8 8 5\n1\n1 5 5\n");
+    writeFile("frame.poly", framePoly);
     writeFile("l.con", "0 0 4 0\n4 0 4 2\n4 2 2 2\n2 2 2 4\n2 4 0 4\n0 4 0 0\n");
     auto onSquare = [](double x, double y, double lo, double hi) {
         return ((x == lo || x == hi) && y >= lo && y <= hi) || ((y == lo || y == hi) && x >= lo && x <= hi);
