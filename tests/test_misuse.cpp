@@ -469,20 +469,21 @@ const Row aRows[] = {
      }},
     {"writePointsASCII: null point", [](Env&) { return warning("writePointsASCII()", "point 0 is null, nothing written"); },
      [](Env& e) { EXPECT_FALSE(writePointsASCII(e.file("p.txt").c_str(), std::vector<Point2*>{nullptr})); }},
-    {"writers: unwritable path", [](Env& e) { return e.blocked + " can't be written\n" + e.blocked + " can't be written\n" + e.blocked + " can't be written\n"; },
+    {"readers and writers: a path that cannot exist, a directory",
      [](Env& e) {
-         std::vector<Segment2> vSeg{e.a};
-         EXPECT_FALSE(writePointsBIN(e.blocked.c_str(), e.vInput));
-         EXPECT_FALSE(writeSegmentsBIN(e.blocked.c_str(), vSeg));
-         EXPECT_FALSE(writePointsASCII(e.blocked.c_str(), e.vInput));
-     }},
-    {"readers: missing file", [](Env& e) { return e.blocked + " can't be read\n" + e.blocked + " can't be read\n" + e.blocked + " is unreadable\n"; },
+         std::string r;
+         for (const std::string& f : {e.blocked, e.tmp.path()})
+             r += f + " can't be written\n" + f + " can't be written\n" + f + " can't be written\n" + f + " can't be read\n" + f +
+                  " can't be read\n" + f + " is unreadable\n";
+         return r;
+     },
      [](Env& e) {
-         std::vector<Point2> v;
-         std::vector<Segment2> vSeg;
-         EXPECT_FALSE(readPointsBIN(e.blocked.c_str(), v));
-         EXPECT_FALSE(readSegmentsBIN(e.blocked.c_str(), vSeg));
-         EXPECT_FALSE(readXY(e.blocked.c_str(), v));
+         for (const std::string& f : {e.blocked, e.tmp.path()}) {
+             std::vector<Point2> v;
+             std::vector<Segment2> vSeg{e.a};
+             EXPECT_FALSE(writePointsBIN(f.c_str(), e.vInput) || writeSegmentsBIN(f.c_str(), vSeg) || writePointsASCII(f.c_str(), e.vInput));
+             EXPECT_FALSE(readPointsBIN(f.c_str(), v) || readSegmentsBIN(f.c_str(), vSeg) || readXY(f.c_str(), v));
+         }
      }},
     {"readXY: stops at a word", [](Env& e) { return e.file("w.txt") + " has a token that is not a number after 2 point(s); reading stopped there\n"; },
      [](Env& e) {

@@ -105,7 +105,9 @@ void expectStrictlyBetween(const Point2& a, const Point2& b) {
     for (int axis = 0; axis < 2; ++axis) {
         const double lo = std::min(ends[axis][0], ends[axis][1]), hi = std::max(ends[axis][0], ends[axis][1]);
         ASSERT_TRUE(lo <= mid[axis] && mid[axis] <= hi);
-        if (std::nextafter(lo, hi) < hi) ASSERT_TRUE(lo < mid[axis] && mid[axis] < hi);
+        if (std::nextafter(lo, hi) < hi) {
+            ASSERT_TRUE(lo < mid[axis] && mid[axis] < hi);
+        }
     }
 }
 } // namespace
