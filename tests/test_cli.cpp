@@ -319,27 +319,6 @@ TEST_F(Cli, ThreadsAreNamedInTheSummary) {
     }
 }
 
-// Drawings stay finite however far out or close together the points are.
-TEST_F(Cli, ExtremeCoordinatesGiveFiniteDrawings) {
-    const char* aInputs[] = {"1e308 1e308\n-1e308 -1e308\n1e308 -1e308\n",
-                             "-1.7976931348623157e308 0\n1.7976931348623157e308 1\n0 1.7976931348623157e308\n",
-                             "1e-320 0\n0 1e-320\n1e-320 1e-320\n", "0 0\n4.9e-324 0\n0 4.9e-324\n",
-                             "1e300 1e300\n1e300 1.0000000000000002e300\n1.0000000000000002e300 1e300\n"};
-    for (const char* input : aInputs) {
-        writeFile("far.txt", input);
-        const ToolRun r = run("triangulate far.txt --ps far.ps --svg far.svg");
-        ASSERT_EQ(r.status, 0) << input << r.err;
-        for (const char* f : {"far.ps", "far.svg"}) {
-            const std::string text = readFile(f);
-            EXPECT_FALSE(contains(text, "nan")) << f << " for " << input;
-            EXPECT_FALSE(contains(text, "inf")) << f << " for " << input;
-        }
-        // the triangle spans the drawing area: some corner at each end of the longer axis
-        const std::string ps = readFile("far.ps");
-        EXPECT_TRUE(contains(ps, "\n50\t") && contains(ps, "\n530\t")) << input << ps;
-    }
-}
-
 // ---- triangulate: bad input, nothing written --------------------------------------------
 
 TEST_F(Cli, UnusableInputsNameFileAndLineAndWriteNothing) {

@@ -167,14 +167,16 @@ TEST_F(Drawing, DegenerateBoxesStillHaveAFinitePage) {
 }
 
 // Every finite box, from subnormal to beyond DBL_MAX in extent: every page coordinate is a
-// finite number inside the drawing area, in both formats.
+// finite number inside the drawing area, in both formats, and the points of a box with any
+// extent span the drawing area.
 TEST_F(Drawing, PageTransformStaysFiniteForEveryFiniteBox) {
     const double m = DBL_MAX, t = 4.9e-324;
     const std::vector<std::vector<Point2>> vBoxes = {
         {Point2(-m, -m), Point2(m, m), Point2(m, -m)},   {Point2(1e308, 1e308), Point2(-1e308, 3)},
         {Point2(0, 0), Point2(t, 0), Point2(0, t)},      {Point2(1e-320, 0), Point2(0, 1e-320)},
         {Point2(-m, 0), Point2(-m, t)},                  {Point2(1e300, 1), Point2(1e300 * (1 + 2e-16), 1)},
-        {Point2(m, m), Point2(m, m)},
+        {Point2(m, m), Point2(m, m)},                    {Point2(-m, 0), Point2(m, 1), Point2(0, m)},
+        {Point2(1e300, 1e300), Point2(1e300, 1.0000000000000002e300), Point2(1.0000000000000002e300, 1e300)},
     };
     for (const auto& vPoints : vBoxes) {
         const auto add = [&](Visualizer2& v) {
@@ -185,6 +187,7 @@ TEST_F(Drawing, PageTransformStaysFiniteForEveryFiniteBox) {
         const std::string ps = draw(add);
         std::istringstream ss(ps);
         size_t numCoordinates = 0;
+        double nearX = 1e9, nearY = 1e9, farX = 0, farY = 0;
         for (std::string line; std::getline(ss, line);) {
             if (line.size() < 7 || (line.substr(line.size() - 6) != "moveto" && line.substr(line.size() - 6) != "lineto"))
                 continue;
@@ -194,8 +197,11 @@ TEST_F(Drawing, PageTransformStaysFiniteForEveryFiniteBox) {
             if (x == 40.0) continue;  // title lines
             EXPECT_TRUE(x >= 48.5 && x <= 531.5 && y >= 198.5 && y <= 681.5) << line << " for " << vPoints[0].x();
             ++numCoordinates;
+            nearX = std::min(nearX, x), nearY = std::min(nearY, y), farX = std::max(farX, x), farY = std::max(farY, y);
         }
         EXPECT_EQ(numCoordinates, 4 * vPoints.size() + 3);
+        EXPECT_TRUE(nearX <= 50 && nearY <= 200 && (vPoints.front() == vPoints.back() || farX >= 528.5 || farY >= 678.5))
+            << nearX << " " << nearY << " " << farX << " " << farY;
         const std::string svg = draw(add, DF_SVG);
         for (const std::string& text : {ps, svg}) {
             EXPECT_EQ(text.find("nan"), std::string::npos) << text;
