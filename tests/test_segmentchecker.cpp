@@ -311,18 +311,14 @@ TEST(SegmentChecker, DrawingsPrintTheirCounts) {
     SegmentSet s{{0, 0, 2, 2}, {0, 2, 2, 0}, {5, 5, 6, 5}};
     SegmentChecker checker(s.vPointers);
     lumo_test::ScopedTempDir tmp;
-    const std::string allName = "segcheck_all.ps", illegalName = "segcheck_illegal.ps";
-    testing::internal::CaptureStdout();
-    checker.showSegments(allName);
-    checker.showIllegalSegments(false, illegalName);
-    const std::string out = testing::internal::GetCapturedStdout();
+    const std::string out = lumo_test::stdoutOf([&] {
+        checker.showSegments("all.ps");
+        checker.showIllegalSegments(false, "illegal.ps");
+    });
     EXPECT_NE(out.find("SegmentChecker::showSegments(), numSegments=3\n"), std::string::npos) << out;
-    EXPECT_NE(out.find("SegmentChecker::showIllegalSegments()\nNumber of segments: 3\nLegal segments: 1\n"
-                       "Illegal segments: 2\n"),
-              std::string::npos)
-        << out;
-    for (const std::string& name : {allName, illegalName})
-        EXPECT_NE(lumo_test::readFile(name).find("showpage"), std::string::npos) << name;
+    EXPECT_NE(out.find("SegmentChecker::showIllegalSegments()\nNumber of segments: 3\nLegal segments: 1\nIllegal segments: 2\n"),
+              std::string::npos) << out;
+    for (const char* name : {"all.ps", "illegal.ps"}) EXPECT_NE(lumo_test::readFile(name).find("showpage"), std::string::npos) << name;
 }
 
 // ---- randomized comparison with the exact all-pairs classification ------------------------------------------------
