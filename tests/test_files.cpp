@@ -1,7 +1,8 @@
 // Point and segment files: exact byte layouts, round trips, what the readers make of hand-made
 // files; the strict point readers as a host calls them (detection, all-or-nothing results,
-// indices; their messages are checked through the lumo2d tool in test_cli.cpp); version queries. Null names, unwritable paths, directories and the readers' warnings
-// on odd content are rows of the misuse table (test_misuse.cpp).
+// indices; their messages are checked through the lumo2d tool in test_cli.cpp); version
+// queries. Null names, unwritable paths, directories and the readers' warnings on odd content
+// are rows of the misuse table (test_misuse.cpp).
 #include <gtest/gtest.h>
 #include <cfloat>
 #include <cmath>

@@ -211,6 +211,7 @@ TEST(Insertion, BulkInsertionReportsProgress) {
     Lumo_2D dt;
     dt.subscribe(MSG_PROGRESS, &log);
     dt.insert(randomPoints(1000, 31));
+    ASSERT_FALSE(log.v.empty());
     EXPECT_EQ(log.v.back().first, "insert vertices");
     EXPECT_EQ(log.rising("insert vertices").size(), log.v.size());
     dt.unsubscribe(MSG_PROGRESS, &log);
