@@ -24,7 +24,6 @@ using lumo_test::exactOrientation;
 
 namespace {
 typedef mpq_class Q;
-typedef std::array<double, 6> Tri;   // corners x0 y0 x1 y1 x2 y2, counterclockwise
 using lumo_test::exactArea;
 using lumo_test::Loop;
 using lumo_test::stdoutOf;
@@ -32,21 +31,6 @@ using lumo_test::zoneTriangles;
 
 // ---- oracles ---------------------------------------------------------------------------------------
 
-// The triangle counterclockwise, rotated to start at its smallest corner: equal triangles compare equal.
-Tri canonical(Point2 a, Point2 b, Point2 c) {
-    if (exactOrientation(a, b, c) < 0) std::swap(b, c);
-    while (!(a < b && a < c)) {
-        std::swap(a, b);
-        std::swap(b, c);
-    }
-    return Tri{a.x(), a.y(), b.x(), b.y(), c.x(), c.y()};
-}
-std::set<Tri> canonicalSet(const std::vector<Triangle2*>& vT) {
-    std::set<Tri> s;
-    for (const Triangle2* pT : vT) s.insert(canonical(*pT->getCorner(0), *pT->getCorner(1), *pT->getCorner(2)));
-    EXPECT_EQ(s.size(), vT.size()) << "a triangle listed twice";
-    return s;
-}
 Q cross(const Q& ax, const Q& ay, const Q& bx, const Q& by, const Q& cx, const Q& cy) {
     return (bx - ax) * (cy - ay) - (by - ay) * (cx - ax);
 }
@@ -165,10 +149,16 @@ Soup scramble(const Soup& in, unsigned seed) {
     for (const auto& t : v) add(s, t[0], t[1], t[2]);
     return s;
 }
-std::set<Tri> canonicalSet(const Soup& s) {
-    std::set<Tri> r;
-    for (size_t k = 0; k < s.size(); k += 3) r.insert(canonical(s[k], s[k + 1], s[k + 2]));
-    return r;
+// The soup's triangles as canonicalTriangles gives a triangulation's: corners sorted, then sorted.
+std::vector<std::array<double, 6>> canonicalTriangles(const Soup& s) {
+    std::vector<std::array<double, 6>> v;
+    for (size_t k = 0; k < s.size(); k += 3) {
+        std::array<Point2, 3> c{s[k], s[k + 1], s[k + 2]};
+        std::sort(c.begin(), c.end());
+        v.push_back({c[0].x(), c[0].y(), c[1].x(), c[1].y(), c[2].x(), c[2].y()});
+    }
+    std::sort(v.begin(), v.end());
+    return v;
 }
 } // namespace
 
@@ -187,7 +177,7 @@ TEST(Import, SoupsRoundTripToTheSameTriangles) {
             Zone2* pZone = nullptr;
             stdoutOf([&] { pZone = dt.importTriangles(scrambled, true); });
             ASSERT_NE(pZone, nullptr) << what;
-            EXPECT_EQ(canonicalSet(zoneTriangles(pZone)), canonicalSet(soup)) << what;
+            EXPECT_EQ(lumo_test::canonicalTriangles(zoneTriangles(pZone)), canonicalTriangles(soup)) << what;
             expectValid(dt, what);
             // More points inside keep the zone's region: the same area.
             const Q before = exactArea(zoneTriangles(pZone));

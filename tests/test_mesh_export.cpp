@@ -117,11 +117,22 @@ TEST_F(Export, TriangulationExport_NothingBeforeTheFirstTriangle) {
         }
 }
 
-TEST_F(Export, TriangulationExport_ObjHoldsEveryVertexOnceAndEveryTriangleInCornerOrder) {
+// The OBJ holds every vertex once and every triangle in corner order; both drawings hold every
+// triangle, the hull and the counts; the scene holds the page, the scripts, the same OBJ and the
+// same drawing as showSvg.
+TEST_F(Export, TriangulationExport_ObjDrawingsAndWebScene) {
     Lumo_2D dt;
     dt.insert(gridCloud(400, 7));
     EXPECT_EQ(lumo_test::meshFault(dt), "");
-    dt.writeObj("dt.obj");
+    EXPECT_EQ(lumo_test::stdoutOf([&] {
+                  dt.writeObj("dt.obj");
+                  dt.show("dt.ps");
+                  dt.showSvg("wsd/a/b/2d.svg");  // not there yet: nothing written
+                  dt.writeWebScene("wsd/a/b");
+                  dt.showSvg("dt.svg");
+              }),
+              "Visualizer2:: Writing dt.ps\nVisualizer2:: Writing wsd/a/b/2d.svg\nwriteWebScene: Creating wsd/a/b\n"
+              "Visualizer2:: Writing wsd/a/b/2d.svg\nVisualizer2:: Writing dt.svg\n");
     const lumo_test::Obj obj = lumo_test::readObj("dt.obj");
     EXPECT_EQ(obj.vertices.size(), dt.numberOfPoints());
     std::vector<Triangle2*> vT;
@@ -139,43 +150,8 @@ TEST_F(Export, TriangulationExport_ObjHoldsEveryVertexOnceAndEveryTriangleInCorn
         for (int i = 0; i < 3; ++i)   // the corners in the triangulation's (counterclockwise) order
             EXPECT_EQ(obj.vertices[size_t(obj.faces[t][size_t(i)]) - 1], std::make_pair(vT[t]->getCorner(i)->x(), vT[t]->getCorner(i)->y()));
     }
-}
-
-TEST_F(Export, TriangulationExport_WebSceneHoldsThePageScriptsTheSameObjAndTheTopView) {
-    Lumo_2D dt;
-    dt.insert(gridCloud(100, 3));
-    EXPECT_EQ(lumo_test::meshFault(dt), "");
-    EXPECT_EQ(lumo_test::stdoutOf([&] {
-                  dt.writeObj("ref.obj");
-                  dt.showSvg("wsd/a/b/2d.svg");  // not there yet: nothing written
-                  dt.writeWebScene("wsd/a/b");
-                  dt.showSvg("ref.svg");
-              }),
-              "Visualizer2:: Writing wsd/a/b/2d.svg\nwriteWebScene: Creating wsd/a/b\nVisualizer2:: Writing wsd/a/b/2d.svg\n"
-              "Visualizer2:: Writing ref.svg\n");
-    for (const char* n : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js"})
-        EXPECT_TRUE(fileExists(std::string("wsd/a/b/") + n)) << n;
-    EXPECT_FALSE(fileExists("wsd/a/b/jsc3d.webgl.js"));
-    EXPECT_EQ(readFile("wsd/a/b/3d.obj"), readFile("ref.obj"));
-    // the same drawing apart from its title, the file name
-    std::string scene = readFile("wsd/a/b/2d.svg"), ref = readFile("ref.svg");
-    for (std::string* text : {&scene, &ref}) {
-        for (int i = 0; i < 2; ++i) {
-            const size_t name = text->find(i == 0 ? "<title>" : "font-size=\"17\">");
-            text->erase(name, text->find('<', name + 1) - name);
-        }
-    }
-    EXPECT_EQ(scene, ref);
-}
-
-// Both drawings hold every triangle, the hull and the counts.
-TEST_F(Export, TriangulationExport_ShowDrawsEveryTriangle) {
-    Lumo_2D dt;
-    dt.insert(gridCloud(200, 11));
-    EXPECT_EQ(lumo_test::meshFault(dt), "");
     std::vector<Point2*> vHull;
     dt.getConvexHull(false, vHull);
-    EXPECT_EQ(lumo_test::stdoutOf([&] { dt.show("dt.ps"); dt.showSvg("dt.svg"); }), "Visualizer2:: Writing dt.ps\nVisualizer2:: Writing dt.svg\n");
     const std::string counts =
         std::to_string(dt.numberOfPoints()) + " points, " + std::to_string(dt.numberOfTriangles()) + " triangles";
     const std::string ps = readFile("dt.ps"), svg = readFile("dt.svg");
@@ -185,6 +161,19 @@ TEST_F(Export, TriangulationExport_ShowDrawsEveryTriangle) {
     EXPECT_EQ(countOf(svg, "L") - countOf(svg, "Lumo") - 2 * dt.numberOfTriangles(), vHull.size());
     EXPECT_EQ(countOf(ps, "(" + counts + ")\tshow\n"), 1u);
     EXPECT_EQ(countOf(svg, ">" + counts + "</text>"), 1u);
+    for (const char* n : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js"})
+        EXPECT_TRUE(fileExists(std::string("wsd/a/b/") + n)) << n;
+    EXPECT_FALSE(fileExists("wsd/a/b/jsc3d.webgl.js"));
+    EXPECT_EQ(readFile("wsd/a/b/3d.obj"), readFile("dt.obj"));
+    // the same drawing apart from its title, the file name
+    std::string scene = readFile("wsd/a/b/2d.svg"), ref = svg;
+    for (std::string* text : {&scene, &ref}) {
+        for (int i = 0; i < 2; ++i) {
+            const size_t name = text->find(i == 0 ? "<title>" : "font-size=\"17\">");
+            text->erase(name, text->find('<', name + 1) - name);
+        }
+    }
+    EXPECT_EQ(scene, ref);
 }
 
 TEST_F(Export, TriangulationExport_ShowIntoACallersDrawingUsesItsColour) {

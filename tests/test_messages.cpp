@@ -69,11 +69,11 @@ TEST_F(LogDir, LayoutsOfErrorWarningAndInfoAndNothingOnStandardError) {
 // ---- log file ---------------------------------------------------------------------------
 
 TEST_F(LogDir, LogErrorPrintsAndRewritesTheLogFileAndAnUnwritableOneIsSilent) {
-    testing::internal::CaptureStdout();
-    logError("first line");
-    EXPECT_EQ(readFile("LUMO_LOG.txt"), "first line\n");
-    logError("second line");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "first line\nsecond line\n");
+    EXPECT_EQ(lumo_test::stdoutOf([] {
+                  logError("first line");
+                  EXPECT_EQ(readFile("LUMO_LOG.txt"), "first line\n");
+                  logError("second line");
+              }), "first line\nsecond line\n");
     EXPECT_EQ(readFile("LUMO_LOG.txt"), "second line\n");
     std::filesystem::remove("LUMO_LOG.txt");
     std::filesystem::create_directory("LUMO_LOG.txt");  // a directory cannot be opened as the log
@@ -83,9 +83,7 @@ TEST_F(LogDir, LogErrorPrintsAndRewritesTheLogFileAndAnUnwritableOneIsSilent) {
 // ---- assertions -------------------------------------------------------------------------
 
 TEST_F(LogDir, AssertionPrintsTheFullReportLogsAndThrows) {
-    testing::internal::CaptureStdout();
-    EXPECT_NO_THROW(lumo_test::failingCall(42));  // a passing one does nothing
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+    EXPECT_EQ(lumo_test::stdoutOf([] { EXPECT_NO_THROW(lumo_test::failingCall(42)); }), "");  // a passing one does nothing
     EXPECT_FALSE(std::filesystem::exists("LUMO_LOG.txt"));
     EXPECT_EQ(lumo_test::stdoutOf([&] { EXPECT_THROW(lumo_test::failingCall(1), LumoException); }),
               "\n      [Lumo2D-Message] * Lumo, , ERROR: Condition [ v==42 failed ]\n\n"
@@ -94,9 +92,7 @@ TEST_F(LogDir, AssertionPrintsTheFullReportLogsAndThrows) {
               "  Function: lumo_test::failingCall()\n");
     EXPECT_EQ(readFile("LUMO_LOG.txt"), "* Lumo, Condition [ v==42 failed ]\n");
     // A second failure leaves only its own line in the log; member functions are qualified.
-    testing::internal::CaptureStdout();
-    EXPECT_THROW(lumo_test::Holder().member(), LumoException);
-    const std::string out = testing::internal::GetCapturedStdout();
+    const std::string out = lumo_test::stdoutOf([] { EXPECT_THROW(lumo_test::Holder().member(), LumoException); });
     EXPECT_NE(out.find("  Function: lumo_test::Holder::member()\n"), std::string::npos) << out;
     EXPECT_EQ(readFile("LUMO_LOG.txt"), "* Lumo, Condition [ 1+1==3 failed ]\n");
 }
@@ -135,40 +131,35 @@ TEST(Messages, ExceptionTexts) {
 
 // ---- timer ------------------------------------------------------------------------------
 
-TEST(Timer, StartStopStartAgainAndTheHostStreamFormatSurvives) {
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(timer("a"), -1.0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    const double elapsed = timer("a");
-    std::cout << 1.0 / 3.0 << " " << 2.5 << "\n" << std::scientific;
-    EXPECT_EQ(timer("a"), -1.0);
-    timer("a");
-    std::cout << 0.5 << "\n" << std::defaultfloat;
-    const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_GE(elapsed, 0.0015);
-    EXPECT_LT(elapsed, 600.0);
+// Start, stop, start again; names are independent and only a leading "[quiet]" is quiet; the
+// host's stream format survives.
+TEST(Timer, StartStopQuietNamesAndTheHostStreamFormat) {
+    double elapsed = 0;
+    std::string out = lumo_test::stdoutOf([&] {
+        EXPECT_EQ(timer("a"), -1.0);
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        elapsed = timer("a");
+        std::cout << 1.0 / 3.0 << " " << 2.5 << "\n" << std::scientific;
+        EXPECT_EQ(timer("a"), -1.0);
+        timer("a");
+        std::cout << 0.5 << "\n" << std::defaultfloat;
+    });
+    EXPECT_TRUE(elapsed >= 0.0015 && elapsed < 600.0) << elapsed;
     std::ostringstream stop;
     stop << std::fixed << std::setprecision(3) << elapsed;  // fixed notation with three decimals
     EXPECT_EQ(out.substr(0, out.find("...Timer [a] stop", 60)),
               "...Timer [a] start\n...Timer [a] stop, elapsed time: " + stop.str() + " s\n0.333333 2.5\n...Timer [a] start\n");
     EXPECT_NE(out.find(" s\n5.000000e-01\n"), std::string::npos) << out;
-}
-
-TEST(Timer, NamesAreIndependentAndOnlyALeadingTagIsQuiet) {
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(timer("x"), -1.0);
-    EXPECT_EQ(timer("[quie"), -1.0);
-    EXPECT_EQ(timer(" [quiet]"), -1.0);
-    EXPECT_GE(timer("x"), 0.0);
-    EXPECT_EQ(timer("x"), -1.0);
-    EXPECT_GE(timer("[quie"), 0.0);
-    EXPECT_GE(timer(" [quiet]"), 0.0);
-    EXPECT_GE(timer("x"), 0.0);
-    for (const char* quiet : {"[quiet] Delaunay point insertion", "[quiet]"}) {
-        EXPECT_EQ(timer(quiet), -1.0);
-        EXPECT_GE(timer(quiet), 0.0);
-    }
-    const std::string out = testing::internal::GetCapturedStdout();
+    out = lumo_test::stdoutOf([&] {
+        for (const char* name : {"x", "[quie", " [quiet]"}) EXPECT_EQ(timer(name), -1.0);
+        EXPECT_GE(timer("x"), 0.0);
+        EXPECT_EQ(timer("x"), -1.0);
+        for (const char* name : {"[quie", " [quiet]", "x"}) EXPECT_GE(timer(name), 0.0);
+        for (const char* quiet : {"[quiet] Delaunay point insertion", "[quiet]"}) {
+            EXPECT_EQ(timer(quiet), -1.0);
+            EXPECT_GE(timer(quiet), 0.0);
+        }
+    });
     EXPECT_EQ(out.find("...Timer [x] start\n...Timer [[quie] start\n...Timer [ [quiet]] start\n"), 0u) << out;
     EXPECT_EQ(out.find("...Timer [[quiet]"), std::string::npos) << out;
     EXPECT_NE(out.find("...Timer [[quie] stop, elapsed time: "), std::string::npos);

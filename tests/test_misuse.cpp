@@ -95,16 +95,15 @@ const Row aRows[] = {
      [](Env& e) { EXPECT_EQ(e.dt.insert(Point2(NaN, 1)), nullptr); }},
     {"insert: infinite point in a vector", [](Env&) { return warning("Dt2::insert()", "point (1, inf) has a NaN or infinite coordinate and is ignored"); },
      [](Env& e) { std::vector<Point2*> h; e.dt.insert({Point2(1, Inf)}, h); EXPECT_EQ(h, std::vector<Point2*>{nullptr}); }},
-    {"locate: NaN", [](Env&) { return warning("Lumo_2D::locate()", "q has a NaN or infinite coordinate, null returned"); },
-     [](Env& e) { EXPECT_EQ(e.dt.locate(Point2(NaN, 0)), nullptr); }},
-    {"locate: infinite", [](Env&) { return warning("Lumo_2D::locate()", "q has a NaN or infinite coordinate, null returned"); },
-     [](Env& e) { EXPECT_EQ(e.dt.locate(Point2(-Inf, 0)), nullptr); }},
-    {"adjacent: foreign first vertex", [](Env&) { return warning("Lumo_2D::getAdjacentTriangle()", notMine + "null returned"); },
-     [](Env& e) { EXPECT_EQ(e.dt.getAdjacentTriangle(e.vForeign[0], e.vOwn[1]), nullptr); }},
-    {"adjacent: foreign second vertex", [](Env&) { return warning("Lumo_2D::getAdjacentTriangle()", notMine + "null returned"); },
-     [](Env& e) { EXPECT_EQ(e.dt.getAdjacentTriangle(e.vOwn[0], e.vForeign[1]), nullptr); }},
-    {"adjacent: a detached copy", [](Env&) { return warning("Lumo_2D::getAdjacentTriangle()", notMine + "null returned"); },
-     [](Env& e) { Point2 copy(*e.vOwn[0]); EXPECT_EQ(e.dt.getAdjacentTriangle(&copy, e.vOwn[1]), nullptr); }},
+    {"locate: NaN, infinite", [](Env&) { const std::string w = warning("Lumo_2D::locate()", "q has a NaN or infinite coordinate, null returned"); return w + w; },
+     [](Env& e) { EXPECT_EQ(e.dt.locate(Point2(NaN, 0)), nullptr); EXPECT_EQ(e.dt.locate(Point2(-Inf, 0)), nullptr); }},
+    {"adjacent: foreign first vertex, foreign second vertex, a detached copy",
+     [](Env&) { const std::string w = warning("Lumo_2D::getAdjacentTriangle()", notMine + "null returned"); return w + w + w; },
+     [](Env& e) {
+         Point2 copy(*e.vOwn[0]);
+         const std::pair<Point2*, Point2*> aPairs[] = {{e.vForeign[0], e.vOwn[1]}, {e.vOwn[0], e.vForeign[1]}, {&copy, e.vOwn[1]}};
+         for (const auto& q : aPairs) EXPECT_EQ(e.dt.getAdjacentTriangle(q.first, q.second), nullptr);
+     }},
     {"adjacent: null vertices",
      [](Env&) { return assertion("p0!=0", "ORBI_LUMO2D::Dt2::getAdjacentTriangle") + assertion("p1!=0", "ORBI_LUMO2D::Dt2::getAdjacentTriangle"); },
      [](Env& e) {
@@ -113,10 +112,9 @@ const Row aRows[] = {
      }},
     {"adjacent: equal vertices", [](Env&) { return assertion("p0!=p1", "ORBI_LUMO2D::Dt2::getAdjacentTriangle"); },
      [](Env& e) { EXPECT_THROW(e.dt.getAdjacentTriangle(e.vOwn[1], e.vOwn[1]), LumoException); }},
-    {"incident: null vertex", [](Env&) { return warning("Lumo_2D::getIncidentTriangles()", "pVtx is null, nothing appended"); },
-     [](Env& e) { std::vector<Triangle2*> v; e.dt.getIncidentTriangles(nullptr, v); EXPECT_TRUE(v.empty()); }},
-    {"incident: foreign vertex", [](Env&) { return warning("Lumo_2D::getIncidentTriangles()", notMine + "nothing appended"); },
-     [](Env& e) { std::vector<Triangle2*> v; e.dt.getIncidentTriangles(e.vForeign[4], v); EXPECT_TRUE(v.empty()); }},
+    {"incident: null vertex, foreign vertex",
+     [](Env&) { return warning("Lumo_2D::getIncidentTriangles()", "pVtx is null, nothing appended") + warning("Lumo_2D::getIncidentTriangles()", notMine + "nothing appended"); },
+     [](Env& e) { std::vector<Triangle2*> v; e.dt.getIncidentTriangles(nullptr, v); e.dt.getIncidentTriangles(e.vForeign[4], v); EXPECT_TRUE(v.empty()); }},
     {"setNumCPU: far above the hardware", [](Env&) { return warning("Lumo_2D::setNumCPU()", hardwareCap()); },
      [](Env& e) {
          EXPECT_EQ(e.dt.setNumCPU(100000), 100000);
@@ -424,10 +422,10 @@ const Row aRows[] = {
          checker.getIntersectors(&e.a, true, v);
          EXPECT_EQ(v.size(), 1u);
      }},
-    {"checker: classify a null segment", [](Env&) { return warning("SegmentChecker::getIntersectionType()", "null segment, no classification (SIT_UNINITIALIZED)"); },
-     [](Env& e) { SegmentChecker c({&e.a}); EXPECT_EQ(c.getIntersectionType(&e.a, nullptr), SIT_UNINITIALIZED); }},
-    {"checker: classify a NaN segment", [](Env&) { return warning("SegmentChecker::getIntersectionType()", nanSegment + ", no classification (SIT_UNINITIALIZED)"); },
-     [](Env& e) { SegmentChecker c({&e.a}); EXPECT_EQ(c.getIntersectionType(&e.bad, &e.a), SIT_UNINITIALIZED); }},
+    {"checker: classify a null segment, a NaN segment",
+     [](Env&) { const std::string where = "SegmentChecker::getIntersectionType()";
+                return warning(where, "null segment, no classification (SIT_UNINITIALIZED)") + warning(where, nanSegment + ", no classification (SIT_UNINITIALIZED)"); },
+     [](Env& e) { SegmentChecker c({&e.a}); EXPECT_EQ(c.getIntersectionType(&e.a, nullptr), SIT_UNINITIALIZED); EXPECT_EQ(c.getIntersectionType(&e.bad, &e.a), SIT_UNINITIALIZED); }},
     {"checker: intersectors of null", [](Env&) { return warning("SegmentChecker::getIntersectors()", "null segment, no intersectors"); },
      [](Env& e) {
          SegmentChecker c({&e.a, &e.b});
@@ -449,18 +447,14 @@ const Row aRows[] = {
      [](Env& e) { SegmentChecker c({&e.a}); Receiver r; c.unsubscribe(MSG_PROGRESS, &r); }},
 
     // ---- files ---------------------------------------------------------------------------------------
-    {"readPointsBIN: null name", [](Env&) { return warning("readPointsBIN()", "filename is null, nothing done"); },
-     [](Env&) { std::vector<Point2> v; EXPECT_FALSE(readPointsBIN(nullptr, v)); }},
-    {"readSegmentsBIN: null name", [](Env&) { return warning("readSegmentsBIN()", "filename is null, nothing done"); },
-     [](Env&) { std::vector<Segment2> v; EXPECT_FALSE(readSegmentsBIN(nullptr, v)); }},
-    {"readXY: null name", [](Env&) { return warning("readXY()", "filename is null, nothing done"); },
-     [](Env&) { std::vector<Point2> v; EXPECT_FALSE(readXY(nullptr, v)); }},
-    {"writePointsBIN: null name", [](Env&) { return warning("writePointsBIN()", "filename is null, nothing done"); },
-     [](Env& e) { EXPECT_FALSE(writePointsBIN(nullptr, e.vInput)); }},
-    {"writeSegmentsBIN: null name", [](Env&) { return warning("writeSegmentsBIN()", "filename is null, nothing done"); },
-     [](Env&) { std::vector<Segment2> v(1); EXPECT_FALSE(writeSegmentsBIN(nullptr, v)); }},
-    {"writePointsASCII: null name", [](Env&) { return warning("writePointsASCII()", "filename is null, nothing done"); },
-     [](Env& e) { EXPECT_FALSE(writePointsASCII(nullptr, e.vInput)); }},
+    {"readers and writers: null name",
+     [](Env&) { std::string r;
+                for (const char* f : {"readPointsBIN()", "readSegmentsBIN()", "readXY()", "writePointsBIN()", "writeSegmentsBIN()", "writePointsASCII()"})
+                    r += warning(f, "filename is null, nothing done");
+                return r; },
+     [](Env& e) { std::vector<Point2> v; std::vector<Segment2> vSeg(1);
+                  EXPECT_EQ(std::vector<bool>({readPointsBIN(nullptr, v), readSegmentsBIN(nullptr, vSeg), readXY(nullptr, v), writePointsBIN(nullptr, e.vInput),
+                                               writeSegmentsBIN(nullptr, vSeg), writePointsASCII(nullptr, e.vInput)}), std::vector<bool>(6, false)); }},
     {"writePointsBIN: null point", [](Env&) { return warning("writePointsBIN()", "point 1 is null, nothing written"); },
      [](Env& e) {
          std::vector<Point2*> v{e.vOwn[0], nullptr};
@@ -469,32 +463,34 @@ const Row aRows[] = {
      }},
     {"writePointsASCII: null point", [](Env&) { return warning("writePointsASCII()", "point 0 is null, nothing written"); },
      [](Env& e) { EXPECT_FALSE(writePointsASCII(e.file("p.txt").c_str(), std::vector<Point2*>{nullptr})); }},
-    {"writers: unwritable path", [](Env& e) { return e.blocked + " can't be written\n" + e.blocked + " can't be written\n" + e.blocked + " can't be written\n"; },
+    {"readers and writers: a path that cannot exist, a directory",
      [](Env& e) {
-         std::vector<Segment2> vSeg{e.a};
-         EXPECT_FALSE(writePointsBIN(e.blocked.c_str(), e.vInput));
-         EXPECT_FALSE(writeSegmentsBIN(e.blocked.c_str(), vSeg));
-         EXPECT_FALSE(writePointsASCII(e.blocked.c_str(), e.vInput));
-     }},
-    {"readers: missing file", [](Env& e) { return e.blocked + " can't be read\n" + e.blocked + " can't be read\n" + e.blocked + " is unreadable\n"; },
+         std::string r;
+         for (const std::string& f : {e.blocked, e.tmp.path()})
+             r += f + " can't be written\n" + f + " can't be written\n" + f + " can't be written\n" + f + " can't be read\n" + f +
+                  " can't be read\n" + f + " is unreadable\n";
+         return r;
+     },
      [](Env& e) {
-         std::vector<Point2> v;
-         std::vector<Segment2> vSeg;
-         EXPECT_FALSE(readPointsBIN(e.blocked.c_str(), v));
-         EXPECT_FALSE(readSegmentsBIN(e.blocked.c_str(), vSeg));
-         EXPECT_FALSE(readXY(e.blocked.c_str(), v));
+         for (const std::string& f : {e.blocked, e.tmp.path()}) {
+             std::vector<Point2> v;
+             std::vector<Segment2> vSeg{e.a};
+             EXPECT_FALSE(writePointsBIN(f.c_str(), e.vInput) || writeSegmentsBIN(f.c_str(), vSeg) || writePointsASCII(f.c_str(), e.vInput));
+             EXPECT_FALSE(readPointsBIN(f.c_str(), v) || readSegmentsBIN(f.c_str(), vSeg) || readXY(f.c_str(), v));
+         }
      }},
-    {"readXY: stops at a word", [](Env& e) { return e.file("w.txt") + " has a token that is not a number after 2 point(s); reading stopped there\n"; },
+    {"readXY: stops at a word, finds no number at all, ends with x without y",
+     [](Env& e) { const std::string f = e.file("w.txt"), word = " has a token that is not a number after ";
+                  return f + word + "2 point(s); reading stopped there\n" + f + word + "0 point(s); reading stopped there\n" + f + " ends with an x value without y after 1 point(s); it is ignored\n"; },
      [](Env& e) {
-         std::ofstream(e.file("w.txt")) << "1 2\n3 4\nfive 6\n7 8\n";
-         std::vector<Point2> v;
-         EXPECT_TRUE(readXY(e.file("w.txt").c_str(), v));
-         EXPECT_EQ(v, (std::vector<Point2>{Point2(1, 2), Point2(3, 4)}));
+         const std::pair<const char*, std::vector<Point2>> aFiles[] = {{"1 2\n3 4\nfive 6\n7 8\n", {Point2(1, 2), Point2(3, 4)}}, {"hello", {}}, {"1 2 3\n", {Point2(1, 2)}}};
+         for (const auto& f : aFiles) {
+             std::ofstream(e.file("w.txt")) << f.first;
+             std::vector<Point2> v;
+             EXPECT_TRUE(readXY(e.file("w.txt").c_str(), v));
+             EXPECT_EQ(v, f.second);
+         }
      }},
-    {"readXY: no number at all", [](Env& e) { return e.file("w.txt") + " has a token that is not a number after 0 point(s); reading stopped there\n"; },
-     [](Env& e) { std::ofstream(e.file("w.txt")) << "hello"; std::vector<Point2> v; EXPECT_TRUE(readXY(e.file("w.txt").c_str(), v)); EXPECT_TRUE(v.empty()); }},
-    {"readXY: x without y", [](Env& e) { return e.file("w.txt") + " ends with an x value without y after 1 point(s); it is ignored\n"; },
-     [](Env& e) { std::ofstream(e.file("w.txt")) << "1 2 3\n"; std::vector<Point2> v; EXPECT_TRUE(readXY(e.file("w.txt").c_str(), v)); EXPECT_EQ(v.size(), 1u); }},
     {"readPointsBIN: bytes after the records", [](Env& e) { return e.file("t.bin") + " has 5 byte(s) after the 1 announced record(s); they are ignored\n"; },
      [](Env& e) {
          writeBytes(e.file("t.bin"), binaryFile(20, 1, {1, 2}, 5));
@@ -527,32 +523,28 @@ const Row aRows[] = {
      }},
 
     // ---- generators ------------------------------------------------------------------------------------
-    {"generateRandomNumbers: infinite bound", [](Env&) { return warning("generateRandomNumbers()", rangeNotFinite); },
-     [](Env&) { std::vector<double> v; generateRandomNumbers(5, -Inf, 1, v, 1); EXPECT_TRUE(v.empty()); }},
-    {"generateRandomPoints: overflowing range", [](Env&) { return warning("generateRandomPoints()", rangeNotFinite); },
-     [](Env&) { std::vector<Point2> v; generateRandomPoints(5, -DBL_MAX, DBL_MAX, v, 1); EXPECT_TRUE(v.empty()); }},
-    {"generateRandomSegments: infinite bound", [](Env&) { return warning("generateRandomSegments()", rangeNotFinite); },
-     [](Env&) { std::vector<Segment2> v; generateRandomSegments(5, -Inf, 0, 1, v, 1); EXPECT_TRUE(v.empty()); }},
-    {"generateRandomPolygon: overflowing range", [](Env&) { return warning("generateRandomPolygon()", rangeNotFinite); },
-     [](Env&) { std::vector<Segment2> v; generateRandomPolygon(5, -DBL_MAX, DBL_MAX, v, 1); EXPECT_TRUE(v.empty()); }},
-    {"generateRandomPolygon: fewer than three", [](Env&) { return warning("generateRandomPolygon()", "numSegments<3"); },
-     [](Env&) { std::vector<Segment2> v; generateRandomPolygon(2, 0, 1, v, 1); EXPECT_TRUE(v.empty()); }},
-    {"generateRandomNumbers: empty range", [](Env&) { return assertion("min<max", "ORBI_LUMO2D::generateRandomNumbers"); },
-     [](Env&) { std::vector<double> v; EXPECT_THROW(generateRandomNumbers(3, 1, 1, v, 1), LumoException); }},
-    {"generateRandomPoints: NaN bound", [](Env&) { return assertion("min<max", "ORBI_LUMO2D::generateRandomPoints"); },
-     [](Env&) { std::vector<Point2> v; EXPECT_THROW(generateRandomPoints(3, NaN, 1, v, 1), LumoException); }},
-    {"generateRandomPolygon: empty range", [](Env&) { return assertion("range>0", "ORBI_LUMO2D::generateRandomPolygon"); },
-     [](Env&) { std::vector<Segment2> v; EXPECT_THROW(generateRandomPolygon(4, 2, 2, v, 1), LumoException); }},
-    {"generateRandomSegments: empty range", [](Env&) { return assertion("min<max", "ORBI_LUMO2D::generateRandomSegments"); },
-     [](Env&) { std::vector<Segment2> v; EXPECT_THROW(generateRandomSegments(4, 1, 1, 1, v, 1), LumoException); }},
-    {"generateRandomSegments: no length", [](Env&) { return assertion("maxLen>0", "ORBI_LUMO2D::generateRandomSegments"); },
-     [](Env&) { std::vector<Segment2> v; EXPECT_THROW(generateRandomSegments(4, 0, 1, 0, v, 1), LumoException); }},
+    {"generators: infinite or overflowing ranges, fewer than three polygon sides",
+     [](Env&) { std::string r;
+                for (const char* f : {"generateRandomNumbers()", "generateRandomPoints()", "generateRandomSegments()", "generateRandomPolygon()"}) r += warning(f, rangeNotFinite);
+                return r + warning("generateRandomPolygon()", "numSegments<3"); },
+     [](Env&) { std::vector<double> vNum; std::vector<Point2> vPts; std::vector<Segment2> vSeg;
+                generateRandomNumbers(5, -Inf, 1, vNum, 1); generateRandomPoints(5, -DBL_MAX, DBL_MAX, vPts, 1); generateRandomSegments(5, -Inf, 0, 1, vSeg, 1);
+                generateRandomPolygon(5, -DBL_MAX, DBL_MAX, vSeg, 1); generateRandomPolygon(2, 0, 1, vSeg, 1); EXPECT_TRUE(vNum.empty() && vPts.empty() && vSeg.empty()); }},
+    {"generators: empty ranges and a NaN bound",
+     [](Env&) { return assertion("min<max", "ORBI_LUMO2D::generateRandomNumbers") + assertion("min<max", "ORBI_LUMO2D::generateRandomPoints") +
+                       assertion("range>0", "ORBI_LUMO2D::generateRandomPolygon") + assertion("min<max", "ORBI_LUMO2D::generateRandomSegments") +
+                       assertion("maxLen>0", "ORBI_LUMO2D::generateRandomSegments"); },
+     [](Env&) { std::vector<double> vNum; std::vector<Point2> vPts; std::vector<Segment2> vSeg;
+                EXPECT_THROW(generateRandomNumbers(3, 1, 1, vNum, 1), LumoException);
+                EXPECT_THROW(generateRandomPoints(3, NaN, 1, vPts, 1), LumoException);
+                EXPECT_THROW(generateRandomPolygon(4, 2, 2, vSeg, 1), LumoException);
+                EXPECT_THROW(generateRandomSegments(4, 1, 1, 1, vSeg, 1), LumoException);
+                EXPECT_THROW(generateRandomSegments(4, 0, 1, 0, vSeg, 1), LumoException); }},
     {"generateCircle: no points", [](Env&) { return warning("generateCircle()", "numPoints=0"); },
      [](Env&) { std::vector<Point2> v(1); generateCircle(0, 0, 0, 1, 1, v); EXPECT_EQ(v.size(), 1u); }},
-    {"generateSineSegments: count product beyond int", [](Env&) { return warning("generateSineSegments()", "numPeriods=100000, numSegmentsPerPeriod=100000"); },
-     [](Env&) { std::vector<Segment2> v; generateSineSegments(100000, 100000, 0, 1, 0, 1, false, v); EXPECT_TRUE(v.empty()); }},
-    {"generateSineSegments: zero periods", [](Env&) { return warning("generateSineSegments()", "numPeriods=0, numSegmentsPerPeriod=4"); },
-     [](Env&) { std::vector<Segment2> v; generateSineSegments(0, 4, 0, 1, 0, 1, false, v); EXPECT_TRUE(v.empty()); }},
+    {"generateSineSegments: count product beyond int, zero periods",
+     [](Env&) { return warning("generateSineSegments()", "numPeriods=100000, numSegmentsPerPeriod=100000") + warning("generateSineSegments()", "numPeriods=0, numSegmentsPerPeriod=4"); },
+     [](Env&) { std::vector<Segment2> v; generateSineSegments(100000, 100000, 0, 1, 0, 1, false, v); generateSineSegments(0, 4, 0, 1, 0, 1, false, v); EXPECT_TRUE(v.empty()); }},
     {"edgesToPolygons: NaN segment", [](Env&) { return warning("edgesToPolygons()", "segment 1 has a NaN or infinite coordinate, nothing appended"); },
      [](Env& e) { std::vector<std::vector<Segment2>> vv; std::vector<Segment2> vRest; edgesToPolygons({e.a, e.bad}, vv, vRest); EXPECT_TRUE(vv.empty() && vRest.empty()); }},
     {"edgesToPolygons: edge without triangle", [](Env&) { return warning("edgesToPolygons()", "edge 0 has no triangle, nothing appended"); },

@@ -22,6 +22,7 @@ namespace {
 using lumo_test::exactLoopArea;
 using lumo_test::Loop;
 using lumo_test::loopSegments;
+using lumo_test::scaled;
 typedef std::pair<double, double> XY;
 typedef std::multiset<std::pair<XY, XY>> EdgeBag;
 
@@ -276,11 +277,6 @@ bool bruteForceSimple(const std::vector<Segment2>& v) {
             if (t != (bAdjacent ? SIT_ENDPOINT : SIT_NONE)) return false;
         }
     return true;
-}
-
-Loop scaled(Loop l, double f) {
-    for (Point2& p : l) p = Point2(p.x() * f, p.y() * f);
-    return l;
 }
 
 TEST(PolygonHelpers, SimplicityIsTheExactPairwiseAnswer) {

@@ -7,6 +7,7 @@
 #include <functional>
 #include <map>
 #include "DelaunayOracle.h"
+#include "ExactPolygons.h"
 #include "Lumo_2D.h"
 #include "MeshChecks.h"
 #include "ObjReader.h"
@@ -16,13 +17,8 @@
 using namespace ORBI_LUMO2D;
 
 namespace {
-typedef std::vector<Point2> Loop;
-
-// The points (or a loop) times f.
-Loop scaled(Loop l, double f) {
-    for (Point2& p : l) p = Point2(p.x() * f, p.y() * f);
-    return l;
-}
+using lumo_test::Loop;
+using lumo_test::scaled;
 // One region: points, its border loops (outer counterclockwise, holes clockwise) as one
 // oriented graph, optional constraint polylines through it, and what is asserted.
 struct Case {

@@ -34,18 +34,6 @@ struct SegmentSet {
     }
     Segment2* operator[](size_t i) const { return vPointers[i]; }
 };
-// Receiver that records every progress message.
-class Recorder : public MsgBase {
-public:
-    void update(MsgType type, const std::string& text, double value) override {
-        EXPECT_EQ(type, MSG_PROGRESS);
-        vTexts.push_back(text);
-        vValues.push_back(value);
-    }
-    std::vector<std::string> vTexts;
-    std::vector<double> vValues;
-};
-
 // ---- random data of increasing degeneracy ----------------------------------------------------
 
 void randomShortSegments(SegmentSet& s, size_t n, unsigned seed) {
@@ -306,40 +294,31 @@ TEST(SegmentChecker, IllegalSegmentsReportProgressToSubscribers) {
     SegmentSet s;
     randomShortSegments(s, 250, 1);
     SegmentChecker checker(s.vPointers);
-    Recorder r;
-    checker.subscribe(MSG_PROGRESS, &r);
-    checker.subscribe(MSG_PROGRESS, &r);  // stored once
+    lumo_test::ProgressLog log;
+    checker.subscribe(MSG_PROGRESS, &log);
+    checker.subscribe(MSG_PROGRESS, &log);  // stored once
     std::vector<Segment2*> out;
     checker.getIllegalSegments(false, out);
-    ASSERT_FALSE(r.vValues.empty());
-    for (const std::string& t : r.vTexts) EXPECT_EQ(t, "getIllegalSegments");
-    EXPECT_EQ(r.vValues.back(), 1.0);
-    EXPECT_TRUE(std::is_sorted(r.vValues.begin(), r.vValues.end()));
     // Reporting step 2 over 250 segments, then the final 1.0: never twice per step.
-    EXPECT_LE(r.vValues.size(), 126u);
-    EXPECT_GE(r.vValues.size(), 100u);
-    checker.unsubscribe(MSG_PROGRESS, &r);
-    r.vValues.clear();
+    const size_t n = log.rising("getIllegalSegments").size();
+    EXPECT_TRUE(n == log.v.size() && n >= 100 && n <= 126) << n;
+    checker.unsubscribe(MSG_PROGRESS, &log);
     checker.getIllegalSegments(false, out);
-    EXPECT_TRUE(r.vValues.empty());
+    EXPECT_EQ(log.v.size(), n);
 }
 
 TEST(SegmentChecker, DrawingsPrintTheirCounts) {
     SegmentSet s{{0, 0, 2, 2}, {0, 2, 2, 0}, {5, 5, 6, 5}};
     SegmentChecker checker(s.vPointers);
     lumo_test::ScopedTempDir tmp;
-    const std::string allName = "segcheck_all.ps", illegalName = "segcheck_illegal.ps";
-    testing::internal::CaptureStdout();
-    checker.showSegments(allName);
-    checker.showIllegalSegments(false, illegalName);
-    const std::string out = testing::internal::GetCapturedStdout();
+    const std::string out = lumo_test::stdoutOf([&] {
+        checker.showSegments("all.ps");
+        checker.showIllegalSegments(false, "illegal.ps");
+    });
     EXPECT_NE(out.find("SegmentChecker::showSegments(), numSegments=3\n"), std::string::npos) << out;
-    EXPECT_NE(out.find("SegmentChecker::showIllegalSegments()\nNumber of segments: 3\nLegal segments: 1\n"
-                       "Illegal segments: 2\n"),
-              std::string::npos)
-        << out;
-    for (const std::string& name : {allName, illegalName})
-        EXPECT_NE(lumo_test::readFile(name).find("showpage"), std::string::npos) << name;
+    EXPECT_NE(out.find("SegmentChecker::showIllegalSegments()\nNumber of segments: 3\nLegal segments: 1\nIllegal segments: 2\n"),
+              std::string::npos) << out;
+    for (const char* name : {"all.ps", "illegal.ps"}) EXPECT_NE(lumo_test::readFile(name).find("showpage"), std::string::npos) << name;
 }
 
 // ---- randomized comparison with the exact all-pairs classification ------------------------------------------------

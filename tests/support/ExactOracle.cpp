@@ -66,14 +66,6 @@ bool isTruncation(double r, const mpq_t q) {
     return s > 0 ? r >= 0.0 && a <= e && e < away : r <= 0.0 && a >= e && e > away;
 }
 
-bool isFaithful(double r, const mpq_t q) {
-    if (!std::isfinite(r)) return false;
-    const mpq_class a(r), e(q);
-    if (a < e) return e <= mpq_class(std::nextafter(r, HUGE_VAL));
-    if (a > e) return mpq_class(std::nextafter(r, -HUGE_VAL)) <= e;
-    return true;
-}
-
 int orientInt128(long long ax, long long ay, long long bx, long long by, long long cx, long long cy) {
     const __int128 l = static_cast<__int128>(bx - ax) * (cy - ay);
     const __int128 r = static_cast<__int128>(by - ay) * (cx - ax);

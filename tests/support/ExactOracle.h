@@ -21,8 +21,6 @@ bool lineIntersection(const double p[8], mpq_t x, mpq_t y);
 
 // Whether r is the truncation (rounding toward zero) of the rational q to a double.
 bool isTruncation(double r, const mpq_t q);
-// Whether r is one of the two doubles enclosing q (or equal to it).
-bool isFaithful(double r, const mpq_t q);
 
 // v moved k doubles up (k > 0) or down (k < 0).
 inline double ulpsAway(double v, int k) {

@@ -41,6 +41,11 @@ inline std::vector<ORBI_LUMO2D::Segment2> loopSegments(const Loop& loop) {
 inline Loop rect(double x0, double y0, double x1, double y1) {
     return {ORBI_LUMO2D::Point2(x0, y0), ORBI_LUMO2D::Point2(x1, y0), ORBI_LUMO2D::Point2(x1, y1), ORBI_LUMO2D::Point2(x0, y1)};
 }
+// The loop (or points) times f.
+inline Loop scaled(Loop l, double f) {
+    for (ORBI_LUMO2D::Point2& p : l) p = ORBI_LUMO2D::Point2(p.x() * f, p.y() * f);
+    return l;
+}
 inline Loop reversed(Loop l) {
     std::reverse(l.begin(), l.end());
     return l;

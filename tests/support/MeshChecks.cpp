@@ -7,6 +7,7 @@
 #include <cfloat>
 #include <cmath>
 #include "DelaunayOracle.h"
+#include "ExactPolygons.h"
 
 using namespace ORBI_LUMO2D;
 
@@ -64,8 +65,7 @@ Zone2* insertDomain(Lumo_2D& dt, const std::vector<Ring>& vRings, const std::vec
     vInput.insert(vInput.end(), vCloud.begin(), vCloud.end());
     dt.insert(vInput);
     for (const Ring& r : vRings) {
-        std::vector<Segment2> vSegs;
-        for (size_t i = 0; i < r.size(); ++i) vSegs.emplace_back(r[i], r[(i + 1) % r.size()]);
+        std::vector<Segment2> vSegs = loopSegments(r);
         vGraphsOut.push_back(dt.createConstraint(vSegs, CIS_CONSTRAINED_DELAUNAY, true));
     }
     return dt.createZone(vGraphsOut, ZL_INSIDE);
@@ -104,12 +104,6 @@ bool isInDomain(const Point2& p, const std::vector<Ring>& vRings) {
 }
 
 namespace {
-mpq_class shoelace(const std::vector<Point2>& v) {
-    mpq_class a = 0;
-    for (size_t i = 0; i < v.size(); ++i)
-        a += mpq_class(v[i].x()) * v[(i + 1) % v.size()].y() - mpq_class(v[(i + 1) % v.size()].x()) * v[i].y();
-    return a / 2;
-}
 // A counterclockwise triangle by its corners, rotated to start at the smallest one.
 std::array<double, 6> triangleKey(const Point2& a, const Point2& b, const Point2& c) {
     std::array<Point2, 3> v{a, b, c};
@@ -124,7 +118,7 @@ std::string quadMeshFault(const QMesh& mesh, const std::vector<Triangle2*>& vZon
     for (Triangle2* pT : vZone) {
         const Point2 &a = *pT->getCorner(0), &b = *pT->getCorner(1), &c = *pT->getCorner(2);
         mUses[triangleKey(a, b, c)] = 0;
-        zoneArea += shoelace({a, b, c});
+        zoneArea += exactLoopArea({a, b, c});
     }
     auto use = [&](const Point2& a, const Point2& b, const Point2& c) {
         auto it = mUses.find(triangleKey(a, b, c));
@@ -138,17 +132,17 @@ std::string quadMeshFault(const QMesh& mesh, const std::vector<Triangle2*>& vZon
             if (exactOrientation(p[i], p[(i + 1) % 4], p[(i + 2) % 4]) != 1) return "quad " + std::to_string(q) + " not strictly convex and CCW";
         if (!(use(p[0], p[1], p[3]) && use(p[1], p[2], p[3])) && !(use(p[0], p[1], p[2]) && use(p[0], p[2], p[3])))
             return "quad " + std::to_string(q) + " is not two unused zone triangles";
-        faceArea += shoelace(p);
+        faceArea += exactLoopArea(p);
     }
     for (const QMesh::Triangle& t : mesh.getTriangles()) {
         if (!use(V[t[0]], V[t[1]], V[t[2]])) return "a leftover triangle is no unused zone triangle";
-        faceArea += shoelace({V[t[0]], V[t[1]], V[t[2]]});
+        faceArea += exactLoopArea({V[t[0]], V[t[1]], V[t[2]]});
     }
     for (const auto& u : mUses)
         if (u.second != 1) return "a zone triangle is in no face";
     if (pDomain != nullptr) {
         zoneArea = 0;
-        for (const Ring& r : *pDomain) zoneArea += shoelace(r);
+        for (const Ring& r : *pDomain) zoneArea += exactLoopArea(r);
     }
     if (faceArea != zoneArea) return "the faces' area " + faceArea.get_str() + " is not the domain's " + zoneArea.get_str();
     return "";

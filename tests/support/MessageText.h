@@ -2,7 +2,11 @@
 #pragma once
 #include <gtest/gtest.h>
 #include <cctype>
+#include <algorithm>
 #include <string>
+#include <utility>
+#include <vector>
+#include "MsgBase.h"
 
 namespace lumo_test {
 
@@ -18,6 +22,24 @@ template <class F> std::string stdoutOf(F&& f) {
     f();
     return testing::internal::GetCapturedStdout();
 }
+
+// Records the progress reports a receiver gets.
+struct ProgressLog : ORBI_LUMO2D::MsgBase {
+    std::vector<std::pair<std::string, double>> v;
+    void update(ORBI_LUMO2D::MsgType type, const std::string& text, double value) override {
+        EXPECT_EQ(type, ORBI_LUMO2D::MSG_PROGRESS);
+        v.emplace_back(text, value);
+    }
+    // The values reported under title; empty unless they rise to a last one of 1.0.
+    std::vector<double> rising(const std::string& title) const {
+        std::vector<double> r;
+        for (const auto& e : v)
+            if (e.first == title) r.push_back(e.second);
+        const bool bRising = !r.empty() && std::is_sorted(r.begin(), r.end()) && r.back() == 1.0;
+        EXPECT_TRUE(bRising) << title << ": " << r.size() << " reports";
+        return bRising ? r : std::vector<double>();
+    }
+};
 
 // The self-test of dt with the empty-circle check, its report swallowed.
 template <class TriangulationT> bool isValidQuietly(const TriangulationT& dt, const std::string& name = "test") {
