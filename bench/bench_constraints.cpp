@@ -1,11 +1,14 @@
 // Constraint phase timing: 1M uniform points, then (a) 10,000 disjoint short horizontal
-// segments and (b) 1,000 long random segments crossing each other (about 114,000 crossings).
+// segments and (b) 1,000 long random segments crossing each other (about 114,000 crossings);
+// (c) the segments of (a) as conforming segments, one createConstraint call each (a host that
+// adds its segments as they come; CGAL beside it inserts them as constraints one by one, as in
+// every case).
 // Only the constraint phase is timed (the points are inserted before). Beside it, when CGAL is
 // available, its Constrained_Delaunay_triangulation_2 on EPICK with Exact_predicates_tag
 // (exact predicates, intersection points of crossing constraints constructed in doubles) on the
 // same points and segments in the same run.
 // Times are CPU seconds of the inserting thread; the best of the repetitions is reported.
-// Usage: bench_constraints [repetitions] [a|b] [nopeer]   (a case and no peer: for profiling)
+// Usage: bench_constraints [repetitions] [a|b|c] [nopeer]   (a case and no peer: for profiling)
 // Built and run by: bash scripts/bench.sh constraints
 #include <algorithm>
 #include <cstdio>
@@ -32,13 +35,17 @@ struct Result {
     size_t numVertices{0};
 };
 
-Result runLumo(const std::vector<Point2>& vPts, const std::vector<Segment2>& vSegs) {
+Result runLumo(const std::vector<Point2>& vPts, const std::vector<Segment2>& vSegs, bool bOneCallEach) {
     Lumo_2D dt(unsigned(vPts.size()));
     dt.insert(vPts);
     std::vector<Segment2> v(vSegs);
     Result r;
     const double t0 = bench::cpuNow();
-    dt.createConstraint(v, CIS_CONSTRAINED_DELAUNAY);
+    if (!bOneCallEach) dt.createConstraint(v, CIS_CONSTRAINED_DELAUNAY);
+    for (size_t i = 0; bOneCallEach && i < vSegs.size(); ++i) {
+        std::vector<Segment2> vOne{vSegs[i]};
+        dt.createConstraint(vOne, CIS_CONFORMING_DELAUNAY);
+    }
     r.seconds = bench::cpuNow() - t0;
     r.numVertices = dt.numberOfPoints();
     return r;
@@ -63,10 +70,11 @@ Result runCgal(const std::vector<Point2>& vPts, const std::vector<Segment2>& vSe
 
 bool bPeer = true;
 
-void report(const char* name, const std::vector<Point2>& vPts, const std::vector<Segment2>& vSegs, int reps) {
+void report(const char* name, const std::vector<Point2>& vPts, const std::vector<Segment2>& vSegs, int reps,
+            bool bOneCallEach = false) {
     Result best, bestCgal;
     for (int i = 0; i < reps; ++i) {
-        const Result r = runLumo(vPts, vSegs);
+        const Result r = runLumo(vPts, vSegs, bOneCallEach);
         if (r.seconds < best.seconds) best = r;
 #ifdef LUMO2D_HAVE_CGAL
         if (!bPeer) continue;
@@ -86,7 +94,7 @@ void report(const char* name, const std::vector<Point2>& vPts, const std::vector
 
 int main(int argc, char** argv) {
     const int reps = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
-    const std::string which = argc > 2 ? argv[2] : "ab";
+    const std::string which = argc > 2 ? argv[2] : "abc";
     bPeer = !(argc > 3 && std::string(argv[3]) == "nopeer");
 #ifndef LUMO2D_HAVE_CGAL
     std::printf("CGAL not found: the peer columns are skipped\n");
@@ -107,5 +115,7 @@ int main(int argc, char** argv) {
     for (int i = 0; i < 1000; ++i) vLong.emplace_back(Point2(d(rng), d(rng)), Point2(d(rng), d(rng)));
     if (which.find('a') != std::string::npos) report("1M points + 10,000 short disjoint", vPts, vShort, reps);
     if (which.find('b') != std::string::npos) report("1M points + 1,000 long crossing", vPts, vLong, reps);
+    if (which.find('c') != std::string::npos)
+        report("1M points + 10,000 conforming, 1 call each", vPts, vShort, reps, true);
     return 0;
 }

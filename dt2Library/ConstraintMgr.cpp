@@ -191,6 +191,7 @@ ConstraintGraph2* ConstraintMgr::createConstraint(const std::vector<std::pair<Po
 
 ConstraintGraph2* ConstraintMgr::buildGraph(const std::vector<std::pair<Point2*, Point2*>>& vPairs,
                                             ConstraintInsertionStrategy cis, bool bOriented) {
+    const size_t firstNewRecord = poolSegments.numAllocated();
     std::map<std::pair<Point2*, Point2*>, bool> mPPReverse;
     std::vector<ConstraintSegment2*> vCSegs;
     vCSegs.reserve(vPairs.size());
@@ -211,7 +212,7 @@ ConstraintGraph2* ConstraintMgr::buildGraph(const std::vector<std::pair<Point2*,
         applyOne(pCSeg);
         if (pPub != nullptr) pPub->step();
     }
-    repairConforming();
+    repairConforming(firstNewRecord);
     if (pPub != nullptr) pPub->finish();
     return pGraph;
 }
@@ -287,7 +288,7 @@ void ConstraintMgr::apply() {
         }
         vWork.swap(vNext);
     }
-    repairConforming();
+    repairConforming(0);
     if (pPub != nullptr) pPub->finish();
 }
 
@@ -328,17 +329,28 @@ Point2 ConstraintMgr::conformingSplitPoint(const Point2* p, const Point2* q, con
     return s == *p || s == *q ? centerWithShift(*p, *q) : s;
 }
 
-void ConstraintMgr::repairConforming() {
-    if (numConforming == 0 || !pOwnerDt2->is2D()) return;
-    std::vector<ConstraintSegment2*> vAll;
-    for (int passesLeft = MAX_APPLY_PASSES; passesLeft > 0; --passesLeft) {
-        // Every piece is checked here: what the flips noted is covered.
+void ConstraintMgr::repairConforming(size_t firstRecord) {
+    if (numConforming == 0 || !pOwnerDt2->is2D()) {
         vFlippedConforming.clear();
+        return;
+    }
+    std::vector<ConstraintSegment2*> vAll, vNoted;
+    for (int passesLeft = MAX_APPLY_PASSES; passesLeft > 0; --passesLeft) {
+        // What the last pass (or the caller's work) created or flipped away; a piece may be
+        // named twice, and the second look finds it an edge.
+        vNoted.swap(vFlippedConforming);
+        vFlippedConforming.clear();
+        auto isBroken = [&](const ConstraintSegment2* p) {
+            return p->isAlive() && p->getCIS() == CIS_CONFORMING_DELAUNAY && !pOwnerDt2->isEdge(p->getSrc(), p->getTrg());
+        };
         vAll.clear();
-        poolSegments.forEach([&](ConstraintSegment2* p) {
-            if (p->isAlive() && p->getCIS() == CIS_CONFORMING_DELAUNAY && !pOwnerDt2->isEdge(p->getSrc(), p->getTrg()))
-                vAll.push_back(p);
+        for (ConstraintSegment2* p : vNoted)
+            if (isBroken(p)) vAll.push_back(p);
+        const size_t numRecords = poolSegments.numAllocated();
+        poolSegments.forEachFrom(firstRecord, [&](ConstraintSegment2* p) {
+            if (isBroken(p)) vAll.push_back(p);
         });
+        firstRecord = numRecords;
         if (vAll.empty()) return;
         bool bChanged = false;
         for (ConstraintSegment2* pX : vAll) {

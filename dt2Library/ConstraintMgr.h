@@ -146,8 +146,10 @@ private:
     ConstraintGraph2* buildGraph(const std::vector<std::pair<Point2*, Point2*>>& vPairs, ConstraintInsertionStrategy cis,
                                  bool bOriented);
     // Conforming pieces are ordinary edges that later flips may remove: re-split until each is
-    // an edge again.
-    void repairConforming();
+    // an edge again. Looked at: the pieces whose records were created from index firstRecord
+    // on (0: all) and the pieces that flips removed meanwhile; a piece leaves the triangulation
+    // only by a flip or by a split, which creates its children.
+    void repairConforming(size_t firstRecord);
     void applyConformingFully(ConstraintSegment2* pCSeg);
 
     Dt2* pOwnerDt2;

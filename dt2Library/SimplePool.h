@@ -109,11 +109,14 @@ public:
         for (size_t i = 0; i + 1 < vBlockSizes.size(); ++i) n += size_t(vBlockSizes[i]);
         return n + size_t(lastUsed + 1);
     }
-    // Calls f(T*) for every record handed out, in allocation order.
-    template <class F> void forEach(F f) const {
+    // Calls f(T*) for every record handed out, in allocation order; forEachFrom skips the
+    // first `first` of them.
+    template <class F> void forEach(F f) const { forEachFrom(0, f); }
+    template <class F> void forEachFrom(size_t first, F f) const {
         for (size_t b = 0; b < vContainers.size(); ++b) {
-            const int32_t n = (b + 1 == vContainers.size()) ? lastUsed + 1 : vBlockSizes[b];
-            for (int32_t i = 0; i < n; ++i) f(vContainers[b] + i);
+            const size_t n = size_t((b + 1 == vContainers.size()) ? lastUsed + 1 : vBlockSizes[b]);
+            for (size_t i = std::min(first, n); i < n; ++i) f(vContainers[b] + i);
+            first -= std::min(first, n);
         }
     }
     // Calls f(T* first, size_t count) for every block with the records handed out from it.

@@ -440,6 +440,23 @@ TEST(Constraints, ConformingSegmentsAreChainsOfDelaunayEdges) {
     }
 }
 
+// One createConstraint call per segment, conforming ones among constrained ones that cross
+// them: each call must leave every earlier piece an edge, whether a flip took it away or a
+// crossing split it (a call looks only at what changed since the last).
+TEST(Constraints, ConformingSegmentsAddedOneCallAtATime) {
+    std::mt19937_64 rng(8);
+    Lumo_2D dt;
+    dt.insert(randomPoints(600, rng));
+    const std::vector<Segment2> vSegs = randomSegments(36, rng, 0.6);
+    std::vector<ConstraintGraph2*> vGraphs;
+    for (size_t i = 0; i < vSegs.size(); ++i) {
+        std::vector<Segment2> vOne{vSegs[i]};
+        const ConstraintInsertionStrategy cis = i % 3 == 2 ? CIS_CONSTRAINED_DELAUNAY : CIS_CONFORMING_DELAUNAY;
+        EXPECT_EQ(lumo_test::stdoutOf([&] { vGraphs.push_back(dt.createConstraint(vOne, cis)); }), "");
+        ASSERT_EQ(constrainedFault(dt, vGraphs, "after call " + std::to_string(i)), "");
+    }
+}
+
 // ---- graphs -------------------------------------------------------------------------------------------------
 
 TEST(Constraints, PolygonDirectionsSurviveLaterCrossings) {
