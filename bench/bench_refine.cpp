@@ -19,7 +19,11 @@
 // from an aligned grid, from a grid at 30 degrees, by plain refinement and by CGAL; for ours also
 // the quad conversion of the result (paired share, mean deviation of the quad corners from 90
 // degrees). Best of three runs per row (the machine is shared).
-// Usage: bench_refine [nopeer] [small] [grid]   (small: 10k and 100k triangles instead)
+// Small zones (argument "zones", which runs only that table): 100 squares of side 2 inside
+// uniform points on [0,1000]^2, refined one by one (25 degrees, longest edge 0.05), once among
+// 100k points and once among 1M: milliseconds per zone; the ratio of the two shows what a
+// refinement costs beyond its zone.
+// Usage: bench_refine [nopeer] [small] [grid] [zones]   (small: 10k and 100k triangles instead)
 // Built and run by: bash scripts/bench.sh refine
 #include <algorithm>
 #include <cfloat>
@@ -203,14 +207,39 @@ void runGridTable(const Domain& d, bool bPeer, bool bSmall) {
 #endif
 }
 
+// Milliseconds per zone for refining 100 small square zones one by one among n points.
+double smallZonesMs(size_t n) {
+    std::vector<Point2> v = bench::uniform(n, 5);
+    for (Point2& p : v) p = Point2(1000 * p.x(), 1000 * p.y());
+    Lumo_2D dt{unsigned(n)};
+    dt.insert(v);
+    std::vector<Zone2*> vZones;
+    for (int i = 0; i < 100; ++i) {
+        const double x = 10 + 9.8 * i, y = 990 - 9.7 * i, w = 2;
+        std::vector<Segment2> vSq = {Segment2(Point2(x, y), Point2(x + w, y)), Segment2(Point2(x + w, y), Point2(x + w, y + w)),
+                                     Segment2(Point2(x + w, y + w), Point2(x, y + w)), Segment2(Point2(x, y + w), Point2(x, y))};
+        vZones.push_back(dt.createZone(dt.createConstraint(vSq, CIS_CONSTRAINED_DELAUNAY, true), ZL_INSIDE, false));
+    }
+    const double t0 = bench::cpuNow();
+    for (Zone2* pZone : vZones) dt.refine(pZone, 25, 1e-3, 0.05, true);
+    return 1e3 * (bench::cpuNow() - t0) / double(vZones.size());
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    bool bPeer = true, bSmall = false, bGrid = false;
+    bool bPeer = true, bSmall = false, bGrid = false, bZones = false;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "nopeer") == 0) bPeer = false;
         if (std::strcmp(argv[i], "small") == 0) bSmall = true;
         if (std::strcmp(argv[i], "grid") == 0) bGrid = true;
+        if (std::strcmp(argv[i], "zones") == 0) bZones = true;
+    }
+    if (bZones) {
+        const double a = smallZonesMs(100000), b = smallZonesMs(1000000);
+        std::printf("100 small zones refined one by one: %.2f ms per zone among 100k points, %.2f among 1M "
+                    "(ratio %.2f)\n", a, b, b / a);
+        return 0;
     }
 #ifndef LUMO2D_HAVE_CGAL
     std::printf("CGAL not found: the peer columns are skipped\n");

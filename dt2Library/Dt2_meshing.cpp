@@ -273,6 +273,7 @@ private:
     std::vector<Triangle2*> vUnknownT, vScratchT, vFloodT;
     std::vector<ConstraintSegment2*> vLeaves;
     std::vector<Point2*> vLink;
+    size_t numZoneTriangles{0};   // at the last collection, plus two per vertex since
     MsgPublisher* pPub{nullptr};
     const double cosMinAngle{std::cos(params.minAngleDegree / 57.295779513)};
     const size_t licenseTriangleLimit{licenseLimit(LIMIT_MESH_TRIANGLES)};
@@ -301,10 +302,12 @@ void Refiner::run() {
 }
 
 // The first pass asks the zone; later passes read the marks, which the passes kept equal to
-// the zone's triangles (a sweep over the pool instead of a flood fill).
+// the zone's triangles: a sweep over the pool is cheaper than the zone's flood fill, unless
+// the zone is a small part of the triangulation (a host refining many small zones one by one
+// would otherwise pay for the whole triangulation in every pass).
 bool Refiner::collect(bool bFirst) {
     vScratchT.clear();
-    if (bFirst) {
+    if (bFirst || 4 * numZoneTriangles < dt.getTrianglePool().numAllocated()) {
         pZone->getTriangles(vScratchT);
         marks.clearAll();
         for (Triangle2* pT : vScratchT) marks.set(pT, MARK_IN);
@@ -313,6 +316,7 @@ bool Refiner::collect(bool bFirst) {
             if (pT->getCorner(0) != nullptr && marks.get(pT) == MARK_IN) vScratchT.push_back(const_cast<Triangle2*>(pT));
         });
     }
+    numZoneTriangles = vScratchT.size();
     // The triangles come in pool order, their corners from all over the vertex pool.
     const size_t ahead = 16;
     for (size_t i = 0; i < vScratchT.size(); ++i) {
@@ -368,6 +372,7 @@ bool Refiner::tryRefine() {
         Point2* pNew = insertVertexForRefinement(cand.getCircumcenter(), cand.getLocTriangle());
         if (pNew == nullptr) return false;
         dt.getInnerVtxMgr().add(pNew);
+        numZoneTriangles += 2;
         addRefCandsAround(pNew);
         return true;
     }
