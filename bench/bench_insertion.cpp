@@ -7,6 +7,9 @@
 // Times are CPU seconds of the inserting thread (the machine is shared, so wall time would
 // charge other processes to whichever triangulation happens to run); the wall time of the
 // best repetition is printed alongside.
+// Then small batches: after a bulk insertion of 100k and of 1M uniform points, 2,000 calls that
+// insert 3 random points each (a host that adds points as they come); microseconds per call,
+// CGAL inserting the same ranges in the same run.
 // Usage: bench_insertion [repetitions [case-name-filter]]   (the best repetition is reported)
 // Built and run (with CGAL installed when missing) by: bash scripts/bench.sh insertion
 #include <algorithm>
@@ -175,6 +178,29 @@ void runCase(const char* name, const std::vector<Point2>& v, int reps) {
 
 } // namespace
 
+// CPU microseconds per call of inserting vBatches[k] (3 points each) after vBase, ours and CGAL's.
+void runBatches(size_t n) {
+    const std::vector<Point2> vBase = bench::uniform(n, 11), vBatches = bench::uniform(6000, 12);
+    Lumo_2D dt{unsigned(n)};
+    dt.insert(vBase);
+    double t0 = bench::cpuNow();
+    for (size_t k = 0; k < vBatches.size(); k += 3) dt.insert(std::vector<Point2>(vBatches.begin() + long(k), vBatches.begin() + long(k + 3)));
+    const double us = 1e6 * (bench::cpuNow() - t0) / double(vBatches.size() / 3);
+    std::printf("%-24s | lumo %8.2f us per call", n == 100000 ? "batches of 3 after 100k" : "batches of 3 after 1M", us);
+#ifdef LUMO2D_HAVE_CGAL
+    std::vector<K::Point_2> vc, vcb;
+    for (const Point2& p : vBase) vc.emplace_back(p.x(), p.y());
+    for (const Point2& p : vBatches) vcb.emplace_back(p.x(), p.y());
+    CgalDt cdt;
+    cdt.insert(vc.begin(), vc.end());
+    t0 = bench::cpuNow();
+    for (size_t k = 0; k < vcb.size(); k += 3) cdt.insert(vcb.begin() + long(k), vcb.begin() + long(k + 3));
+    const double usCgal = 1e6 * (bench::cpuNow() - t0) / double(vcb.size() / 3);
+    std::printf(" | cgal %8.2f us per call | ratio %.2f", usCgal, us / usCgal);
+#endif
+    std::printf("\n");
+}
+
 int main(int argc, char** argv) {
     bench::fixHeapThresholds();
     const int reps = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
@@ -200,5 +226,9 @@ int main(int argc, char** argv) {
         }
     if (wanted("subnormal 100k")) runCase("subnormal 100k", subnormalMultiples(100000, 9), reps);
     if (wanted("subnormal 1M")) runCase("subnormal 1M", subnormalMultiples(1000000, 9), reps);
+    if (wanted("batches")) {
+        runBatches(100000);
+        runBatches(1000000);
+    }
     return 0;
 }

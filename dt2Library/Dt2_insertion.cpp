@@ -214,11 +214,6 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
 
     if (pMsgPublisher != nullptr) pMsgPublisher->start("insert vertices", numValid);
     timer("[quiet] Delaunay point insertion");
-    if (is2D()) {
-        // The new vertices must form one key-sorted range behind the sorted run.
-        vertexVault.sortTail();
-        vertexVault.mergeTail();
-    }
     // An index into the entries, which still hold those of removed vertices until compaction.
     const size_t firstNew = size_t(vertexVault.end() - vertexVault.begin());
     vertexVault.reserve(firstNew + numValid);
@@ -300,7 +295,10 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
         Triangle2* pStartT = vertexVault.getCloseTriangle(pBegin[(pEnd - pBegin) / 2].key);
         insertSortedRange(pBegin, pEnd, pStartT, &newBox);
         bulkPhases.mark("insert");
-        vertexVault.mergeTail();
+        // The new range joins the tail of earlier single insertions; both are merged into the
+        // sorted run once they are large enough to matter, as after single insertions, so that
+        // many small insertions do not each move the whole vault.
+        vertexVault.mergeTailIfLarge();
         bulkPhases.mark("merge");
     }
 
@@ -352,7 +350,22 @@ void Dt2::insertSortedRange(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pSt
         if (pMsgPublisher != nullptr) pMsgPublisher->advance(n - mtStats.numSample - mtStats.numSerialRest);
         return;
     }
-    inserter.triangulateRec(pBegin, pEnd, pStartT);
+    if (n * 1024 >= vertexVault.size()) {
+        inserter.triangulateRec(pBegin, pEnd, pStartT);
+        return;
+    }
+    // A few points into a large triangulation lie far apart even in curve order: each starts,
+    // as a single insertion does, from the vault's vertex nearest in key order unless the
+    // previous point is nearer.
+    const Point2* pPrev = nullptr;
+    for (VaultEntry* e = pBegin; e != pEnd; ++e) {
+        Triangle2* pStart = vertexVault.getCloseTriangle(e->key);
+        if (pPrev != nullptr && sqDistance(*pPrev, *e->pVtx) < sqDistance(*pStart->getCorner(0), *e->pVtx))
+            pStart = pPrev->getIncidentTriangle();
+        inserter.insertOneVertex(e->pVtx, pStart);
+        e->bActive = e->pVtx->getIncidentTriangle() != nullptr;
+        if (e->bActive) pPrev = e->pVtx;
+    }
 }
 
 void Dt2::installFakeBox() {

@@ -19,11 +19,12 @@ VertexVault::~VertexVault() {
 
 void VertexVault::reserve(size_t n) {
     if (n <= vIdxVtxAct.capacity()) return;
-    vIdxVtxAct.reserve(n);
+    // At least half as much again: many small bulk insertions must not each copy the vault.
+    vIdxVtxAct.reserve(std::max(n, vIdxVtxAct.capacity() + vIdxVtxAct.capacity() / 2));
     const size_t numUsed = vIdxVtxAct.size();
-    const size_t numNew = vIdxVtxAct.capacity() - numUsed;
+    const size_t numNew = n - numUsed;
     if (numNew * sizeof(VaultEntry) >= (size_t(256) << 10)) {
-        adviseHugePages(vIdxVtxAct.data() + numUsed, numNew * sizeof(VaultEntry));
+        adviseHugePages(vIdxVtxAct.data() + numUsed, (vIdxVtxAct.capacity() - numUsed) * sizeof(VaultEntry));
         populateForWrite(vIdxVtxAct.data() + numUsed, numNew * sizeof(VaultEntry));
     }
 }
