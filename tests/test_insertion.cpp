@@ -121,6 +121,20 @@ std::vector<std::vector<Batch>> growthCases(std::vector<std::string>& vNames) {
     const std::vector<Point2> base = randomPoints(200, 5);
     for (int i = 0; i < 5000; ++i) vDup.push_back(base[rng() % base.size()]);
     *add("heavy duplicates") = {{vDup, VECTOR}, {vDup, ARRAY}};
+    // Batches of one to three points into a large grid, alternately vector and array, each point
+    // an old vertex again, a cell centre (cocircular with its cell), an edge midpoint or a point
+    // beyond the hull on its line: they start from the vault, not from each other.
+    c = add("small batches into a grid");
+    c->push_back({lumo_test::gridPoints(70), VECTOR});
+    for (int k = 0; k < 40; ++k) {
+        c->push_back({{}, k % 2 == 0 ? VECTOR : ARRAY});
+        for (int i = 0; i <= k % 3; ++i) {
+            const double x = double(rng() % 69), y = double(rng() % 69);
+            const Point2 aKinds[4] = {Point2(x, y), Point2(x + 0.5, y + 0.5), Point2(x + 0.5, y), Point2(-1.0 - x, 0.0)};
+            c->back().v.push_back(aKinds[(k + i) % 4]);
+        }
+        if (k % 5 == 4) c->back().v.push_back(c->back().v.front());
+    }
     // Alternating bulk and single rounds at three scales, with duplicates of earlier points.
     c = add("mixed rounds");
     std::mt19937_64 rng64(99);
