@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include "Dt2.h"
+#include "SimplePool.h"
 #include "TopologyOps.h"
 #include "tools.h"
 
@@ -13,7 +14,7 @@ const size_t TAIL_SIZE = 2048;
 }
 
 size_t InnerVtxMgr::PointerSet::home(const Point2* p) const {
-    return size_t((reinterpret_cast<uintptr_t>(p) >> 4) * 0x9E3779B97F4A7C15ull >> 32) & (vSlots.size() - 1);
+    return addressSlot(p, vSlots.size() - 1);
 }
 
 size_t InnerVtxMgr::PointerSet::slotOf(const Point2* p) const {

@@ -53,6 +53,12 @@ inline void adviseHugePages(void* p, size_t bytes) {
 #endif
 }
 
+// The home slot of a record's address in an open-addressing table of mask + 1 slots (a power
+// of two): records are at least 16 bytes apart, so the low bits carry nothing.
+inline size_t addressSlot(const void* p, size_t mask) {
+    return size_t((reinterpret_cast<uintptr_t>(p) >> 4) * 0x9E3779B97F4A7C15ull >> 32) & mask;
+}
+
 template <class T> class SimplePool {
 public:
     explicit SimplePool(int32_t maxBlockSize_) : maxBlockSize(maxBlockSize_) {}

@@ -247,9 +247,6 @@ size_t VertexVault::tailLookup(const Point2* p) const {
             if (vIdxVtxAct[i].pVtx == p) return i;
         return size_t(-1);
     }
-    auto home = [](const Point2* q, size_t mask) {
-        return size_t((reinterpret_cast<uintptr_t>(q) >> 4) * 0x9E3779B97F4A7C15ull >> 32) & mask;
-    };
     if (tailIndexedEnd < numSorted || tailIndexedEnd > vIdxVtxAct.size()) dropTailIndex();
     if (tailIndexedEnd == 0) tailIndexedEnd = numSorted;
     if (2 * tailSize > vTailIndex.size()) {
@@ -264,11 +261,11 @@ size_t VertexVault::tailLookup(const Point2* p) const {
     for (; tailIndexedEnd < vIdxVtxAct.size(); ++tailIndexedEnd) {
         const Point2* q = vIdxVtxAct[tailIndexedEnd].pVtx;
         if (q == nullptr) continue;
-        size_t i = home(q, mask);
+        size_t i = addressSlot(q, mask);
         while (vTailIndex[i].p != nullptr && vTailIndex[i].p != q) i = (i + 1) & mask;
         vTailIndex[i] = TailSlot{q, tailIndexedEnd};
     }
-    for (size_t i = home(p, mask); vTailIndex[i].p != nullptr; i = (i + 1) & mask) {
+    for (size_t i = addressSlot(p, mask); vTailIndex[i].p != nullptr; i = (i + 1) & mask) {
         if (vTailIndex[i].p != p) continue;
         const size_t idx = vTailIndex[i].idx;
         return idx < vIdxVtxAct.size() && vIdxVtxAct[idx].pVtx == p ? idx : size_t(-1);
