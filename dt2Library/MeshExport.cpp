@@ -1,6 +1,7 @@
 #include "MeshExport_internal.h"
 #include <sys/stat.h>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
 #include <fstream>
 #include <iomanip>
@@ -28,15 +29,55 @@ void writeObjTriangles(const std::string& filename, const std::vector<Triangle2*
     writeObjFaces(filename, vVertices, {}, vFaces);
 }
 
+namespace {
+// Text of a file built in a buffer that goes out in large pieces. Numbers are formatted by
+// to_chars, as printf formats them ("%.20g" for a double with precision 20) but without the
+// stream's per-number locale and buffer work, which made a million-vertex file take seconds.
+class TextBuffer {
+public:
+    explicit TextBuffer(std::ofstream& out_) : out(out_) { buf.reserve(CAPACITY + 64); }
+    ~TextBuffer() { flush(); }
+    TextBuffer& operator<<(const char* s) {
+        buf.append(s);
+        return spill();
+    }
+    TextBuffer& operator<<(size_t v) {
+        char a[24];
+        buf.append(a, std::to_chars(a, a + sizeof(a), v).ptr);
+        return spill();
+    }
+    TextBuffer& operator<<(double v) {
+        char a[64];
+        buf.append(a, std::to_chars(a, a + sizeof(a), v, std::chars_format::general, 20).ptr);
+        return spill();
+    }
+    void flush() {
+        out.write(buf.data(), std::streamsize(buf.size()));
+        buf.clear();
+    }
+
+private:
+    TextBuffer& spill() {
+        if (buf.size() >= CAPACITY) flush();
+        return *this;
+    }
+    static const size_t CAPACITY = size_t(1) << 20;
+    std::ofstream& out;
+    std::string buf;
+};
+} // namespace
+
 bool writeObjFaces(const std::string& filename, const std::vector<Point2>& vVertices,
                    const std::vector<std::array<size_t, 4>>& vQuads,
                    const std::vector<std::array<size_t, 3>>& vTriangles) {
     std::ofstream out(filename.c_str(), std::ios::out | std::ios::trunc);
     if (!out) return false;
-    out << std::setprecision(20);
-    for (const Point2& p : vVertices) out << "v " << p.x() << " " << p.y() << " 0 \n";
-    for (const auto& q : vQuads) out << "f " << q[0] + 1 << " " << q[1] + 1 << " " << q[2] + 1 << " " << q[3] + 1 << "\n";
-    for (const auto& t : vTriangles) out << "f " << t[0] + 1 << " " << t[1] + 1 << " " << t[2] + 1 << "\n";
+    {
+        TextBuffer text(out);
+        for (const Point2& p : vVertices) text << "v " << p.x() << " " << p.y() << " 0 \n";
+        for (const auto& q : vQuads) text << "f " << q[0] + 1 << " " << q[1] + 1 << " " << q[2] + 1 << " " << q[3] + 1 << "\n";
+        for (const auto& t : vTriangles) text << "f " << t[0] + 1 << " " << t[1] + 1 << " " << t[2] + 1 << "\n";
+    }
     return bool(out);
 }
 

@@ -11,6 +11,7 @@
 // only when something fails, so that standard output carries just the summary.
 #include <sys/stat.h>
 #include <unistd.h>
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -24,7 +25,6 @@
 #include <set>
 #include <sstream>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 #include "Lumo_2D.h"
@@ -466,14 +466,23 @@ void writeNodeFile(const std::string& path, const Input& in, const std::vector<P
 // named by its first input point.
 void writeEleFile(const std::string& path, const std::vector<Triangle2*>& vTriangles, const Input& in,
                   const std::vector<Point2*>& vHandles, const std::vector<Point2*>& vAdded) {
-    std::unordered_map<const Point2*, long long> mFirstIndex;
-    for (size_t i = vHandles.size(); i-- > 0;) mFirstIndex[vHandles[i]] = (long long)(i) + in.firstIndex;
-    for (size_t k = 0; k < vAdded.size(); ++k) mFirstIndex[vAdded[k]] = (long long)(in.vPoints.size() + k) + in.firstIndex;
+    // (vertex, row) sorted by vertex, the first row of each vertex first: a vertex's row is one
+    // binary search away (a node-based map of a million vertices took seconds to build).
+    std::vector<std::pair<const Point2*, long long>> vRow;
+    vRow.reserve(vHandles.size() + vAdded.size());
+    for (size_t i = 0; i < vHandles.size(); ++i) vRow.emplace_back(vHandles[i], (long long)(i) + in.firstIndex);
+    for (size_t k = 0; k < vAdded.size(); ++k) vRow.emplace_back(vAdded[k], (long long)(in.vPoints.size() + k) + in.firstIndex);
+    std::sort(vRow.begin(), vRow.end());
+    auto rowOf = [&](const Point2* p) {
+        const auto it = std::lower_bound(vRow.begin(), vRow.end(), std::make_pair(p, std::numeric_limits<long long>::min()));
+        if (it == vRow.end() || it->first != p) inputError(path + ": a triangle corner is no vertex of the input");
+        return it->second;
+    };
     std::ofstream f = openForWriting(path);
     f << vTriangles.size() << " 3 0\n";
     for (size_t t = 0; t < vTriangles.size(); ++t) {
         f << (long long)(t) + in.firstIndex;
-        for (int i = 0; i < 3; ++i) f << " " << mFirstIndex.at(vTriangles[t]->getCorner(i));
+        for (int i = 0; i < 3; ++i) f << " " << rowOf(vTriangles[t]->getCorner(i));
         f << "\n";
     }
     if (!f) inputError(path + ": could not be written");
@@ -551,11 +560,11 @@ std::vector<std::string> writeOutputs(Lumo_2D& dt, Zone2* pZone, const std::vect
     }
     std::vector<Point2*> vAdded;   // vertices that are no input point
     if (!out.node.empty() || !out.ele.empty()) {
-        const std::set<Point2*> sInput(vHandles.begin(), vHandles.end());
-        std::vector<Point2*> vAll;
+        std::vector<Point2*> vInput(vHandles), vAll;
+        std::sort(vInput.begin(), vInput.end());
         dt.getVertexPointers(vAll);
         for (Point2* p : vAll)
-            if (sInput.count(p) == 0) vAdded.push_back(p);
+            if (!std::binary_search(vInput.begin(), vInput.end(), p)) vAdded.push_back(p);
     }
     writeFile(out.node, "input points, .node", [&] { writeNodeFile(out.node, in, vAdded); });
     writeFile(out.ele, "triangles as input indices, .ele", [&] { writeEleFile(out.ele, vTriangles, in, vHandles, vAdded); });
