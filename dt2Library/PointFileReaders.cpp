@@ -86,12 +86,35 @@ std::string notANumber(const std::string& field) {
 
 // ---- the formats ----------------------------------------------------------------------------
 
+namespace {
+// The usual line, two finite numbers between blanks, parsed in place (splitting every line
+// into strings made reading a million points take a second); false for anything else, which
+// the general way then reads or words the message for.
+bool parseTwoNumbers(const std::string& line, double xy[2]) {
+    const char* p = line.c_str();
+    auto isBlank = [](char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; };
+    for (int i = 0; i < 2; ++i) {
+        while (isBlank(*p)) ++p;
+        char* stop = nullptr;
+        xy[i] = std::strtod(p, &stop);
+        if (stop == p || !std::isfinite(xy[i]) || !(*stop == '\0' || isBlank(*stop))) return false;
+        p = stop;
+    }
+    while (isBlank(*p)) ++p;
+    return *p == '\0';
+}
+} // namespace
+
 bool readPointsXY(std::istream& in, const std::string& name, std::vector<Point2>& vPointsOut) {
     TextLineReader reader(in, name);
     std::vector<Point2> vRead;
     for (std::string line; reader.next(line);) {
-        const std::vector<std::string> vFields = splitFields(line, ' ');
         double xy[2];
+        if (parseTwoNumbers(line, xy)) {
+            vRead.emplace_back(xy[0], xy[1]);
+            continue;
+        }
+        const std::vector<std::string> vFields = splitFields(line, ' ');
         for (size_t i = 0; i < vFields.size() && i < 2; ++i)
             if (!parseFinite(vFields[i], xy[i])) return reader.failAtLine(notANumber(vFields[i]));
         if (vFields.size() != 2)
