@@ -111,12 +111,8 @@ void ConstraintMgr::reconformFlipped() {
     if (bApplying || vFlippedConforming.empty()) return;
     ApplyingScope applying(bApplying);
     resetConformingBudget(vFlippedConforming.size());
-    // Splitting one piece may flip others away: they join the list.
-    while (!vFlippedConforming.empty()) {
-        ConstraintSegment2* pCSeg = vFlippedConforming.back();
-        vFlippedConforming.pop_back();
-        applyConformingFully(pCSeg);
-    }
+    // The noted pieces, then what splitting them creates or flips away in turn.
+    repairConforming(poolSegments.numAllocated());
 }
 
 void ConstraintMgr::grow() {
