@@ -18,13 +18,14 @@ const uint64_t INDEX_MASK = (uint64_t(1) << KEY_SHIFT) - 1;
 
 // Scratch words for the bulk path. Large buffers are mapped directly, so that their pages go
 // back to the system when the buffer dies instead of staying in the heap: the insertion's peak
-// memory is then that of the triangulation itself.
+// memory is then that of the triangulation itself. Their pages are faulted in by populate(), on
+// the threads that fill them.
 class ScratchWords {
 public:
     explicit ScratchWords(size_t n) : bytes(n * sizeof(uint64_t)) {
 #if defined(__linux__)
         if (bytes >= (size_t(256) << 10)) {
-            void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+            void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
             if (p != MAP_FAILED) {
                 pWords = static_cast<uint64_t*>(p);
                 bMapped = true;
@@ -48,6 +49,10 @@ public:
     ScratchWords& operator=(const ScratchWords&) = delete;
     uint64_t* get() { return pWords; }
     uint64_t& operator[](size_t i) { return pWords[i]; }
+    // Faults in the words [b, e) with one system call instead of one fault per page.
+    void populate(size_t b, size_t e) {
+        if (bMapped && e > b) populateForWrite(pWords + b, (e - b) * sizeof(uint64_t));
+    }
 
 private:
     size_t bytes;
@@ -57,14 +62,15 @@ private:
 
 // Stable LSD radix sort of key/index words by their key bits, three passes of 10 bits; each
 // pass counts and scatters numSlices slices in parallel (the order does not depend on them).
-void sortKeyIndexPairs(uint64_t* a, size_t n, size_t numSlices) {
-    if (n < 2) return;
-    ScratchWords aTmp(n);
+// tmp is a second buffer of n words; returns the one that holds the sorted words (no copy back).
+uint64_t* sortKeyIndexPairs(uint64_t* a, ScratchWords& tmp, size_t n, size_t numSlices) {
     uint64_t* pSrc = a;
-    uint64_t* pDst = aTmp.get();
+    uint64_t* pDst = tmp.get();
+    if (n < 2) return pSrc;
     std::vector<size_t> vCount(numSlices * 1024);
     for (int shift = KEY_SHIFT; shift < KEY_SHIFT + 30; shift += 10) {
         parallelSlices(numSlices, n, [&](size_t s, size_t b, size_t e) {
+            if (shift == KEY_SHIFT) tmp.populate(b, e);
             size_t* aCount = &vCount[s * 1024];
             std::fill(aCount, aCount + 1024, size_t(0));
             for (size_t i = b; i < e; ++i) ++aCount[(pSrc[i] >> shift) & 1023u];
@@ -83,7 +89,7 @@ void sortKeyIndexPairs(uint64_t* a, size_t n, size_t numSlices) {
         });
         std::swap(pSrc, pDst);
     }
-    if (pSrc != a) std::copy(pSrc, pSrc + n, a);
+    return pSrc;
 }
 
 } // namespace
@@ -221,20 +227,21 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
     // records are then allocated in curve order, so that neighbouring vertices share cache
     // lines. The two scratch arrays die before any triangle memory is touched.
     {
-        ScratchWords aKeyIdx(numValid);
+        ScratchWords aKeys(numValid), aTmp(numValid);
         const size_t m = numValid;
         parallelSlices(numSlices, n, [&](size_t s, size_t b, size_t e) {
             size_t k = 0;
             for (size_t t = 0; t < s; ++t) k += vBox[t].numValid;
+            aKeys.populate(k, k + vBox[s].numValid);
             double x, y;
             int ci;
             for (size_t i = b; i < e; ++i) {
                 getXY(i, x, y, ci);
-                if (isFinitePoint(x, y)) aKeyIdx[k++] = uint64_t(hc.getKey(x, y)) << KEY_SHIFT | uint64_t(i);
+                if (isFinitePoint(x, y)) aKeys[k++] = uint64_t(hc.getKey(x, y)) << KEY_SHIFT | uint64_t(i);
             }
         });
         bulkPhases.mark("keys");
-        sortKeyIndexPairs(aKeyIdx.get(), m, numSlices);
+        const uint64_t* aKeyIdx = sortKeyIndexPairs(aKeys.get(), aTmp, m, numSlices);
         bulkPhases.mark("sort");
         // The records in curve order: runs of consecutive pool records, filled in parallel.
         VaultEntry* pNewEntries = vertexVault.appendEntries(m);
@@ -249,7 +256,9 @@ void Dt2::insertBulk(size_t n, GetXY getXY, Prefetch prefetch, Point2** aHandles
         parallelSlices(numSlices, m, [&](size_t, size_t b, size_t e) {
             size_t r = 0;
             while (vRuns[r + 1].first <= b) ++r;
-            // This slice's records are faulted in at once (on its own thread), not page by page.
+            // This slice's records and entries are faulted in at once (on its own thread), not
+            // page by page.
+            populateForWrite(pNewEntries + b, (e - b) * sizeof(VaultEntry));
             for (size_t q = r; q + 1 < vRuns.size() && vRuns[q].first < e; ++q) {
                 const size_t lo = std::max(b, vRuns[q].first), hi = std::min(e, vRuns[q + 1].first);
                 SimplePool<Point2>::populate(vRuns[q].second + (lo - vRuns[q].first), hi - lo);

@@ -21,12 +21,9 @@ void VertexVault::reserve(size_t n) {
     if (n <= vIdxVtxAct.capacity()) return;
     // At least half as much again: many small bulk insertions must not each copy the vault.
     vIdxVtxAct.reserve(std::max(n, vIdxVtxAct.capacity() + vIdxVtxAct.capacity() / 2));
+    // Not faulted in here: the threads that fill the new entries do that, each its own part.
     const size_t numUsed = vIdxVtxAct.size();
-    const size_t numNew = n - numUsed;
-    if (numNew * sizeof(VaultEntry) >= (size_t(256) << 10)) {
-        adviseHugePages(vIdxVtxAct.data() + numUsed, (vIdxVtxAct.capacity() - numUsed) * sizeof(VaultEntry));
-        populateForWrite(vIdxVtxAct.data() + numUsed, numNew * sizeof(VaultEntry));
-    }
+    adviseHugePages(vIdxVtxAct.data() + numUsed, (vIdxVtxAct.capacity() - numUsed) * sizeof(VaultEntry));
 }
 
 void VertexVault::rekeyAll(const HC2& hc) {

@@ -34,7 +34,7 @@ public:
     VertexVault& operator=(const VertexVault&) = delete;
 
     // ---- storage -------------------------------------------------------------------------
-    // Room for n entries, its pages faulted in at once (bulk insertion fills them all).
+    // Room for n entries, asked for in 2 MB pages when large; the threads that fill them fault them in.
     void reserve(size_t n);
     // Appends p under key behind the sorted run.
     void addVertex(uint32_t key, Point2* p) { vIdxVtxAct.push_back(VaultEntry{key, false, p}); }
