@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <functional>
 #include <string>
+#include "ExactPolygons.h"
 #include "Lumo_2D.h"
 #include "segmentOracle.h"
 
@@ -14,9 +15,6 @@ using namespace ORBI_LUMO2D;
 namespace {
 using lumo_test::Rational;
 
-// Closed segments meet, by the exact classification of the segment oracle.
-bool closedSegmentsMeet(const Segment2& s, const Segment2& t) { return lumo_test::classifyExactly(s, t).type != SIT_NONE; }
-
 // (tx-sx)^2 + (ty-sy)^2 <= bound^2, exactly.
 bool lengthAtMost(const Segment2& s, double bound) {
     const Rational dx = Rational(s.getTrg().x()) - Rational(s.getSrc().x());
@@ -24,90 +22,70 @@ bool lengthAtMost(const Segment2& s, double bound) {
     return lumo_test::cmp(dx * dx + dy * dy, Rational(bound) * Rational(bound)) <= 0;
 }
 
-// Twice the signed area, exactly, as a sign.
-int areaSign(const std::vector<Segment2>& ring) {
-    Rational sum;
-    for (const Segment2& s : ring)
-        sum = sum + Rational(s.getSrc().x()) * Rational(s.getTrg().y()) - Rational(s.getTrg().x()) * Rational(s.getSrc().y());
-    return lumo_test::sgn(sum);
-}
-
 bool inBox(const Point2& p, double min, double max) {
     return min <= p.x() && p.x() <= max && min <= p.y() && p.y() <= max;
+}
+
+std::vector<double> coords(const std::vector<double>& v) { return v; }
+std::vector<double> coords(const std::vector<Point2>& v) {
+    std::vector<double> r;
+    for (const Point2& p : v) r.insert(r.end(), {p.x(), p.y()});
+    return r;
+}
+std::vector<double> coords(const std::vector<Segment2>& v) {
+    std::vector<double> r;
+    for (const Segment2& s : v) r.insert(r.end(), {s.getSrc().x(), s.getSrc().y(), s.getTrg().x(), s.getTrg().y()});
+    return r;
+}
+// The coordinates a generator leaves in a vector that held nothing, or one default element.
+typedef std::function<std::vector<double>(unsigned seed, bool bPrefilled)> Coordinates;
+template <class T> Coordinates runOf(void (*gen)(std::vector<T>&, unsigned)) {
+    return [gen](unsigned seed, bool bPrefilled) {
+        std::vector<T> v(bPrefilled ? 1 : 0);
+        gen(v, seed);
+        return coords(v);
+    };
 }
 } // namespace
 
 // ---- reproducibility ---------------------------------------------------------------------
 
-// The same non-zero seed gives the same output, appended behind what the vector held; another
-// seed, or seed 0 twice in a row, gives other output.
+// The same non-zero seed gives the same output, appended behind what the vector held (numbers
+// replace it); another seed, or seed 0 twice in a row, gives other output.
 TEST(Generators, SeedsReproduceAndOutputIsAppended) {
-    const std::function<std::vector<double>(unsigned, bool)> aGenerators[] = {
-        [](unsigned seed, bool bPrefilled) {  // numbers replace what the vector held
-            std::vector<double> v(bPrefilled ? 50 : 0, 7.0);
-            generateRandomNumbers(300, -5, 5, v, seed);
-            return v;
-        },
-        [](unsigned seed, bool bPrefilled) {
-            std::vector<Point2> v(bPrefilled ? 1 : 0, Point2(-1, -1));
-            generateRandomPoints(100, 0, 10, v, seed);
-            std::vector<double> r;
-            for (const Point2& p : v) r.insert(r.end(), {p.x(), p.y()});
-            return r;
-        },
-        [](unsigned seed, bool bPrefilled) {
-            std::vector<Segment2> v(bPrefilled ? 1 : 0);
-            generateRandomPolygon(50, 0, 1, v, seed);
-            std::vector<double> r;
-            for (const Segment2& s : v) r.insert(r.end(), {s.getSrc().x(), s.getSrc().y(), s.getTrg().x()});
-            return r;
-        },
-        [](unsigned seed, bool bPrefilled) {
-            std::vector<Segment2> v(bPrefilled ? 1 : 0);
-            generateRandomSegments(100, 0, 10, 1, v, seed);
-            std::vector<double> r;
-            for (const Segment2& s : v) r.insert(r.end(), {s.getSrc().x(), s.getSrc().y(), s.getTrg().y()});
-            return r;
-        },
-    };
-    for (size_t g = 0; g < 4; ++g) {
-        const std::vector<double> a = aGenerators[g](42, false), prefilled = aGenerators[g](42, true);
-        ASSERT_EQ(prefilled.size(), a.size() + (g == 0 ? 0 : g == 1 ? 2 : 3)) << g;
-        EXPECT_TRUE(std::equal(a.begin(), a.end(), prefilled.end() - long(a.size()))) << g;
-        EXPECT_NE(a, aGenerators[g](43, false)) << g;
-        EXPECT_NE(aGenerators[g](0, false), aGenerators[g](0, false)) << g;
+    const std::pair<Coordinates, size_t> aGenerators[] = {  // (generator, coordinates kept of the prefilled element)
+        {runOf<double>([](std::vector<double>& v, unsigned seed) { generateRandomNumbers(300, -5, 5, v, seed); }), 0},
+        {runOf<Point2>([](std::vector<Point2>& v, unsigned seed) { generateRandomPoints(100, 0, 10, v, seed); }), 2},
+        {runOf<Segment2>([](std::vector<Segment2>& v, unsigned seed) { generateRandomPolygon(50, 0, 1, v, seed); }), 4},
+        {runOf<Segment2>([](std::vector<Segment2>& v, unsigned seed) { generateRandomSegments(100, 0, 10, 1, v, seed); }), 4}};
+    for (const auto& g : aGenerators) {
+        const std::vector<double> a = g.first(42, false), prefilled = g.first(42, true);
+        ASSERT_EQ(prefilled.size(), a.size() + g.second);
+        EXPECT_TRUE(std::equal(a.begin(), a.end(), prefilled.end() - long(a.size()))) << g.second;
+        EXPECT_NE(a, g.first(43, false)) << g.second;
+        EXPECT_NE(g.first(0, false), g.first(0, false)) << g.second;
     }
 }
 
-// ---- numbers ------------------------------------------------------------------------
+// ---- numbers, points, circle ------------------------------------------------------------
 
-TEST(RandomNumbers, ValuesFollowTheGridFormula) {
-    // rand() reduced to 15 bits, times range/32768, plus min.
+// Numbers: rand() reduced to 15 bits, times range/32768, plus min; points: the first half of
+// 2n such numbers gives x, the second half y.
+TEST(RandomNumbers, ValuesFollowTheGridFormulaPointsTakeXThenY) {
     std::vector<double> v;
     generateRandomNumbers(5000, -3.5, 12.25, v, 77);
     srand(77);
     const unsigned divisor = (unsigned(RAND_MAX) + 1u) / 32768u;
-    for (size_t i = 0; i < v.size(); ++i) {
-        const int r = int(unsigned(rand()) / divisor);
-        ASSERT_EQ(v[i], r * ((12.25 - -3.5) * 3.0517578125e-5) + -3.5) << i;
-    }
+    for (size_t i = 0; i < v.size(); ++i) ASSERT_EQ(v[i], int(unsigned(rand()) / divisor) * ((12.25 - -3.5) * 3.0517578125e-5) + -3.5) << i;
     generateRandomNumbers(0, 0, 1, v, 1);
     EXPECT_TRUE(v.empty());
-}
-
-// ---- points -------------------------------------------------------------------------
-
-TEST(RandomPoints, FirstHalfGivesXSecondHalfY) {
     const size_t n = 777;
-    std::vector<double> r;
-    generateRandomNumbers(2 * n, -100, 100, r, 9);
     std::vector<Point2> pts;
+    generateRandomNumbers(2 * n, -100, 100, v, 9);
     generateRandomPoints(n, -100, 100, pts, 9);
     ASSERT_EQ(pts.size(), n);
-    for (size_t k = 0; k < n; ++k) EXPECT_EQ(pts[k], Point2(r[k], r[n + k]));
+    for (size_t k = 0; k < n; ++k) EXPECT_EQ(pts[k], Point2(v[k], v[n + k]));
 }
-
-// ---- circle -------------------------------------------------------------------------
 
 TEST(Circle, EllipseAroundACentreIsAppended) {
     std::vector<Point2> pts{Point2(0, 0)};
@@ -119,25 +97,23 @@ TEST(Circle, EllipseAroundACentreIsAppended) {
 
 // ---- polygon ------------------------------------------------------------------------
 
+// Exactly: connected, counterclockwise, and simple (neighbouring sides share only their common
+// corner, other sides do not meet).
 TEST(RandomPolygon, ClosedSimpleCounterclockwiseInsideTheBox) {
     for (size_t n : {3u, 4u, 5u, 17u, 120u}) {
         for (unsigned seed = 1; seed <= 3; ++seed) {
             std::vector<Segment2> ring;
             generateRandomPolygon(n, -10, 30, ring, seed);
             ASSERT_EQ(ring.size(), n);
+            lumo_test::Loop loop;
             for (size_t i = 0; i < n; ++i) {
-                ASSERT_EQ(ring[i].getTrg(), ring[(i + 1) % n].getSrc());
-                ASSERT_TRUE(inBox(ring[i].getSrc(), -10, 30));
+                ASSERT_TRUE(ring[i].getTrg() == ring[(i + 1) % n].getSrc() && inBox(ring[i].getSrc(), -10, 30));
+                loop.push_back(ring[i].getSrc());
+                for (size_t j = i + 1; j < n; ++j)
+                    ASSERT_EQ(lumo_test::classifyExactly(ring[i], ring[j]).type, j == i + 1 || j + 1 == n + i ? SIT_ENDPOINT : SIT_NONE)
+                        << n << " " << seed << " " << i << " " << j;
             }
-            EXPECT_GT(areaSign(ring), 0);
-            // Simple: consecutive edges share only their common corner, others do not meet.
-            for (size_t i = 0; i < n; ++i) {
-                ASSERT_EQ(lumo_test::classifyExactly(ring[i], ring[(i + 1) % n]).type, SIT_ENDPOINT) << n << " " << seed << " " << i;
-                for (size_t j = i + 2; j < n; ++j) {
-                    if (i == 0 && j == n - 1) continue;
-                    ASSERT_FALSE(closedSegmentsMeet(ring[i], ring[j])) << n << " " << seed << " " << i << " " << j;
-                }
-            }
+            EXPECT_GT(lumo_test::sgn(lumo_test::exactLoopArea(loop)), 0);
         }
     }
 }

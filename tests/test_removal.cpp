@@ -3,6 +3,7 @@
 // points that remain (exact predicates, convex hull, Euler count).
 #include <gtest/gtest.h>
 #include <algorithm>
+#include <functional>
 #include <random>
 #include <string>
 #include "Lumo_2D.h"
@@ -42,74 +43,61 @@ void expectValid(const Lumo_2D& dt, const std::vector<Point2*>& vAlive, const st
     for (const Point2* p : vAlive) ASSERT_TRUE(!dt.is2D() || p->getIncidentTriangle() != nullptr) << what;
 }
 
-// Removes the vertices vHandles[order[0..numRemove)] one by one, checking after each.
-void removeAndCheck(const std::vector<Point2>& vInput, unsigned seed, size_t numRemove, const std::string& what) {
+// Removes the distinct vertices of vInput one by one, in the order that order(n) gives as
+// positions among the n handles, checking after each.
+void removeAndCheck(const std::vector<Point2>& vInput, const std::function<std::vector<size_t>(size_t)>& order, const std::string& what) {
     lumo_test::ScopedTempDir tmpDir;   // a failed self-test draws its findings
     Lumo_2D dt;
     std::vector<Point2*> vHandles;
     dt.insert(vInput, vHandles);
     std::sort(vHandles.begin(), vHandles.end());
     vHandles.erase(std::unique(vHandles.begin(), vHandles.end()), vHandles.end());
-    std::shuffle(vHandles.begin(), vHandles.end(), std::mt19937(seed));
-    for (size_t k = 0; k < numRemove && !vHandles.empty(); ++k) {
-        dt.remove(vHandles.back());
-        vHandles.pop_back();
-        expectValid(dt, vHandles, what + " after removal " + std::to_string(k));
+    std::vector<Point2*> vAlive(vHandles);
+    for (size_t i : order(vHandles.size())) {
+        dt.remove(vHandles[i]);
+        vAlive.erase(std::find(vAlive.begin(), vAlive.end(), vHandles[i]));
+        expectValid(dt, vAlive, what + " after removing " + std::to_string(i));
         if (testing::Test::HasFatalFailure()) return;
     }
 }
 
 } // namespace
 
-// Half of random, grid and cocircular sets, in random order, and everything from tiny sets
-// (down to the collinear and the empty triangulation).
+// Half of random, grid and cocircular sets in random order; everything from tiny sets (down to
+// the collinear and the empty triangulation); and each single vertex of small sets from a fresh
+// triangulation: interior vertices of every degree, hull corners, collinear hull vertices, the
+// centre of a diamond (no strictly convex flip exists) and a degree-3 vertex.
 TEST(Removal, OneByOneStaysDelaunay) {
-    const std::vector<Point2> vPlus{Point2(1, 0), Point2(0, 1), Point2(1, 1), Point2(2, 1), Point2(1, 2)};
-    const std::vector<Point2> vLineAndApex{Point2(0, 0), Point2(1, 0), Point2(2, 0), Point2(3, 0), Point2(1, 5)};
-    struct Case {
-        const char* name;
-        std::vector<Point2> v;
-        bool bAll;   // remove every vertex, else half
+    enum { HALF = 1, ALL = 2, EACH = 4 };   // half or all in 2 or 20 random orders; each alone
+    const struct { const char* name; std::vector<Point2> v; int modes; } aCases[] = {
+        {"random", randomPoints(300, 5), HALF},
+        {"grid", gridPoints(15), HALF},
+        {"cocircular", cocircular, HALF | EACH},
+        {"random with duplicates", [] { auto v = randomPoints(60, 9); v.insert(v.end(), v.begin(), v.begin() + 30); return v; }(), HALF},
+        {"tiny random", randomPoints(7, 3), ALL},
+        {"random 12", randomPoints(12, 77), EACH},
+        {"grid 3x3", gridPoints(3), ALL | EACH},
+        {"grid 4x4", gridPoints(4), ALL},
+        {"grid 5x5", gridPoints(5), EACH},
+        {"diamond", {Point2(1, 0), Point2(0, 1), Point2(1, 1), Point2(2, 1), Point2(1, 2)}, ALL | EACH},
+        {"line and apex", {Point2(0, 0), Point2(1, 0), Point2(2, 0), Point2(3, 0), Point2(1, 5)}, ALL},
+        {"degree 3", {Point2(0, 0), Point2(4, 0), Point2(0, 4), Point2(1, 1)}, EACH},
+        {"line with apexes", {Point2(0, 0), Point2(1, 0), Point2(2, 0), Point2(1, 1), Point2(1, -1), Point2(1, 3)}, EACH},
     };
-    const std::vector<Case> vCases{
-        {"random", randomPoints(300, 5), false},
-        {"grid", gridPoints(15), false},
-        {"cocircular", cocircular, false},
-        {"random with duplicates", [] { auto v = randomPoints(60, 9); v.insert(v.end(), v.begin(), v.begin() + 30); return v; }(), false},
-        {"tiny random", randomPoints(7, 3), true},
-        {"grid 3x3", gridPoints(3), true},
-        {"grid 4x4", gridPoints(4), true},
-        {"plus", vPlus, true},
-        {"line and apex", vLineAndApex, true},
-    };
-    for (const Case& c : vCases) {
-        const unsigned numSeeds = c.bAll ? 20 : 2;
-        for (unsigned seed = 1; seed <= numSeeds; ++seed) {
-            removeAndCheck(c.v, seed, c.bAll ? c.v.size() : c.v.size() / 2, std::string(c.name) + " seed " + std::to_string(seed));
+    for (const auto& c : aCases) {
+        SCOPED_TRACE(c.name);
+        for (unsigned seed = 1; seed <= (c.modes & ALL ? 20u : c.modes & HALF ? 2u : 0u); ++seed) {
+            removeAndCheck(c.v, [&](size_t n) {
+                std::vector<size_t> v(n);
+                for (size_t i = 0; i < n; ++i) v[i] = i;
+                std::shuffle(v.begin(), v.end(), std::mt19937(seed));
+                v.resize(c.modes & ALL ? n : n / 2);
+                return v;
+            }, "seed " + std::to_string(seed));
             if (HasFatalFailure()) return;
         }
-    }
-}
-
-// Every single vertex of small sets removed from a fresh triangulation: interior vertices of
-// every degree, hull corners, collinear hull vertices, the centre of a diamond (no strictly
-// convex flip exists) and a degree-3 vertex.
-TEST(Removal, EachVertexOfSmallSets) {
-    const std::vector<std::vector<Point2>> vSets{
-        gridPoints(3), gridPoints(5), randomPoints(12, 77), cocircular,
-        {Point2(0, 0), Point2(4, 0), Point2(0, 4), Point2(1, 1)},                         // degree 3
-        {Point2(1, 0), Point2(0, 1), Point2(1, 1), Point2(2, 1), Point2(1, 2)},           // diamond
-        {Point2(0, 0), Point2(1, 0), Point2(2, 0), Point2(1, 1), Point2(1, -1), Point2(1, 3)},
-    };
-    lumo_test::ScopedTempDir tmpDir;
-    for (size_t s = 0; s < vSets.size(); ++s) {
-        for (size_t i = 0; i < vSets[s].size(); ++i) {
-            Lumo_2D dt;
-            std::vector<Point2*> vHandles;
-            dt.insert(vSets[s], vHandles);
-            dt.remove(vHandles[i]);
-            vHandles.erase(vHandles.begin() + long(i));
-            expectValid(dt, vHandles, "set " + std::to_string(s) + " vertex " + std::to_string(i));
+        for (size_t i = 0; i < (c.modes & EACH ? c.v.size() : 0); ++i) {
+            removeAndCheck(c.v, [&](size_t) { return std::vector<size_t>{i}; }, "alone");
             if (HasFatalFailure()) return;
         }
     }

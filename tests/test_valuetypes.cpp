@@ -114,7 +114,7 @@ void expectStrictlyBetween(const Point2& a, const Point2& b) {
 
 TEST(CenterWithShift, ExactMidpointsNeighbouringDoublesAndHugeMagnitudes) {
     const double one = 1.0, next1 = std::nextafter(one, 2.0), next2 = std::nextafter(next1, 2.0);
-    const double tiny = std::numeric_limits<double>::denorm_min(), five1 = std::nextafter(5.0, 6.0);
+    const double five1 = std::nextafter(5.0, 6.0);
     // (a, b, the expected result)
     const struct { Point2 a, b, m; } aExact[] = {
         {Point2(0, 0), Point2(2, 4), Point2(1, 2)}, {Point2(-3, 1), Point2(5, 1), Point2(1, 1)},
@@ -129,7 +129,15 @@ TEST(CenterWithShift, ExactMidpointsNeighbouringDoublesAndHugeMagnitudes) {
         const Point2 m = centerWithShift(c.a, c.b);
         EXPECT_TRUE(m == c.m && m.getCustomIndex() == -1) << c.a << " " << c.b;
     }
-    // Across a binade boundary, across zero, one axis with room, huge magnitudes.
+    // Ends differing on one axis only, as neighbours: no point lies strictly between.
+    const Point2 e0(one, 3), e1(next1, 3), r = centerWithShift(e0, e1);
+    EXPECT_TRUE(r == e0 || r == e1);
+}
+
+// Across a binade boundary, across zero, one axis with room, huge magnitudes; then random pairs
+// at every exponent, a few ulps apart or not.
+TEST(CenterWithShift, PairsAtAllScalesAreStrictlyBetween) {
+    const double one = 1.0, next1 = std::nextafter(one, 2.0), tiny = std::numeric_limits<double>::denorm_min();
     const std::pair<Point2, Point2> aBetween[] = {
         {Point2(one, 0), Point2(next1, 10)},
         {Point2(std::nextafter(2.0, 0.0), 3), Point2(std::nextafter(2.0, 4.0), 4)},
@@ -138,26 +146,14 @@ TEST(CenterWithShift, ExactMidpointsNeighbouringDoublesAndHugeMagnitudes) {
         {Point2(DBL_MAX, 1e308), Point2(std::nextafter(std::nextafter(DBL_MAX, 0.0), 0.0), 1.7e308)},
         {Point2(1.7e308, 1.6e308), Point2(1.5e308, 1.7e308)}};
     for (const auto& c : aBetween) expectStrictlyBetween(c.first, c.second);
-    // Ends differing on one axis only, as neighbours: no point lies strictly between.
-    const Point2 e0(one, 3), e1(next1, 3), r = centerWithShift(e0, e1);
-    EXPECT_TRUE(r == e0 || r == e1);
-}
-
-TEST(CenterWithShift, RandomPairsAtAllScalesAreStrictlyBetween) {
     std::mt19937_64 gen(21);
     std::uniform_real_distribution<double> uni(-1, 1);
     std::uniform_int_distribution<int> expo(-1070, 1020), ulps(1, 3);
     for (int i = 0; i < 20000; ++i) {
         const int e = expo(gen);
         const double ax = std::ldexp(uni(gen), e), ay = std::ldexp(uni(gen), e);
-        double bx, by;
-        if (i % 2) {  // a few ulps away
-            bx = lumo_oracle::ulpsAway(ax, ulps(gen));
-            by = lumo_oracle::ulpsAway(ay, -ulps(gen) - 1);
-        } else {
-            bx = std::ldexp(uni(gen), expo(gen));
-            by = std::ldexp(uni(gen), expo(gen));
-        }
+        const double bx = i % 2 ? lumo_oracle::ulpsAway(ax, ulps(gen)) : std::ldexp(uni(gen), expo(gen));
+        const double by = i % 2 ? lumo_oracle::ulpsAway(ay, -ulps(gen) - 1) : std::ldexp(uni(gen), expo(gen));
         expectStrictlyBetween(Point2(ax, ay), Point2(bx, by));
         if (HasFatalFailure()) return;
     }
