@@ -365,11 +365,14 @@ void Dt2::insertSortedRange(VaultEntry* pBegin, VaultEntry* pEnd, Triangle2* pSt
     }
     // A few points into a large triangulation lie far apart even in curve order: each starts,
     // as a single insertion does, from the vault's vertex nearest in key order unless the
-    // previous point is nearer.
+    // previous point is nearer. Before any vault vertex is in (the first triangle has just been
+    // made of three of them), the way starts at pStartT.
     const Point2* pPrev = nullptr;
     for (VaultEntry* e = pBegin; e != pEnd; ++e) {
-        Triangle2* pStart = vertexVault.getCloseTriangle(e->key);
-        if (pPrev != nullptr && sqDistance(*pPrev, *e->pVtx) < sqDistance(*pStart->getCorner(0), *e->pVtx))
+        Triangle2* pStart = vertexVault.findCloseTriangle(e->key);
+        if (pStart == nullptr)
+            pStart = pPrev != nullptr ? pPrev->getIncidentTriangle() : pStartT;
+        else if (pPrev != nullptr && sqDistance(*pPrev, *e->pVtx) < sqDistance(*pStart->getCorner(0), *e->pVtx))
             pStart = pPrev->getIncidentTriangle();
         inserter.insertOneVertex(e->pVtx, pStart);
         e->bActive = e->pVtx->getIncidentTriangle() != nullptr;

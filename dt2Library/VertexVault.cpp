@@ -90,6 +90,13 @@ void VertexVault::mergeTailIfLarge() {
 // ---- start triangles ------------------------------------------------------------------------
 
 Triangle2* VertexVault::getCloseTriangle(uint32_t key) const {
+    Triangle2* pT = findCloseTriangle(key);
+    // No active entry at all: a caller asked for a start triangle before the first triangle.
+    if (pT == nullptr) assertionFailed("getCloT() failed", __FILE__, __LINE__, __PRETTY_FUNCTION__);
+    return pT;
+}
+
+Triangle2* VertexVault::findCloseTriangle(uint32_t key) const {
     if (numSorted > 0) {
         // First sorted entry whose key is not less than the query.
         size_t low = 0, high = numSorted;
@@ -143,16 +150,12 @@ Triangle2* VertexVault::getCloseTriangle(uint32_t key) const {
             bestDiff = diff;
         }
     }
-    // No active entry, but the fake box is in the triangulation: start at its corner.
+    // No active entry, but the fake box may be in the triangulation: start at its corner.
     if (pBest == nullptr && !vFakeBoxHandles.empty()) {
         Point2* pFakeCorner = vFakeBoxHandles[0];
         LUMO_ASSERT(pFakeCorner!=0);
-        Triangle2* pFakeT = pFakeCorner->getIncidentTriangle();
-        LUMO_ASSERT(pFakeT!=0);
-        return pFakeT;
+        return pFakeCorner->getIncidentTriangle();
     }
-    // No active entry at all: a caller asked for a start triangle before the first triangle.
-    if (pBest == nullptr) assertionFailed("getCloT() failed", __FILE__, __LINE__, __PRETTY_FUNCTION__);
     return pBest;
 }
 

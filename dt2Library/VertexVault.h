@@ -80,6 +80,8 @@ public:
     // A triangle near key: the active entry at or after it in the sorted run, else before it,
     // else the active tail entry with the closest key.
     Triangle2* getCloseTriangle(uint32_t key) const;
+    // The same, or null when no vertex is in the triangulation yet.
+    Triangle2* findCloseTriangle(uint32_t key) const;
     Triangle2* getOneValidTriangle() const;
     size_t getIdxOfActiveVtx(const Point2* pQuery) const;
     // Three non-collinear stored vertices, counterclockwise; false if none exist.

@@ -82,6 +82,10 @@ std::vector<std::vector<Batch>> growthCases(std::vector<std::string>& vNames) {
     for (int k = 0; k < 3; ++k)
         *add("line one at a time " + std::to_string(k)) = {{line(3000, k > 0, k > 1), SINGLE}, {{Point2(1, 1)}, SINGLE}};
     *add("line in bulk, then one off") = {{line(50, false, false), VECTOR}, {{Point2(3.0, 7.0)}, SINGLE}};
+    // A bulk call a thousand times larger than the vertices stored before it (regression: the
+    // stored ones went in as a sparse range, asking the vault for a start before any triangle).
+    *add("a point, then a large bulk call") = {{{Point2(0, 0)}, SINGLE}, {randomPoints(2200, 12), VECTOR}};
+    *add("two on a line, then a large bulk call") = {{{Point2(0, 0), Point2(1, 1)}, VECTOR}, {randomPoints(2200, 12), ARRAY}};
     // The vertices stored before the triangulation starts go in first: every old point again,
     // in reverse, with one off the line.
     std::vector<Point2> vDiag, vBack;
@@ -159,9 +163,12 @@ std::vector<std::vector<Batch>> growthCases(std::vector<std::string>& vNames) {
 TEST(Insertion, GrowingInBatchesStaysDelaunay) {
     std::vector<std::string> vNames;
     const std::vector<std::vector<Batch>> vCases = growthCases(vNames);
-    for (size_t c = 0; c < vCases.size(); ++c) {
-        SCOPED_TRACE(vNames[c]);
+    for (size_t run = 0; run < 2 * vCases.size(); ++run) {
+        const size_t c = run / 2;
+        const int numThreads = 1 + int(run % 2);
+        SCOPED_TRACE(vNames[c] + ", threads " + std::to_string(numThreads));
         Lumo_2D dt;
+        dt.setNumCPU(numThreads);
         std::vector<Point2> all;
         std::map<XY, std::pair<Point2*, int>> mFirst;   // position -> handle, custom index
         for (size_t k = 0; k < vCases[c].size(); ++k) {
