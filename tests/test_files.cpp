@@ -6,10 +6,12 @@
 #include <gtest/gtest.h>
 #include <cfloat>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <fstream>
 #include <functional>
 #include <sstream>
+#include <string>
 #include <tuple>
 #include "Lumo_2D.h"
 #include "MessageText.h"
