@@ -59,6 +59,7 @@ TEST_F(LogDir, LayoutsOfErrorWarningAndInfoAndNothingOnStandardError) {
                    "\n      [Lumo2D-Message] SegmentChecker::unsubscribe(), WARNING: No publisher present\n\n"
                    "\n      Zone2::getArea2D(), INFO: empty zone\n\n"
                    "\n      [Lumo2D-Message] INFO: no location\n\n");
+    stdoutOf([] { EXPECT_THROW(lumo_test::failingCall(0), LumoException); });   // an assertion's report too
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
