@@ -10,7 +10,6 @@
 #include <climits>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <fstream>
@@ -157,11 +156,8 @@ TEST_F(Cli, HelpAndVersion) {
 // that encloses nothing are refused: exit 1. Each prints exactly its message (after the
 // library's own, where it has one) and writes no file.
 TEST_F(Cli, FailuresGiveOneMessageAndWriteNothing) {
-    std::string shortBinary(12 + 3 * 16, '\0');
-    const int32_t type = 20;
-    const uint64_t n = 5;
-    std::memcpy(&shortBinary[0], &type, 4);
-    std::memcpy(&shortBinary[4], &n, 8);
+    // type 20 announcing 5 points (little-endian), 3 present
+    const std::string shortBinary = std::string("\x14\0\0\0\x05\0\0\0\0\0\0\0", 12) + std::string(3 * 16, '\0');
     const struct {
         const char* file;
         std::string content;  // empty: no file
