@@ -261,6 +261,7 @@ TEST_F(Cli, FailuresGiveOneMessageAndWriteNothing) {
 
 // ---- triangulate: good input ----------------------------------------------------------------
 
+// The summary names every output written; each file is of its kind, the scene holds the same OBJ.
 TEST_F(Cli, TriangulatesAndWritesEveryOutput) {
     // a square with its centre: four triangles; one duplicate line
     writeFile("pts.txt", "0 0\n10 0\n10 10\n0 10\n5 5\n5 5\n");
@@ -502,6 +503,7 @@ TEST_F(Cli, MeshOnAGridWritesSquares) {
 
 // ---- demo, large inputs ------------------------------------------------------------------------
 
+// The demo's files, the same OBJ in a second run, and its default directory.
 TEST_F(Cli, DemoWritesDrawingsObjAndSceneAndIsReproducible) {
     ToolRun r = run("demo out");
     ASSERT_EQ(r.status, 0) << r.out << r.err;
