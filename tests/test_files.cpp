@@ -1,13 +1,12 @@
 // Point and segment files: exact byte layouts, round trips, what the readers make of hand-made
 // files; the strict point readers as a host calls them (detection, all-or-nothing results,
-// indices; their messages are checked through the lumo2d tool in test_cli.cpp); version
-// queries. Null names, unwritable paths, directories and the readers' warnings on odd content
-// are rows of the misuse table (test_misuse.cpp).
+// indices); version queries. The strict readers' messages, readPointFile on files and its
+// binary detection are checked through the lumo2d tool (test_cli.cpp); null names,
+// unwritable paths, directories and the readers' warnings are rows of test_misuse.cpp.
 #include <gtest/gtest.h>
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -88,9 +87,7 @@ TEST(Files, RoundTripsAreBitExactAndPointerOverloadsWriteTheSame) {
     std::vector<Point2> fromBin{Point2(-1, -1)}, fromText;  // readers append
     std::vector<Segment2> back;
     ASSERT_TRUE(readPointsBIN("v.bin", fromBin) && readXY("v.txt", fromText) && readSegmentsBIN("s.bin", back));
-    ASSERT_EQ(fromBin.size(), pts.size() + 1);
-    ASSERT_EQ(fromText.size(), pts.size());
-    ASSERT_EQ(back.size(), segs.size());
+    ASSERT_TRUE(fromBin.size() == pts.size() + 1 && fromText.size() == pts.size() && back.size() == segs.size());
     for (size_t i = 0; i < pts.size(); ++i) {
         EXPECT_TRUE(sameBits(fromBin[i + 1], pts[i])) << i;
         EXPECT_EQ(fromText[i], pts[i]) << i;  // 18 digits: exact, but -0 may read as 0
@@ -164,6 +161,7 @@ TEST(PointReaders, DetectionByContentAndName) {
         {"", "p", PFF_XY},
     };
     for (const auto& c : aCases) EXPECT_EQ(detectPointFileFormat(c.head, c.name), c.expected) << c.head;
+    EXPECT_STREQ(getString(PFF_NODE), "node");
 }
 
 TEST(PointReaders, ReadAllOrNothing) {
@@ -195,22 +193,6 @@ TEST(PointReaders, ReadAllOrNothing) {
             EXPECT_EQ(v[i].getCustomIndex(), c.customIndices[i - 1]);
         }
     }
-}
-
-TEST(PointReaders, BinaryRoundTripAndFileErrors) {
-    lumo_test::ScopedTempDir tmp;
-    std::vector<Point2> v{Point2(1, 2), Point2(-3, 4.5)}, back;
-    testing::internal::CaptureStdout();
-    ASSERT_TRUE(writePointsBIN("readers_rt.bin", v));
-    PointFileFormat format = PFF_AUTO;
-    EXPECT_TRUE(readPointFile("readers_rt.bin", PFF_AUTO, back, &format));
-    EXPECT_FALSE(readPointFile("no_such_dir_r/x.txt", PFF_AUTO, back));
-    EXPECT_FALSE(readPointFile(nullptr, PFF_AUTO, back));
-    const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(format, PFF_BINARY);
-    EXPECT_EQ(back, v);
-    EXPECT_NE(out.find("no_such_dir_r/x.txt: cannot be opened: No such file or directory\n"), std::string::npos) << out;
-    EXPECT_STREQ(getString(PFF_NODE), "node");
 }
 
 // ---- version ------------------------------------------------------------------------
