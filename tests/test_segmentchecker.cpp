@@ -2,8 +2,6 @@
 // comparisons of every pair, intersector list and illegal set with the exact all-pairs
 // classification of tests/support (GMP rationals) on degenerate data.
 #include <gtest/gtest.h>
-#include <array>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <random>
@@ -22,28 +20,22 @@ using lumo_test::stdoutOf;
 using lumo_test::warning;
 
 namespace {
-// Owns segments at stable addresses and hands out the pointer vector the checker takes.
-struct SegmentSet {
-    std::deque<Segment2> vOwned;
+Segment2 seg(double x0, double y0, double x1, double y1) { return Segment2(Point2(x0, y0), Point2(x1, y1)); }
+// The pointer vector the checker takes.
+std::vector<Segment2*> pointers(std::vector<Segment2>& vSegments) {
     std::vector<Segment2*> v;
-    SegmentSet(std::initializer_list<std::array<double, 4>> l = {}) {
-        for (const auto& c : l) add(c[0], c[1], c[2], c[3]);
-    }
-    Segment2* add(double x0, double y0, double x1, double y1) {
-        vOwned.emplace_back(Point2(x0, y0), Point2(x1, y1));
-        v.push_back(&vOwned.back());
-        return v.back();
-    }
-};
+    for (Segment2& s : vSegments) v.push_back(&s);
+    return v;
+}
 typedef std::vector<std::pair<Segment2*, SegmentIntersectionType>> Intersectors;
 
 // Every pair, both orders, against the exact classification, with the meeting point (the shared
 // endpoint itself, else within one rounding) or the shared piece; then the intersectors of every
 // segment and the illegal sets against brute force over those answers. Returns how many pairs
 // of each kind the data holds, so that a row can insist on the kinds it is meant for.
-std::vector<size_t> compareWithExactClassification(const SegmentSet& s) {
-    SegmentChecker checker(s.v);
-    const std::vector<Segment2*>& v = s.v;
+std::vector<size_t> compareWithExactClassification(std::vector<Segment2>& vSegments) {
+    const std::vector<Segment2*> v = pointers(vSegments);
+    SegmentChecker checker(v);
     std::vector<std::vector<SegmentIntersectionType>> expected(v.size(), std::vector<SegmentIntersectionType>(v.size()));
     std::vector<size_t> counts(5, 0);
     for (size_t i = 0; i < v.size(); ++i)
@@ -55,15 +47,13 @@ std::vector<size_t> compareWithExactClassification(const SegmentSet& s) {
             EXPECT_EQ(got, m.type) << *v[i] << " / " << *v[j];
             EXPECT_EQ(checker.getIntersectionType(v[j], v[i]), m.type) << *v[j] << " / " << *v[i];
             if (got != m.type) continue;
-            if (m.type == SIT_POINT || m.type == SIT_ENDPOINT) {
-                Point2 ip;
+            Point2 ip;
+            if (m.type == SIT_ENDPOINT) {
                 EXPECT_TRUE(checker.getIntersectionPoint(m.type, *v[i], *v[j], ip));
-                if (m.type == SIT_ENDPOINT) {
-                    EXPECT_TRUE(cmp(lumo_test::Rational(ip.x()), m.x) == 0 && cmp(lumo_test::Rational(ip.y()), m.y) == 0) << ip;
-                } else {
-                    EXPECT_TRUE(lumo_test::isWithinOneRounding(ip.x(), m.x) && lumo_test::isWithinOneRounding(ip.y(), m.y))
-                        << *v[i] << " / " << *v[j] << " -> " << ip;
-                }
+                EXPECT_TRUE(cmp(lumo_test::Rational(ip.x()), m.x) == 0 && cmp(lumo_test::Rational(ip.y()), m.y) == 0) << ip;
+            } else if (m.type == SIT_POINT) {
+                EXPECT_TRUE(checker.getIntersectionPoint(m.type, *v[i], *v[j], ip));
+                EXPECT_TRUE(lumo_test::isWithinOneRounding(ip.x(), m.x) && lumo_test::isWithinOneRounding(ip.y(), m.y)) << *v[i] << " / " << *v[j] << " -> " << ip;
             } else if (m.type == SIT_SEGMENT) {
                 Segment2 piece;
                 EXPECT_TRUE(checker.getIntersectionSegment(*v[i], *v[j], piece));
@@ -135,11 +125,11 @@ TEST(SegmentChecker, ClassifiesEveryKindOfMeetingInBothOrders) {
     lumo_test::ScopedTempDir tmp;  // the failing rows write the log file
     for (const PairCase& c : aPairCases) {
         SCOPED_TRACE(c.what);
-        SegmentSet s{{c.a[0], c.a[1], c.a[2], c.a[3]}, {c.b[0], c.b[1], c.b[2], c.b[3]}};
+        std::vector<Segment2> s{seg(c.a[0], c.a[1], c.a[2], c.a[3]), seg(c.b[0], c.b[1], c.b[2], c.b[3])};
         std::unique_ptr<SegmentChecker> checker;
-        stdoutOf([&] { checker.reset(new SegmentChecker(s.v)); });  // the warning on zero-length segments
+        stdoutOf([&] { checker.reset(new SegmentChecker(pointers(s))); });  // the warning on zero-length segments
         for (int k = 0; k < 2; ++k) {
-            const Segment2 *p = s.v[size_t(k)], *q = s.v[size_t(1 - k)];
+            const Segment2 *p = &s[size_t(k)], *q = &s[size_t(1 - k)];
             const int want = k == 0 ? c.ab : c.ba;
             if (want == FAILS) {
                 const std::string out = stdoutOf([&] { EXPECT_THROW(checker->getIntersectionType(p, q), LumoException); });
@@ -158,43 +148,43 @@ TEST(SegmentChecker, ClassifiesEveryKindOfMeetingInBothOrders) {
 }
 
 TEST(SegmentChecker, ZeroLengthSegmentsAreWarnedAboutOnce) {
-    SegmentSet s{{0, 0, 4, 0}, {9, 9, 9, 9}, {4, 0, 4, 0}};
+    std::vector<Segment2> s{seg(0, 0, 4, 0), seg(9, 9, 9, 9), seg(4, 0, 4, 0)};
     std::unique_ptr<SegmentChecker> checker;
-    EXPECT_EQ(stdoutOf([&] { checker.reset(new SegmentChecker(s.v)); }),
+    EXPECT_EQ(stdoutOf([&] { checker.reset(new SegmentChecker(pointers(s))); }),
               warning("SegmentChecker::SegmentChecker()",
                       "2 degenerate segment(s) with equal endpoints, the first one at index 1; one that meets another "
                       "segment's line away from a shared endpoint fails the assertion p1!=p2"));
     // The point on the line's endpoint overlaps it; the far one meets no box.
     std::vector<Segment2*> out;
     EXPECT_EQ(stdoutOf([&] { checker->getIllegalSegments(false, out); }), "");
-    EXPECT_EQ(out, (std::vector<Segment2*>{s.v[0], s.v[2]}));
-    SegmentSet plain{{0, 0, 1, 1}};
-    EXPECT_EQ(stdoutOf([&] { SegmentChecker quiet(plain.v); }), "");
+    EXPECT_EQ(out, (std::vector<Segment2*>{&s[0], &s[2]}));
+    std::vector<Segment2> plain{seg(0, 0, 1, 1)};
+    EXPECT_EQ(stdoutOf([&] { SegmentChecker quiet(pointers(plain)); }), "");
 }
 
 // Asked for a type the pair does not have: one warning, the output untouched.
 TEST(SegmentChecker, WrongQuestionsWarnAndLeaveTheOutputUnset) {
-    SegmentSet s{{0, 0, 2, 2}, {0, 2, 2, 0}, {5, 5, 6, 6}};
-    SegmentChecker checker(s.v);
+    std::vector<Segment2> s{seg(0, 0, 2, 2), seg(0, 2, 2, 0), seg(5, 5, 6, 6)};
+    SegmentChecker checker(pointers(s));
     const std::string where = "SegmentChecker::getIntersectionPoint()", wrongType = warning(where, "wrong SegmentIntersectionType provided");
     const struct { SegmentIntersectionType sit; Segment2* other; std::string message; } aCases[] = {
-        {SIT_ENDPOINT, s.v[1], warning(where, "SIT_ENDPOINT is a wrong SegmentIntersectionType for the preset segments")},
-        {SIT_NONE, s.v[1], wrongType}, {SIT_SEGMENT, s.v[1], wrongType}, {SIT_UNINITIALIZED, s.v[1], wrongType}, {SIT_POINT, s.v[2], wrongType},
+        {SIT_ENDPOINT, &s[1], warning(where, "SIT_ENDPOINT is a wrong SegmentIntersectionType for the preset segments")},
+        {SIT_NONE, &s[1], wrongType}, {SIT_SEGMENT, &s[1], wrongType}, {SIT_UNINITIALIZED, &s[1], wrongType}, {SIT_POINT, &s[2], wrongType},
     };
     Point2 ip(7, 7);
     for (const auto& k : aCases)
-        EXPECT_EQ(stdoutOf([&] { EXPECT_FALSE(checker.getIntersectionPoint(k.sit, *s.v[0], *k.other, ip)); }), k.message);
+        EXPECT_EQ(stdoutOf([&] { EXPECT_FALSE(checker.getIntersectionPoint(k.sit, s[0], *k.other, ip)); }), k.message);
     EXPECT_EQ(ip, Point2(7, 7));
     Segment2 piece(Point2(9, 9), Point2(9, 9));
-    EXPECT_EQ(stdoutOf([&] { EXPECT_FALSE(checker.getIntersectionSegment(*s.v[0], *s.v[1], piece)); }),
+    EXPECT_EQ(stdoutOf([&] { EXPECT_FALSE(checker.getIntersectionSegment(s[0], s[1], piece)); }),
               warning("SegmentChecker::getIntersectionSegment()", "segments seem to be non-collinear"));
     EXPECT_EQ(piece, Segment2(Point2(9, 9), Point2(9, 9)));
 }
 
 TEST(SegmentChecker, IndicesAreThePositionsAndARepeatedPointerCountsOnce) {
-    SegmentSet s{{10, 0, 10, 1}, {11, 0, 11, 1}, {12, 0, 12, 1}, {0, 0, 2, 2}, {0, 2, 2, 0}};
-    Segment2 *a = s.v[3], *b = s.v[4];
-    std::vector<Segment2*> v(s.v);
+    std::vector<Segment2> s{seg(10, 0, 10, 1), seg(11, 0, 11, 1), seg(12, 0, 12, 1), seg(0, 0, 2, 2), seg(0, 2, 2, 0)};
+    std::vector<Segment2*> v = pointers(s);
+    Segment2 *a = v[3], *b = v[4];
     v.push_back(a);
     SegmentChecker checker(v);
     EXPECT_EQ(checker.getNumberOfSegments(), 6u);
@@ -215,10 +205,10 @@ TEST(SegmentChecker, IndicesAreThePositionsAndARepeatedPointerCountsOnce) {
 }
 
 TEST(SegmentChecker, IllegalSegmentsReportProgressToSubscribers) {
-    SegmentSet s;
     const std::vector<Point2> p = lumo_test::randomPoints(500, 1);
-    for (size_t i = 0; i < p.size(); i += 2) s.add(p[i].x(), p[i].y(), p[i + 1].x(), p[i + 1].y());
-    SegmentChecker checker(s.v);
+    std::vector<Segment2> s;
+    for (size_t i = 0; i < p.size(); i += 2) s.emplace_back(p[i], p[i + 1]);
+    SegmentChecker checker(pointers(s));
     lumo_test::ProgressLog log;
     checker.subscribe(MSG_PROGRESS, &log);
     checker.subscribe(MSG_PROGRESS, &log);  // stored once
@@ -233,8 +223,8 @@ TEST(SegmentChecker, IllegalSegmentsReportProgressToSubscribers) {
 }
 
 TEST(SegmentChecker, DrawingsPrintTheirCounts) {
-    SegmentSet s{{0, 0, 2, 2}, {0, 2, 2, 0}, {5, 5, 6, 5}};
-    SegmentChecker checker(s.v);
+    std::vector<Segment2> s{seg(0, 0, 2, 2), seg(0, 2, 2, 0), seg(5, 5, 6, 5)};
+    SegmentChecker checker(pointers(s));
     lumo_test::ScopedTempDir tmp;
     const std::string out = stdoutOf([&] {
         checker.showSegments("all.ps");
@@ -248,16 +238,16 @@ TEST(SegmentChecker, DrawingsPrintTheirCounts) {
 
 namespace {
 // Random data of increasing degeneracy: each row adds one segment at a time.
-typedef std::function<void(SegmentSet&, std::mt19937&)> AddOne;
+typedef std::function<void(std::vector<Segment2>&, std::mt19937&)> AddOne;
 std::uniform_real_distribution<double> unit(0.0, 1.0);
 // Integer coordinates on a small grid: shared endpoints, T-junctions and collinear overlaps
 // everywhere. Single points are left out: one against a segment on its line is a
 // precondition failure (see the table above).
 AddOne integerGrid(double offset) {
-    return [offset](SegmentSet& s, std::mt19937& rng) {
+    return [offset](std::vector<Segment2>& v, std::mt19937& rng) {
         std::uniform_int_distribution<int> c(0, 5);
         const double x0 = offset + c(rng), y0 = offset + c(rng), x1 = offset + c(rng), y1 = offset + c(rng);
-        if (x0 != x1 || y0 != y1) s.add(x0, y0, x1, y1);
+        if (x0 != x1 || y0 != y1) v.push_back(seg(x0, y0, x1, y1));
     };
 }
 const struct RandomCase {
@@ -267,24 +257,24 @@ const struct RandomCase {
     size_t minSegment, minEndpoint, minPoint;  // the data must really hold these kinds
     AddOne add;
 } aRandomCases[] = {
-    {"short segments", 200, 1, 0, 0, 50, [](SegmentSet& s, std::mt19937& rng) {
+    {"short segments", 200, 1, 0, 0, 50, [](std::vector<Segment2>& v, std::mt19937& rng) {
          const double x = unit(rng), y = unit(rng);
-         s.add(x, y, x + 0.3 * unit(rng) - 0.15, y + 0.3 * unit(rng) - 0.15);
+         v.push_back(seg(x, y, x + 0.3 * unit(rng) - 0.15, y + 0.3 * unit(rng) - 0.15));
      }},
     // Between points of a small pool: many shared endpoints, stars and repeated segments.
-    {"shared endpoints", 150, 3, 10, 1000, 1000, [](SegmentSet& s, std::mt19937& rng) {
+    {"shared endpoints", 150, 3, 10, 1000, 1000, [](std::vector<Segment2>& v, std::mt19937& rng) {
          static const std::vector<Point2> pool = lumo_test::randomPoints(25, 3);
          const Point2 &p = pool[rng() % pool.size()], &q = pool[rng() % pool.size()];
-         if (p != q) s.add(p.x(), p.y(), q.x(), q.y());
+         if (p != q) v.emplace_back(p, q);
      }},
     // Pieces of a few lines through (2, 1): chains that touch, overlap, contain each other and
     // cross the other lines. The first directions are exact in binary, the last ones not, so
     // their points are only nearly collinear.
-    {"collinear chains", 180, 5, 100, 100, 100, [](SegmentSet& s, std::mt19937& rng) {
+    {"collinear chains", 180, 5, 100, 100, 100, [](std::vector<Segment2>& v, std::mt19937& rng) {
          const double d[][2] = {{1.0, 0.0}, {0.0, 0.5}, {0.375, 0.625}, {-3.0, 7.0}, {0.1, 0.3}, {1.0 / 3.0, 1.0}};
          const double* u = d[rng() % 6];
          const int k0 = int(rng() % 25) - 12, k1 = k0 + 1 + int(rng() % 4);
-         s.add(2.0 + k0 * u[0], 1.0 + k0 * u[1], 2.0 + k1 * u[0], 1.0 + k1 * u[1]);
+         v.push_back(seg(2.0 + k0 * u[0], 1.0 + k0 * u[1], 2.0 + k1 * u[0], 1.0 + k1 * u[1]));
      }},
     {"integer grid", 160, 7, 50, 500, 500, integerGrid(0.0)},
     // Large coordinates with tiny differences: the floating-point filter cannot decide.
@@ -296,9 +286,9 @@ TEST(SegmentCheckerRandomized, AgreesWithTheExactAllPairsClassification) {
     for (const RandomCase& c : aRandomCases)
         for (unsigned seed : {c.seed, c.seed + 1}) {
             SCOPED_TRACE(std::string(c.what) + ", seed " + std::to_string(seed));
-            SegmentSet s;
+            std::vector<Segment2> s;
             std::mt19937 rng(seed);
-            while (s.v.size() < c.n) c.add(s, rng);
+            while (s.size() < c.n) c.add(s, rng);
             const std::vector<size_t> counts = compareWithExactClassification(s);
             EXPECT_GE(counts[SIT_SEGMENT], c.minSegment);
             EXPECT_GE(counts[SIT_ENDPOINT], c.minEndpoint);
