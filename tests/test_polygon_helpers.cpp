@@ -54,10 +54,10 @@ template <class E> Loop chainVertices(const std::vector<E>& vChain) {
     }
     return loop;
 }
-template <class E> std::vector<Loop> chainsVertices(const std::vector<std::vector<E>>& vv) {
+template <class E> std::multiset<std::vector<XY>> ringsOf(const std::vector<std::vector<E>>& vvChains, bool bDirected = false) {
     std::vector<Loop> v;
-    for (const std::vector<E>& c : vv) v.push_back(chainVertices(c));
-    return v;
+    for (const std::vector<E>& c : vvChains) v.push_back(chainVertices(c));
+    return canonicalSet(v, bDirected);
 }
 // The edges as coordinate pairs, with their ends sorted when undirected.
 template <class E> EdgeBag bagOf(const std::vector<E>& v, bool bUndirected = false) {
@@ -139,7 +139,7 @@ TEST(PolygonHelpers, RingsFromShuffledEdgesAreTheGeneratedRings) {
         std::vector<std::vector<Segment2>> vvRings;
         std::vector<Segment2> vRemaining;
         edgesToPolygons(scrambled(vEdges, rng), vvRings, vRemaining);
-        EXPECT_EQ(canonicalSet(chainsVertices(vvRings)), canonicalSet(vRings));
+        EXPECT_EQ(ringsOf(vvRings), canonicalSet(vRings));
         EXPECT_EQ(bagOf(vRemaining, true), bagOf(vExtras, true));
     }
 }
@@ -189,8 +189,8 @@ TEST(PolygonHelpers, BordersOfAZoneAreItsConstraintEdgesChainedIntoRings) {
             std::vector<Edge2> vRemaining;
             getBorders(vT, vvRings);
             edgesToPolygons(vBorder, vvAgain, vRemaining);
-            EXPECT_EQ(canonicalSet(chainsVertices(vvRings), true), canonicalSet(c.vBorderRings, true));
-            EXPECT_EQ(canonicalSet(chainsVertices(vvAgain), true), canonicalSet(c.vBorderRings, true));
+            EXPECT_EQ(ringsOf(vvRings, true), canonicalSet(c.vBorderRings, true));
+            EXPECT_EQ(ringsOf(vvAgain, true), canonicalSet(c.vBorderRings, true));
             EXPECT_TRUE(vRemaining.empty());
         }
     }
