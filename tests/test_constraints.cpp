@@ -165,7 +165,7 @@ TEST(Constraints, HardInputsStayValid) {
                 continue;
             }
             EXPECT_EQ(constrainedFault(dt, vGraphs, what), "");
-            EXPECT_TRUE(cis == CIS_CONFORMING_DELAUNAY || c.expectedVertices == 0 || dt.numberOfPoints() == c.expectedVertices) << what;
+            EXPECT_TRUE(cis == CIS_CONFORMING_DELAUNAY || c.expectedVertices == 0 || dt.numberOfPoints() == c.expectedVertices) << what << ": " << dt.numberOfPoints() << " vertices";
         }
 }
 
