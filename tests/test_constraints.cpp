@@ -10,6 +10,7 @@
 #include <map>
 #include <random>
 #include <set>
+#include <sstream>
 #include "ExactOracle.h"
 #include "GeomTest.h"
 #include "InnerVtxMgr.h"
@@ -445,6 +446,9 @@ TEST(Constraints, SegmentRecordSplits) {
     // Split twice on the first child: three leaves, grandchildren first.
     Point2* pMid = s->insertAndSplit(Point2(2, 2));
     ASSERT_NE(pMid, nullptr);
+    std::ostringstream oss;
+    oss << *s;
+    EXPECT_TRUE(oss.str().find(" [DEAD, numChildren=2]") != std::string::npos && oss.str().find("length=5.65685") != std::string::npos) << oss.str();
     ConstraintSegment2 *k0 = nullptr, *k1 = nullptr;
     Point2* pSplit = nullptr;
     s->getChildrenAndSplitPoint(k0, k1, pSplit);
