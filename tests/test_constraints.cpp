@@ -1,14 +1,16 @@
 // Constraint segments, constrained and conforming insertion, constraint graphs. Every
-// triangulation built here passes checkValidity and the independent oracle of tests/support
-// (constrained: the local Delaunay test is waived across the alive constrained pieces only).
+// triangulation built here passes checkValidity and the exact oracle of tests/support
+// (constrainedFault: the local Delaunay test is waived across the alive constrained pieces only);
+// crossings are checked against their exact rational intersection, and non-crossing input
+// against CGAL's constrained Delaunay triangulation when it is there.
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <map>
 #include <random>
 #include <set>
 #include <sstream>
-#include <map>
 #include "ExactOracle.h"
 #include "GeomTest.h"
 #include "InnerVtxMgr.h"
@@ -23,14 +25,19 @@
 #endif
 
 using namespace ORBI_LUMO2D;
+using lumo_test::constrainedFault;
 using lumo_test::CoordEdge;
 using lumo_test::coordEdge;
-using lumo_test::constrainedFault;
+using lumo_test::randomPoints;
+using lumo_test::stdoutOf;
 
 namespace {
 typedef std::pair<double, double> XY;
 XY xy(const Point2& p) { return XY(p.x(), p.y()); }
-
+Segment2 seg(double x0, double y0, double x1, double y1) { return Segment2(Point2(x0, y0), Point2(x1, y1)); }
+ConstraintGraph2* add(Lumo_2D& dt, std::vector<Segment2> v, ConstraintInsertionStrategy cis = CIS_CONSTRAINED_DELAUNAY, bool bOriented = false) {
+    return dt.createConstraint(v, cis, bOriented);
+}
 std::vector<ConstraintSegment2*> pieces(const ConstraintGraph2* pG) {
     std::vector<ConstraintSegment2*> v;
     pG->getChildConstraintSegments(v);
@@ -41,27 +48,14 @@ std::vector<ConstraintSegment2*> originals(const ConstraintGraph2* pG) {
     pG->getOriginalConstraintSegments(v);
     return v;
 }
-
-std::vector<Point2> randomPoints(size_t n, std::mt19937_64& rng, double lo = 0.0, double hi = 1.0) {
-    std::uniform_real_distribution<double> d(lo, hi);
-    std::vector<Point2> v;
-    for (size_t i = 0; i < n; ++i) v.emplace_back(d(rng), d(rng));
-    return v;
-}
 std::vector<Segment2> randomSegments(size_t n, std::mt19937_64& rng, double len) {
     std::uniform_real_distribution<double> d(0.0, 1.0);
     std::vector<Segment2> v;
     for (size_t i = 0; i < n; ++i) {
-        const double x = d(rng), y = d(rng), a = 6.283185307179586 * d(rng);
-        v.emplace_back(Point2(x, y), Point2(x + len * std::cos(a), y + len * std::sin(a)));
+        const double x = d(rng), y = d(rng), a = 2 * M_PI * d(rng);
+        v.push_back(seg(x, y, x + len * std::cos(a), y + len * std::sin(a)));
     }
     return v;
-}
-bool properlyCross(const Segment2& s, const Segment2& t) {
-    using lumo_test::exactOrientation;
-    const Point2 a = s.getSrc(), b = s.getTrg(), c = t.getSrc(), d = t.getTrg();
-    return exactOrientation(a, b, c) * exactOrientation(a, b, d) < 0 &&
-           exactOrientation(c, d, a) * exactOrientation(c, d, b) < 0;
 }
 // Random segments none of which touches another.
 std::vector<Segment2> disjointSegments(size_t n, std::mt19937_64& rng, double len) {
@@ -71,10 +65,15 @@ std::vector<Segment2> disjointSegments(size_t n, std::mt19937_64& rng, double le
             v.push_back(s);
     return v;
 }
-Segment2 seg(double x0, double y0, double x1, double y1) { return Segment2(Point2(x0, y0), Point2(x1, y1)); }
+bool properlyCross(const Segment2& s, const Segment2& t) {
+    using lumo_test::exactOrientation;
+    const Point2 a = s.getSrc(), b = s.getTrg(), c = t.getSrc(), d = t.getTrg();
+    return exactOrientation(a, b, c) * exactOrientation(a, b, d) < 0 && exactOrientation(c, d, a) * exactOrientation(c, d, b) < 0;
+}
+Segment2 segmentOf(const ConstraintSegment2* s) { return Segment2(*s->getSrc(), *s->getTrg()); }
 
-// Empty when the alive pieces of pOrig (edges, as constrainedFault finds) form one chain from
-// its source to its target, every vertex within tol of its supporting line.
+// Empty when the alive pieces of pOrig form one chain from its source to its target, every
+// vertex within tol of its supporting line.
 std::string chainFault(ConstraintSegment2* pOrig, double tol) {
     std::vector<ConstraintSegment2*> vChain;
     if (pOrig->isAlive()) vChain.push_back(pOrig);
@@ -82,18 +81,13 @@ std::string chainFault(ConstraintSegment2* pOrig, double tol) {
     const Point2 a = *pOrig->getSrc(), b = *pOrig->getTrg();
     const double ux = b.x() - a.x(), uy = b.y() - a.y(), len = std::hypot(ux, uy);
     std::set<Point2*> sEnds;   // vertices used an odd number of times
-    for (ConstraintSegment2* s : vChain) {
+    for (ConstraintSegment2* s : vChain)
         for (Point2* p : {s->getSrc(), s->getTrg()}) {
             if (!sEnds.insert(p).second) sEnds.erase(p);
             if (std::fabs(ux * (p->y() - a.y()) - uy * (p->x() - a.x())) / len > tol) return "a piece vertex is off the line";
         }
-    }
     return sEnds == std::set<Point2*>{pOrig->getSrc(), pOrig->getTrg()} ? "" : "the pieces are no chain";
 }
-
-} // namespace
-
-// ---- degenerate and hard inputs ---------------------------------------------------------------------
 
 struct HardCase {
     const char* name;
@@ -101,95 +95,79 @@ struct HardCase {
     std::vector<std::vector<Segment2>> vGroups;   // one createConstraint call each
     size_t expectedVertices;                       // 0: not checked
 };
-
 std::vector<HardCase> hardCases() {
-    std::vector<HardCase> v;
     const std::vector<Point2> box = {Point2(-1, -1), Point2(3, -1), Point2(3, 3), Point2(-1, 3)};
-    v.push_back({"two crossing", box, {{seg(0, 0, 2, 2)}, {seg(0, 2, 2, 0)}}, 9});
-    v.push_back({"one call crossing", box, {{seg(0, 0, 2, 2), seg(0, 2, 2, 0)}}, 9});
-    v.push_back({"through existing vertices", {Point2(0, 0), Point2(1, 0), Point2(2, 0), Point2(1, 1), Point2(1, -1), Point2(3, 0)},
-                 {{seg(0, 0, 3, 0)}}, 6});
-    v.push_back({"T-junction", box, {{seg(0, 0, 2, 0)}, {seg(1, 0, 1, 2)}}, 8});
-    v.push_back({"collinear overlapping chain", box,
-                 {{seg(0, 0, 2, 0), seg(1, 0, 3, 0)}, {seg(0.5, 0, 2.5, 0)}, {seg(2.5, 0, 0, 0)}}, 10});
-    v.push_back({"segments along the hull", box, {{seg(-1, -1, 3, -1), seg(3, -1, 3, 3), seg(3, 3, -1, 3), seg(-1, 3, -1, -1)}}, 4});
-    v.push_back({"same twice, both directions", box, {{seg(0, 0, 2, 1), seg(0, 0, 2, 1)}, {seg(2, 1, 0, 0)}}, 6});
-    {   // thousands of segments through one vertex (the origin), and a bundle of lines that
-        // nearly meet in one point (1,-0.5): their crossings round to a cluster of distinct vertices
-        HardCase c{"star through one vertex", box, {{}, {}}, 0};
-        c.vPoints.push_back(Point2(0, 0));
-        for (int i = 0; i < 2000; ++i) {
-            const double a = 3.141592653589793 * i / 2000.0;
-            c.vGroups[0].push_back(seg(0, 0, 2 * std::cos(a), 2 * std::sin(a) + 0.5));
-        }
-        for (int i = 0; i < 30; ++i) {
-            const double a = 3.141592653589793 * i / 30.0;
-            c.vGroups[1].push_back(seg(1 - 0.45 * std::cos(a), -0.5 - 0.45 * std::sin(a), 1 + 0.45 * std::cos(a),
-                                       -0.5 + 0.45 * std::sin(a)));
+    std::vector<HardCase> v = {
+        {"two crossing", box, {{seg(0, 0, 2, 2)}, {seg(0, 2, 2, 0)}}, 9},
+        {"one call crossing", box, {{seg(0, 0, 2, 2), seg(0, 2, 2, 0)}}, 9},
+        {"through existing vertices", {Point2(0, 0), Point2(1, 0), Point2(2, 0), Point2(1, 1), Point2(1, -1), Point2(3, 0)}, {{seg(0, 0, 3, 0)}}, 6},
+        {"T-junction", box, {{seg(0, 0, 2, 0)}, {seg(1, 0, 1, 2)}}, 8},
+        {"collinear overlapping chain", box, {{seg(0, 0, 2, 0), seg(1, 0, 3, 0)}, {seg(0.5, 0, 2.5, 0)}, {seg(2.5, 0, 0, 0)}}, 10},
+        {"segments along the hull", box, {{seg(-1, -1, 3, -1), seg(3, -1, 3, 3), seg(3, 3, -1, 3), seg(-1, 3, -1, -1)}}, 4},
+        {"same twice, both directions", box, {{seg(0, 0, 2, 1), seg(0, 0, 2, 1)}, {seg(2, 1, 0, 0)}}, 6},
+        // y = 3x and y = 1 - x/3 cross at (0.3, 0.9); both coordinates round. A vertex placed at
+        // the once-rounded point lies on neither line, yet both must be split at it: no new vertex.
+        {"crossing rounds onto an existing vertex", box, {{seg(0, 0, 1, 3)}, {seg(0, 1, 3, 0)}}, 9},
+    };
+    v.back().vPoints.push_back(GeomTest().getIntersectionCoords_gmp(seg(0, 0, 1, 3), seg(0, 1, 3, 0)));
+    // Thousands of segments through one vertex (the origin), and a bundle of lines that nearly
+    // meet in one point (1,-0.5): their crossings round to a cluster of distinct vertices.
+    HardCase star{"star through one vertex", box, {{}, {}}, 0};
+    star.vPoints.push_back(Point2(0, 0));
+    for (int i = 0; i < 2000; ++i) star.vGroups[0].push_back(seg(0, 0, 2 * std::cos(M_PI * i / 2000.0), 2 * std::sin(M_PI * i / 2000.0) + 0.5));
+    for (int i = 0; i < 30; ++i) {
+        const double c = 0.45 * std::cos(M_PI * i / 30.0), s = 0.45 * std::sin(M_PI * i / 30.0);
+        star.vGroups[1].push_back(seg(1 - c, -0.5 - s, 1 + c, -0.5 + s));
+    }
+    // Crossings at angles of a few ulps: near-parallel pairs through a shared region.
+    HardCase tiny{"tiny angles", box, {{}}, 0};
+    const double u = std::ldexp(1.0, -52);
+    for (int k = 1; k <= 12; ++k)
+        tiny.vGroups[0].insert(tiny.vGroups[0].end(), {seg(0, 0, 2, 2), seg(0, k * u, 2, 2 - k * u), seg(0, 1 + k * u, 2, 1 - k * u * 3), seg(0, 1, 2, 1 + k * u)});
+    HardCase bundle{"near parallel bundle crossing a fan", box, {{}, {}}, 0};
+    for (int k = 0; k < 40; ++k) {
+        bundle.vGroups[0].push_back(seg(0, 1 + k * 1e-14, 2, 1 + k * 1.3e-14 - 2e-13));
+        bundle.vGroups[1].push_back(seg(0.05 * k, 0, 2 - 0.05 * k, 2));
+    }
+    v.insert(v.end(), {star, tiny, bundle});
+    for (double f : {1e15, 1e-15}) {   // a grid of crossings, huge and tiny coordinates
+        HardCase c{f > 1 ? "grid near 1e15" : "grid near 1e-15", {}, {{}, {}}, 0};
+        for (const Point2& p : box) c.vPoints.emplace_back(p.x() * f + 3 * f, p.y() * f);
+        for (int k = 0; k < 10; ++k) {
+            c.vGroups[0].push_back(seg((3 + 0.1 * k) * f, 0, (3.3 + 0.17 * k) * f, 2 * f));
+            c.vGroups[1].push_back(seg(2.9 * f, (0.1 + 0.19 * k) * f, 5 * f, (0.3 + 0.15 * k) * f));
         }
         v.push_back(c);
-    }
-    {   // crossings at angles of a few ulps: near-parallel pairs through a shared region
-        HardCase c{"tiny angles", box, {{}}, 0};
-        const double u = std::ldexp(1.0, -52);
-        for (int k = 1; k <= 12; ++k) {
-            c.vGroups[0].push_back(seg(0, 0, 2, 2));
-            c.vGroups[0].push_back(seg(0, k * u, 2, 2 - k * u));
-            c.vGroups[0].push_back(seg(0, 1 + k * u, 2, 1 - k * u * 3));
-            c.vGroups[0].push_back(seg(0, 1, 2, 1 + k * u));
-        }
-        v.push_back(c);
-    }
-    {   // a near-parallel bundle crossing a fan
-        HardCase c{"near parallel bundle", box, {{}, {}}, 0};
-        for (int k = 0; k < 40; ++k) c.vGroups[0].push_back(seg(0, 1 + k * 1e-14, 2, 1 + k * 1.3e-14 - 2e-13));
-        for (int k = 0; k < 40; ++k) c.vGroups[1].push_back(seg(0.05 * k, 0, 2 - 0.05 * k, 2));
-        v.push_back(c);
-    }
-    {   // a grid of crossings, huge and tiny coordinates
-        for (double scale : {1e15, 1e-15}) {
-            HardCase c{scale > 1 ? "grid near 1e15" : "grid near 1e-15", {}, {{}, {}}, 0};
-            for (const Point2& p : box) c.vPoints.emplace_back(p.x() * scale + 3 * scale, p.y() * scale);
-            for (int k = 0; k < 10; ++k) {
-                c.vGroups[0].push_back(seg((3 + 0.1 * k) * scale, 0, (3.3 + 0.17 * k) * scale, 2 * scale));
-                c.vGroups[1].push_back(seg(2.9 * scale, (0.1 + 0.19 * k) * scale, 5 * scale, (0.3 + 0.15 * k) * scale));
-            }
-            v.push_back(c);
-        }
     }
     return v;
 }
+} // namespace
 
 TEST(Constraints, HardInputsStayValid) {
     lumo_test::ScopedTempDir tmp;
-    for (const HardCase& c : hardCases()) {
+    for (const HardCase& c : hardCases())
         for (ConstraintInsertionStrategy cis : {CIS_CONSTRAINED_DELAUNAY, CIS_CONFORMING_DELAUNAY}) {
-            // Conforming insertion of crossings at angles of a few ulps splits down to the
-            // precision guard: checked for validity only.
+            const std::string what = std::string(c.name) + (cis == CIS_CONSTRAINED_DELAUNAY ? " (constrained)" : " (conforming)");
             Lumo_2D dt;
             dt.insert(c.vPoints);
             std::vector<ConstraintGraph2*> vGraphs;
-            const std::string out = lumo_test::stdoutOf([&] {
+            const std::string out = stdoutOf([&] {
                 for (std::vector<Segment2> vSegs : c.vGroups) {
                     // Conforming splitting around many tiny angles grows shells of vertices
                     // towards the apex: a sample of the largest groups is enough there.
                     if (cis == CIS_CONFORMING_DELAUNAY && vSegs.size() > 60) vSegs.resize(60);
-                    vGraphs.push_back(dt.createConstraint(vSegs, cis));
+                    vGraphs.push_back(add(dt, vSegs, cis));
                 }
             });
-            const std::string what = std::string(c.name) + (cis == CIS_CONSTRAINED_DELAUNAY ? " (constrained)" : " (conforming)");
-            if (out.find("Double precision arithmetic") != std::string::npos ||
-                out.find("insufficient numeric accuracy") != std::string::npos) {
-                // Unrepresented pieces would be reported missing: the mesh itself is checked.
+            // Conforming insertion of crossings at angles of a few ulps splits down to the
+            // precision guard; unrepresented pieces would be reported missing: the mesh alone.
+            if (out.find("Double precision arithmetic") != std::string::npos || out.find("insufficient numeric accuracy") != std::string::npos) {
                 EXPECT_EQ(lumo_test::meshFault(dt), "") << what;
                 continue;
             }
             EXPECT_EQ(constrainedFault(dt, vGraphs, what), "");
-            if (cis == CIS_CONSTRAINED_DELAUNAY && c.expectedVertices != 0) {
-                EXPECT_EQ(dt.numberOfPoints(), c.expectedVertices) << what;
-            }
+            EXPECT_TRUE(cis == CIS_CONFORMING_DELAUNAY || c.expectedVertices == 0 || dt.numberOfPoints() == c.expectedVertices) << what << ": " << dt.numberOfPoints() << " vertices";
         }
-    }
 }
 
 TEST(Constraints, BorderFileOfAdjacentCountries) {
@@ -204,8 +182,7 @@ TEST(Constraints, BorderFileOfAdjacentCountries) {
     const int n = 12;
     auto corner = [&](int i, int j) {   // jittered inside, straight on the outer boundary
         std::mt19937_64 r(uint64_t(i * 100 + j));
-        const double jx = (i % n == 0) ? 0.0 : 0.3 * d(r), jy = (j % n == 0) ? 0.0 : 0.3 * d(r);
-        return Point2(q(i + jx), q(j + jy));
+        return Point2(q(i + (i % n == 0 ? 0.0 : 0.3 * d(r))), q(j + (j % n == 0 ? 0.0 : 0.3 * d(r))));
     };
     auto border = [&](const Point2& a, const Point2& b) {   // the same noise from either end
         const bool bRev = xy(b) < xy(a);
@@ -242,15 +219,15 @@ TEST(Constraints, BorderFileOfAdjacentCountries) {
                 }
             }
         }
-        lumo_test::stdoutOf([&] { vGraphs.push_back(dt.createConstraint(vInputs[i], CIS_CONSTRAINED_DELAUNAY, true)); });
+        stdoutOf([&] { vGraphs.push_back(add(dt, vInputs[i], CIS_CONSTRAINED_DELAUNAY, true)); });
     }
     ASSERT_EQ(constrainedFault(dt, vGraphs, "border file"), "");
     // Every input piece of positive length: its segment, as a chain of constraint edges (a
     // border given in both directions within one call keeps one direction).
-    for (int g = 0; g < n; ++g) {
-        const std::vector<ConstraintSegment2*> vOrig = originals(vGraphs[size_t(g)]);
+    for (size_t g = 0; g < size_t(n); ++g) {
+        const std::vector<ConstraintSegment2*> vOrig = originals(vGraphs[g]);
         size_t o = 0;
-        for (const Segment2& s : vInputs[size_t(g)]) {
+        for (const Segment2& s : vInputs[g]) {
             if (s.getSrc() == s.getTrg()) continue;
             ASSERT_LT(o, vOrig.size());
             EXPECT_EQ(coordEdge(*vOrig[o]->getSrc(), *vOrig[o]->getTrg()), coordEdge(s.getSrc(), s.getTrg()));
@@ -263,100 +240,66 @@ TEST(Constraints, BorderFileOfAdjacentCountries) {
 TEST(Constraints, SameSegmentTwiceIsOneObjectWithTwoOwners) {
     Lumo_2D dt;
     dt.insert(std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(0, 4)});
-    std::vector<Segment2> a = {seg(1, 1, 2, 2)}, b = {seg(2, 2, 1, 1)};
-    ConstraintGraph2* pA = dt.createConstraint(a, CIS_CONSTRAINED_DELAUNAY);
-    ConstraintGraph2* pB = dt.createConstraint(b, CIS_CONSTRAINED_DELAUNAY, true);
-    const std::vector<ConstraintSegment2*> vA = originals(pA), vB = originals(pB);
+    ConstraintGraph2 *pA = add(dt, {seg(1, 1, 2, 2)}), *pB = add(dt, {seg(2, 2, 1, 1)}, CIS_CONSTRAINED_DELAUNAY, true);
+    const std::vector<ConstraintSegment2*> vA = originals(pA);
     ASSERT_EQ(vA.size(), 1u);
-    EXPECT_EQ(vA, vB);
+    EXPECT_EQ(vA, originals(pB));
     EXPECT_EQ(vA[0]->getNumberOfOwners(), 2u);
-    EXPECT_NE(pA->isReverse(vA[0]), pB->isReverse(vB[0]));
+    EXPECT_NE(pA->isReverse(vA[0]), pB->isReverse(vA[0]));
     EXPECT_EQ(constrainedFault(dt, {pA, pB}, "twice"), "");
 }
 
-// ---- crossings: one vertex per crossing, near the exact intersection ----------------------------------
-
+// One vertex per crossing of the host's segments, each exactly the crossing of the two pieces
+// it split, rounded once toward zero (the exact rational intersection); half the segments in
+// one call, the rest one by one: crossings inside a call and across calls.
 TEST(Constraints, CrossingRandomSegmentsMeetAtTheirIntersections) {
     std::mt19937_64 rng(7);
     for (size_t numSeg : {2u, 30u, 120u}) {
+        SCOPED_TRACE(numSeg);
         Lumo_2D dt;
-        dt.insert(randomPoints(500, rng));
+        dt.insert(randomPoints(500, unsigned(numSeg)));
         const std::vector<Segment2> vSegs = randomSegments(numSeg, rng, 0.6);
         std::vector<ConstraintGraph2*> vGraphs;
-        // Half in one call, the rest one by one: crossings inside a call and across calls.
-        std::vector<Segment2> vFirst(vSegs.begin(), vSegs.begin() + std::ptrdiff_t(numSeg / 2));
-        testing::internal::CaptureStdout();
-        vGraphs.push_back(dt.createConstraint(vFirst, CIS_CONSTRAINED_DELAUNAY));
-        for (size_t i = numSeg / 2; i < numSeg; ++i) {
-            std::vector<Segment2> v1 = {vSegs[i]};
-            vGraphs.push_back(dt.createConstraint(v1, CIS_CONSTRAINED_DELAUNAY));
-        }
-        testing::internal::GetCapturedStdout();
+        stdoutOf([&] {
+            vGraphs.push_back(add(dt, std::vector<Segment2>(vSegs.begin(), vSegs.begin() + std::ptrdiff_t(numSeg / 2))));
+            for (size_t i = numSeg / 2; i < numSeg; ++i) vGraphs.push_back(add(dt, {vSegs[i]}));
+        });
         ASSERT_EQ(constrainedFault(dt, vGraphs, "crossing"), "");
-        // One vertex per crossing of the host's segments (counted below), each exactly the
-        // crossing of the two pieces it split, rounded once toward zero.
         std::map<Point2*, std::vector<ConstraintSegment2*>> mSplitAt;   // split vertex -> dead pieces
-        for (ConstraintGraph2* pG : vGraphs) {
-            std::vector<ConstraintSegment2*> vStack = originals(pG);
-            while (!vStack.empty()) {
+        for (ConstraintGraph2* pG : vGraphs)
+            for (std::vector<ConstraintSegment2*> vStack = originals(pG); !vStack.empty();) {
                 ConstraintSegment2 *pS = vStack.back(), *k0 = nullptr, *k1 = nullptr;
                 Point2* pSplit = nullptr;
                 vStack.pop_back();
                 if (!pS->isSplit()) continue;
                 pS->getChildrenAndSplitPoint(k0, k1, pSplit);
                 mSplitAt[pSplit].push_back(pS);
-                vStack.push_back(k0);
-                vStack.push_back(k1);
+                vStack.insert(vStack.end(), {k0, k1});
             }
-        }
         std::set<XY> sInput;
-        for (const Segment2& sg : vSegs) sInput.insert({xy(sg.getSrc()), xy(sg.getTrg())});
-        size_t numCrossingVertices = 0;
+        for (const Segment2& s : vSegs) sInput.insert({xy(s.getSrc()), xy(s.getTrg())});
+        size_t numCrossingVertices = 0, numCrossings = 0;
         for (const auto& e : mSplitAt) {
             if (sInput.count(xy(*e.first)) != 0) continue;   // an input vertex on a segment
             ++numCrossingVertices;
-            bool bRounded = false;   // (a single crossing: exactly the host crossing, rounded)
+            bool bRounded = false;
             for (ConstraintSegment2* s : e.second)
                 for (ConstraintSegment2* t : e.second) {
-                    if (!properlyCross(Segment2(*s->getSrc(), *s->getTrg()), Segment2(*t->getSrc(), *t->getTrg()))) continue;
+                    if (!properlyCross(segmentOf(s), segmentOf(t))) continue;
                     const double c[8] = {s->getSrc()->x(), s->getSrc()->y(), s->getTrg()->x(), s->getTrg()->y(),
                                          t->getSrc()->x(), t->getSrc()->y(), t->getTrg()->x(), t->getTrg()->y()};
                     lumo_test::Rational x, y;
                     lumo_oracle::lineIntersection(c, x.get_mpq_t(), y.get_mpq_t());
-                    bRounded = bRounded || (lumo_oracle::isTruncation(e.first->x(), x.get_mpq_t()) &&
-                                            lumo_oracle::isTruncation(e.first->y(), y.get_mpq_t()));
+                    bRounded = bRounded || (lumo_oracle::isTruncation(e.first->x(), x.get_mpq_t()) && lumo_oracle::isTruncation(e.first->y(), y.get_mpq_t()));
                 }
             EXPECT_TRUE(bRounded) << "vertex " << *e.first;
         }
-        size_t numCrossings = 0;
         for (size_t i = 0; i < numSeg; ++i)
             for (size_t j = i + 1; j < numSeg; ++j) numCrossings += properlyCross(vSegs[i], vSegs[j]) ? 1 : 0;
-        EXPECT_EQ(numCrossingVertices, numCrossings) << numSeg;
-        EXPECT_EQ(dt.numberOfPoints(), 500 + 2 * numSeg + numCrossings) << numSeg;
+        EXPECT_EQ(numCrossingVertices, numCrossings);
+        EXPECT_EQ(dt.numberOfPoints(), 500 + 2 * numSeg + numCrossings);
     }
 }
-
-TEST(Constraints, CrossingThatRoundsOntoAnExistingVertexSplitsThere) {
-    // y = 3x and y = 1 - x/3 cross at (0.3, 0.9); both coordinates round. A vertex placed at the
-    // once-rounded point lies on neither line, yet both constraints must be split at it.
-    GeomTest gt;
-    const Segment2 a = seg(0, 0, 1, 3), b = seg(0, 1, 3, 0);
-    const Point2 p = gt.getIntersectionCoords_gmp(a, b);
-    Lumo_2D dt;
-    dt.insert(std::vector<Point2>{Point2(-1, -1), Point2(4, -1), Point2(4, 4), Point2(-1, 4), p});
-    std::vector<Segment2> va = {a}, vb = {b};
-    ConstraintGraph2* pA = dt.createConstraint(va, CIS_CONSTRAINED_DELAUNAY);
-    ConstraintGraph2* pB = dt.createConstraint(vb, CIS_CONSTRAINED_DELAUNAY);
-    EXPECT_EQ(dt.numberOfPoints(), 9u);
-    for (ConstraintGraph2* pG : {pA, pB}) {
-        std::vector<Point2*> vSplit(pG->getSplitVertices().begin(), pG->getSplitVertices().end());
-        ASSERT_EQ(vSplit.size(), 1u);
-        EXPECT_EQ(*vSplit[0], p);
-    }
-    EXPECT_EQ(constrainedFault(dt, {pA, pB}, "rounds onto vertex"), "");
-}
-
-// ---- the peer: CGAL's constrained Delaunay triangulation ----------------------------------------------
 
 TEST(Constraints, NonCrossingSegmentsGiveCgalsEdgeSet) {
 #ifndef LUMO2D_HAVE_CGAL
@@ -366,24 +309,20 @@ TEST(Constraints, NonCrossingSegmentsGiveCgalsEdgeSet) {
     typedef CGAL::Constrained_Delaunay_triangulation_2<K, CGAL::Default, CGAL::Exact_predicates_tag> CDT;
     std::mt19937_64 rng(11);
     for (int round = 0; round < 3; ++round) {
-        const std::vector<Point2> vPts = randomPoints(size_t(300 + 500 * round), rng);
-        std::vector<Segment2> vSegs = disjointSegments(size_t(40 + 60 * round), rng, 0.05 + 0.1 * round);
+        const std::vector<Point2> vPts = randomPoints(size_t(300 + 500 * round), unsigned(11 + round));
+        const std::vector<Segment2> vSegs = disjointSegments(size_t(40 + 60 * round), rng, 0.05 + 0.1 * round);
         Lumo_2D dt;
         dt.insert(vPts);
-        ConstraintGraph2* pG = dt.createConstraint(vSegs, CIS_CONSTRAINED_DELAUNAY);
+        ConstraintGraph2* pG = add(dt, vSegs);
         ASSERT_EQ(constrainedFault(dt, {pG}, "vs CGAL"), "");
         CDT cdt;
         for (const Point2& p : vPts) cdt.insert(K::Point_2(p.x(), p.y()));
-        for (const Segment2& s : vSegs)
-            cdt.insert_constraint(K::Point_2(s.getSrc().x(), s.getSrc().y()), K::Point_2(s.getTrg().x(), s.getTrg().y()));
+        for (const Segment2& s : vSegs) cdt.insert_constraint(K::Point_2(s.getSrc().x(), s.getSrc().y()), K::Point_2(s.getTrg().x(), s.getTrg().y()));
         std::set<CoordEdge> sOurs, sPeer;
-        std::vector<Triangle2*> vT;
-        dt.getTrianglePointers(vT);
-        for (Triangle2* pT : vT)
+        for (Triangle2* pT : lumo_test::triangles(dt))
             for (int i = 0; i < 3; ++i) sOurs.insert(coordEdge(*pT->getCorner(i), *pT->getCorner((i + 1) % 3)));
         for (auto e = cdt.finite_edges_begin(); e != cdt.finite_edges_end(); ++e) {
-            const K::Point_2 a = e->first->vertex(CDT::cw(e->second))->point();
-            const K::Point_2 b = e->first->vertex(CDT::ccw(e->second))->point();
+            const K::Point_2 a = e->first->vertex(CDT::cw(e->second))->point(), b = e->first->vertex(CDT::ccw(e->second))->point();
             sPeer.insert(coordEdge(Point2(a.x(), a.y()), Point2(b.x(), b.y())));
         }
         EXPECT_EQ(sOurs, sPeer) << "round " << round;
@@ -391,8 +330,10 @@ TEST(Constraints, NonCrossingSegmentsGiveCgalsEdgeSet) {
 #endif
 }
 
-// ---- conforming insertion ---------------------------------------------------------------------------------
-
+// Each host segment a chain of Delaunay edges from its source to its target (the full
+// empty-circle check), every vertex on the segment up to the rounding of midpoints and
+// crossings; later insertions close to the segments, single, by vector and by array, flip
+// pieces away, and each call splits them again.
 TEST(Constraints, ConformingSegmentsAreChainsOfDelaunayEdges) {
     std::mt19937_64 rng(5);
     struct Row {
@@ -408,35 +349,31 @@ TEST(Constraints, ConformingSegmentsAreChainsOfDelaunayEdges) {
         const double a = 0.3 + 0.001 * i, len = 0.5 + 0.015 * i;
         vRows.back().vSegs.push_back(seg(0.1, 0.1, 0.1 + len * std::cos(a), 0.1 + len * std::sin(a)));
     }
+    std::uniform_real_distribution<double> d(0.0, 1.0);
     for (Row& row : vRows) {
+        SCOPED_TRACE(row.name);
         Lumo_2D dt;
-        dt.insert(randomPoints(row.numPoints, rng));
+        dt.insert(randomPoints(row.numPoints, unsigned(row.numPoints)));
         ConstraintGraph2* pG = nullptr;
-        const std::string out = lumo_test::stdoutOf([&] { pG = dt.createConstraint(row.vSegs, CIS_CONFORMING_DELAUNAY); });
-        EXPECT_EQ(out, "") << row.name;
-        ASSERT_EQ(constrainedFault(dt, {pG}, row.name), "");   // the full empty-circle check
-        // Each host segment: a chain of edges from its source to its target, every vertex on
-        // the segment up to the rounding of midpoints and crossings.
-        for (ConstraintSegment2* pO : originals(pG)) EXPECT_EQ(chainFault(pO, 1e-13), "") << row.name;
-        // Later insertions close to the segments flip pieces away; each call splits them again.
-        std::vector<Point2> vNear;
-        std::uniform_real_distribution<double> d(0.0, 1.0);
-        for (const Segment2& s : row.vSegs) {
+        EXPECT_EQ(stdoutOf([&] { pG = add(dt, row.vSegs, CIS_CONFORMING_DELAUNAY); }), "");
+        ASSERT_EQ(constrainedFault(dt, {pG}, "inserted"), "");
+        for (ConstraintSegment2* pO : originals(pG)) EXPECT_EQ(chainFault(pO, 1e-13), "");
+        std::vector<double> vNear;   // 6 points per segment, 1e-3 off it at most
+        for (const Segment2& s : row.vSegs)
             for (int k = 0; k < 6; ++k) {
                 const double t = d(rng), off = 1e-3 * (d(rng) - 0.5);
                 const Point2 a = s.getSrc(), b = s.getTrg();
-                vNear.emplace_back(a.x() + t * (b.x() - a.x()) - off * (b.y() - a.y()), a.y() + t * (b.y() - a.y()) + off * (b.x() - a.x()));
+                vNear.insert(vNear.end(), {a.x() + t * (b.x() - a.x()) - off * (b.y() - a.y()), a.y() + t * (b.y() - a.y()) + off * (b.x() - a.x())});
             }
-        }
-        const size_t third = vNear.size() / 3;
-        for (size_t k = 0; k < third; ++k) dt.insert(vNear[k]);
-        ASSERT_EQ(constrainedFault(dt, {pG}, std::string(row.name) + ", single insertions"), "");
-        dt.insert(std::vector<Point2>(vNear.begin() + std::ptrdiff_t(third), vNear.begin() + std::ptrdiff_t(2 * third)));
-        ASSERT_EQ(constrainedFault(dt, {pG}, std::string(row.name) + ", vector insertion"), "");
-        std::vector<double> vXY;
-        for (size_t k = 2 * third; k < vNear.size(); ++k) vXY.insert(vXY.end(), {vNear[k].x(), vNear[k].y()});
-        dt.insert(int(vXY.size() / 2), vXY.data(), nullptr);
-        ASSERT_EQ(constrainedFault(dt, {pG}, std::string(row.name) + ", array insertion"), "");
+        const size_t third = vNear.size() / 6 * 2;
+        for (size_t k = 0; k < third; k += 2) dt.insert(Point2(vNear[k], vNear[k + 1]));
+        ASSERT_EQ(constrainedFault(dt, {pG}, "single insertions"), "");
+        std::vector<Point2> vMiddle;
+        for (size_t k = third; k < 2 * third; k += 2) vMiddle.emplace_back(vNear[k], vNear[k + 1]);
+        dt.insert(vMiddle);
+        ASSERT_EQ(constrainedFault(dt, {pG}, "vector insertion"), "");
+        dt.insert(int((vNear.size() - 2 * third) / 2), vNear.data() + 2 * third, nullptr);
+        ASSERT_EQ(constrainedFault(dt, {pG}, "array insertion"), "");
     }
 }
 
@@ -446,80 +383,62 @@ TEST(Constraints, ConformingSegmentsAreChainsOfDelaunayEdges) {
 TEST(Constraints, ConformingSegmentsAddedOneCallAtATime) {
     std::mt19937_64 rng(8);
     Lumo_2D dt;
-    dt.insert(randomPoints(600, rng));
+    dt.insert(randomPoints(600, 8));
     const std::vector<Segment2> vSegs = randomSegments(36, rng, 0.6);
     std::vector<ConstraintGraph2*> vGraphs;
     for (size_t i = 0; i < vSegs.size(); ++i) {
-        std::vector<Segment2> vOne{vSegs[i]};
         const ConstraintInsertionStrategy cis = i % 3 == 2 ? CIS_CONSTRAINED_DELAUNAY : CIS_CONFORMING_DELAUNAY;
-        EXPECT_EQ(lumo_test::stdoutOf([&] { vGraphs.push_back(dt.createConstraint(vOne, cis)); }), "");
+        EXPECT_EQ(stdoutOf([&] { vGraphs.push_back(add(dt, {vSegs[i]}, cis)); }), "");
         ASSERT_EQ(constrainedFault(dt, vGraphs, "after call " + std::to_string(i)), "");
     }
 }
 
-// ---- graphs -------------------------------------------------------------------------------------------------
-
 TEST(Constraints, PolygonDirectionsSurviveLaterCrossings) {
     for (bool bOriented : {false, true}) {
         Lumo_2D dt;
-        // A square given counterclockwise but starting mid-way, one segment given backwards.
-        std::vector<Segment2> vSquare = {seg(2, 0, 2, 2), seg(0, 2, 2, 2), seg(0, 2, 0, 0), seg(0, 0, 2, 0)};
-        ConstraintGraph2* pSquare = dt.createConstraint(vSquare, CIS_CONSTRAINED_DELAUNAY, bOriented);
+        // A square given counterclockwise but starting mid-way, one segment given backwards:
+        // oriented, that breaks the head-to-tail chain.
+        ConstraintGraph2* pSquare = add(dt, {seg(2, 0, 2, 2), seg(0, 2, 2, 2), seg(0, 2, 0, 0), seg(0, 0, 2, 0)}, CIS_CONSTRAINED_DELAUNAY, bOriented);
         ASSERT_NE(pSquare, nullptr);
         EXPECT_EQ(pSquare->isOriented(), bOriented);
-        // Oriented: the backwards segment breaks the head-to-tail chain.
         EXPECT_EQ(pSquare->isPolygon(), !bOriented);
         if (bOriented) continue;
-        auto polygon = [&] {
-            std::vector<Point2*> v;
-            pSquare->getPolygonVertices(v);
-            std::vector<XY> r;
-            for (Point2* p : v) r.push_back(xy(*p));
-            return r;
-        };
-        EXPECT_EQ(polygon(), (std::vector<XY>{XY(2, 0), XY(2, 2), XY(0, 2), XY(0, 0)}));
         // A crossing line through two sides, and a T onto the bottom side.
-        std::vector<Segment2> vCross = {seg(-1, 1, 3, 1.5), seg(1, -1, 1, 0)};
-        ConstraintGraph2* pCross = dt.createConstraint(vCross, CIS_CONSTRAINED_DELAUNAY);
-        EXPECT_EQ(polygon(), (std::vector<XY>{XY(2, 0), XY(2, 1.375), XY(2, 2), XY(0, 2), XY(0, 1.125), XY(0, 0), XY(1, 0)}));
+        ConstraintGraph2* pCross = add(dt, {seg(-1, 1, 3, 1.5), seg(1, -1, 1, 0)});
+        std::vector<Point2*> vPoly;
+        pSquare->getPolygonVertices(vPoly);
+        std::vector<XY> vPolyXY;
+        for (Point2* p : vPoly) vPolyXY.push_back(xy(*p));
+        EXPECT_EQ(vPolyXY, (std::vector<XY>{XY(2, 0), XY(2, 1.375), XY(2, 2), XY(0, 2), XY(0, 1.125), XY(0, 0), XY(1, 0)}));
         // Pieces follow the host's direction head to tail.
         const std::vector<ConstraintSegment2*> vOrig = originals(pSquare), vKids = pieces(pSquare);
         ASSERT_EQ(vOrig.size(), 4u);
         ASSERT_EQ(vKids.size(), 7u);
         for (size_t i = 0; i < vKids.size(); ++i) {
-            EXPECT_TRUE(pSquare->isConstraint(vKids[i]));
-            EXPECT_FALSE(pCross->isConstraint(vKids[i]));
+            EXPECT_TRUE(pSquare->isConstraint(vKids[i]) && !pCross->isConstraint(vKids[i]));
             ConstraintSegment2* n = vKids[(i + 1) % vKids.size()];
-            Point2* pHead = pSquare->isReverse(vKids[i]) ? vKids[i]->getSrc() : vKids[i]->getTrg();
-            Point2* pNextTail = pSquare->isReverse(n) ? n->getTrg() : n->getSrc();
-            EXPECT_EQ(pHead, pNextTail) << i;
+            EXPECT_EQ(pSquare->isReverse(vKids[i]) ? vKids[i]->getSrc() : vKids[i]->getTrg(), pSquare->isReverse(n) ? n->getTrg() : n->getSrc()) << i;
         }
         ConstraintSegment2 *pC0 = nullptr, *pC1 = nullptr;
         pSquare->getDirectChildren(vOrig[0], pC0, pC1);   // (2,0)->(2,2) split at (2,1.375)
         ASSERT_TRUE(pC0 != nullptr && pC1 != nullptr);
         EXPECT_TRUE(*pC0->getSrc() == Point2(2, 0) || *pC0->getTrg() == Point2(2, 0));
         EXPECT_TRUE(*pC1->getSrc() == Point2(2, 2) || *pC1->getTrg() == Point2(2, 2));
-        EXPECT_TRUE(pSquare->isConstraint(pC0->getSrc(), pC0->getTrg()));
-        EXPECT_TRUE(pSquare->isConstraint(pC0->getTrg(), pC0->getSrc()));
+        EXPECT_TRUE(pSquare->isConstraint(pC0->getSrc(), pC0->getTrg()) && pSquare->isConstraint(pC0->getTrg(), pC0->getSrc()));
         EXPECT_FALSE(pSquare->isConstraint(vOrig[0]->getSrc(), vOrig[0]->getTrg()));
         EXPECT_EQ(constrainedFault(dt, {pSquare, pCross}, "square"), "");
     }
 }
 
-// ---- the segment record ------------------------------------------------------------------------------------
-
-TEST(Constraints, SegmentRecordSplitsAndOutput) {
+TEST(Constraints, SegmentRecordSplits) {
     lumo_test::ScopedTempDir tmp;
     Lumo_2D dt;
     std::vector<Point2*> vH;
     dt.insert(std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(4, 4), Point2(0, 4)}, vH);
-    std::vector<Segment2> v = {seg(0, 0, 4, 4)};
-    ConstraintGraph2* pG = dt.createConstraint(v, CIS_CONSTRAINED_DELAUNAY);
-    const std::vector<ConstraintSegment2*> vOrig = originals(pG);
-    ConstraintSegment2* s = vOrig[0];
+    ConstraintGraph2* pG = add(dt, {seg(0, 0, 4, 4)});
+    ConstraintSegment2* s = originals(pG)[0];
     // The constructor's order assertion.
-    Point2 *p0 = std::min(vH[0], vH[2], std::less<Point2*>()), *p1 = std::max(vH[0], vH[2], std::less<Point2*>());
-    EXPECT_NE(lumo_test::stdoutOf([&] { EXPECT_THROW(ConstraintSegment2(p1, p0, CIS_CONSTRAINED_DELAUNAY), LumoException); })
+    EXPECT_NE(stdoutOf([&] { EXPECT_THROW(ConstraintSegment2(std::max(vH[0], vH[2], std::less<Point2*>()), std::min(vH[0], vH[2], std::less<Point2*>()), CIS_CONSTRAINED_DELAUNAY), LumoException); })
                   .find("Condition [ p0<p1 failed ]"), std::string::npos);
     // insertAndSplit onto an endpoint: null, nothing changes.
     EXPECT_EQ(s->insertAndSplit(Point2(0, 0)), nullptr);
@@ -529,7 +448,7 @@ TEST(Constraints, SegmentRecordSplitsAndOutput) {
     ASSERT_NE(pMid, nullptr);
     std::ostringstream oss;
     oss << *s;
-    EXPECT_TRUE(oss.str().find(" [DEAD, numChildren=2]") != std::string::npos && oss.str().find("length=5.65685") != std::string::npos);
+    EXPECT_TRUE(oss.str().find(" [DEAD, numChildren=2]") != std::string::npos && oss.str().find("length=5.65685") != std::string::npos) << oss.str();
     ConstraintSegment2 *k0 = nullptr, *k1 = nullptr;
     Point2* pSplit = nullptr;
     s->getChildrenAndSplitPoint(k0, k1, pSplit);
@@ -537,8 +456,7 @@ TEST(Constraints, SegmentRecordSplitsAndOutput) {
     // splitAndRemovePrev takes back the recorded refinement vertices closer to the split vertex
     // than its distance to the piece's source (sqrt 2 here), and only those.
     InnerVtxMgr& inner = pG->getDt2()->getInnerVtxMgr();
-    Point2* pNear = dt.insert(Point2(1.2, 0.8));
-    Point2* pFar = dt.insert(Point2(3.5, 0.5));
+    Point2 *pNear = dt.insert(Point2(1.2, 0.8)), *pFar = dt.insert(Point2(3.5, 0.5));
     inner.add(pNear);
     inner.add(pFar);
     ASSERT_TRUE(k0->splitAndRemovePrev(Point2(1, 1)));
@@ -558,34 +476,25 @@ TEST(Constraints, SegmentRecordSplitsAndOutput) {
     EXPECT_EQ(constrainedFault(dt, {pG}, "record"), "");
 }
 
-// ---- messages, waiting, files ------------------------------------------------------------------------------
-
 TEST(Constraints, BadInputIsRefusedWithAMessageAndNothingIsLost) {
     lumo_test::ScopedTempDir tmp;
     Lumo_2D dt;
     dt.insert(std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(4, 4), Point2(0, 4)});
-    std::vector<Segment2> vGood = {seg(1, 1, 3, 3)};
-    ConstraintGraph2* pGood = dt.createConstraint(vGood, CIS_CONSTRAINED_DELAUNAY);
+    ConstraintGraph2* pGood = add(dt, {seg(1, 1, 3, 3)});
     const double nan = std::nan(""), inf = HUGE_VAL;
-    struct Case {
-        std::vector<Segment2> vSegs;
-        ConstraintInsertionStrategy cis;
-        const char* expected;
-        bool bNull;
-    };
-    const std::vector<Case> cases = {
+    const ConstraintInsertionStrategy unknown = ConstraintInsertionStrategy(7);
+    const struct { std::vector<Segment2> vSegs; ConstraintInsertionStrategy cis; const char* expected; bool bNull; } aCases[] = {
         {{}, CIS_CONSTRAINED_DELAUNAY, "You have not supplied any segments. Returning NULL!", true},
         {{seg(nan, 1, 2, 2), seg(1, 3, 3, 1)}, CIS_CONSTRAINED_DELAUNAY, "NaN or infinite coordinate", false},
         {{seg(1, inf, 2, 2)}, CIS_CONFORMING_DELAUNAY, "NaN or infinite coordinate", false},
         {{seg(2, 1, 2, 1), seg(0.5, 3, 3, 0.5)}, CIS_CONSTRAINED_DELAUNAY, "(0) Identical source and endpoint", false},
-        {{seg(0.5, 0.5, 1.5, 0.5)}, ConstraintInsertionStrategy(7), "Unknown CIS", false},
+        {{seg(0.5, 0.5, 1.5, 0.5)}, unknown, "Unknown CIS", false},
     };
     std::vector<ConstraintGraph2*> vGraphs{pGood};
-    for (const Case& c : cases) {
-        std::vector<Segment2> v = c.vSegs;
+    for (const auto& c : aCases) {
         ConstraintGraph2* pG = nullptr;
-        const std::string out = lumo_test::stdoutOf([&] { pG = dt.createConstraint(v, c.cis); });
-        if (pG != nullptr && c.cis != ConstraintInsertionStrategy(7)) vGraphs.push_back(pG);
+        const std::string out = stdoutOf([&] { pG = add(dt, c.vSegs, c.cis); });
+        if (pG != nullptr && c.cis != unknown) vGraphs.push_back(pG);
         EXPECT_NE(out.find(c.expected), std::string::npos) << c.expected << "\n" << out;
         EXPECT_EQ(pG == nullptr, c.bNull) << c.expected;
     }
@@ -598,53 +507,49 @@ TEST(Constraints, BadInputIsRefusedWithAMessageAndNothingIsLost) {
 TEST(Constraints, ConstraintsWaitForATwoDimensionalTriangulation) {
     lumo_test::ScopedTempDir tmp;
     Lumo_2D dt;
-    std::vector<Segment2> v = {seg(0, 0, 2, 0), seg(4, 0, 1, 0)};
-    ConstraintGraph2* pG = dt.createConstraint(v, CIS_CONSTRAINED_DELAUNAY);
+    ConstraintGraph2* pG = add(dt, {seg(0, 0, 2, 0), seg(4, 0, 1, 0)});
     ASSERT_NE(pG, nullptr);
     EXPECT_FALSE(dt.is2D());
-    EXPECT_NE(lumo_test::stdoutOf([&] { dt.applyConstraintsAndZones(); }).find("The triangulation is not 2D yet, can't apply the constraints"),
-              std::string::npos);
+    EXPECT_NE(stdoutOf([&] { dt.applyConstraintsAndZones(); }).find("The triangulation is not 2D yet, can't apply the constraints"), std::string::npos);
     dt.insert(std::vector<Point2>{Point2(1, 1), Point2(3, -1), Point2(2, 0.5), Point2(1.5, -0.5)});
     dt.applyConstraintsAndZones();
     EXPECT_EQ(pieces(pG).size(), 4u);   // (0,0)-(1,0)-(2,0) overlapping (1,0)-(2,0)-(4,0)
     EXPECT_EQ(constrainedFault(dt, {pG}, "waited"), "");
 }
 
+// The precision guard of conforming splitting, and the dumps of the pieces read back.
 TEST(Constraints, ConformingPrecisionGuardAndDumpFiles) {
     lumo_test::ScopedTempDir tmp;
     Lumo_2D dt;
     const double u = std::ldexp(1.0, -50);
-    dt.insert(std::vector<Point2>{Point2(0, 0), Point2(1, 0), Point2(0, 1), Point2(0.5, 0.5 + u / 2),
-                                  Point2(0.5, 0.5 - u / 2)});
+    dt.insert(std::vector<Point2>{Point2(0, 0), Point2(1, 0), Point2(0, 1), Point2(0.5, 0.5 + u / 2), Point2(0.5, 0.5 - u / 2)});
     // Crossed by the shorter Delaunay diagonal and only a few ulps long on both axes.
-    std::vector<Segment2> vTiny = {seg(0.5 - u, 0.5, 0.5 + u, 0.5)};
-    const std::string out = lumo_test::stdoutOf([&] { dt.createConstraint(vTiny, CIS_CONFORMING_DELAUNAY); });
-    EXPECT_NE(out.find("Double precision arithmetic does not allow to split a segment further"), std::string::npos) << out;
-    std::vector<Segment2> vSegs = {seg(0.1, 0.1, 0.3, 0.2), seg(0.2, 0.05, 0.2, 0.4)};
-    ConstraintGraph2* pG = dt.createConstraint(vSegs, CIS_CONSTRAINED_DELAUNAY);
-    const std::string dumpOut = lumo_test::stdoutOf([&] { dt.writeConstraintsBIN("dump"); dt.writeConstraints("dump"); });
-    EXPECT_NE(dumpOut.find("writes 4 child segments to dump_c1_con.bin"), std::string::npos) << dumpOut;
+    EXPECT_NE(stdoutOf([&] { add(dt, {seg(0.5 - u, 0.5, 0.5 + u, 0.5)}, CIS_CONFORMING_DELAUNAY); })
+                  .find("Double precision arithmetic does not allow to split a segment further"), std::string::npos);
+    ConstraintGraph2* pG = add(dt, {seg(0.1, 0.1, 0.3, 0.2), seg(0.2, 0.05, 0.2, 0.4)});
+    const std::string out = stdoutOf([&] { dt.writeConstraintsBIN("dump"); dt.writeConstraints("dump"); });
+    EXPECT_NE(out.find("writes 4 child segments to dump_c1_con.bin"), std::string::npos) << out;
     std::vector<Segment2> vBack;
-    ASSERT_TRUE(readSegmentsBIN("dump_c1_con.bin", vBack));
     std::vector<Point2> vText;
-    ASSERT_TRUE(readXY("dump_c1.con", vText));
-    ASSERT_EQ(vBack.size(), 4u);
-    ASSERT_EQ(vText.size(), 8u);
+    ASSERT_TRUE(readSegmentsBIN("dump_c1_con.bin", vBack) && readXY("dump_c1.con", vText));
+    ASSERT_EQ(vText.size(), 2 * vBack.size());
     std::set<CoordEdge> sExpected, sBin, sText;
     for (ConstraintSegment2* s : pieces(pG)) sExpected.insert(coordEdge(*s->getSrc(), *s->getTrg()));
-    for (const Segment2& s : vBack) sBin.insert(coordEdge(s.getSrc(), s.getTrg()));
-    for (size_t i = 0; i < vText.size(); i += 2) sText.insert(coordEdge(vText[i], vText[i + 1]));
+    for (size_t i = 0; i < vBack.size(); ++i) {
+        sBin.insert(coordEdge(vBack[i].getSrc(), vBack[i].getTrg()));
+        sText.insert(coordEdge(vText[2 * i], vText[2 * i + 1]));
+    }
     EXPECT_EQ(sBin, sExpected);
     EXPECT_EQ(sText, sExpected);
+    EXPECT_EQ(sExpected.size(), 4u);
 }
 
 TEST(Constraints, ProgressIsReportedDuringLongInsertions) {
     lumo_test::ProgressLog log;
     std::mt19937_64 rng(3);
     Lumo_2D dt;
-    dt.insert(randomPoints(2000, rng));
+    dt.insert(randomPoints(2000, 3));
     dt.subscribe(MSG_PROGRESS, &log);
-    std::vector<Segment2> vSegs = randomSegments(300, rng, 0.2);
-    lumo_test::stdoutOf([&] { dt.createConstraint(vSegs, CIS_CONSTRAINED_DELAUNAY); });
+    stdoutOf([&] { add(dt, randomSegments(300, rng, 0.2)); });
     EXPECT_GT(log.rising("insert constraints").size(), 50u);
 }
