@@ -9,7 +9,11 @@ namespace ORBI_LUMO2D {
 
 
 Dt2::Dt2(unsigned numExpectedVertices)
-    : poolPoints(3125000), poolTriangles(2083333), inserter(&poolTriangles, &vertexVault),
+    // Vertex pairs are keyed in address order (a constraint segment's source is its lower
+    // vertex), and the way a segment goes in follows it; vertex records therefore come from one
+    // address range in creation order, so that the same input gives the same mesh whatever the
+    // heap held before.
+    : poolPoints(3125000, true), poolTriangles(2083333), inserter(&poolTriangles, &vertexVault),
       bbox(&inserter.getGeomTest()) {
     // The estimate only sizes the first blocks; it is capped so that 2n+10 stays an int.
     const int32_t n = numExpectedVertices < 3 ? 3 : int32_t(std::min<unsigned>(numExpectedVertices, 1000000000u));

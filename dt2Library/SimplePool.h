@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <iostream>
+#include <memory>
 #include <vector>
 #if defined(__linux__)
 #include <sys/mman.h>
@@ -59,16 +60,69 @@ inline size_t addressSlot(const void* p, size_t mask) {
     return size_t((reinterpret_cast<uintptr_t>(p) >> 4) * 0x9E3779B97F4A7C15ull >> 32) & mask;
 }
 
+// One reserved range of address space, handed out front to back: blocks taken from it compare by
+// address in the order they were taken, whatever the process allocated in between. Address
+// space only is reserved; pages are committed block by block.
+class OrderedArena {
+public:
+    OrderedArena() = default;
+    OrderedArena(const OrderedArena&) = delete;
+    OrderedArena& operator=(const OrderedArena&) = delete;
+    ~OrderedArena() {
+#if defined(__linux__)
+        if (pBase != nullptr) munmap(pBase, reservedBytes);
+#endif
+    }
+    // Room for n bytes above everything taken before, or null when the range is used up or
+    // could not be reserved (then the caller takes the heap, and the order is no longer kept).
+    void* take(size_t n) {
+#if defined(__linux__)
+        if (pBase == nullptr && !bFailed) {
+            void* p = mmap(nullptr, RESERVE, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+            if (p == MAP_FAILED) {
+                bFailed = true;
+                return nullptr;
+            }
+            pBase = static_cast<char*>(p);
+            reservedBytes = RESERVE;
+        }
+        const size_t page = 4096, bytes = (n + page - 1) & ~(page - 1);
+        if (pBase == nullptr || bytes > reservedBytes - used) return nullptr;
+        if (mprotect(pBase + used, bytes, PROT_READ | PROT_WRITE) != 0) return nullptr;
+        void* p = pBase + used;
+        used += bytes;
+        return p;
+#else
+        (void)n;
+        return nullptr;
+#endif
+    }
+    bool owns(const void* p) const {
+        return pBase != nullptr && static_cast<const char*>(p) >= pBase && static_cast<const char*>(p) < pBase + used;
+    }
+
+private:
+    // 16 GB of address space: half a billion vertex records.
+    static const size_t RESERVE = size_t(1) << 34;
+    char* pBase{nullptr};
+    size_t reservedBytes{0};
+    size_t used{0};
+    bool bFailed{false};
+};
+
 template <class T> class SimplePool {
 public:
-    explicit SimplePool(int32_t maxBlockSize_) : maxBlockSize(maxBlockSize_) {}
+    // bOrdered: records compare by address in the order they were handed out (see OrderedArena).
+    explicit SimplePool(int32_t maxBlockSize_, bool bOrdered = false)
+        : pArena(bOrdered ? new OrderedArena : nullptr), maxBlockSize(maxBlockSize_) {}
     SimplePool(const SimplePool&) = delete;
     SimplePool& operator=(const SimplePool&) = delete;
     ~SimplePool() {
         if (vContainers.size() > 1000)
             std::cout << "SimplePool::~SimplePool: Number of containers to release: " << vContainers.size()
                       << std::endl;
-        for (T* p : vContainers) std::free(p);
+        for (T* p : vContainers)
+            if (!pArena || !pArena->owns(p)) std::free(p);
         vContainers.clear();
         vBlockSizes.clear();
     }
@@ -163,7 +217,8 @@ private:
             if (r > maxBlockSize) r = maxBlockSize;
         }
         if (r < 1) r = 1;
-        T* p = static_cast<T*>(std::malloc(size_t(r) * sizeof(T)));
+        T* p = pArena ? static_cast<T*>(pArena->take(size_t(r) * sizeof(T))) : nullptr;
+        if (p == nullptr) p = static_cast<T*>(std::malloc(size_t(r) * sizeof(T)));
         if (p == nullptr) {
             std::cout << "SimplePool::alloc(..), ERROR: Out of memory" << std::endl;
             throw LumoException();
@@ -193,6 +248,7 @@ private:
     }
 
     static const int32_t PREFETCH_AHEAD = 4 * 64 / int32_t(sizeof(T)) + 1;
+    std::unique_ptr<OrderedArena> pArena;
     struct BlockRange {
         uintptr_t begin;
         int32_t numRecords;

@@ -1,10 +1,13 @@
 // Object pools, Hilbert keys and the vertex vault.
 #include <gtest/gtest.h>
+#include <cstdlib>
+#include <functional>
 #include <random>
 #include <set>
 #include "DelaunayOracle.h"
 #include "HC2.h"
 #include "HilbertCurve.h"
+#include "Lumo_2D.h"
 #include "MessageText.h"
 #include "ScopedTempDir.h"
 #include "SimplePool.h"
@@ -31,6 +34,27 @@ TEST(SimplePool, BlockSizesAddressesAndSecondInit) {
         EXPECT_EQ(lumo_test::stdoutOf([&] { pool.init(4); }), "SimplePool::init(..), ERROR: This pool is already initialized\n");
         EXPECT_EQ(pool.getBlockSizes().size(), c.sizes.size() + 1);
     }
+}
+
+// Vertex records compare by address in creation order, whatever the heap does in between: a
+// heap hole freed before a block is needed would otherwise hold the next block, below the
+// earlier ones (constraint segments take their lower vertex as source, and the mesh follows).
+TEST(Dt2Pools, VertexAddressesFollowCreationOrder) {
+    Lumo_2D dt;
+    std::vector<void*> vHeld;
+    const Point2* pPrev = nullptr;
+    for (int i = 0; i < 20000; ++i) {
+        if (i % 7 == 0) vHeld.push_back(std::malloc(size_t(16) << (i % 17)));
+        if (i % 11 == 0 && !vHeld.empty()) {
+            std::free(vHeld.front());
+            vHeld.erase(vHeld.begin());
+        }
+        const Point2* p = dt.insert(Point2(i % 150, i / 150 + 0.5 * (i % 3)));
+        ASSERT_TRUE(pPrev == nullptr || std::less<const Point2*>()(pPrev, p)) << "vertex " << i;
+        pPrev = p;
+    }
+    for (void* p : vHeld) std::free(p);
+    EXPECT_TRUE(lumo_test::isValidQuietly(dt));
 }
 
 // A killed triangle leaves the count at once; only new records are fresh, and only once.
