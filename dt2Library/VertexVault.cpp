@@ -387,26 +387,17 @@ bool VertexVault::installFakeBox(const Bbox2& bbox) {
     LUMO_ASSERT(vFakeBoxHandles.empty());
     Bbox2 box(bbox);
     box.enlargeRanges(1.01);
-    std::vector<Point2> vCorners;
-    box.getCorners(vCorners);
-    // Strictly outside even where the enlargement rounds away (a zero range, huge coordinates).
-    const double midX = 0.5 * bbox.get_minX() + 0.5 * bbox.get_maxX();
-    const double midY = 0.5 * bbox.get_minY() + 0.5 * bbox.get_maxY();
-    for (Point2& c : vCorners) {
-        const double x = c.x() < midX ? std::min(c.x(), std::nextafter(bbox.get_minX(), -HUGE_VAL))
-                                      : std::max(c.x(), std::nextafter(bbox.get_maxX(), HUGE_VAL));
-        const double y = c.y() < midY ? std::min(c.y(), std::nextafter(bbox.get_minY(), -HUGE_VAL))
-                                      : std::max(c.y(), std::nextafter(bbox.get_maxY(), HUGE_VAL));
-        if (!std::isfinite(x) || !std::isfinite(y)) return false;
-        const int customIndex = c.getCustomIndex();
-        c = Point2(x, y);
-        c.setCustomIndex(customIndex);
-    }
-    for (const Point2& c : vCorners) {
-        Point2* p = new Point2(c.x(), c.y());
-        p->setCustomIndex(c.getCustomIndex());
-        vFakeBoxHandles.push_back(p);
-    }
+    // Strictly outside even where the enlargement rounds away (a zero range, coordinates whose
+    // spacing is larger than a hundredth of the range): each side at least one double beyond
+    // the data. The side is the corner's, not a comparison with the middle, which may round
+    // onto the data's own edge.
+    const double x0 = std::min(box.get_minX(), std::nextafter(bbox.get_minX(), -HUGE_VAL));
+    const double x1 = std::max(box.get_maxX(), std::nextafter(bbox.get_maxX(), HUGE_VAL));
+    const double y0 = std::min(box.get_minY(), std::nextafter(bbox.get_minY(), -HUGE_VAL));
+    const double y1 = std::max(box.get_maxY(), std::nextafter(bbox.get_maxY(), HUGE_VAL));
+    if (!std::isfinite(x0) || !std::isfinite(x1) || !std::isfinite(y0) || !std::isfinite(y1)) return false;
+    for (const Point2& c : {Point2(x0, y0), Point2(x1, y0), Point2(x1, y1), Point2(x0, y1)})
+        vFakeBoxHandles.push_back(new Point2(c.x(), c.y()));
     return true;
 }
 
