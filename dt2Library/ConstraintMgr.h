@@ -66,11 +66,16 @@ public:
         const ConstraintSegment2* pSeg = getConstraintSegment(p, q);
         return pSeg != nullptr && pSeg->isAlive();
     }
-    // An alive constrained segment joins p and q: an edge that must never be flipped.
+    // An alive constrained segment joins p and q (or, while conforming pieces are held, any
+    // alive segment): an edge that must not be flipped.
     bool isFlipBarrier(const Point2* p, const Point2* q) const {
         const ConstraintSegment2* pSeg = getConstraintSegment(p, q);
-        return pSeg != nullptr && pSeg->isAlive() && pSeg->getCIS() == CIS_CONSTRAINED_DELAUNAY;
+        return pSeg != nullptr && pSeg->isAlive() && (bHoldConforming || pSeg->getCIS() == CIS_CONSTRAINED_DELAUNAY);
     }
+    // Refinement holds conforming pieces like constrained ones: a zone bounded by them must not
+    // lose its border to a flip while vertices go in beside it (the repair would split the piece
+    // again, the next vertex flip it again, without end).
+    void holdConforming(bool bHold) { bHoldConforming = bHold; }
     size_t numSegments() const { return numUsed; }
     // Asks for the table line where the segment {p, q} would go: a caller about to create
     // several segments starts their cache misses together instead of one after another.
@@ -162,6 +167,7 @@ private:
     } lastOwnerStep{nullptr, nullptr, nullptr};
     std::vector<Slot> vSlots;
     size_t mask{0};
+    bool bHoldConforming{false};
     size_t numUsed{0};
     // Two bits per slot of the pair table (small enough to stay in cache), rebuilt when it grows.
     std::vector<uint64_t> vEndpointBits;

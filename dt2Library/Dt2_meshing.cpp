@@ -287,6 +287,14 @@ void Refiner::run() {
     sZoneGraphs.insert(vGraphs.begin(), vGraphs.end());
     pNext = dt.getObserver();
     ObserverScope scope(dt, this);
+    // Conforming pieces bound zones too: held like constrained ones while the run lasts.
+    struct HoldScope {
+        ConstraintMgr* pMgr;
+        ~HoldScope() {
+            if (pMgr != nullptr) pMgr->holdConforming(false);
+        }
+    } hold{dt.findConstraintMgr() != nullptr ? &dt.getConstraintMgr() : nullptr};
+    if (hold.pMgr != nullptr) hold.pMgr->holdConforming(true);
     pPub = dt.getMsgPublisher();
     if (pPub != nullptr) pPub->start("refine", 1);
     bool bInserted = false;
