@@ -40,19 +40,21 @@ bool ConstraintSegment2::operator<(const ConstraintSegment2& other) const {
 // ---- the split tree ------------------------------------------------------------------------------
 
 void ConstraintSegment2::addOwnerRecursive(ConstraintGraph2* pOwner) {
-    // Iterative along the second child, recursive on the first: split trees are shallow but a
-    // chain of splits at one end can be long.
+    // An explicit stack: a chain of splits at either end of a segment can be tens of thousands
+    // deep (conforming splits near the limit of the doubles).
     ConstraintMgr& mgr = pOwner->getDt2()->getConstraintMgr();
-    ConstraintSegment2* pCur = this;
-    for (;;) {
+    std::vector<ConstraintSegment2*> vStack{this};
+    while (!vStack.empty()) {
+        ConstraintSegment2* pCur = vStack.back();
+        vStack.pop_back();
         pCur->sOwners.pSet = mgr.ownersWith(pCur->sOwners.pSet, pOwner);
-        if (pCur->isAlive()) return;
+        if (pCur->isAlive()) continue;
         ConstraintSegment2 *pKid0 = nullptr, *pKid1 = nullptr;
         Point2* pSplit = nullptr;
         pCur->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
         LUMO_ASSERT(pKid0!=0 && pKid1!=0);
-        pKid0->addOwnerRecursive(pOwner);
-        pCur = pKid1;
+        vStack.push_back(pKid1);
+        vStack.push_back(pKid0);
     }
 }
 
