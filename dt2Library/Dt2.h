@@ -213,6 +213,9 @@ public:
     // The refinement driver behind Lumo_2D::refine and refineAdvanced; refusals print one error
     // and change nothing.
     void refineMain3(MeshGenParams* pParams);
+    // Conforming pieces that a refinement run held in place and left no longer Delaunay are
+    // flipped away and split again; true when there were any.
+    bool reconformHeldPieces();
     // Diagnostic of a refined zone: the number of triangles, the worst angle, triangles whose
     // aspect exceeds aspectLimit ("HHH: Bad Aspect") and growth violations. Changes nothing.
     void checkZoneQuality(MeshGenParams* pParams);

@@ -641,10 +641,45 @@ void Dt2::refineMain3(MeshGenParams* pParams) {
         grid.apply();
         vGridSplitVertices = grid.getSplitVertices();
     }
-    Refiner refiner(*this, *pParams, sLocked);
-    refiner.noteSplitVertices(vGridSplitVertices);
-    refiner.run();
-    if (refiner.isLicenseStopped()) throw LumoLicenseException();
+    // A run holds conforming pieces in place; those that it left no longer Delaunay are then
+    // flipped away and split again, and the new triangles refined in one more run.
+    const int MAX_BORDER_ROUNDS = 8;
+    for (int round = 0;; ++round) {
+        Refiner refiner(*this, *pParams, sLocked);
+        refiner.noteSplitVertices(vGridSplitVertices);
+        refiner.run();
+        if (refiner.isLicenseStopped()) throw LumoLicenseException();
+        if (!reconformHeldPieces()) break;
+        if (round + 1 == MAX_BORDER_ROUNDS) {
+            reportWarning("Dt2::refineMain3()", "conforming segments were split again after the last run: "
+                                                "angles next to them may be below the bound");
+            break;
+        }
+    }
+}
+
+bool Dt2::reconformHeldPieces() {
+    if (!pConstraintMgr) return false;
+    std::vector<ConstraintSegment2*> vCSegs;
+    pConstraintMgr->getSegmentsInMapOrder(vCSegs);
+    GeomTest& geom = inserter.getGeomTest();
+    size_t numNotDelaunay = 0;
+    for (ConstraintSegment2* pCSeg : vCSegs) {
+        if (!pCSeg->isAlive() || pCSeg->getCIS() != CIS_CONFORMING_DELAUNAY) continue;
+        Triangle2* pT;
+        int idx;
+        if (!findEdge(pCSeg->getSrc(), pCSeg->getTrg(), pT, idx)) continue;
+        Triangle2* pN = pT->getOppositeTriangle(idx);
+        if (pN == nullptr) continue;
+        const Point2* pFar = pN->getCorner(pN->getIntraTriangleIndex(pT));
+        if (geom.inCircle(pT->getCorner(0), pT->getCorner(1), pT->getCorner(2), pFar) <= 0) continue;
+        inserter.pushCheck(pT, idx);
+        ++numNotDelaunay;
+    }
+    if (numNotDelaunay == 0) return false;
+    inserter.legalize(true);
+    reconformFlippedPieces();
+    return true;
 }
 
 void Dt2::checkZoneQuality(MeshGenParams* pParams) {

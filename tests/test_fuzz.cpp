@@ -338,13 +338,12 @@ TEST(Fuzz, WorkflowsOfMixedOperations) {
                 std::vector<Segment2> vSeg;
                 for (size_t i = 0; i + 1 < vEnds.size(); i += (what == 7 ? 1 : 2)) vSeg.emplace_back(vEnds[i], vEnds[i + 1]);
                 if (what == 7) vSeg.emplace_back(vEnds.back(), vEnds[0]);
-                // Kept out while they never end: conforming segments near the overflow limit,
-                // and refinement beside conforming segments.
+                // Kept out while it never ends: conforming segments near the overflow limit.
                 const ConstraintInsertionStrategy cis = rng() % 2 || span > 1e200 ? CIS_CONSTRAINED_DELAUNAY : CIS_CONFORMING_DELAUNAY;
                 bOk = w.step(where, [&] {
                     Zone2* pZone = w.constrain(vSeg, cis, what == 7);
                     // Far from the origin the doubles form a coarse lattice: refinement would fill it.
-                    if (pZone == nullptr || span <= 1e-9 * std::abs(coordinate.shift) || w.bConforming) return;
+                    if (pZone == nullptr || span <= 1e-9 * std::abs(coordinate.shift)) return;
                     MeshGenParams params(pZone);
                     params.minAngleDegree = 20 + double(rng() % 11);
                     params.minEdgeLength = span / 1000;
@@ -399,12 +398,15 @@ std::vector<Point2> squareCorners(double x0, size_t n) {
     return v;
 }
 const WorkflowRegression aWorkflowRegressions[] = {
-    {"RefinementOfZoneCrossedByConformingSegmentNeverEnds", {}, {{{1.9375, 3.1875}, {2.875, 2.5}}},
+    // Refinement flipped conforming pieces away, their repair split them again, without end.
+    {"RefinementOfZoneCrossedByConformingSegment", {}, {{{1.9375, 3.1875}, {2.875, 2.5}}},
      {{3, 1}, {3, 3}, {1, 3}, {1, 1}}, CIS_CONSTRAINED_DELAUNAY, {}, 20, 1},
-    {"ThreadedBulkOfDuplicatesOnCoarseLatticeThrows", squareCorners(lattice, 1000), {}, {}, CIS_CONSTRAINED_DELAUNAY, {}, 0, 2},
+    {"RefinementOfConformingPolygonWithAPointOutside", {{4, 0}}, {},
+     {{3.6, 1.6}, {2.6, 2.3}, {-2.3, 2.1}, {-1.4, -1.5}}, CIS_CONFORMING_DELAUNAY, {}, 20, 1},
+    // The fake box's corners fell on one point where the data's middle rounded onto its edge.
+    {"ThreadedBulkOfDuplicatesOnCoarseLattice", squareCorners(lattice, 1000), {}, {}, CIS_CONSTRAINED_DELAUNAY, {}, 0, 2},
 };
-// DISABLED_ while they fail.
-INSTANTIATE_TEST_SUITE_P(DISABLED_Fuzz, FuzzRegression, testing::ValuesIn(aWorkflowRegressions),
+INSTANTIATE_TEST_SUITE_P(Fuzz, FuzzRegression, testing::ValuesIn(aWorkflowRegressions),
                          [](const testing::TestParamInfo<WorkflowRegression>& info) { return std::string(info.param.name); });
 
 // ---- the segment checker ---------------------------------------------------------------------------------
