@@ -107,10 +107,12 @@ void ConstraintMgr::onFlip(Triangle2* pT, Triangle2* pN) {
         vFlippedConforming.push_back(pCSeg);
 }
 
-void ConstraintMgr::reconformFlipped() {
+void ConstraintMgr::reconformFlipped(size_t numInserted) {
     if (bApplying || vFlippedConforming.empty()) return;
     ApplyingScope applying(bApplying);
-    resetConformingBudget(vFlippedConforming.size());
+    // Sized by the call, not by what it flipped: next to pieces at the precision limit every
+    // split flips more of them, and a budget per flipped piece grew with each insertion.
+    resetConformingBudget(std::min(numInserted, vFlippedConforming.size()), 0);
     // The noted pieces, then what splitting them creates or flips away in turn.
     repairConforming(poolSegments.numAllocated());
 }
@@ -199,7 +201,7 @@ ConstraintGraph2* ConstraintMgr::buildGraph(const std::vector<std::pair<Point2*,
         vCSegs.push_back(pCSeg);
     }
     ConstraintGraph2* pGraph = new ConstraintGraph2(pOwnerDt2, vCSegs, mPPReverse, cis, bOriented);
-    resetConformingBudget(vCSegs.size());
+    resetConformingBudget(vCSegs.size(), pOwnerDt2->numberOfPoints());
     ApplyingScope applying(bApplying);
     vGraphs.push_back(pGraph);
     MsgPublisher* pPub = pOwnerDt2->getMsgPublisher();
@@ -246,7 +248,8 @@ void ConstraintMgr::applyConformingFully(ConstraintSegment2* pCSeg) {
                 bConformingBudgetWarned = true;
             } else {
                 --conformingStepsLeft;
-                pOwnerDt2->insertSegmentConformingDelaunay(pX);
+                // Still whole after a step that did something: a crossing split the other segment.
+                if (pOwnerDt2->insertSegmentConformingDelaunay(pX) && pX->isAlive()) vWork.push_back(pX);
             }
         }
         if (pX->isSplit()) pX->getChildrenRec(vWork);
@@ -261,7 +264,7 @@ void ConstraintMgr::apply() {
         if (pCSeg->isAlive()) vWork.push_back(pCSeg);
     MsgPublisher* pPub = pOwnerDt2->getMsgPublisher();
     if (pPub != nullptr) pPub->start("apply constraints", vWork.size());
-    resetConformingBudget(vWork.size());
+    resetConformingBudget(vWork.size(), pOwnerDt2->numberOfPoints());
     ApplyingScope applying(bApplying);
     for (int passesLeft = MAX_APPLY_PASSES;; ) {
         bool bChanged = false;
@@ -288,8 +291,8 @@ void ConstraintMgr::apply() {
     if (pPub != nullptr) pPub->finish();
 }
 
-void ConstraintMgr::resetConformingBudget(size_t numSegs) {
-    conformingStepsLeft = 512 * numSegs + 4096 + 8 * pOwnerDt2->numberOfPoints();
+void ConstraintMgr::resetConformingBudget(size_t numSegs, size_t numVerticesPassed) {
+    conformingStepsLeft = 512 * numSegs + 4096 + 8 * numVerticesPassed;
     bConformingBudgetWarned = false;
 }
 

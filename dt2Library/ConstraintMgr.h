@@ -31,10 +31,10 @@ public:
     bool mayFlip(const Point2* pA, const Point2* pB) const override { return !isFlipBarrier(pA, pB); }
     void onEdgeSplit(Point2* pA, Point2* pB, Point2* pNew) override;
     // Conforming pieces are ordinary edges: a flip may remove one. It is noted here and split
-    // again when the host's insertion call ends (reconformFlipped), so the triangulation stays
-    // fully Delaunay with every piece an edge.
+    // again when the host's insertion call of numInserted points ends (reconformFlipped), so the
+    // triangulation stays fully Delaunay with every piece an edge.
     void onFlip(Triangle2* pT, Triangle2* pN) override;
-    void reconformFlipped();
+    void reconformFlipped(size_t numInserted);
     ~ConstraintMgr();
     ConstraintMgr(const ConstraintMgr&) = delete;
     ConstraintMgr& operator=(const ConstraintMgr&) = delete;
@@ -186,7 +186,7 @@ private:
     // many pieces as it passes vertices and crossings: the budget grows with both.
     size_t conformingStepsLeft{0};
     bool bConformingBudgetWarned{false};
-    void resetConformingBudget(size_t numSegs);
+    void resetConformingBudget(size_t numSegs, size_t numVerticesPassed);
     // Vertices inserted by conforming splits, with the centre of their shells.
     std::unordered_map<const Point2*, const Point2*> mShellCentre;
     // Conforming segments per end vertex.

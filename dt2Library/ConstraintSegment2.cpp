@@ -142,6 +142,9 @@ Point2* ConstraintSegment2::insertAndSplit(const Point2& p) {
         else if (pX->isSplit()) pX->getChildrenRec(vWork);
     }
     pOwnerDt->restoreDelaunayAround(pSplit);
+    // A split point rounded off the segment's two triangles can leave the old edge standing
+    // beside vertices within ulps of it, and no flip tested it since it stopped being a constraint.
+    pOwnerDt->restoreDelaunayAcross(src, trg);
     return pSplit;
 }
 

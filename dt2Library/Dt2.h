@@ -168,13 +168,16 @@ public:
     MsgPublisher* getMsgPublisher() { return pMsgPublisher; }
     // Constrained insertion of one alive segment (and the pieces it is split into).
     void newCDT_applyOneCS(ConstraintSegment2* pInitialCSeg);
-    // One conforming step: splits the segment at most once.
-    void insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg);
+    // One conforming step: splits the segment at most once; false when it changed nothing
+    // (already an edge, or too short to split).
+    bool insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg);
     bool isEdge(Point2* p, Point2* q) const;
     // An edge whose neighbour's apex is not strictly inside its circumcircle.
     bool isDelaunayEdge(Point2* p, Point2* q);
     // Lawson flips of the edges around p that are no flip barriers.
     void restoreDelaunayAround(Point2* p);
+    // Lawson flips from the edge p-q, if there is one: an edge that stopped being a constraint.
+    void restoreDelaunayAcross(Point2* p, Point2* q);
 
     // ---- zones (Dt2_zones.cpp) ---------------------------------------------------------------------
     // Creation in the forms of Lumo_2D::createZone; null (after a message) when refused.
@@ -245,8 +248,9 @@ private:
     // ---- constraint insertion steps (Dt2_constraints.cpp) ---------------------------------------
     // insert(p) with the walk starting near pNear when that is nearer than the vault's start.
     Point2* insertNear(const Point2& p, Point2* pNear);
-    // At the end of an insertion call: conforming pieces that its flips removed are split again.
-    void reconformFlippedPieces();
+    // At the end of an insertion call of numInserted points: conforming pieces that its flips
+    // removed are split again.
+    void reconformFlippedPieces(size_t numInserted);
     bool findEdge(Point2* p, Point2* q, Triangle2*& pT, int& idx);
     Orientation2 orient(const Point2* p0, const Point2* p1, const Point2* p2) {
         return inserter.getGeomTest().getOrientation2(p0, p1, p2);

@@ -98,8 +98,8 @@ Point2* Dt2::insertNear(const Point2& p, Point2* pNear) {
     return insert(p);
 }
 
-void Dt2::reconformFlippedPieces() {
-    if (pConstraintMgr) pConstraintMgr->reconformFlipped();
+void Dt2::reconformFlippedPieces(size_t numInserted) {
+    if (pConstraintMgr) pConstraintMgr->reconformFlipped(numInserted);
 }
 
 // ---- topology helpers ------------------------------------------------------------------------------
@@ -146,6 +146,14 @@ void Dt2::restoreDelaunayAround(Point2* p) {
         for (int i = 0; i < 3; ++i) inserter.pushCheck(pT, i);
         return false;
     });
+    inserter.legalize(true);
+}
+
+void Dt2::restoreDelaunayAcross(Point2* p, Point2* q) {
+    Triangle2* pT;
+    int idx;
+    if (!findEdge(p, q, pT, idx)) return;
+    inserter.pushCheck(pT, idx);
     inserter.legalize(true);
 }
 
@@ -570,10 +578,10 @@ Triangle2* Dt2::treatConstraintZone(const std::vector<Point2*>& vPoly,
 
 // ---- conforming insertion --------------------------------------------------------------------------------
 
-void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
+bool Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
     Point2* p = pCSeg->getSrc();
     Point2* q = pCSeg->getTrg();
-    if (p->getIncidentTriangle() == nullptr || q->getIncidentTriangle() == nullptr) return;
+    if (p->getIncidentTriangle() == nullptr || q->getIncidentTriangle() == nullptr) return false;
     // 1.-3. Already an edge, or a vertex around p lies on the segment.
     Point2* pOnSegment = nullptr;
     bool bIsEdge = false;
@@ -592,10 +600,10 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
         }
         return false;
     });
-    if (bIsEdge) return;
+    if (bIsEdge) return false;
     if (pOnSegment != nullptr) {
         pCSeg->split_combinatorialOnly(pOnSegment);
-        return;
+        return true;
     }
     // A vertex further along, or a crossing constraint edge: split there as the constrained
     // insertion does, so that crossing segments meet at one vertex instead of being split
@@ -605,7 +613,7 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
     Point2* pExisting = newCDT_traverseCZ(pCSeg, vPairIspCS, false);
     if (pExisting != nullptr) {
         pCSeg->split_combinatorialOnly(pExisting);
-        return;
+        return true;
     }
     if (!vPairIspCS.empty()) {
         std::vector<ConstraintSegment2*> vPieces;
@@ -616,7 +624,8 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
         // caller's work list (this segment's) or the conforming repair pass (the crossed one's).
         for (ConstraintSegment2* pPiece : vPieces)
             if (pPiece->isAlive() && pPiece->getCIS() == CIS_CONSTRAINED_DELAUNAY) newCDT_applyOneCS(pPiece);
-        return;
+        // A crossing rounded onto one of this segment's ends split only the crossed one.
+        return true;
     }
     // 4. Precision guard.
     const double M = std::fabs(inserter.getGeomTest().getCoordinateBound());
@@ -625,17 +634,18 @@ void Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
     const char* precisionText = "Double precision arithmetic does not allow to split a segment further, giving up. Incorrect result!";
     if (std::fabs(p->x() - q->x()) < tol && std::fabs(p->y() - q->y()) < tol) {
         reportWarning("Dt2::insertSegmentConformingDelaunay()", precisionText);
-        return;
+        return false;
     }
     // 5. Split at a dyadic radius from the piece's shell centre (the nudged midpoint when none fits).
     const Point2* pCentre = nullptr;
     Point2* pNew = insertNear(getConstraintMgr().conformingSplitPoint(p, q, pCentre), p);
     if (pNew == nullptr || pNew == p || pNew == q) {
         reportWarning("Dt2::insertSegmentConformingDelaunay()", precisionText);
-        return;
+        return false;
     }
     getConstraintMgr().noteConformingSplit(pNew, pCentre);
     if (pCSeg->isAlive()) pCSeg->split_combinatorialOnly(pNew);
+    return true;
 }
 
 } // namespace ORBI_LUMO2D

@@ -128,7 +128,7 @@ Point2* Dt2::insert(const Point2& p, Triangle2* pStartT) {
     Point2* pResult = vertexVault.treatOneDupGetHandle(q);
     vertexVault.mergeTailIfLarge();
     pLastSingle = pResult;
-    reconformFlippedPieces();
+    reconformFlippedPieces(1);
     return pResult;
 }
 
@@ -147,7 +147,7 @@ void Dt2::insertVector(const std::vector<Point2>& vPoints, std::vector<Point2*>*
             ci = aPoints[i].getCustomIndex();
         },
         [aPoints](size_t i) { __builtin_prefetch(aPoints + i); }, aHandles);
-    reconformFlippedPieces();
+    reconformFlippedPieces(vPoints.size());
 }
 
 void Dt2::insertArray(int numPoints, const double* aCoordinates, Point2** aHandles) {
@@ -160,7 +160,7 @@ void Dt2::insertArray(int numPoints, const double* aCoordinates, Point2** aHandl
             ci = -1;
         },
         [aCoordinates](size_t i) { __builtin_prefetch(aCoordinates + 2 * i); }, aHandles);
-    reconformFlippedPieces();
+    reconformFlippedPieces(size_t(numPoints));
 }
 
 template <class GetXY, class Prefetch>

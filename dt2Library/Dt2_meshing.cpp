@@ -678,7 +678,7 @@ bool Dt2::reconformHeldPieces() {
     }
     if (numNotDelaunay == 0) return false;
     inserter.legalize(true);
-    reconformFlippedPieces();
+    reconformFlippedPieces(numNotDelaunay);
     return true;
 }
 

@@ -1,7 +1,8 @@
 // A bounded random driver: random bytes to the file readers, random degenerate point sets to
 // insertion and random degenerate segment sets to the segment checker, every result checked
 // against an independent answer. The number of rounds is fixed for the suite; set
-// LUMO2D_FUZZ_ROUNDS (and LUMO2D_FUZZ_SEED) to run longer or elsewhere.
+// LUMO2D_FUZZ_ROUNDS (and LUMO2D_FUZZ_SEED) to run longer or elsewhere. Each workflow has its
+// own generator, so LUMO2D_FUZZ_FIRST_WORKFLOW replays a failed one without those before it.
 #include <gtest/gtest.h>
 #include <algorithm>
 #include <array>
@@ -32,6 +33,7 @@ size_t envOr(const char* name, size_t fallback) {
 }
 const size_t numRounds = envOr("LUMO2D_FUZZ_ROUNDS", 60);
 const unsigned baseSeed = unsigned(envOr("LUMO2D_FUZZ_SEED", 20261123));
+const size_t firstWorkflow = envOr("LUMO2D_FUZZ_FIRST_WORKFLOW", 0);
 
 // The library's messages are expected here; they would only drown a failure.
 struct Silence {
@@ -215,6 +217,7 @@ struct Workflow {
     // A closed polygon (bPolygon, counterclockwise) also gets its zone.
     Zone2* constrain(std::vector<Segment2> vSeg, ConstraintInsertionStrategy cis, bool bPolygon) {
         log += std::string(bPolygon ? " polygon " : " segments ") + std::to_string(vSeg.size()) + (cis ? " constrained" : " conforming");
+        if (getenv("DBGSEG")) { for (auto& sg : vSeg) fprintf(stderr, "{{%a, %a}, {%a, %a}},\n", sg.getSrc().x(), sg.getSrc().y(), sg.getTrg().x(), sg.getTrg().y()); fprintf(stderr, "numpts %zu\n", (size_t)dt.numberOfPoints()); }
         ConstraintGraph2* pG = dt.createConstraint(vSeg, cis, bPolygon);
         bConforming |= cis == CIS_CONFORMING_DELAUNAY;
         bPending |= pG != nullptr && !dt.is2D();
@@ -279,83 +282,106 @@ struct Workflow {
         return err.empty();
     }
 };
+
+// Workflow number index of the run with this seed: 3 to 10 random operations, checked after each.
+void runWorkflow(unsigned seed, size_t index) {
+    std::mt19937 rng(unsigned(seed + 3 + 7919 * index));
+    Shape coordinate{rng};
+    coordinate.grid = std::array<int, 4>{2, 8, 60, 1000}[rng() % 4];
+    const double span = coordinate.scale * coordinate.grid, centre = coordinate.shift + 0.5 * span;
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    Workflow w;
+    // Degenerate coordinates, uniform doubles over the same box, or earlier points again.
+    auto point = [&](unsigned kind) {
+        if (kind == 2 && !w.vHistory.empty()) return w.vHistory[rng() % w.vHistory.size()];
+        if (kind == 1) return Point2(coordinate.shift + span * unit(rng), coordinate.shift + span * unit(rng));
+        return Point2(coordinate(), coordinate());
+    };
+    const std::string where = "workflow " + std::to_string(index) + ", seed " + std::to_string(seed) + ":";
+    bool bOk = true;
+    for (size_t numOps = 3 + rng() % 8, op = 0; bOk && op < numOps; ++op) {
+        w.log += "; cpu " + std::to_string(w.dt.setNumCPU(1 + int(rng() % 3)));
+        const size_t size = std::array<size_t, 4>{0, 1 + rng() % 5, 50 + rng() % 451, 1000 + rng() % 4001}[rng() % 4];
+        const unsigned what = rng() % 8, kind = rng() % 3;
+        std::vector<Point2> v(what == 3 ? size % 60 : size);
+        for (Point2& p : v) p = point(kind);
+        if (what <= 3) {
+            bOk = w.step(where, [&] { w.insert(v, what); });
+        } else if (what == 4) {
+            // Points inserted one by one, any inserted point, or any vertex (also added ones).
+            std::vector<Point2> vPool(kind == 0 ? w.vSingles : w.vHistory);
+            if (kind == 2) vPool.clear();
+            for (auto it = w.mVertices.begin(); kind == 2 && it != w.mVertices.end(); ++it) vPool.push_back(it->first);
+            std::set<Point2*> sFixed;  // constraint vertices can't be removed
+            std::vector<ConstraintSegment2*> vS;
+            for (ConstraintGraph2* pG : w.vGraphs) pG->getChildConstraintSegments(vS);
+            for (ConstraintSegment2* s : vS) sFixed.insert({s->getSrc(), s->getTrg()});
+            w.log += " remove " + std::to_string(size % 200);
+            bOk = w.step(where, [&] {
+                for (size_t k = size % 200; k-- > 0 && !vPool.empty();) {
+                    auto it = w.mVertices.find(vPool[rng() % vPool.size()]);
+                    if (it == w.mVertices.end() || it->second == nullptr || sFixed.count(it->second) != 0) continue;
+                    w.dt.remove(it->second);
+                    w.mVertices.erase(it);
+                }
+            });
+        } else {
+            // Segments between vertices and new points, or a star-shaped polygon around the
+            // middle of the box (what 7), its zone refined.
+            std::vector<Point2> vEnds(what == 7 ? 3 + rng() % 6 : 2 + rng() % 10);
+            std::vector<double> vAngle(vEnds.size());
+            for (double& a : vAngle) a = 6.283185307179586 * unit(rng);
+            std::sort(vAngle.begin(), vAngle.end());
+            for (size_t i = 0; i < vEnds.size(); ++i) {
+                const double r = span * (0.1 + 0.4 * unit(rng));
+                vEnds[i] = what == 7 ? Point2(centre + r * std::cos(vAngle[i]), centre + r * std::sin(vAngle[i])) : point(rng() % 2 * 2);
+            }
+            std::vector<Segment2> vSeg;
+            for (size_t i = 0; i + 1 < vEnds.size(); i += (what == 7 ? 1 : 2)) vSeg.emplace_back(vEnds[i], vEnds[i + 1]);
+            if (what == 7) vSeg.emplace_back(vEnds.back(), vEnds[0]);
+            const ConstraintInsertionStrategy cis = rng() % 2 ? CIS_CONSTRAINED_DELAUNAY : CIS_CONFORMING_DELAUNAY;
+            bOk = w.step(where, [&] {
+                Zone2* pZone = w.constrain(vSeg, cis, what == 7);
+                // Far from the origin the doubles form a coarse lattice: refinement would fill it.
+                if (pZone == nullptr || span <= 1e-9 * std::abs(coordinate.shift)) return;
+                MeshGenParams params(pZone);
+                params.minAngleDegree = 20 + double(rng() % 11);
+                params.minEdgeLength = span / 1000;
+                const double area = span * span / double(20 + rng() % 200);
+                params.maxTriangleArea = area > 0 && std::isfinite(area) ? area : DBL_MAX;
+                w.log += " refined " + std::to_string(int(params.minAngleDegree));
+                w.dt.refineAdvanced(&params);
+            });
+        }
+    }
+}
 } // namespace
 
 TEST(Fuzz, WorkflowsOfMixedOperations) {
     lumo_test::ScopedTempDir tmp;  // a failed assertion writes its log here
-    for (size_t round = 0; round < numRounds / 2; ++round) {
-        std::mt19937 rng(unsigned(baseSeed + 3 + 7919 * round));
-        Shape coordinate{rng};
-        coordinate.grid = std::array<int, 4>{2, 8, 60, 1000}[rng() % 4];
-        const double span = coordinate.scale * coordinate.grid, centre = coordinate.shift + 0.5 * span;
-        std::uniform_real_distribution<double> unit(0.0, 1.0);
-        Workflow w;
-        // Degenerate coordinates, uniform doubles over the same box, or earlier points again.
-        auto point = [&](unsigned kind) {
-            if (kind == 2 && !w.vHistory.empty()) return w.vHistory[rng() % w.vHistory.size()];
-            if (kind == 1) return Point2(coordinate.shift + span * unit(rng), coordinate.shift + span * unit(rng));
-            return Point2(coordinate(), coordinate());
-        };
-        const std::string where = "round " + std::to_string(round) + ", seed " + std::to_string(baseSeed) + ":";
-        bool bOk = true;
-        for (size_t numOps = 3 + rng() % 8, op = 0; bOk && op < numOps; ++op) {
-            w.log += "; cpu " + std::to_string(w.dt.setNumCPU(1 + int(rng() % 3)));
-            const size_t size = std::array<size_t, 4>{0, 1 + rng() % 5, 50 + rng() % 451, 1000 + rng() % 4001}[rng() % 4];
-            const unsigned what = rng() % 8, kind = rng() % 3;
-            std::vector<Point2> v(what == 3 ? size % 60 : size);
-            for (Point2& p : v) p = point(kind);
-            if (what <= 3) {
-                bOk = w.step(where, [&] { w.insert(v, what); });
-            } else if (what == 4) {
-                // Points inserted one by one, any inserted point, or any vertex (also added ones).
-                std::vector<Point2> vPool(kind == 0 ? w.vSingles : w.vHistory);
-                if (kind == 2) vPool.clear();
-                for (auto it = w.mVertices.begin(); kind == 2 && it != w.mVertices.end(); ++it) vPool.push_back(it->first);
-                std::set<Point2*> sFixed;  // constraint vertices can't be removed
-                std::vector<ConstraintSegment2*> vS;
-                for (ConstraintGraph2* pG : w.vGraphs) pG->getChildConstraintSegments(vS);
-                for (ConstraintSegment2* s : vS) sFixed.insert({s->getSrc(), s->getTrg()});
-                w.log += " remove " + std::to_string(size % 200);
-                bOk = w.step(where, [&] {
-                    for (size_t k = size % 200; k-- > 0 && !vPool.empty();) {
-                        auto it = w.mVertices.find(vPool[rng() % vPool.size()]);
-                        if (it == w.mVertices.end() || it->second == nullptr || sFixed.count(it->second) != 0) continue;
-                        w.dt.remove(it->second);
-                        w.mVertices.erase(it);
-                    }
-                });
-            } else {
-                // Segments between vertices and new points, or a star-shaped polygon around the
-                // middle of the box (what 7), its zone refined.
-                std::vector<Point2> vEnds(what == 7 ? 3 + rng() % 6 : 2 + rng() % 10);
-                std::vector<double> vAngle(vEnds.size());
-                for (double& a : vAngle) a = 6.283185307179586 * unit(rng);
-                std::sort(vAngle.begin(), vAngle.end());
-                for (size_t i = 0; i < vEnds.size(); ++i) {
-                    const double r = span * (0.1 + 0.4 * unit(rng));
-                    vEnds[i] = what == 7 ? Point2(centre + r * std::cos(vAngle[i]), centre + r * std::sin(vAngle[i])) : point(rng() % 2 * 2);
-                }
-                std::vector<Segment2> vSeg;
-                for (size_t i = 0; i + 1 < vEnds.size(); i += (what == 7 ? 1 : 2)) vSeg.emplace_back(vEnds[i], vEnds[i + 1]);
-                if (what == 7) vSeg.emplace_back(vEnds.back(), vEnds[0]);
-                // Kept out while it never ends: conforming segments near the overflow limit.
-                const ConstraintInsertionStrategy cis = rng() % 2 || span > 1e200 ? CIS_CONSTRAINED_DELAUNAY : CIS_CONFORMING_DELAUNAY;
-                bOk = w.step(where, [&] {
-                    Zone2* pZone = w.constrain(vSeg, cis, what == 7);
-                    // Far from the origin the doubles form a coarse lattice: refinement would fill it.
-                    if (pZone == nullptr || span <= 1e-9 * std::abs(coordinate.shift)) return;
-                    MeshGenParams params(pZone);
-                    params.minAngleDegree = 20 + double(rng() % 11);
-                    params.minEdgeLength = span / 1000;
-                    const double area = span * span / double(20 + rng() % 200);
-                    params.maxTriangleArea = area > 0 && std::isfinite(area) ? area : DBL_MAX;
-                    w.log += " refined " + std::to_string(int(params.minAngleDegree));
-                    w.dt.refineAdvanced(&params);
-                });
-            }
-        }
-    }
+    for (size_t index = firstWorkflow; index < numRounds / 2; ++index) runWorkflow(baseSeed, index);
 }
+
+// Workflows of other seeds that once failed, replayed as the generator draws them today (a
+// change to the generator makes them other workflows: shrink one to a row below first).
+struct WorkflowReplay {
+    const char* name;
+    unsigned seed;
+    size_t index;
+};
+void PrintTo(const WorkflowReplay& c, std::ostream* os) { *os << c.name; }
+class FuzzReplay : public testing::TestWithParam<WorkflowReplay> {};
+TEST_P(FuzzReplay, WorkflowStaysValid) {
+    lumo_test::ScopedTempDir tmp;
+    runWorkflow(GetParam().seed, GetParam().index);
+}
+const WorkflowReplay aWorkflowReplays[] = {
+    // A constraint split point rounded off the segment's two triangles left the old edge
+    // standing, not Delaunay, beside vertices within ulps of it (refinement near 1e15).
+    {"ConstraintSplitRoundedBesideItsOldEdge", 6, 232},
+};
+INSTANTIATE_TEST_SUITE_P(Fuzz, FuzzReplay, testing::ValuesIn(aWorkflowReplays),
+                         [](const testing::TestParamInfo<WorkflowReplay>& info) { return std::string(info.param.name); });
 
 // Minimal inputs the workflows found: points, conforming segments, a closed polygon (zone)
 // and points one by one, in this order, then the zone refined.
@@ -403,6 +429,17 @@ const WorkflowRegression aWorkflowRegressions[] = {
      {{3, 1}, {3, 3}, {1, 3}, {1, 1}}, CIS_CONSTRAINED_DELAUNAY, {}, 20, 1},
     {"RefinementOfConformingPolygonWithAPointOutside", {{4, 0}}, {},
      {{3.6, 1.6}, {2.6, 2.3}, {-2.3, 2.1}, {-1.4, -1.5}}, CIS_CONFORMING_DELAUNAY, {}, 20, 1},
+    // Next to pieces at the precision limit every split flipped more of them, and each
+    // insertion's repair budget grew with the pieces the previous one had made (out of memory).
+    {"InsertionsBesideConformingSegmentsNearOverflow", {{1e300, 1e300}},
+     {{{lattice, 1e300}, {1e300, 2e300}}, {{lattice, 2e300}, {2e300, lattice}}, {{2e300, lattice}, {1e300, 1e300}}},
+     {}, CIS_CONSTRAINED_DELAUNAY, {{2e300, 2e300}, {lattice, lattice}}, 0, 1},
+    // The diagonals of a unit square where the step of the doubles is 1 cross at a corner once
+    // rounded: the crossed diagonal was split there and the crossing one never tried again.
+    {"ConformingDiagonalsCrossingOnCoarseLattice", {},
+     {{{lattice, lattice + 1}, {lattice + 1, lattice}}, {{lattice, lattice}, {lattice + 1, lattice + 1}},
+      {{lattice, lattice}, {lattice + 1, lattice}}, {{lattice, lattice + 1}, {lattice + 1, lattice + 1}}},
+     {}, CIS_CONSTRAINED_DELAUNAY, {}, 0, 1},
     // The fake box's corners fell on one point where the data's middle rounded onto its edge.
     {"ThreadedBulkOfDuplicatesOnCoarseLattice", squareCorners(lattice, 1000), {}, {}, CIS_CONSTRAINED_DELAUNAY, {}, 0, 2},
 };
