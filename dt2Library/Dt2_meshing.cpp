@@ -278,6 +278,7 @@ private:
     const double cosMinAngle{std::cos(params.minAngleDegree / 57.295779513)};
     const size_t licenseTriangleLimit{licenseLimit(LIMIT_MESH_TRIANGLES)};
     bool bLicenseStopped{false};
+    bool bPrecisionWarned{false};
 };
 
 void Refiner::run() {
@@ -367,7 +368,14 @@ bool Refiner::process() {
 
 bool Refiner::tryRefine() {
     LUMO_ASSERT(cand.isAlive());
-    if (!cand.needRefinement(params, &sLocked)) return false;
+    if (!cand.needRefinement(params, &sLocked)) {
+        if (!bPrecisionWarned && cand.isAtPrecisionLimit()) {
+            reportWarning("Dt2::refineMain3()", "triangles at the limit of double precision are left as they are: "
+                                                "angles and sizes there may miss the bounds");
+            bPrecisionWarned = true;
+        }
+        return false;
+    }
     LUMO_ASSERT(pCG!=0);
     const int idx = cand.getLocIndex();
     if (idx == RefCand3::LOC_NONE) return false;

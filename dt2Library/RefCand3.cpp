@@ -197,6 +197,13 @@ bool RefCand3::isSafe() {
     return true;
 }
 
+bool RefCand3::isAtPrecisionLimit() const {
+    double m = 0.0;
+    for (const Point2* p : aCorners) m = std::max({m, std::fabs(p->x()), std::fabs(p->y())});
+    const double limit = std::ldexp(m, 6 - 52);   // 64 units in the last place, or more
+    return std::min({aSqLen[0], aSqLen[1], aSqLen[2]}) < limit * limit;
+}
+
 bool RefCand3::isSmallInputAngle() const {
     const int k = minIdx;
     Point2* pApex = aCorners[k];
@@ -229,7 +236,7 @@ bool RefCand3::needRefinement(MeshGenParams& params, const std::set<ConstraintSe
         reportWarning("RefCand3::needRefinement", "bug, unexpected case");
         return false;
     }
-    if (!isSafe()) return false;
+    if (!isSafe() || isAtPrecisionLimit()) return false;
     if (bSizeBad) return true;
     if (isSmallInputAngle()) {
         if (bDebug) std::cout << "RefC: small input angle, " << minAngle << std::endl;

@@ -44,8 +44,8 @@ public:
     // The walk from the triangle towards its circumcenter; stops at the first constraint edge
     // crossed (or the one the circumcenter lies on) and at the convex hull.
     void computeLocation();
-    // In this order: the blocking edge may be split, the location is safe, size, small input
-    // angle, angle. Needs computeLocation() first.
+    // In this order: the blocking edge may be split, the location is safe, the triangle is
+    // not at the precision limit, size, small input angle, angle. Needs computeLocation() first.
     // pLocked: the alive pieces of the locked constraint segments (may be null).
     bool needRefinement(MeshGenParams& params, const std::set<ConstraintSegment2*>* pLocked);
     // False (with a message) when the circumcenter blocks at an edge of the triangle itself
@@ -56,6 +56,9 @@ public:
     int getLocIndex() const { return locIdx; }
     double getSqLongestEdge() const { return sqLongest; }
     bool isDebug() const { return bDebug; }
+    // The shortest edge spans fewer than 64 units in the last place of the corners'
+    // coordinates: a rounded circumcenter would make triangles as small and as bad again.
+    bool isAtPrecisionLimit() const;
 
 private:
     // The corners, the longest edge and no location yet.

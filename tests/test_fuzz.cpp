@@ -379,6 +379,9 @@ const WorkflowReplay aWorkflowReplays[] = {
     // A constraint split point rounded off the segment's two triangles left the old edge
     // standing, not Delaunay, beside vertices within ulps of it (refinement near 1e15).
     {"ConstraintSplitRoundedBesideItsOldEdge", 6, 232},
+    // Refinement at 28 degrees chased slivers a few units of the last place wide near 2^52:
+    // every rounded circumcenter made new ones, and one pass never ended (out of memory).
+    {"RefinementChasingSliversAtThePrecisionLimit", 12, 152},
 };
 INSTANTIATE_TEST_SUITE_P(Fuzz, FuzzReplay, testing::ValuesIn(aWorkflowReplays),
                          [](const testing::TestParamInfo<WorkflowReplay>& info) { return std::string(info.param.name); });

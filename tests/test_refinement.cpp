@@ -77,7 +77,7 @@ const Domain aDomains[] = {
      {}, {}, [](MeshGenParams& p) { p.minEdgeLength = 0.025; p.maxTriangleArea = 1e-3; }},
     {"a locked constraint", rectangle(0, 0, 1, 1), {}, {}, [](MeshGenParams& p) { p.maxTriangleArea = 1e-3; }, false, true},
     {"bounds varying by four orders of magnitude", rectangle(0, 0, 1, 1), {}, {}, [](MeshGenParams&) {}, true},
-    {"bounds beyond double precision", rectangle(1e8, 1e8, 1e8 + 1e-7, 1e8 + 1e-7), {}, {},
+    {"bounds beyond double precision", rectangle(1e8, 1e8, 1e8 + 1e-5, 1e8 + 1e-5), {}, {},
      [](MeshGenParams& p) { p.maxTriangleArea = 1e-40; p.minEdgeLength = 0; }},
 };
 
@@ -187,7 +187,8 @@ TEST_P(Refinement, MeetsItsBoundsInsideTheZoneOnly) {
         // Ends where rounding stops it, saying so; no bound is met.
         const std::string aKnown[] = {"Double precision arithmetic does not allow to split a segment further, giving up",
                                       "no appropriate splitPoint in double precision arithmetic for a triangle",
-                                      "splitIndex!=maxIdx, numeric"};
+                                      "splitIndex!=maxIdx, numeric",
+                                      "triangles at the limit of double precision are left as they are"};
         bool bSaid = false;
         for (const std::string& k : aKnown) bSaid = bSaid || out.find(k) != std::string::npos;
         EXPECT_TRUE(bSaid) << out;
