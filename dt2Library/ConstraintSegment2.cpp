@@ -48,7 +48,9 @@ void ConstraintSegment2::addOwnerRecursive(ConstraintGraph2* pOwner) {
         ConstraintSegment2* pCur = vStack.back();
         vStack.pop_back();
         pCur->sOwners.pSet = mgr.ownersWith(pCur->sOwners.pSet, pOwner);
-        if (pCur->isAlive()) continue;
+        // A leaf, or a segment withdrawn while its own call inserts the endpoints (a split of an
+        // older segment onto the same two vertices reaches it then).
+        if (!pCur->isSplit()) continue;
         ConstraintSegment2 *pKid0 = nullptr, *pKid1 = nullptr;
         Point2* pSplit = nullptr;
         pCur->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);

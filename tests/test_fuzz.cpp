@@ -382,6 +382,9 @@ const WorkflowReplay aWorkflowReplays[] = {
     // Refinement at 28 degrees chased slivers a few units of the last place wide near 2^52:
     // every rounded circumcenter made new ones, and one pass never ended (out of memory).
     {"RefinementChasingSliversAtThePrecisionLimit", 12, 152},
+    // A pending segment was split, when the triangulation became 2D, onto the two vertices of a
+    // segment that the same call had withdrawn until its endpoints were in: an assertion.
+    {"SplitOntoASegmentWithdrawnByItsOwnCall", 25, 297},
 };
 INSTANTIATE_TEST_SUITE_P(Fuzz, FuzzReplay, testing::ValuesIn(aWorkflowReplays),
                          [](const testing::TestParamInfo<WorkflowReplay>& info) { return std::string(info.param.name); });
