@@ -57,7 +57,7 @@ struct Rng {
 // own guarantee: whenever the filtered determinant clears the bound its sign is the true one.
 struct OrientChecker {
     GeomTest geomTest;
-    long long cases = 0, filterBand = 0;
+    long long filterBand = 0;
     void check(const Point2& p0, const Point2& p1, const Point2& p2) {
         geomTest.updateBound(&p0, &p1, &p2);
         const int expected = lumo_oracle::orient(p0.x(), p0.y(), p1.x(), p1.y(), p2.x(), p2.y());
@@ -69,7 +69,6 @@ struct OrientChecker {
             ASSERT_EQ(det > 0 ? 1 : -1, expected);
         }
         if (std::fabs(det) > 0.5 * bound && std::fabs(det) < 2.0 * bound) ++filterBand;
-        ++cases;
     }
 };
 
