@@ -38,16 +38,13 @@ Segment2 seg(double x0, double y0, double x1, double y1) { return Segment2(Point
 ConstraintGraph2* add(Lumo_2D& dt, std::vector<Segment2> v, ConstraintInsertionStrategy cis = CIS_CONSTRAINED_DELAUNAY, bool bOriented = false) {
     return dt.createConstraint(v, cis, bOriented);
 }
-std::vector<ConstraintSegment2*> pieces(const ConstraintGraph2* pG) {
+// The graph's alive pieces, or the segments it was made of.
+std::vector<ConstraintSegment2*> pieces(const ConstraintGraph2* pG, bool bOriginals = false) {
     std::vector<ConstraintSegment2*> v;
-    pG->getChildConstraintSegments(v);
+    bOriginals ? pG->getOriginalConstraintSegments(v) : pG->getChildConstraintSegments(v);
     return v;
 }
-std::vector<ConstraintSegment2*> originals(const ConstraintGraph2* pG) {
-    std::vector<ConstraintSegment2*> v;
-    pG->getOriginalConstraintSegments(v);
-    return v;
-}
+std::vector<ConstraintSegment2*> originals(const ConstraintGraph2* pG) { return pieces(pG, true); }
 std::vector<Segment2> randomSegments(size_t n, std::mt19937_64& rng, double len) {
     std::uniform_real_distribution<double> d(0.0, 1.0);
     std::vector<Segment2> v;
@@ -394,40 +391,37 @@ TEST(Constraints, ConformingSegmentsAddedOneCallAtATime) {
 }
 
 TEST(Constraints, PolygonDirectionsSurviveLaterCrossings) {
-    for (bool bOriented : {false, true}) {
-        Lumo_2D dt;
-        // A square given counterclockwise but starting mid-way, one segment given backwards:
-        // oriented, that breaks the head-to-tail chain.
-        ConstraintGraph2* pSquare = add(dt, {seg(2, 0, 2, 2), seg(0, 2, 2, 2), seg(0, 2, 0, 0), seg(0, 0, 2, 0)}, CIS_CONSTRAINED_DELAUNAY, bOriented);
-        ASSERT_NE(pSquare, nullptr);
-        EXPECT_EQ(pSquare->isOriented(), bOriented);
-        EXPECT_EQ(pSquare->isPolygon(), !bOriented);
-        if (bOriented) continue;
-        // A crossing line through two sides, and a T onto the bottom side.
-        ConstraintGraph2* pCross = add(dt, {seg(-1, 1, 3, 1.5), seg(1, -1, 1, 0)});
-        std::vector<Point2*> vPoly;
-        pSquare->getPolygonVertices(vPoly);
-        std::vector<XY> vPolyXY;
-        for (Point2* p : vPoly) vPolyXY.push_back(xy(*p));
-        EXPECT_EQ(vPolyXY, (std::vector<XY>{XY(2, 0), XY(2, 1.375), XY(2, 2), XY(0, 2), XY(0, 1.125), XY(0, 0), XY(1, 0)}));
-        // Pieces follow the host's direction head to tail.
-        const std::vector<ConstraintSegment2*> vOrig = originals(pSquare), vKids = pieces(pSquare);
-        ASSERT_EQ(vOrig.size(), 4u);
-        ASSERT_EQ(vKids.size(), 7u);
-        for (size_t i = 0; i < vKids.size(); ++i) {
-            EXPECT_TRUE(pSquare->isConstraint(vKids[i]) && !pCross->isConstraint(vKids[i]));
-            ConstraintSegment2* n = vKids[(i + 1) % vKids.size()];
-            EXPECT_EQ(pSquare->isReverse(vKids[i]) ? vKids[i]->getSrc() : vKids[i]->getTrg(), pSquare->isReverse(n) ? n->getTrg() : n->getSrc()) << i;
-        }
-        ConstraintSegment2 *pC0 = nullptr, *pC1 = nullptr;
-        pSquare->getDirectChildren(vOrig[0], pC0, pC1);   // (2,0)->(2,2) split at (2,1.375)
-        ASSERT_TRUE(pC0 != nullptr && pC1 != nullptr);
-        EXPECT_TRUE(*pC0->getSrc() == Point2(2, 0) || *pC0->getTrg() == Point2(2, 0));
-        EXPECT_TRUE(*pC1->getSrc() == Point2(2, 2) || *pC1->getTrg() == Point2(2, 2));
-        EXPECT_TRUE(pSquare->isConstraint(pC0->getSrc(), pC0->getTrg()) && pSquare->isConstraint(pC0->getTrg(), pC0->getSrc()));
-        EXPECT_FALSE(pSquare->isConstraint(vOrig[0]->getSrc(), vOrig[0]->getTrg()));
-        EXPECT_EQ(constrainedFault(dt, {pSquare, pCross}, "square"), "");
+    // A square given counterclockwise but starting mid-way, one segment given backwards:
+    // oriented, that breaks the head-to-tail chain.
+    const std::vector<Segment2> vSquare{seg(2, 0, 2, 2), seg(0, 2, 2, 2), seg(0, 2, 0, 0), seg(0, 0, 2, 0)};
+    Lumo_2D dt, oriented;
+    ConstraintGraph2 *pSquare = add(dt, vSquare), *pOriented = add(oriented, vSquare, CIS_CONSTRAINED_DELAUNAY, true);
+    ASSERT_TRUE(pSquare != nullptr && pOriented != nullptr);
+    EXPECT_TRUE(!pSquare->isOriented() && pSquare->isPolygon() && pOriented->isOriented() && !pOriented->isPolygon());
+    // A crossing line through two sides, and a T onto the bottom side.
+    ConstraintGraph2* pCross = add(dt, {seg(-1, 1, 3, 1.5), seg(1, -1, 1, 0)});
+    std::vector<Point2*> vPoly;
+    pSquare->getPolygonVertices(vPoly);
+    std::vector<XY> vPolyXY;
+    for (Point2* p : vPoly) vPolyXY.push_back(xy(*p));
+    EXPECT_EQ(vPolyXY, (std::vector<XY>{XY(2, 0), XY(2, 1.375), XY(2, 2), XY(0, 2), XY(0, 1.125), XY(0, 0), XY(1, 0)}));
+    // Pieces follow the host's direction head to tail.
+    const std::vector<ConstraintSegment2*> vOrig = originals(pSquare), vKids = pieces(pSquare);
+    ASSERT_EQ(std::make_pair(vOrig.size(), vKids.size()), std::make_pair(size_t(4), size_t(7)));
+    for (size_t i = 0; i < vKids.size(); ++i) {
+        EXPECT_TRUE(pSquare->isConstraint(vKids[i]) && !pCross->isConstraint(vKids[i]));
+        ConstraintSegment2* n = vKids[(i + 1) % vKids.size()];
+        EXPECT_EQ(pSquare->isReverse(vKids[i]) ? vKids[i]->getSrc() : vKids[i]->getTrg(), pSquare->isReverse(n) ? n->getTrg() : n->getSrc()) << i;
     }
+    ConstraintSegment2 *pC0 = nullptr, *pC1 = nullptr;
+    pSquare->getDirectChildren(vOrig[0], pC0, pC1);   // (2,0)->(2,2) split at (2,1.375)
+    ASSERT_TRUE(pC0 != nullptr && pC1 != nullptr);
+    EXPECT_TRUE(*pC0->getSrc() == Point2(2, 0) || *pC0->getTrg() == Point2(2, 0));
+    EXPECT_TRUE(*pC1->getSrc() == Point2(2, 2) || *pC1->getTrg() == Point2(2, 2));
+    EXPECT_TRUE(pSquare->isConstraint(pC0->getSrc(), pC0->getTrg()) && pSquare->isConstraint(pC0->getTrg(), pC0->getSrc()));
+    EXPECT_FALSE(pSquare->isConstraint(vOrig[0]->getSrc(), vOrig[0]->getTrg()));
+    EXPECT_EQ(constrainedFault(dt, {pSquare, pCross}, "square"), "");
+    EXPECT_EQ(constrainedFault(oriented, {pOriented}, "oriented square"), "");
 }
 
 TEST(Constraints, SegmentRecordSplits) {
