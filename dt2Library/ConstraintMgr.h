@@ -76,6 +76,7 @@ public:
     // lose its border to a flip while vertices go in beside it (the repair would split the piece
     // again, the next vertex flip it again, without end).
     void holdConforming(bool bHold) { bHoldConforming = bHold; }
+    bool hasConforming() const { return numConforming != 0; }
     size_t numSegments() const { return numUsed; }
     // Asks for the table line where the segment {p, q} would go: a caller about to create
     // several segments starts their cache misses together instead of one after another.

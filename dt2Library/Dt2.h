@@ -172,6 +172,8 @@ public:
     // (already an edge, or too short to split).
     bool insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg);
     bool isEdge(Point2* p, Point2* q) const;
+    // A triangle pT with the edge p-q as its edge idx; false when p-q is no edge.
+    bool findEdge(Point2* p, Point2* q, Triangle2*& pT, int& idx);
     // An edge whose neighbour's apex is not strictly inside its circumcircle.
     bool isDelaunayEdge(Point2* p, Point2* q);
     // Lawson flips of the edges around p that are no flip barriers.
@@ -251,7 +253,6 @@ private:
     // At the end of an insertion call of numInserted points: conforming pieces that its flips
     // removed are split again.
     void reconformFlippedPieces(size_t numInserted);
-    bool findEdge(Point2* p, Point2* q, Triangle2*& pT, int& idx);
     Orientation2 orient(const Point2* p0, const Point2* p1, const Point2* p2) {
         return inserter.getGeomTest().getOrientation2(p0, p1, p2);
     }

@@ -243,7 +243,10 @@ private:
     bool process();
     bool tryRefine();
     Point2* insertVertexForRefinement(const Point2& p, Triangle2* pContainingTriangle);
-    bool splitConstraint();
+    // Splits the constraint segment on edge idx of pLocT.
+    bool splitConstraint(Triangle2* pLocT, int idx);
+    // A held conforming piece opposite pNew (pA, pB) that is no Delaunay edge beside it.
+    bool breaksConformingPiece(Point2* pNew, Point2*& pA, Point2*& pB);
     bool computeSplitPoint(ConstraintSegment2* pCSeg, Point2& splitPoint) const;
     void addRefCand(Triangle2* pT);
     void addRefCandsAround(Point2* pVtx);
@@ -279,6 +282,7 @@ private:
     const size_t licenseTriangleLimit{licenseLimit(LIMIT_MESH_TRIANGLES)};
     bool bLicenseStopped{false};
     bool bPrecisionWarned{false};
+    bool bHoldingConforming{false};
 };
 
 void Refiner::run() {
@@ -296,6 +300,7 @@ void Refiner::run() {
         }
     } hold{dt.findConstraintMgr() != nullptr ? &dt.getConstraintMgr() : nullptr};
     if (hold.pMgr != nullptr) hold.pMgr->holdConforming(true);
+    bHoldingConforming = hold.pMgr != nullptr && hold.pMgr->hasConforming();
     pPub = dt.getMsgPublisher();
     if (pPub != nullptr) pPub->start("refine", 1);
     bool bInserted = false;
@@ -387,12 +392,47 @@ bool Refiner::tryRefine() {
     if (idx == RefCand3::LOC_REACHED) {
         Point2* pNew = insertVertexForRefinement(cand.getCircumcenter(), cand.getLocTriangle());
         if (pNew == nullptr) return false;
+        // A circumcenter that a held conforming piece could no longer stay a Delaunay edge
+        // beside goes out again, and the piece is split instead where refinement may split it:
+        // the repair after the run would split it regardless of minEdgeLength, the next run
+        // refine beside the shorter pieces, and so on.
+        Point2 *pA, *pB;
+        if (bHoldingConforming && breaksConformingPiece(pNew, pA, pB)) {
+            dt.remove(pNew);
+            Triangle2* pT;
+            int k;
+            if (!mayRefinementSplit(&dt, pA, pB, params, &sLocked, cand.isDebug()) || !dt.findEdge(pA, pB, pT, k))
+                return false;
+            return splitConstraint(pT, k);
+        }
         dt.getInnerVtxMgr().add(pNew);
         numZoneTriangles += 2;
         addRefCandsAround(pNew);
         return true;
     }
-    return splitConstraint();
+    return splitConstraint(cand.getLocTriangle(), idx);
+}
+
+bool Refiner::breaksConformingPiece(Point2* pNew, Point2*& pA, Point2*& pB) {
+    const ConstraintMgr& mgr = dt.getConstraintMgr();
+    GeomTest& geom = dt.getGeomTest();
+    bool bBroken = false;
+    topo::forEachTriangleAround(pNew, [&](Triangle2* pT) {
+        const int k = pT->getIntraTriangleIndex(pNew);
+        Point2* a = pT->getCorner(incIndexBy1(k));
+        Point2* b = pT->getCorner(incIndexBy2(k));
+        if (!mgr.mayBeEndpoint(a) || !mgr.mayBeEndpoint(b)) return false;
+        const ConstraintSegment2* pCSeg = mgr.getConstraintSegment(a, b);
+        const Triangle2* pN = pT->getOppositeTriangle(k);
+        if (pCSeg == nullptr || !pCSeg->isAlive() || pCSeg->getCIS() != CIS_CONFORMING_DELAUNAY || pN == nullptr ||
+            geom.inCircle(pN->getCorner(0), pN->getCorner(1), pN->getCorner(2), pNew) <= 0)
+            return false;
+        pA = a;
+        pB = b;
+        bBroken = true;
+        return true;
+    });
+    return bBroken;
 }
 
 Point2* Refiner::insertVertexForRefinement(const Point2& p, Triangle2* pContainingTriangle) {
@@ -494,9 +534,7 @@ void Refiner::remarkZone() {
     for (Triangle2* pT : vZoneT) marks.set(pT, MARK_IN);
 }
 
-bool Refiner::splitConstraint() {
-    Triangle2* pLocT = cand.getLocTriangle();
-    const int idx = cand.getLocIndex();
+bool Refiner::splitConstraint(Triangle2* pLocT, int idx) {
     Point2* p1 = pLocT->getCorner(incIndexBy1(idx));
     Point2* p2 = pLocT->getCorner(incIndexBy2(idx));
     ConstraintSegment2* pCSeg = dt.getConstraintMgr().getConstraintSegment(p1, p2);
@@ -511,7 +549,7 @@ bool Refiner::splitConstraint() {
     Point2* pTrg = pCSeg->getTrg();
     auto givingUp = [&]() {
         reportWarning("Dt2::tryRefine()", "Double precision arithmetic does not allow to split a segment further, giving up");
-        Triangle2* pT = cand.getTriangle();
+        Triangle2* pT = cand.isAlive() ? cand.getTriangle() : pLocT;   // the bad triangle, unless a rejected vertex changed it
         std::cout << "edge lengths: " << std::sqrt(pT->getSquaredEdgeLength2D(0)) << " "
                   << std::sqrt(pT->getSquaredEdgeLength2D(1)) << " " << std::sqrt(pT->getSquaredEdgeLength2D(2))
                   << std::endl;

@@ -211,25 +211,31 @@ bool RefCand3::isSmallInputAngle() const {
            pDt2->isConstraintEdge(pApex, aCorners[incIndexBy2(k)]);
 }
 
+bool mayRefinementSplit(Dt2* pDt2, const Point2* p1, const Point2* p2, const MeshGenParams& params,
+                        const std::set<ConstraintSegment2*>* pLocked, bool bDebug) {
+    if (!params.allowConstraintSplitting) return false;
+    if (pLocked != nullptr && !pLocked->empty()) {
+        const ConstraintMgr* pMgr = pDt2->findConstraintMgr();
+        ConstraintSegment2* pCSeg = pMgr == nullptr ? nullptr : pMgr->getConstraintSegment(p1, p2);
+        if (pCSeg != nullptr && pLocked->count(pCSeg) != 0) {
+            if (bDebug) std::cout << "RefC: the blocking constraint is locked" << std::endl;
+            return false;
+        }
+    }
+    const double dx = p2->x() - p1->x(), dy = p2->y() - p1->y();
+    if (2.0 * params.minEdgeLength > std::sqrt(dx * dx + dy * dy)) {
+        if (bDebug) std::cout << "RefC: the blocking constraint is too short" << std::endl;
+        return false;
+    }
+    return true;
+}
+
 bool RefCand3::needRefinement(MeshGenParams& params, const std::set<ConstraintSegment2*>* pLocked) {
     if (params.debugMode == 1) bDebug = true;
     if (locIdx >= 0 && locIdx <= 2) {
-        if (!params.allowConstraintSplitting) return false;
-        Point2* p1 = pLocT->getCorner(incIndexBy1(locIdx));
-        Point2* p2 = pLocT->getCorner(incIndexBy2(locIdx));
-        if (pLocked != nullptr && !pLocked->empty()) {
-            const ConstraintMgr* pMgr = pDt2->findConstraintMgr();
-            ConstraintSegment2* pCSeg = pMgr == nullptr ? nullptr : pMgr->getConstraintSegment(p1, p2);
-            if (pCSeg != nullptr && pLocked->count(pCSeg) != 0) {
-                if (bDebug) std::cout << "RefC: the blocking constraint is locked" << std::endl;
-                return false;
-            }
-        }
-        const double dx = p2->x() - p1->x(), dy = p2->y() - p1->y();
-        if (2.0 * params.minEdgeLength > std::sqrt(dx * dx + dy * dy)) {
-            if (bDebug) std::cout << "RefC: the blocking constraint is too short" << std::endl;
+        if (!mayRefinementSplit(pDt2, pLocT->getCorner(incIndexBy1(locIdx)), pLocT->getCorner(incIndexBy2(locIdx)), params,
+                                pLocked, bDebug))
             return false;
-        }
     } else if (locIdx == LOC_NONE) {
         return false;
     } else if (locIdx != LOC_REACHED) {

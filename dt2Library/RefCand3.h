@@ -18,6 +18,11 @@ class MeshGenParams;
 // the arc cosine of their clamped dot products; minIdx receives the corner where it is.
 double smallestAngleDegree(const Point2* a, const Point2* b, const Point2* c, int& minIdx);
 
+// Whether refinement may split the constraint edge p1-p2: splitting is allowed, the edge is no
+// locked piece (pLocked may be null) and it is at least twice params.minEdgeLength long.
+bool mayRefinementSplit(Dt2* pDt2, const Point2* p1, const Point2* p2, const MeshGenParams& params,
+                        const std::set<ConstraintSegment2*>* pLocked, bool bDebug);
+
 class RefCand3 {
 public:
     // Where the walk towards the circumcenter ended: reached, blocked by a constraint edge of

@@ -291,6 +291,9 @@ void runWorkflow(unsigned seed, size_t index) {
     const double span = coordinate.scale * coordinate.grid, centre = coordinate.shift + 0.5 * span;
     std::uniform_real_distribution<double> unit(0.0, 1.0);
     Workflow w;
+    std::ostringstream box;
+    box << " grid " << coordinate.grid << " x " << coordinate.scale << " + " << coordinate.shift;
+    w.log = box.str();
     // Degenerate coordinates, uniform doubles over the same box, or earlier points again.
     auto point = [&](unsigned kind) {
         if (kind == 2 && !w.vHistory.empty()) return w.vHistory[rng() % w.vHistory.size()];
@@ -385,6 +388,10 @@ const WorkflowReplay aWorkflowReplays[] = {
     // A pending segment was split, when the triangulation became 2D, onto the two vertices of a
     // segment that the same call had withdrawn until its endpoints were in: an assertion.
     {"SplitOntoASegmentWithdrawnByItsOwnCall", 25, 297},
+    // Refinement at 27 to 29 degrees beside conforming segments: circumcenters broke held
+    // pieces, the repair after each run split them far below minEdgeLength, the next run refined
+    // beside the shorter pieces (1.6 million vertices, then out of memory).
+    {"RefinementBesideConformingPiecesAtHighAngles", 43, 293},
 };
 INSTANTIATE_TEST_SUITE_P(Fuzz, FuzzReplay, testing::ValuesIn(aWorkflowReplays),
                          [](const testing::TestParamInfo<WorkflowReplay>& info) { return std::string(info.param.name); });
