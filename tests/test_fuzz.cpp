@@ -342,7 +342,10 @@ void runWorkflow(unsigned seed, size_t index) {
             std::vector<Segment2> vSeg;
             for (size_t i = 0; i + 1 < vEnds.size(); i += (what == 7 ? 1 : 2)) vSeg.emplace_back(vEnds[i], vEnds[i + 1]);
             if (what == 7) vSeg.emplace_back(vEnds.back(), vEnds[0]);
-            const ConstraintInsertionStrategy cis = rng() % 2 ? CIS_CONSTRAINED_DELAUNAY : CIS_CONFORMING_DELAUNAY;
+            // Conforming segments with features far below the resolution of the doubles (a point
+            // 2^52 beside a segment 1e300 long) spend each call's whole repair budget, which grows
+            // with the vertices: a workflow would take minutes. Single calls are regression rows.
+            const ConstraintInsertionStrategy cis = rng() % 2 || span > 1e200 ? CIS_CONSTRAINED_DELAUNAY : CIS_CONFORMING_DELAUNAY;
             bOk = w.step(where, [&] {
                 Zone2* pZone = w.constrain(vSeg, cis, what == 7);
                 // Far from the origin the doubles form a coarse lattice: refinement would fill it.
