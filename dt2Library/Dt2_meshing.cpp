@@ -10,10 +10,12 @@
 // goes in, so the triangles touched then are marked unknown and afterwards take the mark of the
 // nearest known triangle reached without crossing the zone's border.
 #include <algorithm>
+#include <array>
 #include <cfloat>
 #include <cmath>
 #include <iostream>
 #include <set>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 #include "ConstraintGraph2.h"
@@ -245,10 +247,17 @@ private:
     Point2* insertVertexForRefinement(const Point2& p, Triangle2* pContainingTriangle);
     // Splits the constraint segment on edge idx of pLocT.
     bool splitConstraint(Triangle2* pLocT, int idx);
-    // A held conforming piece opposite pNew (pA, pB) that is no Delaunay edge beside it.
-    bool breaksConformingPiece(Point2* pNew, Point2*& pA, Point2*& pB);
+    // A held conforming piece (pA, pB) that would be no Delaunay edge beside a vertex at c,
+    // which lies in the closed triangle pStart.
+    bool wouldBreakConformingPiece(const Point2& c, Triangle2* pStart, Point2*& pA, Point2*& pB);
     bool computeSplitPoint(ConstraintSegment2* pCSeg, Point2& splitPoint) const;
     void addRefCand(Triangle2* pT);
+    // A bad triangle that refinement leaves as it is: while it keeps its corners, later passes of
+    // the run would only walk to the same circumcenter again (beside long chains of short
+    // edges, thousands of steps each) and come to the same answer.
+    void skipInThisRun(const RefCand3& c) {
+        mSkipped[c.getTriangle()] = {c.getCorner(0), c.getCorner(1), c.getCorner(2)};
+    }
     void addRefCandsAround(Point2* pVtx);
     void markUnknown(Triangle2* pT) {
         if (marks.get(pT) != MARK_UNKNOWN) {
@@ -276,6 +285,9 @@ private:
     std::vector<Triangle2*> vUnknownT, vScratchT, vFloodT;
     std::vector<ConstraintSegment2*> vLeaves;
     std::vector<Point2*> vLink;
+    std::vector<Triangle2*> vCavityT;
+    std::unordered_set<Triangle2*> sCavityT;
+    std::unordered_map<Triangle2*, std::array<Point2*, 3>> mSkipped;
     size_t numZoneTriangles{0};   // at the last collection, plus two per vertex since
     MsgPublisher* pPub{nullptr};
     const double cosMinAngle{std::cos(params.minAngleDegree / 57.295779513)};
@@ -342,6 +354,12 @@ bool Refiner::collect(bool bFirst) {
 }
 
 void Refiner::addRefCand(Triangle2* pT) {
+    if (!mSkipped.empty()) {
+        const auto it = mSkipped.find(pT);
+        if (it != mSkipped.end() && it->second[0] == pT->getCorner(0) && it->second[1] == pT->getCorner(1) &&
+            it->second[2] == pT->getCorner(2))
+            return;
+    }
     if (!arrival.init(&dt, pT, params, cosMinAngle)) return;
     queue.push(arrival);
     if (pPub != nullptr) pPub->addToTotal(1);
@@ -379,6 +397,7 @@ bool Refiner::tryRefine() {
                                                 "angles and sizes there may miss the bounds");
             bPrecisionWarned = true;
         }
+        skipInThisRun(cand);
         return false;
     }
     LUMO_ASSERT(pCG!=0);
@@ -390,21 +409,21 @@ bool Refiner::tryRefine() {
         return false;
     }
     if (idx == RefCand3::LOC_REACHED) {
-        Point2* pNew = insertVertexForRefinement(cand.getCircumcenter(), cand.getLocTriangle());
-        if (pNew == nullptr) return false;
-        // A circumcenter that a held conforming piece could no longer stay a Delaunay edge
-        // beside goes out again, and the piece is split instead where refinement may split it:
-        // the repair after the run would split it regardless of minEdgeLength, the next run
-        // refine beside the shorter pieces, and so on.
+        // A circumcenter that a held conforming piece could not stay a Delaunay edge beside is
+        // not inserted; the piece is split instead where refinement may split it. The repair
+        // after the run would split it regardless of minEdgeLength, the next run refine beside
+        // the shorter pieces, and so on.
         Point2 *pA, *pB;
-        if (bHoldingConforming && breaksConformingPiece(pNew, pA, pB)) {
-            dt.remove(pNew);
+        if (bHoldingConforming && wouldBreakConformingPiece(cand.getCircumcenter(), cand.getLocTriangle(), pA, pB)) {
             Triangle2* pT;
             int k;
-            if (!mayRefinementSplit(&dt, pA, pB, params, &sLocked, cand.isDebug()) || !dt.findEdge(pA, pB, pT, k))
-                return false;
-            return splitConstraint(pT, k);
+            if (mayRefinementSplit(&dt, pA, pB, params, &sLocked, cand.isDebug()) && dt.findEdge(pA, pB, pT, k))
+                return splitConstraint(pT, k);
+            skipInThisRun(cand);
+            return false;
         }
+        Point2* pNew = insertVertexForRefinement(cand.getCircumcenter(), cand.getLocTriangle());
+        if (pNew == nullptr) return false;
         dt.getInnerVtxMgr().add(pNew);
         numZoneTriangles += 2;
         addRefCandsAround(pNew);
@@ -413,26 +432,44 @@ bool Refiner::tryRefine() {
     return splitConstraint(cand.getLocTriangle(), idx);
 }
 
-bool Refiner::breaksConformingPiece(Point2* pNew, Point2*& pA, Point2*& pB) {
+bool Refiner::wouldBreakConformingPiece(const Point2& c, Triangle2* pStart, Point2*& pA, Point2*& pB) {
+    // The insertion's flips replace the triangles whose circumcircle strictly contains c, reached
+    // from pStart across edges that are no flip barrier; a held conforming piece on the border
+    // of that cavity stays a Delaunay edge unless c lies in the circumcircle beyond it too.
+    // Cavities grow large only beside long chains of short edges, where the insertion is what
+    // breaks up the fan: beyond MAX_CAVITY triangles the vertex goes in, and the repair after
+    // the run keeps the pieces Delaunay.
+    const size_t MAX_CAVITY = 256;
     const ConstraintMgr& mgr = dt.getConstraintMgr();
     GeomTest& geom = dt.getGeomTest();
-    bool bBroken = false;
-    topo::forEachTriangleAround(pNew, [&](Triangle2* pT) {
-        const int k = pT->getIntraTriangleIndex(pNew);
-        Point2* a = pT->getCorner(incIndexBy1(k));
-        Point2* b = pT->getCorner(incIndexBy2(k));
-        if (!mgr.mayBeEndpoint(a) || !mgr.mayBeEndpoint(b)) return false;
-        const ConstraintSegment2* pCSeg = mgr.getConstraintSegment(a, b);
-        const Triangle2* pN = pT->getOppositeTriangle(k);
-        if (pCSeg == nullptr || !pCSeg->isAlive() || pCSeg->getCIS() != CIS_CONFORMING_DELAUNAY || pN == nullptr ||
-            geom.inCircle(pN->getCorner(0), pN->getCorner(1), pN->getCorner(2), pNew) <= 0)
-            return false;
-        pA = a;
-        pB = b;
-        bBroken = true;
-        return true;
-    });
-    return bBroken;
+    vCavityT.assign(1, pStart);
+    sCavityT.clear();
+    sCavityT.insert(pStart);
+    for (size_t head = 0; head < vCavityT.size(); ++head) {
+        Triangle2* pT = vCavityT[head];
+        for (int i = 0; i < 3; ++i) {
+            Triangle2* pN = pT->getOppositeTriangle(i);
+            if (pN == nullptr || sCavityT.count(pN) != 0) continue;
+            Point2* a = pT->getCorner(incIndexBy1(i));
+            Point2* b = pT->getCorner(incIndexBy2(i));
+            const bool bInside = geom.inCircle(pN->getCorner(0), pN->getCorner(1), pN->getCorner(2), &c) > 0;
+            if (!mgr.isFlipBarrier(a, b)) {
+                if (bInside) {
+                    if (vCavityT.size() == MAX_CAVITY) return false;
+                    sCavityT.insert(pN);
+                    vCavityT.push_back(pN);
+                }
+                continue;
+            }
+            const ConstraintSegment2* pCSeg = mgr.getConstraintSegment(a, b);
+            if (bInside && pCSeg->getCIS() == CIS_CONFORMING_DELAUNAY) {
+                pA = a;
+                pB = b;
+                return true;
+            }
+        }
+    }
+    return false;
 }
 
 Point2* Refiner::insertVertexForRefinement(const Point2& p, Triangle2* pContainingTriangle) {
