@@ -3,6 +3,8 @@
 // exact in-circle test restore the Delaunay property. Bulk input is ordered along a Hilbert
 // curve and inserted middle first so that every walk is short.
 #pragma once
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <functional>
 #include <set>
@@ -287,9 +289,16 @@ private:
     // Grows both boxes by the given extent; re-keys the vault when the key box must grow.
     void growBoxes(double minX, double minY, double maxX, double maxY);
     void updateGeomBound();
+    // For start hints only: below about 1e-154 the squares underflow.
     static double sqDistance(const Point2& a, const Point2& b) {
         const double dx = a.x() - b.x(), dy = a.y() - b.y();
         return dx * dx + dy * dy;
+    }
+    static double distance(const Point2& a, const Point2& b) { return std::hypot(a.x() - b.x(), a.y() - b.y()); }
+    // Whether w, on the line through p and q, lies strictly between them: exact, no arithmetic.
+    static bool isBetweenOnLine(const Point2& p, const Point2& q, const Point2& w) {
+        return w != p && w != q && std::min(p.x(), q.x()) <= w.x() && w.x() <= std::max(p.x(), q.x()) &&
+               std::min(p.y(), q.y()) <= w.y() && w.y() <= std::max(p.y(), q.y());
     }
     static bool isFinitePoint(double x, double y) { return std::isfinite(x) && std::isfinite(y); }
 

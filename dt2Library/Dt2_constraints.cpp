@@ -405,7 +405,7 @@ Point2* Dt2::newCDT_traverseCZ(ConstraintSegment2* pCSeg, std::vector<std::pair<
                 Point2* aEnds[4] = {pLeft, pRight, pStart, pStop};
                 Point2* pNearest = aEnds[0];
                 for (Point2* pE : aEnds)
-                    if (sqDistance(*pE, P) < sqDistance(*pNearest, P)) pNearest = pE;
+                    if (distance(*pE, P) < distance(*pNearest, P)) pNearest = pE;
                 if (pNearest == pLeft || pNearest == pRight) {
                     getInnerVtxMgr().withdraw(pNearest);
                     return pNearest;
@@ -585,7 +585,6 @@ bool Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
     // 1.-3. Already an edge, or a vertex around p lies on the segment.
     Point2* pOnSegment = nullptr;
     bool bIsEdge = false;
-    const double sqLen = sqDistance(*p, *q);
     topo::forEachTriangleAround(p, [&](Triangle2* pT) {
         const int k = pT->getIntraTriangleIndex(p);
         for (int m = 1; m <= 2; ++m) {
@@ -594,8 +593,7 @@ bool Dt2::insertSegmentConformingDelaunay(ConstraintSegment2* pCSeg) {
                 bIsEdge = true;
                 return true;
             }
-            if (pOnSegment == nullptr && orient(p, q, w) == ORIENTATION2_COLLINEAR && sqDistance(*w, *p) < sqLen &&
-                sqDistance(*w, *q) < sqLen)
+            if (pOnSegment == nullptr && orient(p, q, w) == ORIENTATION2_COLLINEAR && isBetweenOnLine(*p, *q, *w))
                 pOnSegment = w;
         }
         return false;

@@ -62,7 +62,8 @@ public:
     double getSqLongestEdge() const { return sqLongest; }
     bool isDebug() const { return bDebug; }
     // The shortest edge spans fewer than 64 units in the last place of the corners'
-    // coordinates: a rounded circumcenter would make triangles as small and as bad again.
+    // coordinates (a rounded circumcenter would make triangles as small and as bad again), or
+    // its squared length is below the smallest normal double.
     bool isAtPrecisionLimit() const;
 
 private:

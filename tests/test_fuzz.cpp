@@ -395,6 +395,13 @@ const WorkflowReplay aWorkflowReplays[] = {
     // pieces, the repair after each run split them far below minEdgeLength, the next run refined
     // beside the shorter pieces (1.6 million vertices, then out of memory).
     {"RefinementBesideConformingPiecesAtHighAngles", 43, 293},
+    // Near 1e-300 the squared edge lengths underflow to zero: refinement measured nothing and
+    // walked without end.
+    {"RefinementWhereSquaredLengthsUnderflow", 414, 275},
+    // Near 1e-300 a crossing rounded off its quadrilateral snapped to the first of the four
+    // ends, whose squared distances had all underflowed: a split off the segment, a cycle in
+    // its split tree, and memory without end.
+    {"CrossingSnappedWhereSquaredDistancesUnderflow", 410, 358},
 };
 INSTANTIATE_TEST_SUITE_P(Fuzz, FuzzReplay, testing::ValuesIn(aWorkflowReplays),
                          [](const testing::TestParamInfo<WorkflowReplay>& info) { return std::string(info.param.name); });
