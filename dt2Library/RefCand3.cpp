@@ -225,7 +225,7 @@ bool mayRefinementSplit(Dt2* pDt2, const Point2* p1, const Point2* p2, const Mes
         }
     }
     const double dx = p2->x() - p1->x(), dy = p2->y() - p1->y();
-    if (2.0 * params.minEdgeLength > std::sqrt(dx * dx + dy * dy)) {
+    if (2.0 * params.minEdgeLength > std::hypot(dx, dy)) {
         if (bDebug) std::cout << "RefC: the blocking constraint is too short" << std::endl;
         return false;
     }
