@@ -51,12 +51,8 @@ void ConstraintSegment2::addOwnerRecursive(ConstraintGraph2* pOwner) {
         // A leaf, or a segment withdrawn while its own call inserts the endpoints (a split of an
         // older segment onto the same two vertices reaches it then).
         if (!pCur->isSplit()) continue;
-        ConstraintSegment2 *pKid0 = nullptr, *pKid1 = nullptr;
-        Point2* pSplit = nullptr;
-        pCur->getChildrenAndSplitPoint(pKid0, pKid1, pSplit);
-        LUMO_ASSERT(pKid0!=0 && pKid1!=0);
-        vStack.push_back(pKid1);
-        vStack.push_back(pKid0);
+        vStack.push_back(pCur->vChildren[1]);
+        vStack.push_back(pCur->vChildren[0]);
     }
 }
 

@@ -178,6 +178,8 @@ public:
     bool findEdge(Point2* p, Point2* q, Triangle2*& pT, int& idx);
     // An edge whose neighbour's apex is not strictly inside its circumcircle.
     bool isDelaunayEdge(Point2* p, Point2* q);
+    // The same for edge idx of pT (a hull edge is Delaunay).
+    bool isDelaunayAt(Triangle2* pT, int idx);
     // Lawson flips of the edges around p that are no flip barriers.
     void restoreDelaunayAround(Point2* p);
     // Lawson flips from the edge p-q, if there is one: an edge that stopped being a constraint.

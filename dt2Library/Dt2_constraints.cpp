@@ -123,7 +123,10 @@ bool Dt2::findEdge(Point2* p, Point2* q, Triangle2*& pT, int& idx) {
 bool Dt2::isDelaunayEdge(Point2* p, Point2* q) {
     Triangle2* pT;
     int idx;
-    if (!findEdge(p, q, pT, idx)) return false;
+    return findEdge(p, q, pT, idx) && isDelaunayAt(pT, idx);
+}
+
+bool Dt2::isDelaunayAt(Triangle2* pT, int idx) {
     Triangle2* pN = pT->getOppositeTriangle(idx);
     if (pN == nullptr) return true;
     Point2* pOpp = pN->getCorner(pN->getIntraTriangleIndex(pT));

@@ -586,7 +586,7 @@ bool Refiner::splitConstraint(Triangle2* pLocT, int idx) {
     Point2* pTrg = pCSeg->getTrg();
     auto givingUp = [&]() {
         reportWarning("Dt2::tryRefine()", "Double precision arithmetic does not allow to split a segment further, giving up");
-        Triangle2* pT = cand.isAlive() ? cand.getTriangle() : pLocT;   // the bad triangle, unless a rejected vertex changed it
+        Triangle2* pT = cand.getTriangle();
         std::cout << "edge lengths: " << std::sqrt(pT->getSquaredEdgeLength2D(0)) << " "
                   << std::sqrt(pT->getSquaredEdgeLength2D(1)) << " " << std::sqrt(pT->getSquaredEdgeLength2D(2))
                   << std::endl;
@@ -745,17 +745,12 @@ bool Dt2::reconformHeldPieces() {
     if (!pConstraintMgr) return false;
     std::vector<ConstraintSegment2*> vCSegs;
     pConstraintMgr->getSegmentsInMapOrder(vCSegs);
-    GeomTest& geom = inserter.getGeomTest();
     size_t numNotDelaunay = 0;
     for (ConstraintSegment2* pCSeg : vCSegs) {
         if (!pCSeg->isAlive() || pCSeg->getCIS() != CIS_CONFORMING_DELAUNAY) continue;
         Triangle2* pT;
         int idx;
-        if (!findEdge(pCSeg->getSrc(), pCSeg->getTrg(), pT, idx)) continue;
-        Triangle2* pN = pT->getOppositeTriangle(idx);
-        if (pN == nullptr) continue;
-        const Point2* pFar = pN->getCorner(pN->getIntraTriangleIndex(pT));
-        if (geom.inCircle(pT->getCorner(0), pT->getCorner(1), pT->getCorner(2), pFar) <= 0) continue;
+        if (!findEdge(pCSeg->getSrc(), pCSeg->getTrg(), pT, idx) || isDelaunayAt(pT, idx)) continue;
         inserter.pushCheck(pT, idx);
         ++numNotDelaunay;
     }
