@@ -217,7 +217,6 @@ struct Workflow {
     // A closed polygon (bPolygon, counterclockwise) also gets its zone.
     Zone2* constrain(std::vector<Segment2> vSeg, ConstraintInsertionStrategy cis, bool bPolygon) {
         log += std::string(bPolygon ? " polygon " : " segments ") + std::to_string(vSeg.size()) + (cis ? " constrained" : " conforming");
-        if (getenv("DBGSEG")) { for (auto& sg : vSeg) fprintf(stderr, "{{%a, %a}, {%a, %a}},\n", sg.getSrc().x(), sg.getSrc().y(), sg.getTrg().x(), sg.getTrg().y()); fprintf(stderr, "numpts %zu\n", (size_t)dt.numberOfPoints()); }
         ConstraintGraph2* pG = dt.createConstraint(vSeg, cis, bPolygon);
         bConforming |= cis == CIS_CONFORMING_DELAUNAY;
         bPending |= pG != nullptr && !dt.is2D();
