@@ -200,10 +200,26 @@ private:
     uint64_t seq{0};
 };
 
+// Bad triangles that refinement left as they are, kept across the runs of one refinement: while
+// a triangle keeps its corners (and, when its circumcenter was refused beside a conforming
+// piece, while that piece stands), a later pass or run would only walk to the same circumcenter
+// again and come to the same answer. Beside long chains of short conforming pieces these walks
+// cross thousands of triangles each, and every run after the first re-examined hundreds of
+// thousands of such triangles to insert a few thousand vertices.
+struct SkippedTriangles {
+    struct Entry {
+        std::array<Point2*, 3> aCorners;
+        Point2* pPieceA;   // the refusing piece, or null
+        Point2* pPieceB;
+    };
+    std::unordered_map<Triangle2*, Entry> mEntries;
+};
+
 class Refiner : public TopologyObserver {
 public:
-    Refiner(Dt2& dt_, MeshGenParams& params_, const std::set<ConstraintSegment2*>& sLocked_)
-        : dt(dt_), params(params_), pZone(params_.pZone), marks(dt_.getTrianglePool()), sLocked(sLocked_) {}
+    Refiner(Dt2& dt_, MeshGenParams& params_, const std::set<ConstraintSegment2*>& sLocked_, SkippedTriangles& skipped_)
+        : dt(dt_), params(params_), pZone(params_.pZone), marks(dt_.getTrianglePool()), sLocked(sLocked_),
+          skipped(skipped_) {}
     void run();
     // True when a licence limit on mesh triangles stopped the run (the mesh is valid).
     bool isLicenseStopped() const { return bLicenseStopped; }
@@ -252,12 +268,12 @@ private:
     bool wouldBreakConformingPiece(const Point2& c, Triangle2* pStart, Point2*& pA, Point2*& pB);
     bool computeSplitPoint(ConstraintSegment2* pCSeg, Point2& splitPoint) const;
     void addRefCand(Triangle2* pT);
-    // A bad triangle that refinement leaves as it is: while it keeps its corners, later passes of
-    // the run would only walk to the same circumcenter again (beside long chains of short
-    // edges, thousands of steps each) and come to the same answer.
-    void skipInThisRun(const RefCand3& c) {
-        mSkipped[c.getTriangle()] = {c.getCorner(0), c.getCorner(1), c.getCorner(2)};
+    // A bad triangle that refinement leaves as it is (pPieceA-pPieceB: the conforming piece that
+    // refused its circumcenter).
+    void skip(const RefCand3& c, Point2* pPieceA = nullptr, Point2* pPieceB = nullptr) {
+        skipped.mEntries[c.getTriangle()] = {{c.getCorner(0), c.getCorner(1), c.getCorner(2)}, pPieceA, pPieceB};
     }
+    bool isSkipped(Triangle2* pT);
     void addRefCandsAround(Point2* pVtx);
     void markUnknown(Triangle2* pT) {
         if (marks.get(pT) != MARK_UNKNOWN) {
@@ -287,7 +303,7 @@ private:
     std::vector<Point2*> vLink;
     std::vector<Triangle2*> vCavityT;
     std::unordered_set<Triangle2*> sCavityT;
-    std::unordered_map<Triangle2*, std::array<Point2*, 3>> mSkipped;
+    SkippedTriangles& skipped;
     size_t numZoneTriangles{0};   // at the last collection, plus two per vertex since
     MsgPublisher* pPub{nullptr};
     const double cosMinAngle{std::cos(params.minAngleDegree / 57.295779513)};
@@ -353,13 +369,20 @@ bool Refiner::collect(bool bFirst) {
     return !queue.empty();
 }
 
+bool Refiner::isSkipped(Triangle2* pT) {
+    if (skipped.mEntries.empty()) return false;
+    const auto it = skipped.mEntries.find(pT);
+    if (it == skipped.mEntries.end()) return false;
+    const SkippedTriangles::Entry& e = it->second;
+    if (e.aCorners[0] != pT->getCorner(0) || e.aCorners[1] != pT->getCorner(1) || e.aCorners[2] != pT->getCorner(2))
+        return false;
+    Triangle2* pEdgeT;
+    int k;
+    return e.pPieceA == nullptr || dt.findEdge(e.pPieceA, e.pPieceB, pEdgeT, k);
+}
+
 void Refiner::addRefCand(Triangle2* pT) {
-    if (!mSkipped.empty()) {
-        const auto it = mSkipped.find(pT);
-        if (it != mSkipped.end() && it->second[0] == pT->getCorner(0) && it->second[1] == pT->getCorner(1) &&
-            it->second[2] == pT->getCorner(2))
-            return;
-    }
+    if (isSkipped(pT)) return;
     if (!arrival.init(&dt, pT, params, cosMinAngle)) return;
     queue.push(arrival);
     if (pPub != nullptr) pPub->addToTotal(1);
@@ -397,7 +420,7 @@ bool Refiner::tryRefine() {
                                                 "angles and sizes there may miss the bounds");
             bPrecisionWarned = true;
         }
-        skipInThisRun(cand);
+        skip(cand);
         return false;
     }
     LUMO_ASSERT(pCG!=0);
@@ -419,7 +442,7 @@ bool Refiner::tryRefine() {
             int k;
             if (mayRefinementSplit(&dt, pA, pB, params, &sLocked, cand.isDebug()) && dt.findEdge(pA, pB, pT, k))
                 return splitConstraint(pT, k);
-            skipInThisRun(cand);
+            skip(cand, pA, pB);
             return false;
         }
         Point2* pNew = insertVertexForRefinement(cand.getCircumcenter(), cand.getLocTriangle());
@@ -727,8 +750,9 @@ void Dt2::refineMain3(MeshGenParams* pParams) {
     // A run holds conforming pieces in place; those that it left no longer Delaunay are then
     // flipped away and split again, and the new triangles refined in one more run.
     const int MAX_BORDER_ROUNDS = 8;
+    SkippedTriangles skipped;
     for (int round = 0;; ++round) {
-        Refiner refiner(*this, *pParams, sLocked);
+        Refiner refiner(*this, *pParams, sLocked, skipped);
         refiner.noteSplitVertices(vGridSplitVertices);
         refiner.run();
         if (refiner.isLicenseStopped()) throw LumoLicenseException();
