@@ -14,6 +14,7 @@
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <memory>
 #include <random>
 #include <set>
 #include <sstream>
@@ -21,6 +22,7 @@
 #include "Lumo_2D.h"
 #include "MessageText.h"
 #include "ScopedTempDir.h"
+#include "MeshChecks.h"
 #include "TriangulationBuilders.h"
 #include "segmentOracle.h"
 
@@ -467,6 +469,140 @@ const WorkflowRegression aWorkflowRegressions[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Fuzz, FuzzRegression, testing::ValuesIn(aWorkflowRegressions),
                          [](const testing::TestParamInfo<WorkflowRegression>& info) { return std::string(info.param.name); });
+
+// ---- refinement options ----------------------------------------------------------------------------------
+
+namespace {
+// Area bounds a thousand times finer within a tenth of the span of one point.
+struct FineNear : MeshGenParams {
+    FineNear(Zone2* pZone, Point2 p_, double radius_, double coarse_) : MeshGenParams(pZone), p(p_), radius(radius_), coarse(coarse_) {}
+    double getMaxTriangleArea(Triangle2* pT) override {
+        const Point2 c = pT->getBarycenter();
+        return std::hypot(c.x() - p.x(), c.y() - p.y()) < radius ? 1e-3 * coarse : coarse;
+    }
+    Point2 p;
+    double radius, coarse;
+};
+} // namespace
+
+// A star-shaped ring with spikes and notches, sometimes a hole, segments (constrained or
+// conforming, crossing the ring or not) and points inside and out, refined under options drawn
+// from their whole range: angles up to 30 degrees, no or a large minimum edge length, bounds
+// that vary by position, growth bounds, a locked piece, splitting off, a grid first.
+// Refinement must end and leave the constrained Delaunay triangulation of its vertices; the
+// pieces it may not split stay whole, and every new vertex lies inside the zone or on a
+// constraint piece. LUMO2D_FUZZ_FIRST_WORKFLOW replays from a given round.
+TEST(Fuzz, RefinementUnderRandomOptions) {
+    lumo_test::ScopedTempDir tmp;
+    for (size_t round = firstWorkflow; round < numRounds / 2; ++round) {
+        std::mt19937 rng(unsigned(baseSeed + 5 + 104729 * round));
+        std::uniform_real_distribution<double> unit(0.0, 1.0);
+        const double span = std::array<double, 5>{1.0, 0x1p-40, 0x1p+40, 1e-290, 1e290}[rng() % 5];
+        const Point2 c(std::array<double, 3>{0.0, -3.5 * span, 1e3 * span}[rng() % 3], 0.0);
+        auto star = [&](size_t n, double r0, double r1, bool bSharp) {
+            // Gaps below half a turn: the centre is inside, the ring counterclockwise.
+            std::vector<Point2> vRing;
+            for (size_t i = 0; i < n; ++i) {
+                const double a = 6.283185307179586 * (double(i) + 0.4 * unit(rng)) / double(n);
+                const unsigned k = rng() % 8;
+                const double r = span * (bSharp && k == 0 ? 2 * r1 : bSharp && k == 1 ? r0 : r0 + (r1 - r0) * unit(rng));
+                vRing.emplace_back(c.x() + r * std::cos(a), c.y() + r * std::sin(a));
+            }
+            return vRing;
+        };
+        auto loop = [](const std::vector<Point2>& vRing) {
+            std::vector<Segment2> v;
+            for (size_t i = 0; i < vRing.size(); ++i) v.emplace_back(vRing[i], vRing[(i + 1) % vRing.size()]);
+            return v;
+        };
+        std::vector<std::vector<Point2>> vRings{star(3 + rng() % 40, 0.1, 0.45, true)};
+        // A hole well inside the ring's nearest edge (in units of the span): the rings must not cross.
+        double inner = HUGE_VAL;
+        for (size_t i = 0; i < vRings[0].size(); ++i) {
+            const Point2 &p = vRings[0][i], &q = vRings[0][(i + 1) % vRings[0].size()];
+            const double ax = (p.x() - c.x()) / span, ay = (p.y() - c.y()) / span, bx = (q.x() - c.x()) / span, by = (q.y() - c.y()) / span;
+            inner = std::min(inner, std::fabs(ax * by - ay * bx) / std::hypot(bx - ax, by - ay));
+        }
+        if (rng() % 3 == 0 && inner > 0.02) {
+            vRings.push_back(star(3 + rng() % 8, 0.2 * inner, 0.7 * inner, false));
+            std::reverse(vRings.back().begin(), vRings.back().end());
+        }
+        std::vector<Point2> vCloud(rng() % 2 ? rng() % 300 : 0);
+        for (Point2& p : vCloud) p = Point2(c.x() + span * (2 * unit(rng) - 1), c.y() + span * (2 * unit(rng) - 1));
+        std::vector<Segment2> vInner(rng() % 2 ? 1 + rng() % 5 : 0);
+        for (Segment2& sg : vInner)
+            sg = Segment2(Point2(c.x() + span * (unit(rng) - 0.5), c.y() + span * (unit(rng) - 0.5)),
+                          Point2(c.x() + span * (unit(rng) - 0.5), c.y() + span * (unit(rng) - 0.5)));
+        const ConstraintInsertionStrategy innerCIS = rng() % 2 ? CIS_CONSTRAINED_DELAUNAY : CIS_CONFORMING_DELAUNAY;
+        auto finiteOr = [](double v, double fallback) { return std::isfinite(v) && v > 0 ? v : fallback; };
+        const double area = finiteOr(span * span * std::array<double, 4>{HUGE_VAL, 1e-2, 1e-3, 2e-4}[rng() % 4], DBL_MAX);
+
+        Workflow w;
+        std::ostringstream os;
+        os << " round " << round << " span " << span << ", rings of " << vRings[0].size();
+        if (vRings.size() > 1) os << " and " << vRings[1].size();
+        w.log = os.str();
+        std::unique_ptr<MeshGenParams> pParams;
+        std::set<Point2*> sBefore;
+        std::vector<ConstraintSegment2*> vMustStay;
+        const bool bOk = w.step("refinement options", [&] {
+            w.insert(vCloud, 0);
+            for (const std::vector<Point2>& r : vRings) {
+                std::vector<Segment2> vSeg = loop(r);
+                w.vGraphs.push_back(w.dt.createConstraint(vSeg, CIS_CONSTRAINED_DELAUNAY, true));
+            }
+            Zone2* pZone = w.dt.createZone(w.vGraphs, ZL_INSIDE);
+            if (!vInner.empty()) w.constrain(vInner, innerCIS, false);
+            if (pZone == nullptr) return;
+            pParams.reset(rng() % 5 == 0 ? new FineNear(pZone, vRings[0][0], 0.1 * span, area) : new MeshGenParams(pZone));
+            MeshGenParams& params = *pParams;
+            params.minAngleDegree = std::array<double, 6>{0, 10, 20, 25, 28.5, 30}[rng() % 6];
+            params.minEdgeLength = span * std::array<double, 5>{0, 1e-12, 1e-5, 1e-3, 0.05}[rng() % 5];
+            params.maxTriangleArea = area;
+            params.maxEdgeLength = finiteOr(span * std::array<double, 3>{HUGE_VAL, 0.3, 0.03}[rng() % 3], DBL_MAX);
+            params.allowConstraintSplitting = rng() % 5 != 0;
+            if (rng() % 5 == 0) {
+                const double a = 6.283185307179586 * unit(rng);
+                params.gridLength = span * std::array<double, 2>{0.01, 0.04}[rng() % 2];
+                params.gridVector = Vector2(std::cos(a), std::sin(a));
+            }
+            if (rng() % 4 == 0) {
+                params.growFactor = std::array<double, 2>{1.5, 4.0}[rng() % 2];
+                params.growFactorMinArea = finiteOr(span * span * 1e-5, 0.0);
+            }
+            std::vector<ConstraintSegment2*> vPieces;
+            for (ConstraintGraph2* pG : w.vGraphs)
+                if (pG != nullptr) pG->getChildConstraintSegments(vPieces);
+            if (rng() % 4 == 0 && !vPieces.empty()) params.addLockedConstraint(vPieces[rng() % vPieces.size()]);
+            for (ConstraintSegment2* sg : vPieces) {
+                const bool bLocked = params.lockedConstraints != nullptr && params.lockedConstraints->count(sg) != 0;
+                const double len = std::hypot(sg->getTrg()->x() - sg->getSrc()->x(), sg->getTrg()->y() - sg->getSrc()->y());
+                if (sg->getCIS() == CIS_CONSTRAINED_DELAUNAY && (bLocked || !params.allowConstraintSplitting || len <= 2 * params.minEdgeLength))
+                    vMustStay.push_back(sg);
+            }
+            std::vector<Point2*> v;
+            w.dt.getVertexPointers(v);
+            sBefore.insert(v.begin(), v.end());
+            w.log += " refined " + std::to_string(params.minAngleDegree) + " min edge " + std::to_string(params.minEdgeLength / span) +
+                     (params.allowConstraintSplitting ? "" : " no splitting") + (params.gridLength > 0 ? " grid" : "");
+            w.dt.refineAdvanced(&params);
+        });
+        if (!bOk || pParams == nullptr) continue;
+        for (ConstraintSegment2* sg : vMustStay) EXPECT_TRUE(sg->isAlive()) << w.log << ": a piece refinement may not split was split";
+        std::set<Point2*> sOnPieces;
+        std::vector<ConstraintSegment2*> vAlive;
+        for (ConstraintGraph2* pG : w.vGraphs)
+            if (pG != nullptr) pG->getChildConstraintSegments(vAlive);
+        for (ConstraintSegment2* sg : vAlive) sOnPieces.insert({sg->getSrc(), sg->getTrg()});
+        std::vector<Point2*> vAfter;
+        w.dt.getVertexPointers(vAfter);
+        for (Point2* p : vAfter) {
+            if (sBefore.count(p) == 0 && sOnPieces.count(p) == 0) {
+                EXPECT_TRUE(lumo_test::isInDomain(*p, vRings)) << w.log << ": a new vertex outside the zone " << *p;
+            }
+        }
+    }
+}
 
 // ---- the segment checker ---------------------------------------------------------------------------------
 
