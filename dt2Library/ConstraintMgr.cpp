@@ -107,14 +107,16 @@ void ConstraintMgr::onFlip(Triangle2* pT, Triangle2* pN) {
         vFlippedConforming.push_back(pCSeg);
 }
 
-void ConstraintMgr::reconformFlipped(size_t numInserted) {
-    if (bApplying || vFlippedConforming.empty()) return;
+bool ConstraintMgr::reconformFlipped(size_t numInserted, size_t maxSteps) {
+    if (bApplying || vFlippedConforming.empty()) return true;
     ApplyingScope applying(bApplying);
     // Sized by the call, not by what it flipped: next to pieces at the precision limit every
     // split flips more of them, and a budget per flipped piece grew with each insertion.
     resetConformingBudget(std::min(numInserted, vFlippedConforming.size()), 0);
+    conformingStepsLeft = std::min(conformingStepsLeft, maxSteps);
     // The noted pieces, then what splitting them creates or flips away in turn.
     repairConforming(poolSegments.numAllocated());
+    return !bConformingBudgetWarned;
 }
 
 void ConstraintMgr::grow() {

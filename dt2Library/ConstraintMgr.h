@@ -34,7 +34,9 @@ public:
     // again when the host's insertion call of numInserted points ends (reconformFlipped), so the
     // triangulation stays fully Delaunay with every piece an edge.
     void onFlip(Triangle2* pT, Triangle2* pN) override;
-    void reconformFlipped(size_t numInserted);
+    // maxSteps caps the repair's budget (for the repair after a refinement run). False when the
+    // budget ran out and pieces were left unrepaired (with the warning).
+    bool reconformFlipped(size_t numInserted, size_t maxSteps = SIZE_MAX);
     ~ConstraintMgr();
     ConstraintMgr(const ConstraintMgr&) = delete;
     ConstraintMgr& operator=(const ConstraintMgr&) = delete;

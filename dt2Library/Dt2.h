@@ -223,7 +223,8 @@ public:
     // and change nothing.
     void refineMain3(MeshGenParams* pParams);
     // Conforming pieces that a refinement run held in place and left no longer Delaunay are
-    // flipped away and split again; true when there were any.
+    // flipped away and split again; true when there were any and the repair finished (then the
+    // new triangles are worth another run).
     bool reconformHeldPieces();
     // Diagnostic of a refined zone: the number of triangles, the worst angle, triangles whose
     // aspect exceeds aspectLimit ("HHH: Bad Aspect") and growth violations. Changes nothing.

@@ -780,8 +780,11 @@ bool Dt2::reconformHeldPieces() {
     }
     if (numNotDelaunay == 0) return false;
     inserter.legalize(true);
-    reconformFlippedPieces(numNotDelaunay);
-    return true;
+    // The repair may at most double the mesh. Beside conforming segments at tiny angles each
+    // split encroaches on the next piece: 512 steps per piece let one repair grow a mesh of
+    // 40,000 vertices to 1.6 million, and the next run refine all of it. When the budget runs
+    // out (with the warning) no further run follows.
+    return pConstraintMgr->reconformFlipped(numNotDelaunay, numberOfPoints() + 4096);
 }
 
 void Dt2::checkZoneQuality(MeshGenParams* pParams) {
