@@ -510,11 +510,6 @@ TEST(Fuzz, RefinementUnderRandomOptions) {
             }
             return vRing;
         };
-        auto loop = [](const std::vector<Point2>& vRing) {
-            std::vector<Segment2> v;
-            for (size_t i = 0; i < vRing.size(); ++i) v.emplace_back(vRing[i], vRing[(i + 1) % vRing.size()]);
-            return v;
-        };
         std::vector<std::vector<Point2>> vRings{star(3 + rng() % 40, 0.1, 0.45, true)};
         // A hole well inside the ring's nearest edge (in units of the span): the rings must not cross.
         double inner = HUGE_VAL;
@@ -546,12 +541,7 @@ TEST(Fuzz, RefinementUnderRandomOptions) {
         std::set<Point2*> sBefore;
         std::vector<ConstraintSegment2*> vMustStay;
         const bool bOk = w.step("refinement options", [&] {
-            w.insert(vCloud, 0);
-            for (const std::vector<Point2>& r : vRings) {
-                std::vector<Segment2> vSeg = loop(r);
-                w.vGraphs.push_back(w.dt.createConstraint(vSeg, CIS_CONSTRAINED_DELAUNAY, true));
-            }
-            Zone2* pZone = w.dt.createZone(w.vGraphs, ZL_INSIDE);
+            Zone2* pZone = lumo_test::insertDomain(w.dt, vRings, vCloud, w.vGraphs);
             if (!vInner.empty()) w.constrain(vInner, innerCIS, false);
             if (pZone == nullptr) return;
             pParams.reset(rng() % 5 == 0 ? new FineNear(pZone, vRings[0][0], 0.1 * span, area) : new MeshGenParams(pZone));
