@@ -490,14 +490,17 @@ struct FineNear : MeshGenParams {
 // from their whole range: angles up to 30 degrees, no or a large minimum edge length, bounds
 // that vary by position, growth bounds, a locked piece, splitting off, a grid first.
 // Refinement must end and leave the constrained Delaunay triangulation of its vertices; the
-// pieces it may not split stay whole, and every new vertex lies inside the zone or on a
-// constraint piece. LUMO2D_FUZZ_FIRST_WORKFLOW replays from a given round.
+// pieces it may not split stay whole, every new vertex lies inside the zone or on a constraint
+// piece, and where nothing excuses it every triangle meets the angle bound.
+// LUMO2D_FUZZ_FIRST_WORKFLOW replays from a given round.
 TEST(Fuzz, RefinementUnderRandomOptions) {
     lumo_test::ScopedTempDir tmp;
     for (size_t round = firstWorkflow; round < numRounds / 2; ++round) {
         std::mt19937 rng(unsigned(baseSeed + 5 + 104729 * round));
         std::uniform_real_distribution<double> unit(0.0, 1.0);
-        const double span = std::array<double, 5>{1.0, 0x1p-40, 0x1p+40, 1e-290, 1e290}[rng() % 5];
+        // A third of the rounds leave out all that excuses a bad triangle: their angles are checked.
+        const bool bClean = rng() % 3 == 0;
+        const double span = std::array<double, 5>{1.0, 0x1p-40, 0x1p+40, 1e-290, 1e290}[rng() % (bClean ? 3 : 5)];
         const Point2 c(std::array<double, 3>{0.0, -3.5 * span, 1e3 * span}[rng() % 3], 0.0);
         auto star = [&](size_t n, double r0, double r1, bool bSharp) {
             // Gaps below half a turn: the centre is inside, the ring counterclockwise.
@@ -524,7 +527,7 @@ TEST(Fuzz, RefinementUnderRandomOptions) {
         }
         std::vector<Point2> vCloud(rng() % 2 ? rng() % 300 : 0);
         for (Point2& p : vCloud) p = Point2(c.x() + span * (2 * unit(rng) - 1), c.y() + span * (2 * unit(rng) - 1));
-        std::vector<Segment2> vInner(rng() % 2 ? 1 + rng() % 5 : 0);
+        std::vector<Segment2> vInner(rng() % 2 && !bClean ? 1 + rng() % 5 : 0);
         for (Segment2& sg : vInner)
             sg = Segment2(Point2(c.x() + span * (unit(rng) - 0.5), c.y() + span * (unit(rng) - 0.5)),
                           Point2(c.x() + span * (unit(rng) - 0.5), c.y() + span * (unit(rng) - 0.5)));
@@ -546,24 +549,24 @@ TEST(Fuzz, RefinementUnderRandomOptions) {
             if (pZone == nullptr) return;
             pParams.reset(rng() % 5 == 0 ? new FineNear(pZone, vRings[0][0], 0.1 * span, area) : new MeshGenParams(pZone));
             MeshGenParams& params = *pParams;
-            params.minAngleDegree = std::array<double, 6>{0, 10, 20, 25, 28.5, 30}[rng() % 6];
-            params.minEdgeLength = span * std::array<double, 5>{0, 1e-12, 1e-5, 1e-3, 0.05}[rng() % 5];
+            params.minAngleDegree = bClean ? 20 : std::array<double, 6>{0, 10, 20, 25, 28.5, 30}[rng() % 6];
+            params.minEdgeLength = bClean ? 0 : span * std::array<double, 5>{0, 1e-12, 1e-5, 1e-3, 0.05}[rng() % 5];
             params.maxTriangleArea = area;
             params.maxEdgeLength = finiteOr(span * std::array<double, 3>{HUGE_VAL, 0.3, 0.03}[rng() % 3], DBL_MAX);
-            params.allowConstraintSplitting = rng() % 5 != 0;
-            if (rng() % 5 == 0) {
+            params.allowConstraintSplitting = bClean || rng() % 5 != 0;
+            if (!bClean && rng() % 5 == 0) {
                 const double a = 6.283185307179586 * unit(rng);
                 params.gridLength = span * std::array<double, 2>{0.01, 0.04}[rng() % 2];
                 params.gridVector = Vector2(std::cos(a), std::sin(a));
             }
-            if (rng() % 4 == 0) {
+            if (!bClean && rng() % 4 == 0) {
                 params.growFactor = std::array<double, 2>{1.5, 4.0}[rng() % 2];
                 params.growFactorMinArea = finiteOr(span * span * 1e-5, 0.0);
             }
             std::vector<ConstraintSegment2*> vPieces;
             for (ConstraintGraph2* pG : w.vGraphs)
                 if (pG != nullptr) pG->getChildConstraintSegments(vPieces);
-            if (rng() % 4 == 0 && !vPieces.empty()) params.addLockedConstraint(vPieces[rng() % vPieces.size()]);
+            if (!bClean && rng() % 4 == 0 && !vPieces.empty()) params.addLockedConstraint(vPieces[rng() % vPieces.size()]);
             for (ConstraintSegment2* sg : vPieces) {
                 const bool bLocked = params.lockedConstraints != nullptr && params.lockedConstraints->count(sg) != 0;
                 const double len = std::hypot(sg->getTrg()->x() - sg->getSrc()->x(), sg->getTrg()->y() - sg->getSrc()->y());
@@ -579,6 +582,31 @@ TEST(Fuzz, RefinementUnderRandomOptions) {
         });
         if (!bOk || pParams == nullptr) continue;
         for (ConstraintSegment2* sg : vMustStay) EXPECT_TRUE(sg->isAlive()) << w.log << ": a piece refinement may not split was split";
+        // Without what may excuse a bad triangle (locked or unsplittable pieces, segments inside,
+        // a grid, growth or precision limits), every zone triangle meets an angle bound of 20
+        // degrees or touches a ring corner whose own angle is smaller.
+        const MeshGenParams& params = *pParams;
+        if (bClean) {
+            std::map<Point2, double> mCornerAngle;
+            for (const std::vector<Point2>& r : vRings)
+                for (size_t i = 0; i < r.size(); ++i) {
+                    const Point2 &a = r[(i + r.size() - 1) % r.size()], &v = r[i], &b = r[(i + 1) % r.size()];
+                    const double turn = std::atan2(b.y() - v.y(), b.x() - v.x()) - std::atan2(a.y() - v.y(), a.x() - v.x());
+                    mCornerAngle[v] = std::fabs(std::remainder(turn, 2 * M_PI)) * 180 / M_PI;
+                }
+            std::vector<Triangle2*> vZoneT;
+            params.pZone->getTriangles(vZoneT);
+            for (Triangle2* t : vZoneT) {
+                const Point2 &a = *t->getCorner(0), &b = *t->getCorner(1), &c = *t->getCorner(2);
+                if (lumo_test::smallestAngle(a, b, c) >= params.minAngleDegree - 1e-9) continue;
+                bool bExcused = false;
+                for (const Point2* p : {&a, &b, &c}) {
+                    const auto it = mCornerAngle.find(*p);
+                    bExcused = bExcused || (it != mCornerAngle.end() && it->second < params.minAngleDegree);
+                }
+                EXPECT_TRUE(bExcused) << w.log << ": a triangle of smallest angle " << lumo_test::smallestAngle(a, b, c) << ": " << *t;
+            }
+        }
         std::set<Point2*> sOnPieces;
         std::vector<ConstraintSegment2*> vAlive;
         for (ConstraintGraph2* pG : w.vGraphs)
