@@ -587,13 +587,7 @@ TEST(Fuzz, RefinementUnderRandomOptions) {
         // degrees or touches a ring corner whose own angle is smaller.
         const MeshGenParams& params = *pParams;
         if (bClean) {
-            std::map<Point2, double> mCornerAngle;
-            for (const std::vector<Point2>& r : vRings)
-                for (size_t i = 0; i < r.size(); ++i) {
-                    const Point2 &a = r[(i + r.size() - 1) % r.size()], &v = r[i], &b = r[(i + 1) % r.size()];
-                    const double turn = std::atan2(b.y() - v.y(), b.x() - v.x()) - std::atan2(a.y() - v.y(), a.x() - v.x());
-                    mCornerAngle[v] = std::fabs(std::remainder(turn, 2 * M_PI)) * 180 / M_PI;
-                }
+            const std::map<std::pair<double, double>, double> mCornerAngle = lumo_test::ringCornerAngles(vRings);
             std::vector<Triangle2*> vZoneT;
             params.pZone->getTriangles(vZoneT);
             for (Triangle2* t : vZoneT) {
@@ -601,7 +595,7 @@ TEST(Fuzz, RefinementUnderRandomOptions) {
                 if (lumo_test::smallestAngle(a, b, c) >= params.minAngleDegree - 1e-9) continue;
                 bool bExcused = false;
                 for (const Point2* p : {&a, &b, &c}) {
-                    const auto it = mCornerAngle.find(*p);
+                    const auto it = mCornerAngle.find({p->x(), p->y()});
                     bExcused = bExcused || (it != mCornerAngle.end() && it->second < params.minAngleDegree);
                 }
                 EXPECT_TRUE(bExcused) << w.log << ": a triangle of smallest angle " << lumo_test::smallestAngle(a, b, c) << ": " << *t;

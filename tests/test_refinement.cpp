@@ -150,14 +150,7 @@ TEST_P(Refinement, MeetsItsBoundsInsideTheZoneOnly) {
     }
 
     // Input vertices whose angle between two of their ring edges is below the bound.
-    std::map<std::pair<double, double>, double> mInputAngle;
-    for (const Ring& r : vRings)
-        for (size_t i = 0; i < r.size(); ++i) {
-            const Point2 &prev = r[(i + r.size() - 1) % r.size()], &v = r[i], &next = r[(i + 1) % r.size()];
-            double a = std::atan2(next.y() - v.y(), next.x() - v.x()) - std::atan2(prev.y() - v.y(), prev.x() - v.x());
-            a = std::fabs(std::remainder(a, 2 * M_PI)) * 180.0 / M_PI;
-            mInputAngle[{v.x(), v.y()}] = a;
-        }
+    const std::map<std::pair<double, double>, double> mInputAngle = lumo_test::ringCornerAngles(vRings);
     auto isExcused = [&](const Triangle2* t) {
         for (int i = 0; i < 3; ++i) {
             const Point2* p = t->getCorner(i);

@@ -23,6 +23,16 @@ double smallestAngle(const Point2& a, const Point2& b, const Point2& c) {
     }
     return best;
 }
+std::map<std::pair<double, double>, double> ringCornerAngles(const std::vector<Ring>& vRings) {
+    std::map<std::pair<double, double>, double> m;
+    for (const Ring& r : vRings)
+        for (size_t i = 0; i < r.size(); ++i) {
+            const Point2 &prev = r[(i + r.size() - 1) % r.size()], &v = r[i], &next = r[(i + 1) % r.size()];
+            const double turn = std::atan2(next.y() - v.y(), next.x() - v.x()) - std::atan2(prev.y() - v.y(), prev.x() - v.x());
+            m[{v.x(), v.y()}] = std::fabs(std::remainder(turn, 2 * M_PI)) * 180.0 / M_PI;
+        }
+    return m;
+}
 double dist(const Point2& a, const Point2& b) { return std::hypot(a.x() - b.x(), a.y() - b.y()); }
 double triangleArea(const Triangle2* t) {
     const Point2 &a = *t->getCorner(0), &b = *t->getCorner(1), &c = *t->getCorner(2);

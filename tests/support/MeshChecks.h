@@ -2,7 +2,9 @@
 // domains (rings of constraint graphs), exact point-in-ring, and shape measures recomputed
 // without the library's own (angles by atan2, lengths by hypot).
 #pragma once
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 #include "Lumo_2D.h"
 
@@ -32,6 +34,9 @@ std::string constrainedDelaunayFault(const ORBI_LUMO2D::Lumo_2D& dt,
                                      const std::vector<ORBI_LUMO2D::ConstraintGraph2*>& vGraphs);
 // The distance from p to the nearest edge of the rings.
 double distanceToRings(const ORBI_LUMO2D::Point2& p, const std::vector<Ring>& vRings);
+// The angle between the two ring edges at each ring vertex, in degrees (at most 180), by its
+// coordinates.
+std::map<std::pair<double, double>, double> ringCornerAngles(const std::vector<Ring>& vRings);
 // Whether p is strictly inside the first ring and outside the others (exact).
 bool isInDomain(const ORBI_LUMO2D::Point2& p, const std::vector<Ring>& vRings);
 // A test-parameter name made of a description: letters and digits kept, the rest '_'.
