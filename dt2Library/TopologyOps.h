@@ -28,14 +28,15 @@ public:
         : pPool(pPool_), pPoolMutex(pPoolMutex_) {}
     // A triangle (p0, p1, p2) without neighbours; the three vertices point to it.
     Triangle2* create(Point2* p0, Point2* p1, Point2* p2) {
-        Triangle2* pT;
-        if (!vDeadTriangles.empty()) {
-            pT = vDeadTriangles.back();
-            vDeadTriangles.pop_back();
-        } else {
-            pT = new (pPoolMutex == nullptr ? pPool->alloc() : takeFromRun()) Triangle2();
-        }
+        Triangle2* pT = take();
         pT->setProperties(p0, p1, p2);
+        return pT;
+    }
+    // A cleared record, for a caller that sets corners, neighbours and incident triangles itself.
+    Triangle2* take() {
+        if (vDeadTriangles.empty()) return new (pPoolMutex == nullptr ? pPool->alloc() : takeFromRun()) Triangle2();
+        Triangle2* pT = vDeadTriangles.back();
+        vDeadTriangles.pop_back();
         return pT;
     }
     // Gives a triangle back: it is cleared (a null corner marks it dead) and reused next.
@@ -197,6 +198,8 @@ struct CavityEdge {
 // counterclockwise and closed (aBorder[k].b == aBorder[k+1].a), numCavity + 2 edges, q strictly
 // inside each: one triangle (q, a, b) per edge, q at corner 0 and the border edge as edge 0. The
 // cavity's records are reused, the store gives the other two. Returns the first fan triangle.
+// This is the multithreaded inserter's hot path: each vertex's incident triangle is written
+// once (q's, and each border vertex's as the start of its edge), each link once.
 inline Triangle2* fillCavity(TriangleStore& store, Point2* q, const CavityEdge* aBorder, Triangle2* const* apCavity,
                              size_t numCavity) {
     const size_t numBorder = numCavity + 2;
@@ -204,15 +207,20 @@ inline Triangle2* fillCavity(TriangleStore& store, Point2* q, const CavityEdge* 
     Triangle2* pPrev = nullptr;
     for (size_t k = 0; k < numBorder; ++k) {
         const CavityEdge& e = aBorder[k];
-        Triangle2* pT = k < numCavity ? apCavity[k] : store.create(e.a, e.b, q);
-        // The next triangle is known only for the last (the first); the others are linked back.
-        Triangle2* pNext = k + 1 == numBorder ? pFirst : nullptr;
-        pT->setPropertiesAndOppT(q, e.a, e.b, e.pOut, pNext, pPrev);
+        Triangle2* pT = k < numCavity ? apCavity[k] : store.take();
+        pT->setVertexPointer(0, q);
+        pT->setVertexPointer(1, e.a);
+        pT->setVertexPointer(2, e.b);
+        pT->setOppTriangle(0, e.pOut);
+        pT->setOppTriangle(2, pPrev);
+        e.a->setIncidentTriangle(pT);
         if (e.pOut != nullptr) e.pOut->setOppTriangle(e.outIdx, pT);
         if (pPrev != nullptr) pPrev->setOppTriangle(1, pT);
         pPrev = pT;
     }
+    pPrev->setOppTriangle(1, pFirst);
     pFirst->setOppTriangle(2, pPrev);
+    q->setIncidentTriangle(pFirst);
     return pFirst;
 }
 
