@@ -6,7 +6,6 @@
 #include <cmath>
 #include <limits>
 #include <random>
-#include <regex>
 #include <sstream>
 #include <tuple>
 #include <vector>
@@ -23,8 +22,6 @@ template <class T> std::string str(const T& v) {
     os << v;
     return os.str();
 }
-// Every printed address becomes "ADDR".
-std::string masked(const std::string& s) { return std::regex_replace(s, std::regex("0x[0-9a-f]+"), "ADDR"); }
 std::pair<double, double> xy(const Vector2& v) { return {v.x(), v.y()}; }
 std::pair<double, double> xy(double x, double y) { return {x, y}; }
 std::pair<Point2, Point2> corners(const Bbox2& b) { return {b.getMinPoint(), b.getMaxPoint()}; }
@@ -36,6 +33,16 @@ Bbox2 boxOf(Point2 lo, Point2 hi, GeomTest* pGeomTest = nullptr) {
     return b;
 }
 using lumo_test::warning;
+// Strictly between on every axis that has a double between the ends; never equal to an end.
+void expectStrictlyBetween(const Point2& a, const Point2& b) {
+    const Point2 m = centerWithShift(a, b);
+    ASSERT_TRUE(std::isfinite(m.x()) && std::isfinite(m.y()) && m != a && m != b)
+        << std::hexfloat << a.x() << " " << a.y() << " " << b.x() << " " << b.y();
+    for (const auto& e : {std::make_tuple(a.x(), b.x(), m.x()), std::make_tuple(a.y(), b.y(), m.y())}) {
+        const double lo = std::min(std::get<0>(e), std::get<1>(e)), hi = std::max(std::get<0>(e), std::get<1>(e)), mid = std::get<2>(e);
+        ASSERT_TRUE(std::nextafter(lo, hi) < hi ? lo < mid && mid < hi : lo <= mid && mid <= hi);
+    }
+}
 } // namespace
 
 // ---- Point2 --------------------------------------------------------------------------------------------
@@ -80,29 +87,10 @@ TEST(ValueTypes, StreamFormats) {
         {str(Circle2(Point2(1, 2), 9.0)), "Circle2:Point2 (ADDR,-1): 1, 2, r=3"},
         {str(Circle2(v, 16.0)), "Circle2:Point2 (ADDR,7): 1, 2, r=4"},
         {str(Circle2(-1, -2, 2.25)), "Circle2:Point2 (ADDR,-1): -1, -2, r=1.5"}};
-    for (const auto& k : aCases) EXPECT_EQ(masked(k.first), k.second);
+    for (const auto& k : aCases) EXPECT_EQ(lumo_test::normalized(k.first), k.second);
 }
 
 // ---- centerWithShift ------------------------------------------------------------------------------------
-
-namespace {
-// Strictly between on every axis that has a double between the ends; never equal to an end.
-void expectStrictlyBetween(const Point2& a, const Point2& b) {
-    const Point2 m = centerWithShift(a, b);
-    ASSERT_TRUE(std::isfinite(m.x()) && std::isfinite(m.y()));
-    ASSERT_NE(m, a) << std::hexfloat << a.x() << " " << a.y() << " " << b.x() << " " << b.y();
-    ASSERT_NE(m, b);
-    const double ends[2][2] = {{a.x(), b.x()}, {a.y(), b.y()}};
-    const double mid[2] = {m.x(), m.y()};
-    for (int axis = 0; axis < 2; ++axis) {
-        const double lo = std::min(ends[axis][0], ends[axis][1]), hi = std::max(ends[axis][0], ends[axis][1]);
-        ASSERT_TRUE(lo <= mid[axis] && mid[axis] <= hi);
-        if (std::nextafter(lo, hi) < hi) {
-            ASSERT_TRUE(lo < mid[axis] && mid[axis] < hi);
-        }
-    }
-}
-} // namespace
 
 // Exact midpoints where they exist, neighbouring doubles, huge magnitudes; then pairs across a
 // binade boundary, across zero, with one axis with room, and random pairs at every exponent, a
@@ -110,41 +98,38 @@ void expectStrictlyBetween(const Point2& a, const Point2& b) {
 TEST(CenterWithShift, ExactMidpointsOrStrictlyBetweenAtAllScales) {
     const double one = 1.0, next1 = std::nextafter(one, 2.0), next2 = std::nextafter(next1, 2.0), tiny = std::numeric_limits<double>::denorm_min();
     const double five1 = std::nextafter(5.0, 6.0);
+    const Point2 between;  // the row's result need only lie strictly between the ends
     // (a, b, the expected result)
-    const struct { Point2 a, b, m; } aExact[] = {
+    const struct { Point2 a, b, m; } aCases[] = {
         {Point2(0, 0), Point2(2, 4), Point2(1, 2)}, {Point2(-3, 1), Point2(5, 1), Point2(1, 1)},
         {Point2(0.1, 0.2), Point2(0.3, 0.7), Point2(0.5 * (0.1 + 0.3), 0.5 * (0.2 + 0.7))},
         {Point2(4, 4), Point2(4, 4), Point2(4, 4)},
         {Point2(one, 0), Point2(next2, 0), Point2(next1, 0)},          // two ulps apart: the double between
         {Point2(one, 5), Point2(next1, five1), Point2(one, five1)},    // both neighbours: the mixed corner
         {Point2(-1e308, 1e308), Point2(1e308, -1e308), Point2(0, 0)},  // no overflow
-        {Point2(1.7e308, 1.6e308), Point2(1.5e308, 1.7e308),
-         Point2(0.5 * 1.7e308 + 0.5 * 1.5e308, 0.5 * 1.6e308 + 0.5 * 1.7e308)}};
-    for (const auto& c : aExact) {
+        {Point2(1.7e308, 1.6e308), Point2(1.5e308, 1.7e308), Point2(0.5 * 1.7e308 + 0.5 * 1.5e308, 0.5 * 1.6e308 + 0.5 * 1.7e308)},
+        {Point2(one, 0), Point2(next1, 10), between},
+        {Point2(std::nextafter(2.0, 0.0), 3), Point2(std::nextafter(2.0, 4.0), 4), between},
+        {Point2(-tiny, 0), Point2(tiny, 1), between}, {Point2(tiny, 0), Point2(3 * tiny, 1), between},
+        {Point2(-DBL_MAX, -DBL_MAX), Point2(DBL_MAX, DBL_MAX), between},
+        {Point2(DBL_MAX, 1e308), Point2(std::nextafter(std::nextafter(DBL_MAX, 0.0), 0.0), 1.7e308), between}};
+    for (const auto& c : aCases) {
         const Point2 m = centerWithShift(c.a, c.b);
-        EXPECT_TRUE(m == c.m && m.getCustomIndex() == -1) << c.a << " " << c.b;
+        if (c.m == between) expectStrictlyBetween(c.a, c.b);
+        else EXPECT_TRUE(m == c.m && m.getCustomIndex() == -1) << c.a << " " << c.b;
     }
     // Ends differing on one axis only, as neighbours: no point lies strictly between.
     const Point2 e0(one, 3), e1(next1, 3), r = centerWithShift(e0, e1);
     EXPECT_TRUE(r == e0 || r == e1);
-    const std::pair<Point2, Point2> aBetween[] = {
-        {Point2(one, 0), Point2(next1, 10)},
-        {Point2(std::nextafter(2.0, 0.0), 3), Point2(std::nextafter(2.0, 4.0), 4)},
-        {Point2(-tiny, 0), Point2(tiny, 1)}, {Point2(tiny, 0), Point2(3 * tiny, 1)},
-        {Point2(-DBL_MAX, -DBL_MAX), Point2(DBL_MAX, DBL_MAX)},
-        {Point2(DBL_MAX, 1e308), Point2(std::nextafter(std::nextafter(DBL_MAX, 0.0), 0.0), 1.7e308)},
-        {Point2(1.7e308, 1.6e308), Point2(1.5e308, 1.7e308)}};
-    for (const auto& c : aBetween) expectStrictlyBetween(c.first, c.second);
     std::mt19937_64 gen(21);
     std::uniform_real_distribution<double> uni(-1, 1);
     std::uniform_int_distribution<int> expo(-1070, 1020), ulps(1, 3);
-    for (int i = 0; i < 20000; ++i) {
+    for (int i = 0; i < 20000 && !HasFatalFailure(); ++i) {
         const int e = expo(gen);
         const double ax = std::ldexp(uni(gen), e), ay = std::ldexp(uni(gen), e);
         const double bx = i % 2 ? lumo_oracle::ulpsAway(ax, ulps(gen)) : std::ldexp(uni(gen), expo(gen));
         const double by = i % 2 ? lumo_oracle::ulpsAway(ay, -ulps(gen) - 1) : std::ldexp(uni(gen), expo(gen));
         expectStrictlyBetween(Point2(ax, ay), Point2(bx, by));
-        if (HasFatalFailure()) return;
     }
 }
 
@@ -187,11 +172,10 @@ TEST(Bbox2, AddPointsAndRanges) {
     const std::pair<Point2, bool> aAdds[] = {{Point2(2, 3), true}, {Point2(2, 3), false}, {Point2(-1, 3), true},
                                              {Point2(0, 3), false}, {Point2(0, 10), true}};
     for (const auto& c : aAdds) EXPECT_EQ(box.add(c.first), c.second) << c.first;
-    EXPECT_TRUE(box.isValid());
     double a, b, c, d;
     box.getBounds(a, b, c, d);
     EXPECT_EQ(std::vector<double>({a, b, c, d, box.getRangeX(), box.getRangeY(), box.getMaxRange(), box.getMinCoord(),
-                                   box.getMaxCoord()}), std::vector<double>({-1, 3, 2, 10, 3, 7, 7, -1, 10}));
+                                   box.getMaxCoord(), double(box.isValid())}), std::vector<double>({-1, 3, 2, 10, 3, 7, 7, -1, 10, 1}));
     // The first point only fills the bounds still at their initial value.
     Bbox2 first;
     first.setMinX(-7);
@@ -200,8 +184,7 @@ TEST(Bbox2, AddPointsAndRanges) {
     // Range forms: values, pointers, flat coordinates, construction. An empty range still makes
     // the box valid; only a flat count of 0 returns at once.
     const std::vector<Point2> pts{Point2(1, 5), Point2(-2, 0), Point2(4, 3)};
-    std::vector<const Point2*> ptrs;
-    for (const auto& p : pts) ptrs.push_back(&p);
+    const std::vector<const Point2*> ptrs{&pts[0], &pts[1], &pts[2]};
     const double flatXY[] = {1, 5, -2, 0, 4, 3};
     Bbox2 values, pointers, flat, empty;
     EXPECT_FALSE(empty.add(pts.end(), pts.end()) || flat.add(0, flatXY));
@@ -214,76 +197,59 @@ TEST(Bbox2, AddPointsAndRanges) {
     // On an inverted box (min > max, only reachable through the setters) the single add's else
     // skips the max, the range add moves both ends.
     Bbox2 single, range;
-    for (Bbox2* p : {&single, &range}) {
-        p->add(Point2(0, 0));
-        p->setMinX(10); p->setMaxX(0); p->setMinY(10); p->setMaxY(0);
-    }
-    EXPECT_TRUE(single.add(Point2(5, 5)));
+    for (Bbox2* p : {&single, &range}) p->add(Point2(0, 0)), p->setMinX(10), p->setMaxX(0), p->setMinY(10), p->setMaxY(0);
+    EXPECT_TRUE(single.add(Point2(5, 5)) && range.add(pts.begin(), pts.begin() + 1));
     EXPECT_EQ(corners(single), corners(Point2(5, 5), Point2(0, 0)));
-    EXPECT_TRUE(range.add(pts.begin(), pts.begin() + 1));
     EXPECT_EQ(corners(range), corners(Point2(1, 5), Point2(1, 5)));
 }
 
 TEST(Bbox2, PlusMergesInPlaceAndInvalidBoxesWarn) {
     Bbox2 a, b = boxOf(Point2(1, 2), Point2(3, 4)), fresh;
-    // valid + fresh: warning, unchanged
+    // valid + fresh: warning, unchanged; fresh a + valid b: a takes b's bounds, its valid flag stays as it was
     EXPECT_EQ(lumo_test::stdoutOf([&] { EXPECT_EQ(corners(b + fresh), corners(Point2(1, 2), Point2(3, 4))); }),
               warning("Box2::operator+()", "trying to add an invalid Bbox2"));
-    EXPECT_EQ(corners(b), corners(Point2(1, 2), Point2(3, 4)));
-    // fresh a + valid b: a takes b's bounds, its valid flag stays as it was
-    EXPECT_EQ(lumo_test::stdoutOf([&] { EXPECT_EQ(corners(a + b), corners(b)); }), "");
+    EXPECT_EQ(lumo_test::stdoutOf([&] { EXPECT_EQ(corners(a + b), corners(Point2(1, 2), Point2(3, 4))); }), "");
     EXPECT_TRUE(corners(a) == corners(b) && !a.isValid());
     // both valid: the union, in place; the other box is untouched
     const Bbox2 c = boxOf(Point2(-1, 3), Point2(2, 10));
     EXPECT_EQ(corners(b + c), corners(Point2(-1, 2), Point2(3, 10)));
-    EXPECT_EQ(corners(b), corners(Point2(-1, 2), Point2(3, 10)));
-    EXPECT_EQ(corners(c), corners(Point2(-1, 3), Point2(2, 10)));
+    EXPECT_EQ(std::make_pair(corners(b), corners(c)), std::make_pair(corners(Point2(-1, 2), Point2(3, 10)), corners(Point2(-1, 3), Point2(2, 10))));
     // Invalid boxes: doIntersect says false, computeCenter the midpoint of the stored bounds.
     Bbox2 set;
-    set.setMinX(2); set.setMaxX(4); set.setMinY(6); set.setMaxY(8);
+    set.setMinX(2), set.setMaxX(4), set.setMinY(6), set.setMaxY(8);
     const std::string intersect = warning("Bbox2::doIntersect()", "bbox invalid"),
                       center = warning("Bbox2::computeCenter()", "Bbox2 is invalid");
     EXPECT_EQ(lumo_test::stdoutOf([&] {
-                  EXPECT_FALSE(b.doIntersect(fresh));
-                  EXPECT_FALSE(fresh.doIntersect(b));
+                  EXPECT_FALSE(b.doIntersect(fresh) || fresh.doIntersect(b));
                   EXPECT_EQ(fresh.computeCenter(), Point2(0, 0));
                   EXPECT_EQ(set.computeCenter(), Point2(3, 7));
               }), intersect + intersect + center + center);
 }
 
+// Growing sets the linked predicates' bound to the largest absolute coordinate (a minimum, for
+// `neg`); adding never touches it; without a link nothing else happens.
 TEST(Bbox2, GrowingSetsTheLinkedBoundAddingDoesNot) {
-    GeomTest g;
-    Bbox2 box = boxOf(Point2(0, 0), Point2(0, 0), &g);
+    GeomTest g, h;
+    Bbox2 box = boxOf(Point2(0, 0), Point2(0, 0), &g), neg = boxOf(Point2(-100, -3), Point2(-90, -1), &h);
     const std::vector<Point2> pts{Point2(10, 4)};
-    box.add(pts.begin(), pts.end());
     const double xy[] = {5, 2};
+    box.add(pts.begin(), pts.end());
     box.add(1, xy);
-    EXPECT_EQ(g.getCoordinateBound(), 0.0);  // adding never touches the predicates
-    EXPECT_EQ(g.getPositiveErrorBound(), 0.0);
+    EXPECT_EQ(std::make_pair(g.getCoordinateBound(), g.getPositiveErrorBound()), std::make_pair(0.0, 0.0));
     box.enlargeRanges(3.0);  // keeps the centre
     EXPECT_EQ(corners(box), corners(Point2(-10, -4), Point2(20, 8)));
     EXPECT_EQ(g.getCoordinateBound(), 20.0);
-    GeomTest ref;
-    ref.setBound(20.0);
-    EXPECT_EQ(g.getPositiveErrorBound(), ref.getPositiveErrorBound());
     box.doubleTheBox();
     EXPECT_EQ(corners(box), corners(Point2(-25, -10), Point2(35, 14)));
     EXPECT_EQ(g.getCoordinateBound(), 35.0);
-    // the bound covers every point of the grown box: an exact answer anywhere inside it
-    const Point2 p0(-25, -10), p1(35, 14), p2(5, 2);
-    EXPECT_EQ(g.getOrientation2(&p0, &p1, &p2), ORIENTATION2_COLLINEAR);
-    Bbox2 plain = boxOf(Point2(-1, -1), Point2(1, 1));  // without a link nothing else happens
-    plain.doubleTheBox();
-    EXPECT_EQ(corners(plain), corners(Point2(-2, -2), Point2(2, 2)));
-    GeomTest h;  // the largest absolute coordinate may be a minimum
-    Bbox2 neg = boxOf(Point2(-100, -3), Point2(-90, -1), &h);
     neg.enlargeRanges(1.0);
     EXPECT_EQ(h.getCoordinateBound(), 100.0);
+    Bbox2 plain = boxOf(Point2(-1, -1), Point2(1, 1));
+    plain.doubleTheBox();
+    EXPECT_EQ(corners(plain), corners(Point2(-2, -2), Point2(2, 2)));
     // inflateIfDegenerate moves only the upper end, and only of a valid box
     Bbox2 fresh, one = boxOf(Point2(1, 2), Point2(1, 2)), flat = boxOf(Point2(0, 2), Point2(4, 2));
-    fresh.inflateIfDegenerate(1.0);
-    one.inflateIfDegenerate(0.5);
-    flat.inflateIfDegenerate(1.0);
+    fresh.inflateIfDegenerate(1.0), one.inflateIfDegenerate(0.5), flat.inflateIfDegenerate(1.0);
     EXPECT_EQ(fresh.get_maxX(), -DBL_MAX);
     EXPECT_EQ(corners(one), corners(Point2(1, 2), Point2(1.5, 2.5)));
     EXPECT_EQ(corners(flat), corners(Point2(0, 2), Point2(4, 3)));
@@ -306,8 +272,8 @@ TEST(Bbox2, CenterIntersectInclusionAndCorners) {
     const Bbox2 b2 = boxOf(Point2(1, 2), Point2(3, 5));
     std::vector<Point2> v{Point2(9, 9)}, o;
     b2.getCorners(v);
-    EXPECT_EQ(v, (std::vector<Point2>{Point2(9, 9), Point2(1, 2), Point2(3, 2), Point2(3, 5), Point2(1, 5)}));
     b2.getOffsetCorners(0.5, o);
+    EXPECT_EQ(v, (std::vector<Point2>{Point2(9, 9), Point2(1, 2), Point2(3, 2), Point2(3, 5), Point2(1, 5)}));
     EXPECT_EQ(o, (std::vector<Point2>{Point2(0.5, 1.5), Point2(3.5, 1.5), Point2(3.5, 5.5), Point2(0.5, 5.5)}));
 }
 
