@@ -10,6 +10,7 @@
 #include <random>
 #include <functional>
 #include <map>
+#include <sstream>
 #include <set>
 #include <thread>
 #include <vector>
@@ -42,6 +43,12 @@ double filteredDet(const Point2& p0, const Point2& p1, const Point2& p2) {
 }
 
 using lumo_oracle::ulpsAway;
+// The coordinates of a failing query, exactly.
+std::string hex(std::initializer_list<double> l) {
+    std::ostringstream os;
+    for (double v : l) os << std::hexfloat << v << " ";
+    return os.str();
+}
 int oracleOrient(const Point2& a, const Point2& b, const Point2& c) { return lumo_oracle::orient(a.x(), a.y(), b.x(), b.y(), c.x(), c.y()); }
 
 struct Rng {
@@ -62,13 +69,9 @@ struct OrientChecker {
     void check(const Point2& p0, const Point2& p1, const Point2& p2) {
         geomTest.updateBound(&p0, &p1, &p2);
         const int expected = oracleOrient(p0, p1, p2);
-        ASSERT_EQ(toSign(geomTest.getOrientation2(&p0, &p1, &p2)), expected)
-            << std::hexfloat << p0.x() << " " << p0.y() << " " << p1.x() << " " << p1.y() << " " << p2.x() << " "
-            << p2.y();
+        ASSERT_EQ(toSign(geomTest.getOrientation2(&p0, &p1, &p2)), expected) << hex({p0.x(), p0.y(), p1.x(), p1.y(), p2.x(), p2.y()});
         const double det = filteredDet(p0, p1, p2), bound = geomTest.getPositiveErrorBound();
-        if (std::fabs(det) > bound && std::fabs(det) >= kOrientFloor) {
-            ASSERT_EQ(det > 0 ? 1 : -1, expected);
-        }
+        if (std::fabs(det) > bound && std::fabs(det) >= kOrientFloor) { ASSERT_EQ(det > 0 ? 1 : -1, expected); }
         if (std::fabs(det) > 0.5 * bound && std::fabs(det) < 2.0 * bound) ++filterBand;
     }
 };
@@ -81,8 +84,7 @@ int checkInCircle(GeomTest& g, Point2 a, Point2 b, Point2 c, const Point2& d) {
     Triangle2 t;
     t.setProperties(&a, &b, &c);
     EXPECT_TRUE(g.inCircle(&a, &b, &c, &d) == expected && g.circleInc(&t, &d) == expected)
-        << std::hexfloat << a.x() << " " << a.y() << " " << b.x() << " " << b.y() << " " << c.x() << " " << c.y()
-        << " " << d.x() << " " << d.y();
+        << hex({a.x(), a.y(), b.x(), b.y(), c.x(), c.y(), d.x(), d.y()});
     return expected;
 }
 
@@ -100,17 +102,15 @@ struct AdaptiveTally {
         const int window = n == 6 ? adaptive::ORIENT_WINDOW : adaptive::INCIRCLE_WINDOW;
         if (!adaptive::inWindow(v, n, window) && !adaptive::scaleIntoWindow(v, n, window)) return;
         const int quick = n == 6 ? adaptive::orientationOfExactDifferences(v) : adaptive::NOT_DECIDED;
-        if (quick != adaptive::NOT_DECIDED) {
-            ASSERT_EQ(quick, expected);
-            ++reached[0];
-        }
+        if (quick != adaptive::NOT_DECIDED) { ASSERT_EQ(quick, expected); ++reached[0]; }
         int stage = 0;
         ASSERT_EQ(n == 6 ? adaptive::orientation(v, &stage) : adaptive::inCircle(v, &stage), expected)
-            << std::hexfloat << v[0] << " " << v[1] << " " << v[2] << " " << v[3] << " " << v[4] << " " << v[5] << " " << v[6] << " " << v[7];
+            << hex({v[0], v[1], v[2], v[3], v[4], v[5], v[6], v[7]});
         ++reached[stage];
     }
 };
 
+typedef std::function<void(Rng&, double, Point2*)> Make;
 // Families of queries: each makes one triple (orientation) or quadruple (in-circle) at
 // magnitude s, count times per scale. What a family exists to reach is asserted per family.
 enum Expect {
@@ -123,7 +123,7 @@ enum Expect {
 struct Family {
     const char* name;
     std::vector<double> scales;
-    std::function<void(Rng&, double, Point2*)> make;
+    Make make;
     int count;
     unsigned expect;
     int minStage;  // the adaptive stage this family must reach more than 100 times (-1: none)
@@ -142,17 +142,17 @@ Point2 onLine(Rng& rng, const Point2& a, const Point2& b) {
 Point2 uniform(Rng& r, double s) { return Point2(s * r.uni(-1, 1), s * r.uni(-1, 1)); }
 // Two uniform points and a third a few ulps off their line (one time in oneIn; else uniform too);
 // where the line leaves the doubles, the first point again.
-std::function<void(Rng&, double, Point2*)> nearLine(int oneIn) {
+Make nearLine(int oneIn) {
     return [oneIn](Rng& r, double s, Point2* p) {
         p[0] = uniform(r, s), p[1] = uniform(r, s), p[2] = r.integer(1, oneIn) == 1 ? onLine(r, p[0], p[1]) : uniform(r, s);
         if (!std::isfinite(p[2].x()) || !std::isfinite(p[2].y())) p[2] = p[0];
     };
 }
 // n points uniform in [-s, s)^2, or on the grid s * unit * [-range, range]^2.
-std::function<void(Rng&, double, Point2*)> uniformPoints(int n) {
+Make uniformPoints(int n) {
     return [n](Rng& r, double s, Point2* p) { for (int i = 0; i < n; ++i) p[i] = uniform(r, s); };
 }
-std::function<void(Rng&, double, Point2*)> grid(int n, double unit, int range) {
+Make grid(int n, double unit, int range) {
     return [=](Rng& r, double s, Point2* p) {
         for (int i = 0; i < n; ++i) p[i] = Point2(s * unit * r.integer(-range, range), s * unit * r.integer(-range, range));
     };
@@ -169,7 +169,8 @@ const std::vector<double> kAdaptiveScales = {1.0, 1e6, 1e-6, 0x1p190, 0x1p-190};
 TEST(ExactOracle, AgreesWithInt128OnIntegerInputs) {
     Rng rng(1);
     EXPECT_EQ(std::vector<int>({lumo_oracle::inCircle(0, 0, 1, 0, 0, 1, 0.25, 0.25), lumo_oracle::inCircle(0, 0, 1, 0, 0, 1, 2, 2),
-                                lumo_oracle::inCircle(0, 0, 1, 0, 0, 1, 1, 1), lumo_oracle::orient(0, 0, 1, 0, 0, 1)}), std::vector<int>({1, -1, 0, 1}));
+                                lumo_oracle::inCircle(0, 0, 1, 0, 0, 1, 1, 1), lumo_oracle::orient(0, 0, 1, 0, 0, 1)}),
+              std::vector<int>({1, -1, 0, 1}));
     for (int i = 0; i < 5000 * kScale; ++i) {
         long long p[8];
         const int range = i % 2 ? 20 : (1 << 19);
@@ -431,23 +432,6 @@ TEST(FreeOrientation, BothVariantsAgreeWithTheOracleWhileTheSharedBoundGrows) {
     EXPECT_EQ(bad, std::vector<int>(4, 0));
 }
 
-TEST(FreeOrientation, NullPointersAreAssertions) {
-    lumo_test::ScopedTempDir tmp;  // the assertions write the log file
-    const Point2 a(0, 0), b(1, 0);
-    for (int which = 0; which < 3; ++which) {
-        const Point2* p[3] = {&a, &b, &a};
-        p[which] = nullptr;
-        for (int mt = 0; mt < 2; ++mt) {
-            const std::string out = lumo_test::stdoutOf(
-                [&] { EXPECT_THROW(mt ? getOrientation2_mt(p[0], p[1], p[2]) : getOrientation2(p[0], p[1], p[2]), LumoException); });
-            // The full report, its source named relative to the tree.
-            EXPECT_EQ(lumo_test::normalized(out), lumo_test::assertion("p" + std::to_string(which) + "!=0",
-                      mt ? "ORBI_LUMO2D::getOrientation2_mt" : "ORBI_LUMO2D::getOrientation2"));
-            EXPECT_NE(out.find("\n  dt2Library/freeFunctions.cpp:"), std::string::npos) << out;
-        }
-    }
-}
-
 // ---- in-circle --------------------------------------------------------------------------------------------
 
 const Family inCircleFamilies[] = {
@@ -522,22 +506,6 @@ TEST(InCircle, FamiliesAgreeWithTheOracle) { runFamilies(inCircleFamilies, 4, 14
 
 // ---- exact line intersection ---------------------------------------------------------------------------
 
-// Parallel lines, collinear overlapping ones among them, are assertions; the object stays usable.
-TEST(Intersection, ParallelSegmentsAreAssertions) {
-    lumo_test::ScopedTempDir tmp;  // the assertions write the log file
-    GeomTest g;
-    for (const Segment2& t : {Segment2(Point2(0, 1), Point2(1, 1)), Segment2(Point2(-1, 0), Point2(3, 0))}) {
-        const std::string out = lumo_test::stdoutOf([&] {
-            EXPECT_THROW(g.getIntersectionCoords_gmp(Segment2(Point2(0, 0), Point2(1, 0)), t), LumoException);
-        });
-        EXPECT_EQ(lumo_test::normalized(out),
-                  lumo_test::error("GeomTest::getIntersectionCoords()", "denom=0 -> parallel segments") +
-                      lumo_test::assertion("false", "ORBI_LUMO2D::GeomTest::getIntersectionCoords_gmp"));
-    }
-    EXPECT_EQ(g.getIntersectionCoords_gmp(Segment2(Point2(0, 0), Point2(4, 0)), Segment2(Point2(1, -1), Point2(1, 1))),
-              Point2(1, 0));
-}
-
 TEST(Intersection, TruncationOfTheExactPoint) {
     Rng rng(17);
     GeomTest g;
@@ -555,12 +523,44 @@ TEST(Intersection, TruncationOfTheExactPoint) {
             const Point2 r = g.getIntersectionCoords_gmp(Segment2(Point2(c[0], c[1]), Point2(c[2], c[3])),
                                                          Segment2(Point2(c[4], c[5]), Point2(c[6], c[7])));
             if (std::fabs(x.get_d()) > DBL_MAX / 2 || std::fabs(y.get_d()) > DBL_MAX / 2) continue;  // far outside the double range
-            ASSERT_TRUE(lumo_oracle::isTruncation(r.x(), x.get_mpq_t())) << std::hexfloat << r.x();
-            ASSERT_TRUE(lumo_oracle::isTruncation(r.y(), y.get_mpq_t())) << std::hexfloat << r.y();
+            ASSERT_TRUE(lumo_oracle::isTruncation(r.x(), x.get_mpq_t()) && lumo_oracle::isTruncation(r.y(), y.get_mpq_t())) << hex({r.x(), r.y()});
             ++checked;
         }
     }
     EXPECT_GT(checked, 5000 * kScale);
+}
+
+// ---- misuse ---------------------------------------------------------------------------------------
+
+// Null points for the free functions, parallel lines (collinear overlapping ones among them) for
+// the intersection: assertions with their full report, the source named relative to the tree;
+// the object stays usable.
+TEST(Predicates, MisuseIsAnAssertionWithItsFullReport) {
+    lumo_test::ScopedTempDir tmp;  // the assertions write the log file
+    const Point2 a(0, 0), b(1, 0);
+    GeomTest g;
+    struct Row { std::function<void()> call; std::string report, source; };
+    std::vector<Row> aRows;
+    for (int which = 0; which < 3; ++which)
+        for (bool mt : {false, true})
+            aRows.push_back({[&, which, mt] {
+                                 const Point2* p[3] = {&a, &b, &a};
+                                 p[which] = nullptr;
+                                 mt ? getOrientation2_mt(p[0], p[1], p[2]) : getOrientation2(p[0], p[1], p[2]);
+                             },
+                             lumo_test::assertion("p" + std::to_string(which) + "!=0", mt ? "ORBI_LUMO2D::getOrientation2_mt" : "ORBI_LUMO2D::getOrientation2"),
+                             "freeFunctions.cpp"});
+    for (const Segment2& t : {Segment2(Point2(0, 1), Point2(1, 1)), Segment2(Point2(-1, 0), Point2(3, 0))})
+        aRows.push_back({[&, t] { g.getIntersectionCoords_gmp(Segment2(a, b), t); },
+                         lumo_test::error("GeomTest::getIntersectionCoords()", "denom=0 -> parallel segments") +
+                             lumo_test::assertion("false", "ORBI_LUMO2D::GeomTest::getIntersectionCoords_gmp"),
+                         "GeomTest.cpp"});
+    for (const Row& r : aRows) {
+        const std::string out = lumo_test::stdoutOf([&] { EXPECT_THROW(r.call(), LumoException); });
+        EXPECT_EQ(lumo_test::normalized(out), r.report);
+        EXPECT_NE(out.find("\n  dt2Library/" + r.source + ":"), std::string::npos) << out;
+    }
+    EXPECT_EQ(g.getIntersectionCoords_gmp(Segment2(Point2(0, 0), Point2(4, 0)), Segment2(Point2(1, -1), Point2(1, 1))), Point2(1, 0));
 }
 
 // ---- Hilbert keys ----------------------------------------------------------------------------------
@@ -574,13 +574,9 @@ TEST(HilbertKeys, SpreadAtEveryMagnitude) {
     for (const Box& b : boxes) {
         const HC2 hc(b.lo, b.lo, b.hi, b.hi, 30);
         const double lo = std::fmax(b.lo, -DBL_MAX), hi = std::fmin(b.hi, DBL_MAX);
+        auto draw = [&] { return 2 * (lo * 0.5 + (hi * 0.5 - lo * 0.5) * rng.uni(0, 1)); };  // halves: no overflow
         std::set<uint32_t> keys;
-        for (int i = 0; i < 2000; ++i) {
-            const double x = 2 * (lo * 0.5 + (hi * 0.5 - lo * 0.5) * rng.uni(0, 1));
-            const double y = 2 * (lo * 0.5 + (hi * 0.5 - lo * 0.5) * rng.uni(0, 1));
-            const uint32_t key = hc.getKey(x, y);
-            keys.insert(key);
-        }
+        for (int i = 0; i < 2000; ++i) keys.insert(hc.getKey(draw(), draw()));
         EXPECT_GT(keys.size(), 1900u) << b.lo << " " << b.hi;
     }
     // Where the plain formula is finite it is followed exactly: scaling box and points by 2^k
@@ -598,12 +594,10 @@ TEST(AdaptivePredicates, ScalingRefusesSpansWiderThanTheWindow) {
     // Scaling itself is exercised through GeomTest at extreme magnitudes (above).
     double c[6] = {1e300, 0, 1e-300, 1, 0, 0};
     EXPECT_FALSE(adaptive::scaleIntoWindow(c, 6, adaptive::ORIENT_WINDOW));
-    EXPECT_EQ(c[0], 1e300);
-    EXPECT_EQ(c[2], 1e-300);
+    EXPECT_TRUE(c[0] == 1e300 && c[2] == 1e-300);  // untouched
     double d[6] = {0x1p-1074, 0, 3 * 0x1p-1074, 0x1p-1060, 0, 0};
     ASSERT_TRUE(adaptive::scaleIntoWindow(d, 6, adaptive::ORIENT_WINDOW));
-    EXPECT_EQ(d[2], 3 * d[0]);
-    EXPECT_EQ(d[3], 0x1p14 * d[0]);
+    EXPECT_TRUE(d[2] == 3 * d[0] && d[3] == 0x1p14 * d[0]);
 }
 
 // ---- insertion at every magnitude ----------------------------------------------------------------
@@ -612,11 +606,9 @@ TEST(ExtremeMagnitudes, TriangulationsAreDelaunay) {
     Rng rng(21);
     for (double s : {1e300, 1e-300, DBL_MAX, 0x1p-1054}) {
         std::vector<Point2> v;
-        for (int i = 0; i < 3000; ++i) {
-            double x = s * rng.uni(-1, 1), y = s * rng.uni(-1, 1);
-            if (s < 1e-310) { x = std::round(x / 0x1p-1074) * 0x1p-1074; y = std::round(y / 0x1p-1074) * 0x1p-1074; }
-            v.emplace_back(x, y);
-        }
+        // (below the normal range, on the subnormal grid)
+        auto coordinate = [&] { return s < 1e-310 ? std::round(s * rng.uni(-1, 1) / 0x1p-1074) * 0x1p-1074 : s * rng.uni(-1, 1); };
+        for (int i = 0; i < 3000; ++i) v.emplace_back(coordinate(), coordinate());
         Lumo_2D dt;
         dt.insert(v);
         EXPECT_EQ(lumo_test::checkDelaunayTriangulation(v, lumo_test::triangles(dt)), "") << s;
