@@ -164,8 +164,6 @@ const std::vector<double> kAdaptiveScales = {1.0, 1e6, 1e-6, 0x1p190, 0x1p-190};
 
 } // namespace
 
-// ---- the oracle itself ------------------------------------------------------------------------
-
 TEST(ExactOracle, AgreesWithInt128OnIntegerInputs) {
     Rng rng(1);
     EXPECT_EQ(std::vector<int>({lumo_oracle::inCircle(0, 0, 1, 0, 0, 1, 0.25, 0.25), lumo_oracle::inCircle(0, 0, 1, 0, 0, 1, 2, 2),
@@ -179,8 +177,6 @@ TEST(ExactOracle, AgreesWithInt128OnIntegerInputs) {
         ASSERT_EQ(lumo_oracle::orient(p[0], p[1], p[2], p[3], p[4], p[5]), lumo_oracle::orientInt128(p[0], p[1], p[2], p[3], p[4], p[5]));
     }
 }
-
-// ---- orientation: the documented cases ------------------------------------------------------------
 
 TEST(Orientation, DocumentedCases) {
     GeomTest g;
@@ -403,8 +399,6 @@ TEST(Orientation, IntervalStageUsesUpwardRounding) {
     EXPECT_EQ(off.getStats().orientInterval, numInterval + 1);
 }
 
-// ---- free functions -------------------------------------------------------------------------------------
-
 // Small, then huge, then small again: the shared object's bound only grows and stays valid; the
 // mt variant answers the same to four threads at once.
 TEST(FreeOrientation, BothVariantsAgreeWithTheOracleWhileTheSharedBoundGrows) {
@@ -430,8 +424,6 @@ TEST(FreeOrientation, BothVariantsAgreeWithTheOracleWhileTheSharedBoundGrows) {
     for (auto& th : threads) th.join();
     EXPECT_EQ(bad, std::vector<int>(4, 0));
 }
-
-// ---- in-circle --------------------------------------------------------------------------------------------
 
 const Family inCircleFamilies[] = {
     // Small integers: exact degeneracies of every kind (the oracle agrees with 128-bit integers there).
@@ -503,8 +495,6 @@ const Family inCircleFamilies[] = {
 
 TEST(InCircle, FamiliesAgreeWithTheOracle) { runFamilies(inCircleFamilies, 4, 14); }
 
-// ---- exact line intersection ---------------------------------------------------------------------------
-
 TEST(Intersection, TruncationOfTheExactPoint) {
     Rng rng(17);
     GeomTest g;
@@ -528,8 +518,6 @@ TEST(Intersection, TruncationOfTheExactPoint) {
     }
     EXPECT_GT(checked, 5000 * kScale);
 }
-
-// ---- misuse ---------------------------------------------------------------------------------------
 
 // Null points for the free functions, parallel lines (collinear overlapping ones among them) for
 // the intersection: assertions with their full report, the source named relative to the tree;
@@ -562,8 +550,6 @@ TEST(Predicates, MisuseIsAnAssertionWithItsFullReport) {
     EXPECT_EQ(g.getIntersectionCoords_gmp(Segment2(Point2(0, 0), Point2(4, 0)), Segment2(Point2(1, -1), Point2(1, 1))), Point2(1, 0));
 }
 
-// ---- Hilbert keys ----------------------------------------------------------------------------------
-
 // (Keys against their definition, borders included: test_storage.cpp.)
 TEST(HilbertKeys, SpreadAtEveryMagnitude) {
     // Boxes whose range or scale overflows, and an ordinary one.
@@ -587,8 +573,6 @@ TEST(HilbertKeys, SpreadAtEveryMagnitude) {
     }
 }
 
-// ---- the adaptive stage on its own -------------------------------------------------------------
-
 TEST(AdaptivePredicates, ScalingRefusesSpansWiderThanTheWindow) {
     // Scaling itself is exercised through GeomTest at extreme magnitudes (above).
     double c[6] = {1e300, 0, 1e-300, 1, 0, 0};
@@ -598,8 +582,6 @@ TEST(AdaptivePredicates, ScalingRefusesSpansWiderThanTheWindow) {
     ASSERT_TRUE(adaptive::scaleIntoWindow(d, 6, adaptive::ORIENT_WINDOW));
     EXPECT_TRUE(d[2] == 3 * d[0] && d[3] == 0x1p14 * d[0]);
 }
-
-// ---- insertion at every magnitude ----------------------------------------------------------------
 
 TEST(ExtremeMagnitudes, TriangulationsAreDelaunay) {
     Rng rng(21);

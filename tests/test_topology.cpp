@@ -2,6 +2,7 @@
 // flips and splits and the typed location. Every triangulation is checked by the independent
 // oracle of tests/support.
 #include <gtest/gtest.h>
+#include <deque>
 #include <map>
 #include <random>
 #include <set>
@@ -19,21 +20,50 @@ using lumo_test::gridPoints;
 using lumo_test::Dt2Of;
 
 namespace {
+// The library's structural self-test, without the empty-circle check: empty, or the first fault.
 std::string structureFaults(const Dt2& dt) {
     const ValidityFindings f = dt.findValidityFaults(false);
     return f.isValid() ? "" : f.vFaults[0].text;
 }
 bool isConvexQuad(const Triangle2* pT, int i) {
     const Triangle2* pN = pT->getOppositeTriangle(i);
-    const Point2& p = *pT->getCorner(i);
-    const Point2& a = *pT->getCorner(incIndexBy1(i));
-    const Point2& b = *pT->getCorner(incIndexBy2(i));
+    const Point2 &p = *pT->getCorner(i), &a = *pT->getCorner(incIndexBy1(i)), &b = *pT->getCorner(incIndexBy2(i));
     const Point2& d = *pN->getCorner(pN->getIntraTriangleIndex(pT));
     return exactOrientation(p, a, d) > 0 && exactOrientation(p, d, b) > 0;
 }
+// Counts the flips the Delaunay rule asks for; forbids the one edge between two positions, if given.
+class Guard : public FlipGuard {
+public:
+    explicit Guard(Point2 a_ = Point2(), Point2 b_ = Point2()) : a(a_), b(b_) {}
+    bool mayFlip(const Point2* p, const Point2* q) const override {
+        const bool bBlocked = (*p == a && *q == b) || (*p == b && *q == a);
+        ++numAsked, numRefused += bBlocked;
+        return !bBlocked;
+    }
+    Point2 a, b;
+    mutable int numAsked{0}, numRefused{0};
+};
+// What the observer hears: flips, splits per vertex and of each size, every triangle named.
+class Recorder : public TopologyObserver {
+public:
+    void onFlip(Triangle2* pT, Triangle2* pN) override {
+        ++numFlips;
+        // The two triangles of the new diagonal are neighbours when the observer hears of it.
+        if (pT->getOppositeTriangle(pT->getIntraTriangleIndex(pN)) != pN) ++numBadFlips;
+        sTouched.insert({pT, pN});
+    }
+    void onSplit(Point2* q, Triangle2* const* apT, size_t n) override {
+        ++mSplitsPerVertex[q];
+        aSplitSizes[n < 5 ? n : 5]++;
+        for (size_t k = 0; k < n; ++k) sTouched.insert(apT[k]);
+    }
+    void onEdgeSplit(Point2*, Point2*, Point2*) override { ++numEdgeSplits; }
+    int numFlips{0}, numBadFlips{0}, numEdgeSplits{0};
+    int aSplitSizes[6]{};
+    std::map<Point2*, int> mSplitsPerVertex;
+    std::set<Triangle2*> sTouched;
+};
 } // namespace
-
-// ---- topology operations ----------------------------------------------------------------------
 
 TEST(TopologyOps, FlipThereAndBackRestoresTheTriangulation) {
     const std::vector<Point2> v = randomPoints(300, 1);
@@ -61,8 +91,7 @@ TEST(TopologyOps, SplitsThenLegalizationGiveTheDelaunayTriangulation) {
     std::vector<Point2> v = gridPoints(6, 2.0);
     Dt2Of dt(v);
     Inserter& ins = dt.getInserter();
-    std::vector<Point2> vOwned;
-    vOwned.reserve(3);
+    std::deque<Point2> vOwned;  // (stable addresses)
     auto midpoint = [](const Triangle2* pT, int k) {
         const Point2 &a = *pT->getCorner(incIndexBy1(k)), &b = *pT->getCorner(incIndexBy2(k));
         return Point2((a.x() + b.x()) / 2, (a.y() + b.y()) / 2);
@@ -120,8 +149,7 @@ TEST(TopologyOps, MergeDegree3UndoesATriangleSplit) {
 TEST(TopologyOps, FillingTheCavityGivesTheDelaunayTriangulationWithThePoint) {
     std::vector<Point2> v = randomPoints(200, 3);
     Dt2Of dt(v);
-    std::vector<Point2> vOwned;
-    vOwned.reserve(30);
+    std::deque<Point2> vOwned;
     for (const Point2& p : randomPoints(30, 4, 0.2, 0.8)) {
         vOwned.push_back(p);
         Point2* pQ = &vOwned.back();
@@ -149,23 +177,6 @@ TEST(TopologyOps, FillingTheCavityGivesTheDelaunayTriangulationWithThePoint) {
     }
 }
 
-// ---- the legality hook ----------------------------------------------------------------------------
-
-namespace {
-// Counts the flips the Delaunay rule asks for; forbids the one edge between two positions, if given.
-class Guard : public FlipGuard {
-public:
-    explicit Guard(Point2 a_ = Point2(), Point2 b_ = Point2()) : a(a_), b(b_) {}
-    bool mayFlip(const Point2* p, const Point2* q) const override {
-        const bool bBlocked = (*p == a && *q == b) || (*p == b && *q == a);
-        ++numAsked, numRefused += bBlocked;
-        return !bBlocked;
-    }
-    Point2 a, b;
-    mutable int numAsked{0}, numRefused{0};
-};
-} // namespace
-
 TEST(FlipGuard, ForbiddenEdgeSurvivesAndTheRestStaysLocallyDelaunay) {
     const Point2 a(0, 0), b(10, 0);
     Guard guard(a, b);
@@ -186,30 +197,6 @@ TEST(FlipGuard, ForbiddenEdgeSurvivesAndTheRestStaysLocallyDelaunay) {
     const std::vector<lumo_test::CoordEdge> vExempt{lumo_test::coordEdge(a, b)};
     EXPECT_EQ(checkDelaunayTriangulation(v, triangles(dt), &vExempt), "");
 }
-
-// ---- the observer -----------------------------------------------------------------------------------
-
-namespace {
-class Recorder : public TopologyObserver {
-public:
-    void onFlip(Triangle2* pT, Triangle2* pN) override {
-        ++numFlips;
-        // The two triangles of the new diagonal are neighbours when the observer hears of it.
-        if (pT->getOppositeTriangle(pT->getIntraTriangleIndex(pN)) != pN) ++numBadFlips;
-        sTouched.insert({pT, pN});
-    }
-    void onSplit(Point2* q, Triangle2* const* apT, size_t n) override {
-        ++mSplitsPerVertex[q];
-        aSplitSizes[n < 5 ? n : 5]++;
-        for (size_t k = 0; k < n; ++k) sTouched.insert(apT[k]);
-    }
-    void onEdgeSplit(Point2*, Point2*, Point2*) override { ++numEdgeSplits; }
-    int numFlips{0}, numBadFlips{0}, numEdgeSplits{0};
-    int aSplitSizes[6]{};
-    std::map<Point2*, int> mSplitsPerVertex;
-    std::set<Triangle2*> sTouched;
-};
-} // namespace
 
 TEST(TopologyObserver, SeesEveryFlipAndEverySplit) {
     // The grid's row midpoints come after the rows: they split inner and hull edges.
@@ -243,8 +230,6 @@ TEST(TopologyObserver, SeesEveryFlipAndEverySplit) {
         EXPECT_TRUE(!c.bOnEdges || (rec.numEdgeSplits > 50 && rec.aSplitSizes[2] > 0 && rec.aSplitSizes[4] > 0));
     }
 }
-
-// ---- the typed location -----------------------------------------------------------------------------
 
 TEST(Location, EveryKindAndTheOldCodes) {
     Dt2 dt(10);

@@ -45,8 +45,6 @@ void expectStrictlyBetween(const Point2& a, const Point2& b) {
 }
 } // namespace
 
-// ---- Point2 --------------------------------------------------------------------------------------------
-
 TEST(Point2, DefaultsDetachedCopiesAndExactLexicographicComparisons) {
     EXPECT_EQ(Point2(), Point2(-1.7976931348623157e308, -1.7976931348623157e308));
     EXPECT_TRUE(Point2().getCustomIndex() == -1 && Point2().getIncidentTriangle() == nullptr);
@@ -72,8 +70,6 @@ TEST(Point2, DefaultsDetachedCopiesAndExactLexicographicComparisons) {
     }
 }
 
-// ---- stream formats ----------------------------------------------------------------------------------
-
 TEST(ValueTypes, StreamFormats) {
     Point2 v(1, 2);
     v.setCustomIndex(7);
@@ -89,8 +85,6 @@ TEST(ValueTypes, StreamFormats) {
         {str(Circle2(-1, -2, 2.25)), "Circle2:Point2 (ADDR,-1): -1, -2, r=1.5"}};
     for (const auto& k : aCases) EXPECT_EQ(lumo_test::normalized(k.first), k.second);
 }
-
-// ---- centerWithShift ------------------------------------------------------------------------------------
 
 // Exact midpoints where they exist, neighbouring doubles, huge magnitudes; then pairs across a
 // binade boundary, across zero, with one axis with room, and random pairs at every exponent, a
@@ -133,8 +127,6 @@ TEST(CenterWithShift, ExactMidpointsOrStrictlyBetweenAtAllScales) {
     }
 }
 
-// ---- Vector2 -------------------------------------------------------------------------------------------
-
 TEST(Vector2, ArithmeticNormalizeAndTheLeftNormal) {
     const Vector2 v(3, 4), w(-1, 2);
     EXPECT_TRUE(Vector2().isDegenerate() && !v.isDegenerate() && !Vector2(0, 1e-300).isDegenerate());
@@ -161,8 +153,6 @@ TEST(Vector2, ArithmeticNormalizeAndTheLeftNormal) {
         ASSERT_LE(std::fabs(normalize(a) * o), 1e-15);
     }
 }
-
-// ---- Bbox2 ---------------------------------------------------------------------------------------------
 
 TEST(Bbox2, AddPointsAndRanges) {
     Bbox2 box;
@@ -276,8 +266,6 @@ TEST(Bbox2, CenterIntersectInclusionAndCorners) {
     EXPECT_EQ(v, (std::vector<Point2>{Point2(9, 9), Point2(1, 2), Point2(3, 2), Point2(3, 5), Point2(1, 5)}));
     EXPECT_EQ(o, (std::vector<Point2>{Point2(0.5, 1.5), Point2(3.5, 1.5), Point2(3.5, 5.5), Point2(0.5, 5.5)}));
 }
-
-// ---- Segment2, Edge2, VertexPair2 ---------------------------------------------------------------------
 
 TEST(Segment2, UndirectedEqualityAndOrder) {
     Point2 a(0, 0), b(3, 4);
