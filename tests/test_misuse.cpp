@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 #include <cfloat>
 #include <cmath>
-#include <cstdint>
-#include <cstring>
 #include <functional>
 #include <thread>
 #include "DelaunayOracle.h"
@@ -24,15 +22,6 @@ const double Inf = HUGE_VAL;
 using lumo_test::assertion;
 using lumo_test::error;
 using lumo_test::warning;
-
-// A binary file: type, count, then the given doubles, then extra raw bytes.
-void writeBinary(const std::string& name, int32_t type, uint64_t count, const std::vector<double>& values, size_t extra = 0) {
-    std::string b(12 + 8 * values.size() + extra, 'x');
-    std::memcpy(&b[0], &type, 4);
-    std::memcpy(&b[4], &count, 8);
-    std::memcpy(&b[12], values.data(), 8 * values.size());
-    lumo_test::writeFile(name, b);
-}
 
 // What every row can use: a valid triangulation with its input, a second one whose vertices
 // are foreign to the first, a few segments, and a directory to write in.
@@ -437,37 +426,6 @@ const Row aRows[] = {
              EXPECT_FALSE(writePointsBIN(f.c_str(), e.vInput) || writeSegmentsBIN(f.c_str(), vSeg) || writePointsASCII(f.c_str(), e.vInput));
              EXPECT_FALSE(readPointsBIN(f.c_str(), v) || readSegmentsBIN(f.c_str(), vSeg) || readXY(f.c_str(), v));
          }
-     }},
-    {"readXY: stops at a word, finds no number at all, ends with x without y",
-     "{tmp}/w.txt has a token that is not a number after 2 point(s); reading stopped there\n"
-     "{tmp}/w.txt has a token that is not a number after 0 point(s); reading stopped there\n"
-     "{tmp}/w.txt ends with an x value without y after 1 point(s); it is ignored\n",
-     [](Env& e) {
-         const std::pair<const char*, std::vector<Point2>> aFiles[] = {{"1 2\n3 4\nfive 6\n7 8\n", {Point2(1, 2), Point2(3, 4)}}, {"hello", {}}, {"1 2 3\n", {Point2(1, 2)}}};
-         for (const auto& f : aFiles) {
-             lumo_test::writeFile(e.file("w.txt"), f.first);
-             std::vector<Point2> v;
-             EXPECT_TRUE(readXY(e.file("w.txt").c_str(), v));
-             EXPECT_EQ(v, f.second);
-         }
-     }},
-    {"binary readers: bytes after the records, NaN and infinite coordinates, a huge count in a short file",
-     "{tmp}/t.bin has 5 byte(s) after the 1 announced record(s); they are ignored\n"
-     "{tmp}/n.bin holds 2 record(s) with a NaN or infinite coordinate, the first one at index 1\n"
-     "{tmp}/s.bin holds 1 record(s) with a NaN or infinite coordinate, the first one at index 0\n"
-     "{tmp}/s.bin has 8 byte(s) after the 1 announced record(s); they are ignored\n"
-     "{tmp}/h.bin is truncated\n",
-     [](Env& e) {
-         writeBinary(e.file("t.bin"), 20, 1, {1, 2}, 5);
-         writeBinary(e.file("n.bin"), 30, 3, {1, 2, NaN, NaN, 3, 4, 5, Inf, 6});
-         writeBinary(e.file("s.bin"), 21, 1, {0, 0, -Inf, 1, 9});
-         writeBinary(e.file("h.bin"), 20, UINT64_MAX / 2, {1, 2});
-         std::vector<Point2> vT, vN, vH;
-         std::vector<Segment2> vS;
-         EXPECT_TRUE(readPointsBIN(e.file("t.bin").c_str(), vT) && readPointsBIN(e.file("n.bin").c_str(), vN) && readSegmentsBIN(e.file("s.bin").c_str(), vS));
-         EXPECT_FALSE(readPointsBIN(e.file("h.bin").c_str(), vH));
-         EXPECT_EQ(vT, std::vector<Point2>{Point2(1, 2)});
-         EXPECT_TRUE(vN.size() == 3 && vS.size() == 1 && vH.size() == 1);
      }},
 
     // ---- generators, polygon helpers, licence ----------------------------------------------------------
