@@ -61,38 +61,29 @@ const std::string noGrowth = warning("Dt2::growZoneArea()", "pStartT==NULL, no t
 const int numHardwareThreads = std::max(1, int(std::thread::hardware_concurrency()));
 std::string times(int n, const std::string& text) { return n == 0 ? "" : text + times(n - 1, text); }
 
-struct Receiver : MsgBase {
-    void update(MsgType, const std::string&, double) override {}
-};
-
 const Row aRows[] = {
     // ---- the facade ----------------------------------------------------------------------
-    {"insert: negative count, null coordinates, an infinite point in a vector, a NaN point",
+    {"insert, locate: negative count, null coordinates, an infinite point in a vector, a NaN point; NaN, infinite query",
      warning("Lumo_2D::insert()", "numPoints=-1 is negative, nothing inserted") + warning("Lumo_2D::insert()", "aCoordinates is null, nothing inserted") +
          warning("Dt2::insert()", "point (1, inf) has a NaN or infinite coordinate and is ignored") +
-         warning("Dt2::insert()", "point (nan, 1) has a NaN or infinite coordinate and is ignored"),
+         warning("Dt2::insert()", "point (nan, 1) has a NaN or infinite coordinate and is ignored") +
+         times(2, warning("Lumo_2D::locate()", "q has a NaN or infinite coordinate, null returned")),
      [](Env& e) {
          double xy[2] = {9, 9};
          std::vector<Point2*> h;
          e.dt.insert(-1, xy, nullptr), e.dt.insert(3, nullptr, nullptr), e.dt.insert({Point2(1, Inf)}, h);
          EXPECT_TRUE(e.dt.insert(Point2(NaN, 1)) == nullptr && h == std::vector<Point2*>{nullptr});
+         EXPECT_TRUE(e.dt.locate(Point2(NaN, 0)) == nullptr && e.dt.locate(Point2(-Inf, 0)) == nullptr);
      }},
-    {"locate: NaN, infinite", times(2, warning("Lumo_2D::locate()", "q has a NaN or infinite coordinate, null returned")),
-     [](Env& e) { EXPECT_EQ(e.dt.locate(Point2(NaN, 0)), nullptr); EXPECT_EQ(e.dt.locate(Point2(-Inf, 0)), nullptr); }},
-    {"adjacent: foreign first vertex, foreign second vertex, a detached copy",
-     times(3, warning("Lumo_2D::getAdjacentTriangle()", notMine + "null returned")),
+    {"adjacent: a foreign first or second vertex, a detached copy; null and equal vertices are assertions",
+     times(3, warning("Lumo_2D::getAdjacentTriangle()", notMine + "null returned")) + assertion("p0!=0", "ORBI_LUMO2D::Dt2::getAdjacentTriangle") +
+         assertion("p1!=0", "ORBI_LUMO2D::Dt2::getAdjacentTriangle") + assertion("p0!=p1", "ORBI_LUMO2D::Dt2::getAdjacentTriangle"),
      [](Env& e) {
          Point2 copy(*e.vOwn[0]);
-         const std::pair<Point2*, Point2*> aPairs[] = {{e.vForeign[0], e.vOwn[1]}, {e.vOwn[0], e.vForeign[1]}, {&copy, e.vOwn[1]}};
+         const std::pair<Point2*, Point2*> aPairs[] = {{e.vForeign[0], e.vOwn[1]}, {e.vOwn[0], e.vForeign[1]}, {&copy, e.vOwn[1]}},
+                                           aBroken[] = {{nullptr, e.vOwn[1]}, {e.vOwn[1], nullptr}, {e.vOwn[1], e.vOwn[1]}};
          for (const auto& q : aPairs) EXPECT_EQ(e.dt.getAdjacentTriangle(q.first, q.second), nullptr);
-     }},
-    {"adjacent: null vertices, equal vertices",
-     assertion("p0!=0", "ORBI_LUMO2D::Dt2::getAdjacentTriangle") + assertion("p1!=0", "ORBI_LUMO2D::Dt2::getAdjacentTriangle") +
-         assertion("p0!=p1", "ORBI_LUMO2D::Dt2::getAdjacentTriangle"),
-     [](Env& e) {
-         EXPECT_THROW(e.dt.getAdjacentTriangle(nullptr, e.vOwn[1]), LumoException);
-         EXPECT_THROW(e.dt.getAdjacentTriangle(e.vOwn[1], nullptr), LumoException);
-         EXPECT_THROW(e.dt.getAdjacentTriangle(e.vOwn[1], e.vOwn[1]), LumoException);
+         for (const auto& q : aBroken) EXPECT_THROW(e.dt.getAdjacentTriangle(q.first, q.second), LumoException);
      }},
     {"incident: null vertex, foreign vertex",
      warning("Lumo_2D::getIncidentTriangles()", "pVtx is null, nothing appended") + warning("Lumo_2D::getIncidentTriangles()", notMine + "nothing appended"),
@@ -143,33 +134,33 @@ const Row aRows[] = {
      }},
 
     // ---- zones -----------------------------------------------------------------------------------
-    {"createZone: before the first triangle",
-     warning("Dt2::createZone", "called on a triangulation which has no triangles yet. Returning NULL") + noZone,
-     [](Env&) { Lumo_2D empty; EXPECT_EQ(empty.createZone(nullptr, ZL_GLOBAL), nullptr); }},
-    {"createZone: null graph for ZL_INSIDE", warning("Dt::createZone()", "pConstraintGraph==NULL, but zoneLoc!=ZL_GLOBAL or ZL_RESULT. Returning NULL"),
-     [](Env& e) { EXPECT_EQ(e.dt.createZone(nullptr, ZL_INSIDE, false), nullptr); EXPECT_NE(e.dt.createZone(nullptr, ZL_GLOBAL), nullptr); }},
-    {"createZone: a graph that is not oriented, a graph of another triangulation",
-     warning("Dt2::createZone()", "The constraint graph is not oriented, returning NULL") +
-         warning("Dt2::createZone()", "The constraint graph belongs to another triangulation. Returning NULL"),
-     [](Env& e) { EXPECT_TRUE(e.dt.createZone(e.box(e.dt, false), ZL_INSIDE, false) == nullptr && e.dt.createZone(e.box(e.other, true), ZL_OUTSIDE, false) == nullptr); }},
-    {"createZone: the forms and their locations",
-     warning("Dt2::createZone()", "This overloaded version of createZone accepts only ZL_INSIDE and ZL_OUTSIDE as zoneLocation. Returning NULL") +
+    {"createZone(graphs): before the first triangle, a null graph for ZL_INSIDE, a graph not oriented or of another triangulation, "
+     "a form and location that do not match, a NaN start point",
+     warning("Dt2::createZone", "called on a triangulation which has no triangles yet. Returning NULL") + noZone +
+         warning("Dt::createZone()", "pConstraintGraph==NULL, but zoneLoc!=ZL_GLOBAL or ZL_RESULT. Returning NULL") +
+         warning("Dt2::createZone()", "The constraint graph is not oriented, returning NULL") +
+         warning("Dt2::createZone()", "The constraint graph belongs to another triangulation. Returning NULL") +
+         warning("Dt2::createZone()", "This overloaded version of createZone accepts only ZL_INSIDE and ZL_OUTSIDE as zoneLocation. Returning NULL") +
          warning("Dt2::createZone()", "This overloaded version of createZone accepts only ZL_GROW as zoneLocation. Returning NULL") +
          warning("Dt2::createZone()", "The start point has a NaN or infinite coordinate. Returning NULL"),
      [](Env& e) {
+         Lumo_2D empty;
          ConstraintGraph2* pG = e.box(e.dt, true);
-         EXPECT_EQ(e.dt.createZone(std::vector<ConstraintGraph2*>{pG}, ZL_GROW, false), nullptr);
-         EXPECT_EQ(e.dt.createZone(pG, ZL_INSIDE, Point2(1, 1), false), nullptr);
-         EXPECT_EQ(e.dt.createZone(pG, ZL_GROW, Point2(NaN, 1), false), nullptr);
+         for (Zone2* pZone : {empty.createZone(nullptr, ZL_GLOBAL), e.dt.createZone(nullptr, ZL_INSIDE, false),
+                              e.dt.createZone(e.box(e.dt, false), ZL_INSIDE, false), e.dt.createZone(e.box(e.other, true), ZL_OUTSIDE, false),
+                              e.dt.createZone(std::vector<ConstraintGraph2*>{pG}, ZL_GROW, false), e.dt.createZone(pG, ZL_INSIDE, Point2(1, 1), false),
+                              e.dt.createZone(pG, ZL_GROW, Point2(NaN, 1), false)})
+             EXPECT_EQ(pZone, nullptr);
+         EXPECT_NE(e.dt.createZone(nullptr, ZL_GLOBAL), nullptr);
      }},
-    {"zone: grown from outside the hull, converted",
-     times(2, noGrowth) + warning("Zone2::convertToBoundedZone()", "The zone has no triangles. Returning NULL"),
+    {"zone: grown from outside the hull, converted; an unknown location",
+     times(2, noGrowth) + warning("Zone2::convertToBoundedZone()", "The zone has no triangles. Returning NULL") +
+         warning("Zone2::getTriangles()", "unknown zoneLoc value"),
      [](Env& e) {
          Zone2* pZone = e.dt.createZone(std::vector<ConstraintGraph2*>{}, ZL_GROW, Point2(9, 9));
          EXPECT_TRUE(pZone->getNumberOfTriangles() == 0 && pZone->convertToBoundedZone() == nullptr);
+         EXPECT_EQ(e.dt.createZone(e.box(e.dt, true), ZoneLocation(42))->getNumberOfTriangles(), 0u);
      }},
-    {"zone: unknown location", warning("Zone2::getTriangles()", "unknown zoneLoc value"),
-     [](Env& e) { EXPECT_EQ(e.dt.createZone(e.box(e.dt, true), ZoneLocation(42))->getNumberOfTriangles(), 0u); }},
     {"set operations: zones of two triangulations, null zones",
      [] {
          const std::string text = "The zones must belong to the same triangulation! Returning NULL", null = "A zone is NULL! Returning NULL";
@@ -377,38 +368,35 @@ const Row aRows[] = {
          EXPECT_FALSE(c.getIntersectionPoint(SIT_POINT, e.a, e.bad, ip) || c.getIntersectionSegment(e.bad, e.a, s));
          EXPECT_EQ(ip, Point2(7, 7));
      }},
-    {"checker: index out of range, unknown segment",
-     assertion("i<pSCD->vSegments.size()", "ORBI_LUMO2D::SegmentChecker::getSegment") + warning("SegmentChecker::getIndex()", "No such segment"),
-     [](Env& e) { SegmentChecker c({&e.a}); EXPECT_THROW(c.getSegment(1), LumoException); EXPECT_EQ(c.getIndex(&e.b), -1); }},
-    {"checker: subscribe null, unsubscribe before subscribe",
-     warning("SegmentChecker::subscribe()", "pMsg is null, nothing subscribed") + warning("SegmentChecker::unsubscribe()", "No publisher present"),
+    {"checker: index out of range, unknown segment, subscribe null, unsubscribe before subscribe",
+     assertion("i<pSCD->vSegments.size()", "ORBI_LUMO2D::SegmentChecker::getSegment") + warning("SegmentChecker::getIndex()", "No such segment") +
+         warning("SegmentChecker::subscribe()", "pMsg is null, nothing subscribed") + warning("SegmentChecker::unsubscribe()", "No publisher present"),
      [](Env& e) {
          SegmentChecker c({&e.a, &e.b}), d({&e.a});
          std::vector<Segment2*> v;
-         Receiver r;
+         lumo_test::ProgressLog r;
+         EXPECT_THROW(d.getSegment(1), LumoException);
+         EXPECT_EQ(d.getIndex(&e.b), -1);
          c.subscribe(MSG_PROGRESS, nullptr), c.getIllegalSegments(true, v), d.unsubscribe(MSG_PROGRESS, &r);
      }},
 
     // ---- files ---------------------------------------------------------------------------------------
-    {"readers and writers: null name",
+    {"readers and writers: null name; a null point writes nothing",
      [] {
          std::string r;
          for (const char* f : {"readPointsBIN()", "readSegmentsBIN()", "readXY()", "writePointsBIN()", "writeSegmentsBIN()", "writePointsASCII()"})
              r += warning(f, "filename is null, nothing done");
-         return r + "readPointFile: no file name\n";
+         return r + "readPointFile: no file name\n" + warning("writePointsBIN()", "point 1 is null, nothing written") +
+                warning("writePointsASCII()", "point 0 is null, nothing written");
      }(),
      [](Env& e) {
          std::vector<Point2> v;
          std::vector<Segment2> vSeg(1);
+         std::vector<Point2*> vOneNull{e.vOwn[0], nullptr}, vNull{nullptr};
          EXPECT_EQ(std::vector<bool>({readPointsBIN(nullptr, v), readSegmentsBIN(nullptr, vSeg), readXY(nullptr, v), writePointsBIN(nullptr, e.vInput),
-                                      writeSegmentsBIN(nullptr, vSeg), writePointsASCII(nullptr, e.vInput), readPointFile(nullptr, PFF_AUTO, v)}),
-                   std::vector<bool>(7, false));
-     }},
-    {"writePointsBIN, writePointsASCII: a null point writes nothing",
-     warning("writePointsBIN()", "point 1 is null, nothing written") + warning("writePointsASCII()", "point 0 is null, nothing written"),
-     [](Env& e) {
-         std::vector<Point2*> v{e.vOwn[0], nullptr}, vNull{nullptr};
-         EXPECT_FALSE(writePointsBIN(e.file("p.bin").c_str(), v) || writePointsASCII(e.file("p.txt").c_str(), vNull));
+                                      writeSegmentsBIN(nullptr, vSeg), writePointsASCII(nullptr, e.vInput), readPointFile(nullptr, PFF_AUTO, v),
+                                      writePointsBIN(e.file("p.bin").c_str(), vOneNull), writePointsASCII(e.file("p.txt").c_str(), vNull)}),
+                   std::vector<bool>(9, false));
          EXPECT_FALSE(lumo_test::fileExists(e.file("p.bin")));
      }},
     {"readers and writers: a path that cannot exist, a directory",
@@ -429,86 +417,54 @@ const Row aRows[] = {
      }},
 
     // ---- generators, polygon helpers, licence ----------------------------------------------------------
-    {"generators: infinite or overflowing ranges, fewer than three polygon sides",
+    {"generators: infinite or overflowing ranges, fewer than three polygon sides, no circle points, a sine count beyond int, zero "
+     "periods; empty ranges and a NaN bound are assertions",
      [] {
          std::string r;
          for (const char* f : {"generateRandomNumbers()", "generateRandomPoints()", "generateRandomSegments()", "generateRandomPolygon()"})
              r += warning(f, "the range [min, max) is not finite, nothing generated");
-         return r + warning("generateRandomPolygon()", "numSegments<3");
+         return r + warning("generateRandomPolygon()", "numSegments<3") + warning("generateCircle()", "numPoints=0") +
+                warning("generateSineSegments()", "numPeriods=100000, numSegmentsPerPeriod=100000") +
+                warning("generateSineSegments()", "numPeriods=0, numSegmentsPerPeriod=4") + assertion("min<max", "ORBI_LUMO2D::generateRandomNumbers") +
+                assertion("min<max", "ORBI_LUMO2D::generateRandomPoints") + assertion("range>0", "ORBI_LUMO2D::generateRandomPolygon") +
+                assertion("min<max", "ORBI_LUMO2D::generateRandomSegments") + assertion("maxLen>0", "ORBI_LUMO2D::generateRandomSegments");
      }(),
      [](Env&) {
          std::vector<double> vNum;
-         std::vector<Point2> vPts;
+         std::vector<Point2> vPts(1);   // the generators append
          std::vector<Segment2> vSeg;
          generateRandomNumbers(5, -Inf, 1, vNum, 1), generateRandomPoints(5, -DBL_MAX, DBL_MAX, vPts, 1);
          generateRandomSegments(5, -Inf, 0, 1, vSeg, 1), generateRandomPolygon(5, -DBL_MAX, DBL_MAX, vSeg, 1), generateRandomPolygon(2, 0, 1, vSeg, 1);
-         EXPECT_TRUE(vNum.empty() && vPts.empty() && vSeg.empty());
-     }},
-    {"generators: empty ranges and a NaN bound",
-     assertion("min<max", "ORBI_LUMO2D::generateRandomNumbers") + assertion("min<max", "ORBI_LUMO2D::generateRandomPoints") +
-         assertion("range>0", "ORBI_LUMO2D::generateRandomPolygon") + assertion("min<max", "ORBI_LUMO2D::generateRandomSegments") +
-         assertion("maxLen>0", "ORBI_LUMO2D::generateRandomSegments"),
-     [](Env&) {
-         std::vector<double> vNum;
-         std::vector<Point2> vPts;
-         std::vector<Segment2> vSeg;
+         generateCircle(0, 0, 0, 1, 1, vPts), generateSineSegments(100000, 100000, 0, 1, 0, 1, false, vSeg), generateSineSegments(0, 4, 0, 1, 0, 1, false, vSeg);
+         EXPECT_TRUE(vNum.empty() && vPts.size() == 1 && vSeg.empty());
          EXPECT_THROW(generateRandomNumbers(3, 1, 1, vNum, 1), LumoException);
          EXPECT_THROW(generateRandomPoints(3, NaN, 1, vPts, 1), LumoException);
          EXPECT_THROW(generateRandomPolygon(4, 2, 2, vSeg, 1), LumoException);
          EXPECT_THROW(generateRandomSegments(4, 1, 1, 1, vSeg, 1), LumoException);
          EXPECT_THROW(generateRandomSegments(4, 0, 1, 0, vSeg, 1), LumoException);
      }},
-    {"generateCircle: no points; generateSineSegments: count product beyond int, zero periods",
-     warning("generateCircle()", "numPoints=0") + warning("generateSineSegments()", "numPeriods=100000, numSegmentsPerPeriod=100000") +
-         warning("generateSineSegments()", "numPeriods=0, numSegmentsPerPeriod=4"),
-     [](Env&) {
-         std::vector<Point2> v(1);
-         std::vector<Segment2> vSeg;
-         generateCircle(0, 0, 0, 1, 1, v), generateSineSegments(100000, 100000, 0, 1, 0, 1, false, vSeg), generateSineSegments(0, 4, 0, 1, 0, 1, false, vSeg);
-         EXPECT_TRUE(v.size() == 1 && vSeg.empty());
-     }},
-    {"edgesToPolygons: NaN segment, edge without triangle",
-     warning("edgesToPolygons()", "segment 1 has a NaN or infinite coordinate, nothing appended") + warning("edgesToPolygons()", "edge 0 has no triangle, nothing appended"),
-     [](Env& e) {
-         std::vector<std::vector<Segment2>> vv;
-         std::vector<Segment2> vRest;
-         std::vector<std::vector<Edge2>> vvE;
-         std::vector<Edge2> vRestE;
-         edgesToPolygons({e.a, e.bad}, vv, vRest), edgesToPolygons({Edge2()}, vvE, vRestE);
-         EXPECT_TRUE(vv.empty() && vRest.empty() && vvE.empty() && vRestE.empty());
-     }},
-    {"sortRing, sortRingCCW, isSimplePolygon: not a ring, NaN",
-     warning("sortRing()", "the 2 segment(s) are not one closed ring, nothing appended") +
-         warning("sortRingCCW()", "segment 1 has a NaN or infinite coordinate, nothing appended") +
-         warning("isSimplePolygon()", "segment 1 has a NaN or infinite coordinate, not simple"),
-     [](Env& e) {
-         std::vector<Segment2> v;
-         EXPECT_FALSE(sortRing({e.a, e.b}, v));
-         EXPECT_FALSE(sortRingCCW({e.a, e.bad}, v));
-         EXPECT_FALSE(isSimplePolygon({e.a, e.bad}));
-         EXPECT_TRUE(v.empty());
-     }},
-    {"pointsToPolyline: NaN point, closed with two points",
-     warning("pointsToPolyline()", "point 1 has a NaN or infinite coordinate, nothing appended") +
-         warning("pointsToPolyline()", "a closed polyline needs three distinct consecutive points, 2 given; nothing appended"),
-     [](Env&) {
-         std::vector<Segment2> v;
-         pointsToPolyline({Point2(0, 0), Point2(NaN, 1)}, false, v), pointsToPolyline({Point2(0, 0), Point2(1, 1), Point2(1, 1), Point2(0, 0)}, true, v);
-         EXPECT_TRUE(v.empty());
-     }},
-    {"edges of triangles: null and dead triangles",
+    {"polygon helpers: NaN segments and points, an edge without triangle, not a ring, a closed polyline of two points, null and dead triangles",
      [] {
-         const std::string t = "Unable to handle the triangle at position 1 (null or dead), nothing appended";
-         return times(2, warning("getBorders()", t)) + warning("getDirectedEdges()", t) + warning("getUndirectedEdges()", t);
+         const std::string nanSeg = "segment 1 has a NaN or infinite coordinate", t = "Unable to handle the triangle at position 1 (null or dead), nothing appended";
+         return warning("edgesToPolygons()", nanSeg + ", nothing appended") + warning("edgesToPolygons()", "edge 0 has no triangle, nothing appended") +
+                warning("sortRing()", "the 2 segment(s) are not one closed ring, nothing appended") + warning("sortRingCCW()", nanSeg + ", nothing appended") +
+                warning("isSimplePolygon()", nanSeg + ", not simple") + warning("pointsToPolyline()", "point 1 has a NaN or infinite coordinate, nothing appended") +
+                warning("pointsToPolyline()", "a closed polyline needs three distinct consecutive points, 2 given; nothing appended") +
+                times(2, warning("getBorders()", t)) + warning("getDirectedEdges()", t) + warning("getUndirectedEdges()", t);
      }(),
      [](Env& e) {
          static Triangle2 dead;
+         std::vector<std::vector<Segment2>> vv;
+         std::vector<Segment2> v;
+         std::vector<std::vector<Edge2>> vvE;
+         std::vector<Edge2> vE;
          std::vector<Triangle2*> vT;
          e.dt.getTrianglePointers(vT);
-         std::vector<Edge2> v;
-         std::vector<std::vector<Edge2>> vv;
-         getBorders({vT[0], nullptr}, v), getBorders({vT[0], nullptr}, vv), getDirectedEdges({vT[0], &dead}, v), getUndirectedEdges({vT[0], &dead}, v);
-         EXPECT_TRUE(v.empty() && vv.empty());
+         edgesToPolygons({e.a, e.bad}, vv, v), edgesToPolygons({Edge2()}, vvE, vE);
+         EXPECT_FALSE(sortRing({e.a, e.b}, v) || sortRingCCW({e.a, e.bad}, v) || isSimplePolygon({e.a, e.bad}));
+         pointsToPolyline({Point2(0, 0), Point2(NaN, 1)}, false, v), pointsToPolyline({Point2(0, 0), Point2(1, 1), Point2(1, 1), Point2(0, 0)}, true, v);
+         getBorders({vT[0], nullptr}, vE), getBorders({vT[0], nullptr}, vvE), getDirectedEdges({vT[0], &dead}, vE), getUndirectedEdges({vT[0], &dead}, vE);
+         EXPECT_TRUE(vv.empty() && v.empty() && vvE.empty() && vE.empty());
      }},
     {"setLic: a key without a licensee", warning("setLic()", "a license record needs the licensee's name, the license in force is unchanged"),
      [](Env&) { LicenseRecord r; r.key = "K"; r.maxPoints = 3; EXPECT_FALSE(setLic(r)); EXPECT_EQ(getLic().maxPoints, 0u); }},
