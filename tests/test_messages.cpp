@@ -15,6 +15,7 @@
 
 using namespace ORBI_LUMO2D;
 using lumo_test::readFile;
+using lumo_test::ProgressLog;
 using lumo_test::stdoutOf;
 
 namespace {
@@ -24,14 +25,12 @@ class LogDir : public testing::Test {
     lumo_test::ScopedTempDir tmp;
 };
 
-// Records every notification as (text, value), and its own name into a shared order.
-struct Recorder : public MsgBase {
-    std::vector<std::pair<std::string, double>> calls;
+// Records every notification, and its own name into a shared order.
+struct Recorder : public ProgressLog {
     std::vector<std::string>* order{nullptr};
     std::string name;
     void update(MsgType type, const std::string& text, double value) override {
-        EXPECT_EQ(type, MSG_PROGRESS);
-        calls.emplace_back(text, value);
+        ProgressLog::update(type, text, value);
         if (order) order->push_back(name);
     }
 };
@@ -165,13 +164,13 @@ TEST(Publisher, ReceiversOncePerTypeInMapOrder) {
     for (Recorder* r : {&b, &a, &b, &c}) pub.subscribe(MSG_PROGRESS, r);  // b twice: stored once
     pub.unsubscribe(MSG_PROGRESS, &stranger);
     pub.publish(MSG_PROGRESS, "x", 0.25);
-    EXPECT_EQ(a.calls, (std::vector<std::pair<std::string, double>>{{"x", 0.25}}));
+    EXPECT_EQ(a.v, (std::vector<std::pair<std::string, double>>{{"x", 0.25}}));
     for (Recorder* r : {&a, &c}) pub.unsubscribe(MSG_PROGRESS, r);
     pub.publish(MSG_PROGRESS, "x", 0.25);
     EXPECT_EQ(order, (std::vector<std::string>{"b", "a", "c", "b"}));
     pub.unsubscribe(MSG_PROGRESS, &b);
     EXPECT_FALSE(pub.hasReceivers());
-    EXPECT_TRUE(stranger.calls.empty());
+    EXPECT_TRUE(stranger.v.empty());
 }
 
 // The reports a receiver subscribed before each task gets, compared exactly.
@@ -186,19 +185,19 @@ TEST(Publisher, ProgressProtocol) {
     };
     const struct {
         const char* what;
-        std::function<void(MsgPublisher&, Recorder&)> run;
+        std::function<void(MsgPublisher&, ProgressLog&)> run;
         Calls expected;
     } aCases[] = {
-        {"steps", [&](MsgPublisher& p, Recorder&) { steps(p, "insert vertices", 1000, 1000); p.finish(); }, everyTenth},
+        {"steps", [&](MsgPublisher& p, ProgressLog&) { steps(p, "insert vertices", 1000, 1000); p.finish(); }, everyTenth},
         {"finish twice: the task is gone the second time",   // reporting step 1
-         [&](MsgPublisher& p, Recorder&) { steps(p, "getIllegalSegments", 7, 1); p.finish(); p.finish(); },
+         [&](MsgPublisher& p, ProgressLog&) { steps(p, "getIllegalSegments", 7, 1); p.finish(); p.finish(); },
          {{"getIllegalSegments", 1.0 / 7.0}, {"getIllegalSegments", 1.0}, {"", 1.0}}},
-        {"advance reports when a reporting step is passed", [](MsgPublisher& p, Recorder&) {
+        {"advance reports when a reporting step is passed", [](MsgPublisher& p, ProgressLog&) {
              p.start("establish constraints", 500);  // reporting step 5
              for (size_t n : {3, 3, 494}) p.advance(n);
              p.finish();
          }, {{"establish constraints", 6.0 / 500.0}, {"establish constraints", 1.0}}},
-        {"a start without receivers is ignored", [&](MsgPublisher& p, Recorder& r) {
+        {"a start without receivers is ignored", [&](MsgPublisher& p, ProgressLog& r) {
              p.unsubscribe(MSG_PROGRESS, &r);
              p.start("early", 10);
              p.subscribe(MSG_PROGRESS, &r);
@@ -206,7 +205,7 @@ TEST(Publisher, ProgressProtocol) {
              steps(p, "late", 10, 1);
              p.finish();
          }, {{"late", 0.1}, {"late", 1.0}}},
-        {"a growing total: the rest of the bar spread over what is left", [&](MsgPublisher& p, Recorder&) {
+        {"a growing total: the rest of the bar spread over what is left", [&](MsgPublisher& p, ProgressLog&) {
              steps(p, "refine", 4, 2);
              p.addToTotal(4);
              for (int i = 0; i < 6; ++i) p.step();
@@ -214,14 +213,14 @@ TEST(Publisher, ProgressProtocol) {
          }, {{"refine", 0.25}, {"refine", 0.5}, {"refine", 0.5 + 0.5 * 1 / 6.0}, {"refine", 0.5 + 0.5 * 2 / 6.0},
              {"refine", 0.5 + 0.5 * 3 / 6.0}, {"refine", 0.5 + 0.5 * 4 / 6.0}, {"refine", 0.5 + 0.5 * 5 / 6.0},
              {"refine", 1.0}}},
-        {"quiet", [&](MsgPublisher& p, Recorder&) { p.setQuiet(true); steps(p, "silent", 100, 100); p.finish(); }, {}},
-        {"disabled", [&](MsgPublisher& p, Recorder&) { p.setDisabled(true); steps(p, "silent", 100, 100); p.finish(); }, {}},
+        {"quiet", [&](MsgPublisher& p, ProgressLog&) { p.setQuiet(true); steps(p, "silent", 100, 100); p.finish(); }, {}},
+        {"disabled", [&](MsgPublisher& p, ProgressLog&) { p.setDisabled(true); steps(p, "silent", 100, 100); p.finish(); }, {}},
     };
     for (const auto& c : aCases) {
         MsgPublisher pub("TEST");
-        Recorder r;
+        ProgressLog r;
         pub.subscribe(MSG_PROGRESS, &r);
         c.run(pub, r);
-        EXPECT_EQ(r.calls, c.expected) << c.what;
+        EXPECT_EQ(r.v, c.expected) << c.what;
     }
 }

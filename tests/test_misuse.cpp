@@ -11,6 +11,7 @@
 #include "Lumo_2D.h"
 #include "MessageText.h"
 #include "ScopedTempDir.h"
+#include "Dt2.h"
 #include "VertexVault.h"
 
 using namespace ORBI_LUMO2D;
@@ -330,12 +331,20 @@ const Row aRows[] = {
          t.setProperties(&p0, &p1, &p2);
          EXPECT_THROW(t.getArea2D(), LumoException);
      }},
-    {"vertex store: a start triangle before the first triangle", assertion("getCloT() failed", "ORBI_LUMO2D::VertexVault::getCloseTriangle"),
+    {"vertex store: a start triangle before the first triangle, an unknown vertex, a duplicate registered twice, a fake-box corner beyond the four",
+     assertion("getCloT() failed", "ORBI_LUMO2D::VertexVault::getCloseTriangle") + error("VertexVault::getIdxOfActiveVtx", "pQuery not found") +
+         assertion("bInserted", "ORBI_LUMO2D::VertexVault::registerDup") + assertion("vFakeBoxHandles.size()>i", "ORBI_LUMO2D::VertexVault::getFakeBoxCorner"),
      [](Env&) {
          VertexVault vault;
-         Point2 p(1, 1);
+         Point2 p(1, 1), q(0, 0);
          vault.addVertex(7, &p);  // stored, not yet part of a triangle
          EXPECT_THROW(vault.getCloseTriangle(5), LumoException);
+         Dt2 dt(10);
+         Point2* pVtx = dt.insert(Point2(0, 0));
+         dt.getVertexVault().getIdxOfActiveVtx(&q);
+         dt.getVertexVault().registerDup(&q, pVtx);
+         EXPECT_THROW(dt.getVertexVault().registerDup(&q, pVtx), LumoException);
+         EXPECT_THROW(dt.getVertexVault().getFakeBoxCorner(4), LumoException);
      }},
 
     // ---- the segment checker --------------------------------------------------------------------
