@@ -325,7 +325,8 @@ const Row aRows[] = {
      }},
     {"vertex store: a start triangle before the first triangle, an unknown vertex, a duplicate registered twice, a fake-box corner beyond the four",
      assertion("getCloT() failed", "ORBI_LUMO2D::VertexVault::getCloseTriangle") + error("VertexVault::getIdxOfActiveVtx", "pQuery not found") +
-         assertion("bInserted", "ORBI_LUMO2D::VertexVault::registerDup") + assertion("vFakeBoxHandles.size()>i", "ORBI_LUMO2D::VertexVault::getFakeBoxCorner"),
+         assertion("bInserted", "ORBI_LUMO2D::VertexVault::registerDup") +
+         assertion("vFakeBoxHandles.size()>i", "ORBI_LUMO2D::VertexVault::getFakeBoxCorner"),
      [](Env&) {
          VertexVault vault;
          Point2 p(1, 1), q(0, 0);
@@ -436,7 +437,8 @@ const Row aRows[] = {
          std::vector<Segment2> vSeg;
          generateRandomNumbers(5, -Inf, 1, vNum, 1), generateRandomPoints(5, -DBL_MAX, DBL_MAX, vPts, 1);
          generateRandomSegments(5, -Inf, 0, 1, vSeg, 1), generateRandomPolygon(5, -DBL_MAX, DBL_MAX, vSeg, 1), generateRandomPolygon(2, 0, 1, vSeg, 1);
-         generateCircle(0, 0, 0, 1, 1, vPts), generateSineSegments(100000, 100000, 0, 1, 0, 1, false, vSeg), generateSineSegments(0, 4, 0, 1, 0, 1, false, vSeg);
+         generateCircle(0, 0, 0, 1, 1, vPts), generateSineSegments(100000, 100000, 0, 1, 0, 1, false, vSeg);
+         generateSineSegments(0, 4, 0, 1, 0, 1, false, vSeg);
          EXPECT_TRUE(vNum.empty() && vPts.size() == 1 && vSeg.empty());
          EXPECT_THROW(generateRandomNumbers(3, 1, 1, vNum, 1), LumoException);
          EXPECT_THROW(generateRandomPoints(3, NaN, 1, vPts, 1), LumoException);
@@ -446,10 +448,12 @@ const Row aRows[] = {
      }},
     {"polygon helpers: NaN segments and points, an edge without triangle, not a ring, a closed polyline of two points, null and dead triangles",
      [] {
-         const std::string nanSeg = "segment 1 has a NaN or infinite coordinate", t = "Unable to handle the triangle at position 1 (null or dead), nothing appended";
+         const std::string nanSeg = "segment 1 has a NaN or infinite coordinate";
+         const std::string t = "Unable to handle the triangle at position 1 (null or dead), nothing appended";
          return warning("edgesToPolygons()", nanSeg + ", nothing appended") + warning("edgesToPolygons()", "edge 0 has no triangle, nothing appended") +
-                warning("sortRing()", "the 2 segment(s) are not one closed ring, nothing appended") + warning("sortRingCCW()", nanSeg + ", nothing appended") +
-                warning("isSimplePolygon()", nanSeg + ", not simple") + warning("pointsToPolyline()", "point 1 has a NaN or infinite coordinate, nothing appended") +
+                warning("sortRing()", "the 2 segment(s) are not one closed ring, nothing appended") +
+                warning("sortRingCCW()", nanSeg + ", nothing appended") + warning("isSimplePolygon()", nanSeg + ", not simple") +
+                warning("pointsToPolyline()", "point 1 has a NaN or infinite coordinate, nothing appended") +
                 warning("pointsToPolyline()", "a closed polyline needs three distinct consecutive points, 2 given; nothing appended") +
                 times(2, warning("getBorders()", t)) + warning("getDirectedEdges()", t) + warning("getUndirectedEdges()", t);
      }(),
