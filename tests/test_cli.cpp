@@ -48,7 +48,6 @@ void writeBinary(const std::string& name, std::vector<Point2> v) {
     lumo_test::stdoutOf([&] { EXPECT_TRUE(writePointsBIN(name.c_str(), v)); });
 }
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-// Every part occurs in text.
 void expectParts(const std::string& text, const std::vector<std::string>& vParts) {
     for (const std::string& part : vParts) EXPECT_TRUE(contains(text, part)) << part << "\n---\n" << text;
 }
@@ -123,7 +122,6 @@ protected:
         std::remove(".stderr");
         return r;
     }
-    // The names in the directory.
     static std::set<std::string> listing() {
         std::set<std::string> names;
         for (const auto& e : std::filesystem::directory_iterator(".")) names.insert(e.path().filename().string());
