@@ -79,7 +79,8 @@ TEST_F(LogDir, AssertionPrintsTheFullReportLogsAndThrows) {
               "* Lumo, Condition [ v==42 failed ]\n"
               "  " + std::string(__FILE__) + ":" + std::to_string(lumo_test::failLine) + "\n"
               "  Function: lumo_test::failingCall()\n");
-    EXPECT_EQ(readFile("LUMO_LOG.txt"), "* Lumo, Condition [ v==42 failed ]\n");
+    stdoutOf([] { EXPECT_THROW(lumo_test::failingCall(2), LumoException); });
+    EXPECT_EQ(readFile("LUMO_LOG.txt"), "* Lumo, Condition [ v==42 failed ]\n");   // rewritten by each failure
 }
 
 TEST(Messages, QualifiedNamesFromCompilerSignatures) {
