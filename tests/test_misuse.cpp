@@ -270,21 +270,8 @@ const Row aRows[] = {
      }},
 
     // ---- refinement ------------------------------------------------------------------------
-    {"refine: null zone and an angle above 30 on standard error, 30.0 accepted", "",
-     [](Env& e) {
-         Zone2* pZone = e.dt.createZone(e.box(e.dt, true), ZL_INSIDE);
-         testing::internal::CaptureStderr();
-         e.dt.refine(nullptr);
-         e.dt.refine(pZone, 30.5);
-         EXPECT_EQ(testing::internal::GetCapturedStderr(),
-                   "\nWarning: Lumo_2D::refine(..) has been called with pZone==NULL\n\n"
-                   "\nWarning: Lumo_2D::refine(..), minAngleDegree can't be >30\n\n");
-         Lumo_2D t;
-         t.insert(e.vInput);
-         t.refine(t.createZone(e.box(t, true), ZL_INSIDE), 30.0);
-         EXPECT_TRUE(t.numberOfPoints() > e.vInput.size() && lumo_test::meshFault(t).empty());
-     }},
-    {"refineAdvanced: ZL_OUTSIDE and ZL_GLOBAL zones, a null zone, an angle above 30, a foreign zone, null parameters",
+    {"refine: a null zone and an angle above 30 on standard error, 30.0 accepted; refineAdvanced: ZL_OUTSIDE and ZL_GLOBAL zones, "
+     "a null zone, an angle above 30, a foreign zone, null parameters",
      [] {
          const std::string loc = "The zoneLocation must be ZL_INSIDE or ZL_BOUNDED. Please convert the zone using pZone->convertToBoundedZone(..)";
          return error("Dt2::refineMain2()", loc) + error("Dt2::refineMain2()", loc) + error("Dt2::refineMain2(..)", "pZone==NULL") +
@@ -294,31 +281,36 @@ const Row aRows[] = {
      }(),
      [](Env& e) {
          ConstraintGraph2* pG = e.box(e.dt, true);
-         testing::internal::CaptureStderr();
-         MeshGenParams outside(e.dt.createZone(pG, ZL_OUTSIDE)), global(e.dt.createZone(nullptr, ZL_GLOBAL)), none(nullptr);
          const std::string ctorError = "\n\n\nMeshGenParams::MeshGenParams(..), ERROR: \n\tbehavior since Lumo 1.39: The zoneLocation must be "
                                        "ZL_INSIDE or ZL_BOUNDED. Please convert the zone using pZone->convertToBoundedZone(..)\n\n\n";
-         EXPECT_EQ(testing::internal::GetCapturedStderr(), ctorError + ctorError + ctorError);
+         testing::internal::CaptureStderr();
+         e.dt.refine(nullptr);
+         e.dt.refine(e.dt.createZone(pG, ZL_INSIDE), 30.5);
+         MeshGenParams outside(e.dt.createZone(pG, ZL_OUTSIDE)), global(e.dt.createZone(nullptr, ZL_GLOBAL)), none(nullptr);
+         EXPECT_EQ(testing::internal::GetCapturedStderr(), "\nWarning: Lumo_2D::refine(..) has been called with pZone==NULL\n\n"
+                                                           "\nWarning: Lumo_2D::refine(..), minAngleDegree can't be >30\n\n" +
+                                                               ctorError + ctorError + ctorError);
          EXPECT_EQ(outside.gridVector.x(), 0.0);
          MeshGenParams steep(e.dt.createZone(pG, ZL_INSIDE)), foreign(e.other.createZone(e.box(e.other, true), ZL_INSIDE));
          steep.minAngleDegree = 31.0;
          for (MeshGenParams* p : {&outside, &global, &none, &steep, &foreign, static_cast<MeshGenParams*>(nullptr)}) e.dt.refineAdvanced(p);
+         Lumo_2D t;
+         t.insert(e.vInput);
+         t.refine(t.createZone(e.box(t, true), ZL_INSIDE), 30.0);
+         EXPECT_TRUE(t.numberOfPoints() > e.vInput.size() && lumo_test::meshFault(t).empty());
      }},
 
     // ---- triangles, the iterator, the vertex store ----------------------------------------------
-    {"iterator: a null vertex stands on null, a vertex without triangles throws without a message",
-     warning("TriangleAroundVertexIterator::TriangleAroundVertexIterator()", "pVtx is null"),
+    {"iterator: a null vertex stands on null, a vertex without triangles throws without a message; the area of a triangle with an "
+     "infinite corner",
+     warning("TriangleAroundVertexIterator::TriangleAroundVertexIterator()", "pVtx is null") +
+         "invalid value, no area for this triangle\nownHalfCircf=inf\nCorners are:\nPoint2 (ADDR,-1): inf, 0\n"
+         "Point2 (ADDR,-1): 1, 0\nPoint2 (ADDR,-1): 0, 1\nlen0=inf\nlen1=1.41421\nlen2=inf\n" + assertion("false", "ORBI_LUMO2D::Triangle2::computeArea"),
      [](Env&) {
          TriangleAroundVertexIterator it(static_cast<const Point2*>(nullptr));
          for (Triangle2* pT : {*it, *++it, *--it, it.previewNextTriangle(), it.previewPrevTriangle()}) EXPECT_EQ(pT, nullptr);
-         Point2 p(1, 1);
+         Point2 p(1, 1), p0(Inf, 0), p1(1, 0), p2(0, 1);
          EXPECT_THROW(TriangleAroundVertexIterator it2(&p), std::exception);
-     }},
-    {"area of a triangle with an infinite corner",
-     "invalid value, no area for this triangle\nownHalfCircf=inf\nCorners are:\nPoint2 (ADDR,-1): inf, 0\n"
-     "Point2 (ADDR,-1): 1, 0\nPoint2 (ADDR,-1): 0, 1\nlen0=inf\nlen1=1.41421\nlen2=inf\n" + assertion("false", "ORBI_LUMO2D::Triangle2::computeArea"),
-     [](Env&) {
-         Point2 p0(Inf, 0), p1(1, 0), p2(0, 1);
          Triangle2 t;
          t.setProperties(&p0, &p1, &p2);
          EXPECT_THROW(t.getArea2D(), LumoException);
@@ -341,10 +333,15 @@ const Row aRows[] = {
      }},
 
     // ---- the segment checker --------------------------------------------------------------------
-    {"checker: null and NaN segments are left out",
-     warning("SegmentChecker::SegmentChecker()", "2 segment(s) null or with a NaN or infinite coordinate, the first one at index 1; they are left out of every check"),
+    {"checker: null and NaN segments are left out; null and NaN arguments classify, intersect and meet nothing",
+     warning("SegmentChecker::SegmentChecker()", "2 segment(s) null or with a NaN or infinite coordinate, the first one at index 1; they are left out of every check") +
+         warning("SegmentChecker::getIntersectionType()", "null segment, no classification (SIT_UNINITIALIZED)") +
+         warning("SegmentChecker::getIntersectionType()", nanSegment + ", no classification (SIT_UNINITIALIZED)") +
+         warning("SegmentChecker::getIntersectors()", "null segment, no intersectors") +
+         warning("SegmentChecker::getIntersectionPoint()", nanSegment + ", no intersection point") +
+         warning("SegmentChecker::getIntersectionSegment()", nanSegment + ", no intersection segment"),
      [](Env& e) {
-         SegmentChecker checker({&e.a, nullptr, &e.b, &e.bad});
+         SegmentChecker checker({&e.a, nullptr, &e.b, &e.bad}), c({&e.a, &e.b});
          EXPECT_TRUE(checker.getNumberOfSegments() == 4 && checker.getIndex(&e.bad) == 3);
          std::vector<Segment2*> out;
          checker.getIllegalSegments(true, out);
@@ -352,17 +349,7 @@ const Row aRows[] = {
          std::vector<std::pair<Segment2*, SegmentIntersectionType>> v;
          checker.getIntersectors(&e.a, true, v);
          EXPECT_EQ(v.size(), 1u);
-     }},
-    {"checker: null and NaN arguments classify, intersect and meet nothing",
-     warning("SegmentChecker::getIntersectionType()", "null segment, no classification (SIT_UNINITIALIZED)") +
-         warning("SegmentChecker::getIntersectionType()", nanSegment + ", no classification (SIT_UNINITIALIZED)") +
-         warning("SegmentChecker::getIntersectors()", "null segment, no intersectors") +
-         warning("SegmentChecker::getIntersectionPoint()", nanSegment + ", no intersection point") +
-         warning("SegmentChecker::getIntersectionSegment()", nanSegment + ", no intersection segment"),
-     [](Env& e) {
-         SegmentChecker c({&e.a, &e.b});
          EXPECT_TRUE(c.getIntersectionType(&e.a, nullptr) == SIT_UNINITIALIZED && c.getIntersectionType(&e.bad, &e.a) == SIT_UNINITIALIZED);
-         std::vector<std::pair<Segment2*, SegmentIntersectionType>> v{{&e.a, SIT_NONE}};
          c.getIntersectors(nullptr, true, v);
          EXPECT_TRUE(v.empty());
          Point2 ip(7, 7);
