@@ -1,18 +1,17 @@
-// Point and segment files: exact byte layouts, round trips, what the readers make of hand-made
-// files; the strict point readers as a host calls them (detection, all-or-nothing results,
-// indices); version queries. The strict readers' messages, readPointFile on files and its
-// binary detection are checked through the lumo2d tool (test_cli.cpp); null names,
-// unwritable paths, directories and the readers' warnings are rows of test_misuse.cpp.
+// Point and segment files: exact byte layouts, round trips, what every reader returns, appends
+// and prints for hand-made files (the strict ones as a host calls them), format detection.
+// More of the strict readers' messages, readPointFile on files and the version text are checked
+// through the lumo2d tool (test_cli.cpp); null names, unwritable paths and directories are rows
+// of test_misuse.cpp.
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <cfloat>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <sstream>
 #include <string>
-#include <tuple>
 #include "Lumo_2D.h"
 #include "MessageText.h"
 #include "ScopedTempDir.h"
@@ -99,44 +98,82 @@ TEST(Files, RoundTripsAreBitExactAndPointerOverloadsWriteTheSame) {
 
 // ---- readers on hand-made files ----------------------------------------------------------
 
+// What each reader returns, appends (bit for bit, with the custom indices) and prints for files
+// made byte by byte; the strict readers append all or nothing.
 TEST(Files, ReadersOnHandMadeFiles) {
     lumo_test::ScopedTempDir tmp;
+    const double NaN = std::nan(""), Inf = HUGE_VAL;
     const std::string header20 = Bytes().i32(20).u64(0).s;
+    const std::string notNumber = " has a token that is not a number after ", trailing = " announced record(s); they are ignored\n";
+    typedef std::function<bool(std::vector<Point2>&, std::vector<Segment2>&)> Reader;
+    const Reader points = [](std::vector<Point2>& v, std::vector<Segment2>&) { return readPointsBIN("f", v); };
+    const Reader segments = [](std::vector<Point2>&, std::vector<Segment2>& v) { return readSegmentsBIN("f", v); };
+    const Reader text = [](std::vector<Point2>& v, std::vector<Segment2>&) { return readXY("f", v); };
+    auto strict = [](PointFileFormat format) -> Reader {
+        return [format](std::vector<Point2>& v, std::vector<Segment2>&) {
+            std::ifstream in("f", std::ios::binary);
+            return readPointStream(in, "f", format, v);
+        };
+    };
     const struct {
         const char* what;
         std::string bytes;
-        int reader;                // points, segments, text
+        Reader read;
         bool ok;
-        std::string message;       // after the file name
+        std::string out;           // with "f" for the file's name
         std::vector<double> got;   // x, y of the points (or source and target of the segments)
+        int firstIndex;            // the first point's custom index, counting up; -1: all -1
     } aCases[] = {
-        {"3D points drop z", Bytes().i32(30).u64(2).d({0, -0.5, 1000, 1, -1.5, 1001}).s, 0, true, "", {0, -0.5, 1, -1.5}},
-        {"3D segments drop z", Bytes().i32(31).u64(1).d({1, 2, 100, 3, 4, 200}).s, 1, true, "", {1, 2, 3, 4}},
-        {"segments as points", Bytes().i32(21).u64(0).s, 0, false, " has wrong filetype 21, expected: 30 or 20", {}},
-        {"3D segments as points", Bytes().i32(31).u64(0).s, 0, false, " has wrong filetype 31, expected: 30 or 20", {}},
-        {"points as segments", header20, 1, false, " has wrong file type: 20 instead of 31 or 21", {}},
-        {"truncated points keep whole records", Bytes().i32(20).u64(5).d({1, 2, 3, 4, 5}).s, 0, false, " is truncated", {1, 2, 3, 4}},
-        {"truncated segments keep whole records", Bytes().i32(21).u64(3).d({1, 2, 3, 4, 5, 6}).s, 1, false, " is truncated", {1, 2, 3, 4}},
-        {"empty file", "", 0, false, " is truncated", {}},
-        {"three bytes", header20.substr(0, 3), 1, false, " is truncated", {}},
-        {"type without count", header20.substr(0, 4), 0, false, " is truncated", {}},
+        {"3D points drop z", Bytes().i32(30).u64(2).d({0, -0.5, 1000, 1, -1.5, 1001}).s, points, true, "", {0, -0.5, 1, -1.5}, -1},
+        {"3D segments drop z", Bytes().i32(31).u64(1).d({1, 2, 100, 3, 4, 200}).s, segments, true, "", {1, 2, 3, 4}, -1},
+        {"segments as points", Bytes().i32(21).u64(0).s, points, false, "f has wrong filetype 21, expected: 30 or 20\n", {}, -1},
+        {"3D segments as points", Bytes().i32(31).u64(0).s, points, false, "f has wrong filetype 31, expected: 30 or 20\n", {}, -1},
+        {"points as segments", header20, segments, false, "f has wrong file type: 20 instead of 31 or 21\n", {}, -1},
+        {"truncated points keep whole records", Bytes().i32(20).u64(5).d({1, 2, 3, 4, 5}).s, points, false, "f is truncated\n", {1, 2, 3, 4}, -1},
+        {"truncated segments keep whole records", Bytes().i32(21).u64(3).d({1, 2, 3, 4, 5, 6}).s, segments, false, "f is truncated\n",
+         {1, 2, 3, 4}, -1},
+        {"a count whose byte size overflows", Bytes().i32(20).u64(UINT64_MAX / 2).d({1, 2}).s, points, false, "f is truncated\n", {1, 2}, -1},
+        {"empty file", "", points, false, "f is truncated\n", {}, -1},
+        {"three bytes", header20.substr(0, 3), segments, false, "f is truncated\n", {}, -1},
+        {"type without count", header20.substr(0, 4), points, false, "f is truncated\n", {}, -1},
         // With the type present, the segment reader first names the wrong type.
-        {"type without count, segments", header20.substr(0, 11), 1, false, " has wrong file type: 20 instead of 31 or 21", {}},
-        {"text takes any whitespace", "1 2\n\n  3\t4\r\n-5e-1 +6 ", 2, true, "", {1, 2, 3, 4, -0.5, 6}},
+        {"type without count, segments", header20.substr(0, 11), segments, false, "f has wrong file type: 20 instead of 31 or 21\n", {}, -1},
+        {"bytes after the records", Bytes().i32(20).u64(1).d({1, 2}).s + "xxxxx", points, true, "f has 5 byte(s) after the 1" + trailing, {1, 2}, -1},
+        {"non-finite points are kept and counted, a NaN z is not", Bytes().i32(30).u64(3).d({1, 2, NaN, NaN, 3, 4, 5, Inf, 6}).s, points, true,
+         "f holds 2 record(s) with a NaN or infinite coordinate, the first one at index 1\n", {1, 2, NaN, 3, 5, Inf}, -1},
+        {"a non-finite segment and bytes after it", Bytes().i32(21).u64(1).d({0, 0, -Inf, 1, 9}).s, segments, true,
+         "f holds 1 record(s) with a NaN or infinite coordinate, the first one at index 0\nf has 8 byte(s) after the 1" + trailing, {0, 0, -Inf, 1}, -1},
+        {"text takes any whitespace", "1 2\n\n  3\t4\r\n-5e-1 +6 ", text, true, "", {1, 2, 3, 4, -0.5, 6}, -1},
+        {"text stops at a word", "1 2\n3 4\nfive 6\n7 8\n", text, true, "f" + notNumber + "2 point(s); reading stopped there\n", {1, 2, 3, 4}, -1},
+        {"text without a number", "hello", text, true, "f" + notNumber + "0 point(s); reading stopped there\n", {}, -1},
+        {"text ends with x without y", "1 2 3\n", text, true, "f ends with an x value without y after 1 point(s); it is ignored\n", {1, 2}, -1},
+        {"strict xy: comments, blank lines, CR", "1 2\r\n3 4 # c\n\n", strict(PFF_XY), true, "", {1, 2, 3, 4}, -1},
+        {"strict xy: a line of three", "1 2\n3 4 5\n", strict(PFF_XY), false, "f:2: expected 2 numbers (x y), found 3\n", {}, -1},
+        {"strict node: indices kept, attributes dropped", "2 2 1 0\n7 1 2 9.5\n8 3 4 -1\n", strict(PFF_NODE), true, "", {1, 2, 3, 4}, 7},
+        {"strict node: fewer points than announced", "2 2 0 0\n7 1 2\n", strict(PFF_NODE), false,
+         "f: the header announces 2 points, the file holds 1\n", {}, -1},
+        {"strict CSV: columns by header", "Y,x\n1,2\n3,4\n", strict(PFF_CSV), true, "", {2, 1, 4, 3}, -1},
+        {"strict CSV: a record of three", "x,y\n1,2\n3,4,5\n", strict(PFF_CSV), false, "f:3: expected 2 comma-separated fields, found 3\n", {}, -1},
+        {"strict, detected: subnormal numbers are numbers", "0 4.9e-324\n", strict(PFF_AUTO), true, "", {0, 4.9e-324}, -1},
     };
     for (const auto& c : aCases) {
         SCOPED_TRACE(c.what);
         std::ofstream("f", std::ios::binary) << c.bytes;
-        std::vector<double> got;
-        testing::internal::CaptureStdout();
-        std::vector<Point2> v;
-        std::vector<Segment2> vSeg;
-        const bool ok = c.reader == 0 ? readPointsBIN("f", v) : c.reader == 1 ? readSegmentsBIN("f", vSeg) : readXY("f", v);
-        for (const Point2& p : v) got.insert(got.end(), {p.x(), p.y()});
-        for (const Segment2& s : vSeg) got.insert(got.end(), {s.getSrc().x(), s.getSrc().y(), s.getTrg().x(), s.getTrg().y()});
-        EXPECT_EQ(testing::internal::GetCapturedStdout(), c.message.empty() ? "" : "f" + c.message + "\n");
+        const Point2 p0(-7, -7);   // the readers append
+        std::vector<Point2> v{p0};
+        std::vector<Segment2> vSeg{Segment2(p0, Point2(7, 7))};
+        bool ok = false;
+        EXPECT_EQ(lumo_test::stdoutOf([&] { ok = c.read(v, vSeg); }), c.out);
         EXPECT_EQ(ok, c.ok);
-        EXPECT_EQ(got, c.got);
+        ASSERT_TRUE(sameBits(v[0], p0) && sameBits(vSeg[0].getSrc(), p0));
+        std::vector<double> got;
+        for (size_t i = 1; i < v.size(); ++i) {
+            got.insert(got.end(), {v[i].x(), v[i].y()});
+            EXPECT_EQ(v[i].getCustomIndex(), c.firstIndex < 0 ? -1 : c.firstIndex + int(i) - 1);
+        }
+        for (size_t i = 1; i < vSeg.size(); ++i)
+            got.insert(got.end(), {vSeg[i].getSrc().x(), vSeg[i].getSrc().y(), vSeg[i].getTrg().x(), vSeg[i].getTrg().y()});
+        EXPECT_TRUE(got.size() == c.got.size() && std::equal(got.begin(), got.end(), c.got.begin(), [](double a, double b) { return sameBits(a, b); }));
     }
 }
 
@@ -162,43 +199,4 @@ TEST(PointReaders, DetectionByContentAndName) {
     };
     for (const auto& c : aCases) EXPECT_EQ(detectPointFileFormat(c.head, c.name), c.expected) << c.head;
     EXPECT_STREQ(getString(PFF_NODE), "node");
-}
-
-TEST(PointReaders, ReadAllOrNothing) {
-    const struct {
-        const char* text;
-        PointFileFormat format;
-        std::vector<double> xy;  // empty: the read fails
-        std::vector<int> customIndices;
-    } aCases[] = {
-        {"1 2\r\n3 4 # c\n\n", PFF_XY, {1, 2, 3, 4}, {-1, -1}},
-        {"1 2\n3 4 5\n", PFF_XY, {}, {}},
-        {"2 2 1 0\n7 1 2 9.5\n8 3 4 -1\n", PFF_NODE, {1, 2, 3, 4}, {7, 8}},
-        {"2 2 0 0\n7 1 2\n", PFF_NODE, {}, {}},
-        {"Y,x\n1,2\n3,4\n", PFF_CSV, {2, 1, 4, 3}, {-1, -1}},
-        {"x,y\n1,2\n3,4,5\n", PFF_CSV, {}, {}},
-        {"0 4.9e-324\n", PFF_AUTO, {0, 4.9e-324}, {-1}},  // subnormal numbers are numbers
-    };
-    for (const auto& c : aCases) {
-        std::vector<Point2> v{Point2(-7, -7)};
-        std::istringstream in(c.text);
-        testing::internal::CaptureStdout();
-        const bool bRead = readPointStream(in, "in", c.format, v);
-        const std::string out = testing::internal::GetCapturedStdout();
-        EXPECT_EQ(bRead, !c.xy.empty()) << c.text;
-        EXPECT_EQ(out.empty(), bRead) << out;
-        ASSERT_EQ(v.size(), 1 + c.xy.size() / 2) << c.text;
-        for (size_t i = 1; i < v.size(); ++i) {
-            EXPECT_EQ(v[i], Point2(c.xy[2 * i - 2], c.xy[2 * i - 1]));
-            EXPECT_EQ(v[i].getCustomIndex(), c.customIndices[i - 1]);
-        }
-    }
-}
-
-// ---- version ------------------------------------------------------------------------
-
-TEST(Version, NumbersAndText) {
-    EXPECT_EQ(std::make_tuple(getMajorVersionNumber(), getMinorVersionNumber(), getRevisionNumber(), isRelease()),
-              std::make_tuple(1, 81, 493, true));
-    EXPECT_EQ(getLumo2DVersion(), "Lumo2D 1.81.493");
 }
