@@ -234,18 +234,6 @@ TEST(Constraints, BorderFileOfAdjacentCountries) {
     }
 }
 
-TEST(Constraints, SameSegmentTwiceIsOneObjectWithTwoOwners) {
-    Lumo_2D dt;
-    dt.insert(std::vector<Point2>{Point2(0, 0), Point2(4, 0), Point2(0, 4)});
-    ConstraintGraph2 *pA = add(dt, {seg(1, 1, 2, 2)}), *pB = add(dt, {seg(2, 2, 1, 1)}, CIS_CONSTRAINED_DELAUNAY, true);
-    const std::vector<ConstraintSegment2*> vA = originals(pA);
-    ASSERT_EQ(vA.size(), 1u);
-    EXPECT_EQ(vA, originals(pB));
-    EXPECT_EQ(vA[0]->getNumberOfOwners(), 2u);
-    EXPECT_NE(pA->isReverse(vA[0]), pB->isReverse(vA[0]));
-    EXPECT_EQ(constrainedFault(dt, {pA, pB}, "twice"), "");
-}
-
 // One vertex per crossing of the host's segments, each exactly the crossing of the two pieces
 // it split, rounded once toward zero (the exact rational intersection); half the segments in
 // one call, the rest one by one: crossings inside a call and across calls.
@@ -330,18 +318,22 @@ TEST(Constraints, NonCrossingSegmentsGiveCgalsEdgeSet) {
 // Each host segment a chain of Delaunay edges from its source to its target (the full
 // empty-circle check), every vertex on the segment up to the rounding of midpoints and
 // crossings; later insertions close to the segments, single, by vector and by array, flip
-// pieces away, and each call splits them again.
+// pieces away, and each call splits them again. Segments given one call at a time among
+// constrained ones that cross them: each call must leave every earlier piece an edge, whether a
+// flip took it away or a crossing split it (a call looks only at what changed since the last).
 TEST(Constraints, ConformingSegmentsAreChainsOfDelaunayEdges) {
     std::mt19937_64 rng(5);
     struct Row {
         const char* name;
         size_t numPoints;
         std::vector<Segment2> vSegs;
+        bool bOneCallEach;   // and every third segment constrained
     };
-    std::vector<Row> vRows = {{"disjoint", 400, disjointSegments(40, rng, 0.3)},
-                              {"crossing", 400, randomSegments(25, rng, 0.5)},
-                              {"long crossing among many points", 50000, randomSegments(100, rng, 0.7)},
-                              {"star at tiny angles", 1000, {}}};
+    std::vector<Row> vRows = {{"disjoint", 400, disjointSegments(40, rng, 0.3), false},
+                              {"crossing", 400, randomSegments(25, rng, 0.5), false},
+                              {"long crossing among many points", 50000, randomSegments(100, rng, 0.7), false},
+                              {"one call each, crossing constrained ones", 600, randomSegments(36, rng, 0.6), true},
+                              {"star at tiny angles", 1000, {}, false}};
     for (int i = 0; i < 20; ++i) {
         const double a = 0.3 + 0.001 * i, len = 0.5 + 0.015 * i;
         vRows.back().vSegs.push_back(seg(0.1, 0.1, 0.1 + len * std::cos(a), 0.1 + len * std::sin(a)));
@@ -351,42 +343,32 @@ TEST(Constraints, ConformingSegmentsAreChainsOfDelaunayEdges) {
         SCOPED_TRACE(row.name);
         Lumo_2D dt;
         dt.insert(randomPoints(row.numPoints, unsigned(row.numPoints)));
-        ConstraintGraph2* pG = nullptr;
-        EXPECT_EQ(stdoutOf([&] { pG = add(dt, row.vSegs, CIS_CONFORMING_DELAUNAY); }), "");
-        ASSERT_EQ(constrainedFault(dt, {pG}, "inserted"), "");
-        for (ConstraintSegment2* pO : originals(pG)) EXPECT_EQ(chainFault(pO, 1e-13), "");
-        std::vector<double> vNear;   // 6 points per segment, 1e-3 off it at most
+        std::vector<ConstraintGraph2*> vGraphs;
+        for (size_t i = 0, end = 0; i < row.vSegs.size(); i = end) {
+            end = row.bOneCallEach ? i + 1 : row.vSegs.size();
+            const std::vector<Segment2> vCall(row.vSegs.begin() + long(i), row.vSegs.begin() + long(end));
+            const ConstraintInsertionStrategy cis = row.bOneCallEach && i % 3 == 2 ? CIS_CONSTRAINED_DELAUNAY : CIS_CONFORMING_DELAUNAY;
+            EXPECT_EQ(stdoutOf([&] { vGraphs.push_back(add(dt, vCall, cis)); }), "");
+            ASSERT_EQ(constrainedFault(dt, vGraphs, "after call " + std::to_string(i)), "");
+        }
+        for (ConstraintGraph2* pG : vGraphs)
+            for (ConstraintSegment2* pO : originals(pG)) EXPECT_EQ(chainFault(pO, 1e-13), "");
+        std::vector<Point2> vNear;   // 6 points per segment, 1e-3 off it at most
         for (const Segment2& s : row.vSegs)
             for (int k = 0; k < 6; ++k) {
                 const double t = d(rng), off = 1e-3 * (d(rng) - 0.5);
                 const Point2 a = s.getSrc(), b = s.getTrg();
-                vNear.insert(vNear.end(), {a.x() + t * (b.x() - a.x()) - off * (b.y() - a.y()), a.y() + t * (b.y() - a.y()) + off * (b.x() - a.x())});
+                vNear.emplace_back(a.x() + t * (b.x() - a.x()) - off * (b.y() - a.y()), a.y() + t * (b.y() - a.y()) + off * (b.x() - a.x()));
             }
-        const size_t third = vNear.size() / 6 * 2;
-        for (size_t k = 0; k < third; k += 2) dt.insert(Point2(vNear[k], vNear[k + 1]));
-        ASSERT_EQ(constrainedFault(dt, {pG}, "single insertions"), "");
-        std::vector<Point2> vMiddle;
-        for (size_t k = third; k < 2 * third; k += 2) vMiddle.emplace_back(vNear[k], vNear[k + 1]);
-        dt.insert(vMiddle);
-        ASSERT_EQ(constrainedFault(dt, {pG}, "vector insertion"), "");
-        dt.insert(int((vNear.size() - 2 * third) / 2), vNear.data() + 2 * third, nullptr);
-        ASSERT_EQ(constrainedFault(dt, {pG}, "array insertion"), "");
-    }
-}
-
-// One createConstraint call per segment, conforming ones among constrained ones that cross
-// them: each call must leave every earlier piece an edge, whether a flip took it away or a
-// crossing split it (a call looks only at what changed since the last).
-TEST(Constraints, ConformingSegmentsAddedOneCallAtATime) {
-    std::mt19937_64 rng(8);
-    Lumo_2D dt;
-    dt.insert(randomPoints(600, 8));
-    const std::vector<Segment2> vSegs = randomSegments(36, rng, 0.6);
-    std::vector<ConstraintGraph2*> vGraphs;
-    for (size_t i = 0; i < vSegs.size(); ++i) {
-        const ConstraintInsertionStrategy cis = i % 3 == 2 ? CIS_CONSTRAINED_DELAUNAY : CIS_CONFORMING_DELAUNAY;
-        EXPECT_EQ(stdoutOf([&] { vGraphs.push_back(add(dt, {vSegs[i]}, cis)); }), "");
-        ASSERT_EQ(constrainedFault(dt, vGraphs, "after call " + std::to_string(i)), "");
+        const size_t third = vNear.size() / 3;
+        for (size_t k = 0; k < third; ++k) dt.insert(vNear[k]);
+        ASSERT_EQ(constrainedFault(dt, vGraphs, "single insertions"), "");
+        dt.insert(std::vector<Point2>(vNear.begin() + long(third), vNear.begin() + long(2 * third)));
+        ASSERT_EQ(constrainedFault(dt, vGraphs, "vector insertion"), "");
+        std::vector<double> vXY;
+        for (size_t k = 2 * third; k < vNear.size(); ++k) vXY.insert(vXY.end(), {vNear[k].x(), vNear[k].y()});
+        dt.insert(int(vXY.size() / 2), vXY.data(), nullptr);
+        ASSERT_EQ(constrainedFault(dt, vGraphs, "array insertion"), "");
     }
 }
 
@@ -420,8 +402,13 @@ TEST(Constraints, PolygonDirectionsSurviveLaterCrossings) {
     EXPECT_TRUE(*pC1->getSrc() == Point2(2, 2) || *pC1->getTrg() == Point2(2, 2));
     EXPECT_TRUE(pSquare->isConstraint(pC0->getSrc(), pC0->getTrg()) && pSquare->isConstraint(pC0->getTrg(), pC0->getSrc()));
     EXPECT_FALSE(pSquare->isConstraint(vOrig[0]->getSrc(), vOrig[0]->getTrg()));
+    // A side given again, backwards: the same object with two owners, reversed in the second.
+    ConstraintGraph2* pTwice = add(oriented, {seg(2, 2, 2, 0)}, CIS_CONSTRAINED_DELAUNAY, true);
+    ASSERT_EQ(originals(pTwice), std::vector<ConstraintSegment2*>{originals(pOriented)[0]});
+    EXPECT_EQ(originals(pTwice)[0]->getNumberOfOwners(), 2u);
+    EXPECT_NE(pTwice->isReverse(originals(pTwice)[0]), pOriented->isReverse(originals(pTwice)[0]));
     EXPECT_EQ(constrainedFault(dt, {pSquare, pCross}, "square"), "");
-    EXPECT_EQ(constrainedFault(oriented, {pOriented}, "oriented square"), "");
+    EXPECT_EQ(constrainedFault(oriented, {pOriented, pTwice}, "oriented square"), "");
 }
 
 TEST(Constraints, SegmentRecordSplits) {
