@@ -277,9 +277,18 @@ TEST(Zones, GrownZonesEqualABruteForceFloodFill) {
 }
 
 namespace {
-// The zone's components: a partition of its triangles into edge-connected parts (the flood fill
-// across edges inside each part reaches all of it), no edge between two parts. Returns their number.
-size_t expectComponents(Scene& s, Zone2* pZone, const TSet& sZone) {
+// The zone's bounded copy and the zone made of its triangles hold its triangles; its components
+// are a partition of them into edge-connected parts (the flood fill across edges inside each part
+// reaches all of it), no edge between two parts. Returns their number.
+size_t expectDerivedZones(Scene& s, Zone2* pZone) {
+    const TSet sZone = setOf(pZone);
+    Zone2 *pBounded = pZone->convertToBoundedZone(), *pExplicit = s.zoneOf(sZone);
+    EXPECT_TRUE(pBounded != nullptr && pExplicit != nullptr);
+    if (pBounded == nullptr || pExplicit == nullptr) return 0;
+    s.track(pBounded);
+    EXPECT_EQ(pBounded->getZoneLocation(), ZL_BOUNDED);
+    EXPECT_EQ(setOf(pBounded), sZone);
+    EXPECT_EQ(setOf(pExplicit), sZone);
     std::vector<Zone2*> vParts;
     pZone->getComponentZones(vParts);
     std::map<Triangle2*, size_t> mPartOf;
@@ -319,18 +328,7 @@ TEST(Zones, DerivedZonesKeepTheTrianglesAndChangeNone) {
     Zone2* pGlobal = s.dt.createZone(nullptr, ZL_GLOBAL);
     Zone2* pResult = zoneIntersection(pIn, pHole);   // the star with a square hole
     const auto before = lumo_test::canonicalTriangles(lumo_test::triangles(s.dt));
-    for (Zone2* pZone : {pIn, pOut, pGrow, pGlobal, pResult}) {
-        const TSet sZone = setOf(pZone);
-        Zone2* pBounded = pZone->convertToBoundedZone();
-        ASSERT_NE(pBounded, nullptr);
-        s.track(pBounded);
-        EXPECT_EQ(pBounded->getZoneLocation(), ZL_BOUNDED);
-        EXPECT_EQ(setOf(pBounded), sZone);
-        expectComponents(s, pZone, sZone);
-        Zone2* pExplicit = s.zoneOf(sZone);
-        ASSERT_NE(pExplicit, nullptr);
-        EXPECT_EQ(setOf(pExplicit), sZone);
-    }
+    for (Zone2* pZone : {pIn, pOut, pGrow, pGlobal, pResult}) expectDerivedZones(s, pZone);
     EXPECT_EQ(lumo_test::canonicalTriangles(lumo_test::triangles(s.dt)), before);
     s.expectValid("derived zones");
     Scene g;
@@ -344,7 +342,7 @@ TEST(Zones, DerivedZonesKeepTheTrianglesAndChangeNone) {
     Zone2* pChecker = g.zoneOf(sChecker);
     ASSERT_NE(pChecker, nullptr);
     EXPECT_EQ(setOf(pChecker), sChecker);
-    EXPECT_GT(expectComponents(g, pChecker, sChecker), 1u);
+    EXPECT_GT(expectDerivedZones(g, pChecker), 1u);
     g.expectValid("checkerboard");
 }
 
