@@ -241,8 +241,9 @@ TEST(Cutting, TrianglesBesideTheCutAreExactlyThoseLeftAndRightOfItsSegments) {
 }
 
 // The cut zone lies inside the cutter (clipping it by the cutter keeps its exact area) and its
-// exact area is the exact clipping of the zone by the cutter; the zone keeps its area. Star-shaped cutters around their centre,
-// convex and concave, counterclockwise; a row may hand the library the clockwise ring.
+// exact area is the exact clipping of the zone by the cutter; the zone keeps its area.
+// Star-shaped cutters around their centre, convex and concave, counterclockwise; a row may hand
+// the library the clockwise ring.
 TEST(CookieCutter, AreasEqualTheExactIntersectionWithTheCutter) {
     lumo_test::ScopedTempDir tmp;
     const Loop domain{Point2(1, 1), Point2(9, 1), Point2(9, 9), Point2(5, 4.5), Point2(1, 9)};   // concave
