@@ -75,8 +75,9 @@ TEST_F(Drawing, SmallSceneHasTheExactLayout) {
     std::string out, ps = draw([](Visualizer2& vis) { addSmallScene(vis, "hello"); }, DF_POSTSCRIPT, &out);
     EXPECT_EQ(out, "Visualizer2:: Writing drawing.ps\n");
     // The edition line's wording is free; its frame is not.
-    const size_t at = ps.find("40\t725\tmoveto\n(") + 15;
-    ASSERT_GT(at, 15u);
+    const std::string before = "40\t725\tmoveto\n(";
+    const size_t at = ps.find(before) + before.size();
+    ASSERT_NE(ps.find(before), std::string::npos);
     ps.replace(at, ps.find(")\tshow\n", at) - at, "EDITION");
     const std::string expected =
         "%!PS-Adobe-1.0\n\t%%Creator: ORBI PostscriptWriter\n\t%%Title: drawing.ps\n\t%%CreationDate: none\n"
@@ -177,7 +178,7 @@ TEST_F(Drawing, PagesHoldEachElementAndText) {
         std::string out;
         std::vector<std::pair<std::string, size_t>> vCounts;
     } aRows[] = {
-        // font min(100/10-2, 12, 500/10) = 8, pitch 10
+        // ten lines of ten characters: font min(100/10-2, 12, 500/10) = 8, pitch 10
         {"header lines: ten at the most", DF_POSTSCRIPT,
          [](Visualizer2& v) { for (int i = 0; i < 11; ++i) v.addHeaderLine("line" + std::to_string(i) + "_____"); },
          lumo_test::warning("Visualizer2::addHeaderLine()", "skipping text [\"line10_____\"], maximum number of header lines reached"),
