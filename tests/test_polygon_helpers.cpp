@@ -124,7 +124,7 @@ std::vector<Segment2> scrambled(std::vector<Segment2> v, std::mt19937& rng) {
 // the edges, they are the expected rings in their directions. A hole touching its outer ring at
 // two vertices cuts the region into two parts that touch there: the border rings are the parts'
 // own (the sharpest left turn at the touching vertices), not the outer ring and the hole.
-TEST(PolygonHelpers, RingsFromEdgesAndZoneBordersAreTheGivenRings) {
+TEST(PolygonHelpers, RingsBordersAndEdgesMatchWhatWasGiven) {
     const Point2 p(-2, 0), q(2, 0), top(0, 1), bottom(0, -1);
     const struct { const char* what; std::vector<Loop> vRings, vBorderRings; } aCases[] = {   // no vBorderRings: vRings
         {"one ring", ringRow(1, 1, false, false, false), {}},
@@ -169,11 +169,21 @@ TEST(PolygonHelpers, RingsFromEdgesAndZoneBordersAreTheGivenRings) {
         ASSERT_NE(pZone, nullptr);
         std::vector<Triangle2*> vT = lumo_test::zoneTriangles(pZone), vTwice = vT;
         vTwice.insert(vTwice.end(), vT.begin(), vT.begin() + long(vT.size() / 2));   // duplicates count once
-        std::vector<Edge2> vBorder, vZoneBorder;
+        std::vector<Edge2> vBorder, vZoneBorder, vDirected, vUndirected;
         getBorders(vTwice, vBorder);
         pZone->getBorderEdges(vZoneBorder);
         EXPECT_EQ(bagOf(vBorder), bagOf(vEdges));
         EXPECT_EQ(bagOf(vZoneBorder), bagOf(vEdges));
+        // All edges of the triangles, read from their corners: directed, and undirected once each.
+        getDirectedEdges(vTwice, vDirected);
+        getUndirectedEdges(vTwice, vUndirected);
+        std::vector<Segment2> vCornerEdges;
+        for (Triangle2* pT : vT)
+            for (int k = 0; k < 3; ++k) vCornerEdges.emplace_back(*pT->getCorner((k + 1) % 3), *pT->getCorner((k + 2) % 3));
+        EXPECT_EQ(bagOf(vDirected), bagOf(vCornerEdges));
+        const EdgeBag bagTwice = bagOf(vCornerEdges, true);
+        const std::set<std::pair<XY, XY>> sOnce(bagTwice.begin(), bagTwice.end());
+        EXPECT_EQ(bagOf(vUndirected, true), EdgeBag(sOnce.begin(), sOnce.end()));
         for (int k = 0; k < 2; ++k) {
             std::reverse(vT.begin(), vT.end());
             std::reverse(vBorder.begin(), vBorder.end());
@@ -305,24 +315,6 @@ TEST(PolygonHelpers, PointsToPolylineChainsDistinctPoints) {
         for (size_t i = 1; i + 1 < v.size(); ++i) EXPECT_EQ(v[i].getTrg(), v[i + 1].getSrc());
         EXPECT_TRUE(!k.bClose || v.back().getTrg() == v[1].getSrc());
     }
-}
-
-TEST(PolygonHelpers, DirectedAndUndirectedEdgesAreThoseOfTheCorners) {
-    lumo_test::Dt2Of dt(lumo_test::randomPoints(300, 3));
-    EXPECT_EQ(lumo_test::meshFault(dt), "");
-    std::vector<Triangle2*> vAll = lumo_test::triangles(dt), vSome;
-    for (size_t i = 0; i < vAll.size(); i += 2) vSome.push_back(vAll[i]);
-    std::vector<Segment2> vExpected;
-    for (Triangle2* pT : vSome)
-        for (int k = 0; k < 3; ++k) vExpected.emplace_back(*pT->getCorner((k + 1) % 3), *pT->getCorner((k + 2) % 3));
-    vSome.push_back(vSome[0]);   // given twice, taken once
-    std::vector<Edge2> vDirected, vUndirected;
-    getDirectedEdges(vSome, vDirected);
-    getUndirectedEdges(vSome, vUndirected);
-    EXPECT_EQ(bagOf(vDirected), bagOf(vExpected));
-    const EdgeBag bagTwice = bagOf(vExpected, true);
-    const std::set<std::pair<XY, XY>> sOnce(bagTwice.begin(), bagTwice.end());
-    EXPECT_EQ(bagOf(vUndirected, true), EdgeBag(sOnce.begin(), sOnce.end()));
 }
 
 } // namespace
