@@ -6,6 +6,7 @@
 #include <functional>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 #include "Lumo_2D.h"
 #include "MessageText.h"
@@ -14,25 +15,14 @@
 using namespace ORBI_LUMO2D;
 
 namespace {
+using lumo_test::countOf;
 using lumo_test::readFile;
 
-std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> v;
-    std::stringstream ss(text);
-    for (std::string l; std::getline(ss, l);) v.push_back(l);
-    return v;
-}
-
-size_t countLines(const std::string& text, const std::string& line) {
-    size_t n = 0;
-    for (const std::string& l : lines(text)) n += (l == line);
-    return n;
-}
-
-// Collects with add, writes the drawing and returns the file; standard output is swallowed.
-std::string draw(const std::function<void(Visualizer2&)>& add, DrawingFormat format = DF_POSTSCRIPT) {
+// Collects with add, writes the drawing and returns the file; standard output goes to *pOut.
+std::string draw(const std::function<void(Visualizer2&)>& add, DrawingFormat format = DF_POSTSCRIPT, std::string* pOut = nullptr) {
     const std::string fn = format == DF_SVG ? "drawing.svg" : "drawing.ps";
-    lumo_test::stdoutOf([&] { Visualizer2 vis(fn, format); add(vis); vis.writeFile(); });
+    const std::string out = lumo_test::stdoutOf([&] { Visualizer2 vis(fn, format); add(vis); vis.writeFile(); });
+    if (pOut != nullptr) *pOut = out;
     return readFile(fn);
 }
 
@@ -61,12 +51,10 @@ TEST(Color, DefaultUnknownOrderAndTheCycle) {
 
 // ---- Visualizer2: the page ------------------------------------------------------------
 
-namespace {
 // Drawings are written into a private directory.
-class Drawing : public testing::Test {
+struct Drawing : testing::Test {
     lumo_test::ScopedTempDir tmp;
 };
-} // namespace
 
 // Two triangles, a circle, a segment, a point and a two-line label with a header line.
 static void addSmallScene(Visualizer2& vis, const std::string& header) {
@@ -84,21 +72,19 @@ static void addSmallScene(Visualizer2& vis, const std::string& header) {
 }
 
 TEST_F(Drawing, SmallSceneHasTheExactLayout) {
-    const std::string fn = "vis_scene.ps";
-    EXPECT_EQ(lumo_test::stdoutOf([&] { Visualizer2 vis(fn); addSmallScene(vis, "hello"); vis.writeFile(); }),
-              "Visualizer2:: Writing vis_scene.ps\n");
-    std::vector<std::string> got = lines(readFile(fn));
+    std::string out, ps = draw([](Visualizer2& vis) { addSmallScene(vis, "hello"); }, DF_POSTSCRIPT, &out);
+    EXPECT_EQ(out, "Visualizer2:: Writing drawing.ps\n");
     // The edition line's wording is free; its frame is not.
-    ASSERT_GT(got.size(), 21u);
-    EXPECT_EQ(got[21].front(), '(');
-    EXPECT_EQ(got[21].substr(got[21].size() - 6), ")\tshow");
-    got[21] = "(EDITION)\tshow";
+    const std::string before = "40\t725\tmoveto\n(";
+    const size_t at = ps.find(before) + before.size();
+    ASSERT_NE(ps.find(before), std::string::npos);
+    ps.replace(at, ps.find(")\tshow\n", at) - at, "EDITION");
     const std::string expected =
-        "%!PS-Adobe-1.0\n\t%%Creator: ORBI PostscriptWriter\n\t%%Title: vis_scene.ps\n\t%%CreationDate: none\n"
+        "%!PS-Adobe-1.0\n\t%%Creator: ORBI PostscriptWriter\n\t%%Title: drawing.ps\n\t%%CreationDate: none\n"
         "\t%%DocumentMedia: A4 595 842 0 () ()\n\t%%Orientation: Portrait\n"
         "\t%%Pages: 1\t%%DocumentFonts: Times-Roman Helvetica\n\t%%EndComments\n\t%%BeginProlog\n\t%%EndProlog\n"
         "\t%%Page: ORBI PostscriptWriter 1\n0.05\tsetlinewidth\n\t0\t0\t0\tsetrgbcolor\n"
-        "\t/Times-Roman findfont 17 scalefont\n\tsetfont\n40\t740\tmoveto\n\t(vis_scene.ps)\tshow\n"
+        "\t/Times-Roman findfont 17 scalefont\n\tsetfont\n40\t740\tmoveto\n\t(drawing.ps)\tshow\n"
         "0.4\t0.4\t0.4\tsetrgbcolor\n\t/Times-Roman findfont 10 scalefont\n\tsetfont\n40\t725\tmoveto\n"
         "(EDITION)\tshow\n0.0\t0.0\t0.0\tsetrgbcolor\n\t/Times-Roman findfont 10 scalefont\n\tsetfont\n"
         "40\t705\tmoveto\n(x-Range: [0 - 10] =10)\tshow\n40\t695\tmoveto\n(y-Range: [0 - 10] =10)\tshow\n"
@@ -120,9 +106,7 @@ TEST_F(Drawing, SmallSceneHasTheExactLayout) {
         // label of two lines
         "stroke\n0\t0\t0\tsetrgbcolor\n0.01\tsetlinewidth\n/Arial findfont 10 scalefont\n setfont\n"
         "98\t248\tmoveto\n(A)\tshow\n98\t236\tmoveto\n(B)\tshow\nstroke\nstroke\nshowpage\n%%Trailer\n";
-    std::string text;
-    for (const std::string& l : got) text += l + "\n";
-    EXPECT_EQ(expected, text);
+    EXPECT_EQ(expected, ps);
 }
 
 // Every finite box, from empty, a point and subnormal extents to beyond DBL_MAX: every page
@@ -178,27 +162,77 @@ TEST_F(Drawing, PageTransformStaysFiniteForEveryFiniteBox) {
     }
 }
 
-TEST_F(Drawing, HeaderLinesAreLimitedToTenOf120Characters) {
-    testing::internal::CaptureStdout();
-    Visualizer2 vis("header.ps");
-    for (int i = 0; i < 11; ++i) vis.addHeaderLine("line" + std::to_string(i) + "_____");
-    const std::string out = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(out, "Visualizer2:: Writing header.ps\n"
-                   "\n      [Lumo2D-Message] Visualizer2::addHeaderLine(), WARNING: skipping text [\"line10_____\"], "
-                   "maximum number of header lines reached\n\n");
-    lumo_test::stdoutOf([&] { vis.writeFile(); });
-    std::string ps = readFile("header.ps");
-    // ten lines of ten characters: font min(100/10-2, 12, 500/10) = 8, pitch 10
-    EXPECT_NE(ps.find("\t/Times-Roman findfont 8 scalefont\n"), std::string::npos);
-    EXPECT_NE(ps.find("240\t785\tmoveto\n(line0_____)\tshow\n"), std::string::npos);
-    EXPECT_NE(ps.find("240\t695\tmoveto\n(line9_____)\tshow\n"), std::string::npos);
-    EXPECT_EQ(ps.find("line10"), std::string::npos);
-    EXPECT_NE(ps.find("237\t692\tmoveto\n237\t795\tlineto\n"), std::string::npos);
-    // a line of 200 characters is cut to 120: 500/120 = 4, raised to the minimum size 6
-    ps = draw([](Visualizer2& v) { v.addHeaderLine(std::string(200, 'x')); });
-    EXPECT_NE(ps.find("\t/Times-Roman findfont 6 scalefont\n"), std::string::npos);
-    EXPECT_NE(ps.find("(" + std::string(120, 'x') + ")\tshow\n"), std::string::npos);
-    EXPECT_EQ(ps.find(std::string(121, 'x')), std::string::npos);
+// Small pages, each with the messages it prints after announcing the file and how often given
+// texts stand in the file (0: never).
+TEST_F(Drawing, PagesHoldEachElementAndText) {
+    Point2 a(0, 0), b(4, 0), c(0, 2), d(4, 2);
+    Triangle2 t0, t1;
+    t0.setProperties(&a, &b, &c);
+    t1.setProperties(&b, &d, &c);
+    t0.setOppTriangle(0, &t1);
+    const std::string x120(120, 'x');
+    const struct {
+        const char* what;
+        DrawingFormat format;
+        std::function<void(Visualizer2&)> add;
+        std::string out;
+        std::vector<std::pair<std::string, size_t>> vCounts;
+    } aRows[] = {
+        // ten lines of ten characters: font min(100/10-2, 12, 500/10) = 8, pitch 10
+        {"header lines: ten at the most", DF_POSTSCRIPT,
+         [](Visualizer2& v) { for (int i = 0; i < 11; ++i) v.addHeaderLine("line" + std::to_string(i) + "_____"); },
+         lumo_test::warning("Visualizer2::addHeaderLine()", "skipping text [\"line10_____\"], maximum number of header lines reached"),
+         {{"\t/Times-Roman findfont 8 scalefont\n", 1}, {"240\t785\tmoveto\n(line0_____)\tshow\n", 1},
+          {"240\t695\tmoveto\n(line9_____)\tshow\n", 1}, {"line10", 0}, {"237\t692\tmoveto\n237\t795\tlineto\n", 1}}},
+        // 500/120 = 4, raised to the minimum size 6
+        {"a header line of 200 characters is cut to 120", DF_POSTSCRIPT, [](Visualizer2& v) { v.addHeaderLine(std::string(200, 'x')); }, "",
+         {{"\t/Times-Roman findfont 6 scalefont\n", 1}, {"(" + x120 + ")\tshow\n", 1}, {x120 + "x", 0}}},
+        // group stroke before and after, the final stroke, and one per fifty circles of a
+        // process-wide count: exactly two multiples of 50 fall into any run of 100
+        {"circles extend the box and break paths every fifty", DF_POSTSCRIPT,
+         [](Visualizer2& v) { for (int i = 0; i < 100; ++i) v.addObject(Circle2(Point2(i, 0), 1.0), Color(CBLUE, 0.1f, true)); }, "",
+         {{"(x-Range: [-1 - 100] =101)\tshow\n", 1}, {"(y-Range: [-1 - 1] =2)\tshow\n", 1}, {"\tarc\n", 100}, {"\ngsave\n", 100}, {"\nstroke\n", 5}}},
+        // one red group for both point vectors; moveto: title, edition, ranges, 3 triangles,
+        // segment and edge, 4 crosses of two strokes; the edge (b, c) opposite corner 0 runs from b to c: scale 120
+        {"vector forms add every element", DF_POSTSCRIPT,
+         [&](Visualizer2& vis) {
+             vis.addObject(std::vector<Point2>{a, d}, Color(CRED, 1.0f, false));
+             vis.addObject(std::vector<Point2*>{&b, &c}, Color(CRED, 1.0f, false));
+             vis.addObject(std::vector<Segment2>{Segment2(a, b)}, Color(CGREEN, 1.0f, false));
+             vis.addObject(std::vector<Triangle2>{t0}, Color(CBLUE, 1.0f, false));
+             vis.addObject(std::vector<Triangle2*>{&t0, &t1}, Color(CBLUE, 1.0f, false));
+             vis.addObject(std::vector<Edge2>{Edge2(&t0, 0)}, Color(CORANGE, 1.0f, false));
+         }, "",
+         {{"\nclosepath\n", 3}, {"\n1\t0\t0\tsetrgbcolor\n", 1}, {"\tmoveto\n", 4 + 3 + 2 + 8},
+          {"stroke\n1\t0.627\t0\tsetrgbcolor\n1\tsetlinewidth\n530\t200\tmoveto\n50\t440\tlineto\nstroke\n", 1}}},
+        {"label text keeps PostScript strings balanced", DF_POSTSCRIPT,
+         [](Visualizer2& vis) { vis.addObject(Label(Point2(0, 0), "f(x) = 1)\\", 7), Color()); vis.addObject(Point2(1, 1), Color()); }, "",
+         {{"/Arial findfont 7 scalefont\n setfont\n50\t200\tmoveto\n(f\\(x\\) = 1\\)\\\\)\tshow\n", 1}}},
+        // The PostScript page flipped upside down (y = 842 - page y), one path per colour group,
+        // texts escaped for XML; the blue group before the red one, filled ones with a grey outline.
+        {"SVG shows the same page", DF_SVG, [](Visualizer2& vis) { addSmallScene(vis, "hello <&>"); }, "",
+         {{"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"550\" "
+           "height=\"620\" viewBox=\"30 40 550 620\">\n<title>drawing.svg</title>\n", 1},
+          {"<text x=\"40\" y=\"102\" font-size=\"17\">drawing.svg</text>\n", 1},
+          {"<text x=\"40\" y=\"137\" font-size=\"10\">x-Range: [0 - 10] =10</text>\n", 1},
+          {"<text x=\"240\" y=\"147\" font-size=\"12\">hello &lt;&amp;&gt;</text>\n", 1},
+          {"<path fill=\"none\" stroke=\"#000000\" stroke-width=\"0.05\" d=\"M237 150V133M237 150H570\"/>\n", 1},
+          {"<path stroke-linejoin=\"round\" fill=\"none\" stroke=\"#0000ff\" stroke-width=\"0.1\" "
+           "d=\"M530 642L530 162L50 162Z\"/>\n<path stroke-linejoin=\"round\" fill=\"#ff0000\" stroke=\"#4d4d4d\" "
+           "stroke-width=\"0.5\" d=\"M50 642L530 642L50 162Z\"/>\n", 1},
+          {"<path fill=\"none\" stroke=\"#ff66b3\" stroke-width=\"0.3\" d=\"M50 642L530 162\"/>\n", 1},
+          {"<path fill=\"none\" stroke=\"#4d4d4d\" stroke-width=\"0.25\" d=\"M528.5 163.5L531.5 160.5M528.5 160.5L531.5 163.5\"/>\n", 1},
+          {"<circle cx=\"290\" cy=\"402\" r=\"96\" fill=\"none\" stroke=\"#00ff00\" stroke-width=\"0.2\"/>\n", 1},
+          {"<text x=\"98\" y=\"594\" font-size=\"10\" font-family=\"Arial, sans-serif\" fill=\"#000000\">A</text>\n"
+           "<text x=\"98\" y=\"606\" font-size=\"10\" font-family=\"Arial, sans-serif\" fill=\"#000000\">B</text>\n</svg>\n", 1}}},
+    };
+    for (const auto& row : aRows) {
+        SCOPED_TRACE(row.what);
+        std::string out;
+        const std::string text = draw(row.add, row.format, &out);
+        EXPECT_EQ(out, std::string("Visualizer2:: Writing ") + (row.format == DF_SVG ? "drawing.svg" : "drawing.ps") + "\n" + row.out);
+        for (const auto& count : row.vCounts) EXPECT_EQ(countOf(text, count.first), count.second) << count.first << "\n---\n" << text;
+    }
 }
 
 // A second write warns, a late addition is an assertion, the destructor completes an unfinished
@@ -211,87 +245,13 @@ TEST_F(Drawing, WritesOnceAndTheDestructorCompletesAnUnfinishedFile) {
         vis.writeFile();
         EXPECT_THROW(vis.addObject(Point2(1, 1), Color()), LumoException);
         EXPECT_THROW(vis.addHeaderLine("late"), LumoException);
+        Visualizer2 unfinished("unfinished.ps");
+        unfinished.addObject(Segment2(Point2(0, 0), Point2(1, 1)), Color(CRED, 1.0f, false));
     });
     EXPECT_EQ(out.rfind("Visualizer2:: Writing twice.ps\n" +
                             lumo_test::warning("Visualizer2::writeFile()", "No effect. File has already been closed"), 0), 0u);
     EXPECT_NE(out.find("Condition [ !bFileClosed failed ]"), std::string::npos);
-    EXPECT_EQ(lumo_test::stdoutOf([] {
-                  Visualizer2 vis("unfinished.ps");
-                  vis.addObject(Segment2(Point2(0, 0), Point2(1, 1)), Color(CRED, 1.0f, false));
-              }),
-              "Visualizer2:: Writing unfinished.ps\n"
-              "Calling Visualizer2::writeFile() to complete an unfinished visualization [unfinished.ps]\n");
+    // (The destructor's message is checked with the exports.)
     const std::string ps = readFile("unfinished.ps");
     EXPECT_EQ(ps.substr(ps.size() - 33), "stroke\nstroke\nshowpage\n%%Trailer\n");
-}
-
-TEST_F(Drawing, CirclesExtendTheBoxAndBreakPathsEveryFifty) {
-    const std::string ps = draw([](Visualizer2& v) {
-        for (int i = 0; i < 100; ++i) v.addObject(Circle2(Point2(i, 0), 1.0), Color(CBLUE, 0.1f, true));
-    });
-    EXPECT_NE(ps.find("(x-Range: [-1 - 100] =101)\tshow\n"), std::string::npos);
-    EXPECT_NE(ps.find("(y-Range: [-1 - 1] =2)\tshow\n"), std::string::npos);
-    EXPECT_EQ(countLines(ps, "arc") + countLines(ps, "gsave"), 100u);
-    // group stroke before and after, the final stroke, and one per fifty circles of a
-    // process-wide count: exactly two multiples of 50 fall into any run of 100
-    EXPECT_EQ(countLines(ps, "stroke"), 2u + 1u + 2u);
-}
-
-TEST_F(Drawing, VectorFormsAddEveryElement) {
-    Point2 a(0, 0), b(4, 0), c(0, 2), d(4, 2);
-    Triangle2 t0, t1;
-    t0.setProperties(&a, &b, &c);
-    t1.setProperties(&b, &d, &c);
-    t0.setOppTriangle(0, &t1);
-    const std::string ps = draw([&](Visualizer2& vis) {
-        vis.addObject(std::vector<Point2>{a, d}, Color(CRED, 1.0f, false));
-        vis.addObject(std::vector<Point2*>{&b, nullptr, &c}, Color(CRED, 1.0f, false));
-        vis.addObject(std::vector<Segment2>{Segment2(a, b)}, Color(CGREEN, 1.0f, false));
-        vis.addObject(std::vector<Triangle2>{t0}, Color(CBLUE, 1.0f, false));
-        vis.addObject(std::vector<Triangle2*>{&t0, &t1}, Color(CBLUE, 1.0f, false));
-        vis.addObject(std::vector<Edge2>{Edge2(&t0, 0)}, Color(CORANGE, 1.0f, false));
-    });
-    EXPECT_EQ(countLines(ps, "closepath"), 3u);
-    EXPECT_EQ(countLines(ps, "1\t0\t0\tsetrgbcolor"), 1u);  // one red group for both point vectors
-    // points: 4 crosses of two strokes; segment and edge: 1 each
-    size_t movetos = 0;
-    for (const std::string& l : lines(ps)) movetos += l.size() > 6 && l.substr(l.size() - 6) == "moveto";
-    EXPECT_EQ(movetos, 4u /*title, edition, ranges*/ + 3u /*triangles*/ + 2u /*segment, edge*/ + 8u /*crosses*/);
-    // the edge (b, c) opposite corner 0 runs from b to c: scale 120
-    EXPECT_NE(ps.find("stroke\n1\t0.627\t0\tsetrgbcolor\n1\tsetlinewidth\n530\t200\tmoveto\n50\t440\tlineto\nstroke\n"),
-              std::string::npos);
-}
-
-TEST_F(Drawing, LabelTextKeepsPostScriptStringsBalanced) {
-    const std::string ps = draw([](Visualizer2& vis) {
-        vis.addObject(Label(Point2(0, 0), "f(x) = 1)\\", 7), Color());
-        vis.addObject(Point2(1, 1), Color());
-    });
-    EXPECT_NE(ps.find("/Arial findfont 7 scalefont\n setfont\n50\t200\tmoveto\n(f\\(x\\) = 1\\)\\\\)\tshow\n"),
-              std::string::npos) << ps;
-}
-
-// The SVG drawing: the PostScript page flipped upside down (y = 842 - page y), one path per
-// colour group, texts escaped for XML.
-TEST_F(Drawing, SvgShowsTheSamePage) {
-    const std::string svg = draw([](Visualizer2& vis) { addSmallScene(vis, "hello <&>"); }, DF_SVG);
-    for (const char* line : {
-             "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"550\" "
-             "height=\"620\" viewBox=\"30 40 550 620\">\n<title>drawing.svg</title>\n",
-             "<text x=\"40\" y=\"102\" font-size=\"17\">drawing.svg</text>\n",
-             "<text x=\"40\" y=\"137\" font-size=\"10\">x-Range: [0 - 10] =10</text>\n",
-             "<text x=\"240\" y=\"147\" font-size=\"12\">hello &lt;&amp;&gt;</text>\n",
-             "<path fill=\"none\" stroke=\"#000000\" stroke-width=\"0.05\" d=\"M237 150V133M237 150H570\"/>\n",
-             // the blue group before the red one, as in PostScript; filled ones get a grey outline
-             "<path stroke-linejoin=\"round\" fill=\"none\" stroke=\"#0000ff\" stroke-width=\"0.1\" "
-             "d=\"M530 642L530 162L50 162Z\"/>\n<path stroke-linejoin=\"round\" fill=\"#ff0000\" stroke=\"#4d4d4d\" "
-             "stroke-width=\"0.5\" d=\"M50 642L530 642L50 162Z\"/>\n",
-             "<path fill=\"none\" stroke=\"#ff66b3\" stroke-width=\"0.3\" d=\"M50 642L530 162\"/>\n",
-             "<path fill=\"none\" stroke=\"#4d4d4d\" stroke-width=\"0.25\" d=\"M528.5 163.5L531.5 160.5M528.5 "
-             "160.5L531.5 163.5\"/>\n",
-             "<circle cx=\"290\" cy=\"402\" r=\"96\" fill=\"none\" stroke=\"#00ff00\" stroke-width=\"0.2\"/>\n",
-             "<text x=\"98\" y=\"594\" font-size=\"10\" font-family=\"Arial, sans-serif\" fill=\"#000000\">A</text>\n"
-             "<text x=\"98\" y=\"606\" font-size=\"10\" font-family=\"Arial, sans-serif\" fill=\"#000000\">B</text>\n"
-             "</svg>\n"})
-        EXPECT_NE(svg.find(line), std::string::npos) << line << "\n---\n" << svg;
 }
