@@ -5,7 +5,9 @@
 // then one run with 16 threads per case, whose chunk statistics show how the work would spread
 // over 16 cores (on this machine the threads share two).
 // Wall time is what a host waits for; the machine is shared, so the load average is printed
-// before and after, and the best of the repetitions counts.
+// before and after, and the best of the repetitions counts. Five by default: on a virtual
+// machine the 2-thread run loses its second core to the neighbours now and then, and with three
+// repetitions the 1M row's ratio moved between 0.58 and 0.70 from one run to the next.
 // Usage: bench_multithread [repetitions [case-name-filter]]
 #include <sys/resource.h>
 #include <algorithm>
@@ -164,7 +166,7 @@ void runCase(const char* name, const std::vector<Point2>& v, int reps) {
 
 int main(int argc, char** argv) {
     bench::fixHeapThresholds();
-    const int reps = argc > 1 ? std::max(1, std::atoi(argv[1])) : 3;
+    const int reps = argc > 1 ? std::max(1, std::atoi(argv[1])) : 5;
     const char* filter = argc > 2 ? argv[2] : nullptr;
     auto wanted = [&](const char* name) { return filter == nullptr || std::strstr(name, filter) != nullptr; };
 #ifndef LUMO2D_HAVE_CGAL
