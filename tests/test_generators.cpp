@@ -48,8 +48,6 @@ template <class T> Coordinates runOf(void (*gen)(std::vector<T>&, unsigned)) {
 }
 } // namespace
 
-// ---- reproducibility ---------------------------------------------------------------------
-
 // The same non-zero seed gives the same output, appended behind what the vector held (numbers
 // replace it); another seed, or seed 0 twice in a row, gives other output.
 TEST(Generators, SeedsReproduceAndOutputIsAppended) {
@@ -66,8 +64,6 @@ TEST(Generators, SeedsReproduceAndOutputIsAppended) {
         EXPECT_NE(g.first(0, false), g.first(0, false)) << g.second;
     }
 }
-
-// ---- numbers, points, circle ------------------------------------------------------------
 
 // Numbers: rand() reduced to 15 bits, times range/32768, plus min; points: the first half of
 // 2n such numbers gives x, the second half y.
@@ -95,8 +91,6 @@ TEST(Circle, EllipseAroundACentreIsAppended) {
     for (int i = 0; i < 7; ++i) EXPECT_EQ(pts[i + 1], Point2(10 + 3 * std::cos(i * step), -20 + 0.5 * std::sin(i * step)));
 }
 
-// ---- polygon ------------------------------------------------------------------------
-
 // Exactly: connected, counterclockwise, and simple (neighbouring sides share only their common
 // corner, other sides do not meet).
 TEST(RandomPolygon, ClosedSimpleCounterclockwiseInsideTheBox) {
@@ -117,8 +111,6 @@ TEST(RandomPolygon, ClosedSimpleCounterclockwiseInsideTheBox) {
         }
     }
 }
-
-// ---- random segments ----------------------------------------------------------------
 
 TEST(RandomSegments, EverySegmentIsAtMostTheBoundAndInsideTheBox) {
     // (box, bound, how close the longest comes to the bound, most degenerate ones); 1000 exceeds
@@ -157,8 +149,6 @@ TEST(RandomSegments, LengthsAndDirectionsSpread) {
     EXPECT_LT(shortOnes, 2500);
     for (int q : quadrant) EXPECT_GT(q, 800);
 }
-
-// ---- sine ---------------------------------------------------------------------------
 
 TEST(SineSegments, ConnectedChainAlongTheCurve) {
     std::vector<Segment2> segs;

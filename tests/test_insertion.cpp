@@ -17,8 +17,6 @@ using lumo_test::randomPoints;
 using lumo_test::triangles;
 using lumo_test::checkDelaunayTriangulation;
 
-// ---- one triangulation growing in batches ---------------------------------------------------------
-
 namespace {
 enum Mode { SINGLE, VECTOR, ARRAY };   // one point at a time, a vector with handles, coordinates
 struct Batch {
@@ -199,8 +197,6 @@ TEST(Insertion, GrowingInBatchesStaysDelaunay) {
         for (const auto& e : mFirst) ASSERT_TRUE(!dt.is2D() || e.second.first->getIncidentTriangle() != nullptr);
     }
 }
-
-// ---- settings, progress -----------------------------------------------------------------------------
 
 // (Non-finite points, single and in bulk on one or several threads, are rows of the misuse
 // table; fuzzing sends them down every path.)

@@ -15,16 +15,13 @@ using lumo_test::randomPoints;
 using lumo_test::triangles;
 
 namespace {
-// Closed triangle containment, decided by the oracle's exact orientation.
-bool contains(const Triangle2* pT, const Point2& q) {
-    for (int i = 0; i < 3; ++i)
-        if (lumo_test::exactOrientation(*pT->getCorner((i + 1) % 3), *pT->getCorner((i + 2) % 3), q) < 0)
-            return false;
-    return true;
+// Whether q lies strictly beyond the edge of pT opposite corner i; closed containment. By the
+// oracle's exact orientation.
+bool beyond(const Triangle2* pT, int i, const Point2& q) {
+    return lumo_test::exactOrientation(*pT->getCorner((i + 1) % 3), *pT->getCorner((i + 2) % 3), q) < 0;
 }
+bool contains(const Triangle2* pT, const Point2& q) { return !beyond(pT, 0, q) && !beyond(pT, 1, q) && !beyond(pT, 2, q); }
 } // namespace
-
-// ---- locate --------------------------------------------------------------------------------------
 
 // Locate (from the vault's nearby triangle) and the walk from the far end of a long thin
 // strip (thousands of steps, far more than the 1000 after which it randomises its edge order):
@@ -42,9 +39,6 @@ TEST(Locate, FindsAContainingTriangleOrNullOutsideEvenAfterAFarInsertion) {
     std::vector<Point2*> h, hull;
     dt.insertVector(v, &h);
     dt.getConvexHull(true, hull);
-    auto seesOutside = [](const Triangle2* pT, int i, const Point2& q) {
-        return lumo_test::exactOrientation(*pT->getCorner((i + 1) % 3), *pT->getCorner((i + 2) % 3), q) < 0;
-    };
     size_t numInside = 0;
     for (int i = 0; i < 3000; ++i) {
         const Point2 q(-100.0 + 6200.0 * d(rng), -0.5 + 4.0 * d(rng));
@@ -57,7 +51,7 @@ TEST(Locate, FindsAContainingTriangleOrNullOutsideEvenAfterAFarInsertion) {
         Triangle2* pWalk = h[0]->getIncidentTriangle();
         int ici = -1;
         const int result = dt.locateConflictTriangle(q, pWalk, ici);
-        ASSERT_TRUE(result == -1 || result == 4 ? contains(pWalk, q) : pWalk->getOppositeTriangle(result) == nullptr && seesOutside(pWalk, result, q)) << q;
+        ASSERT_TRUE(result == -1 || result == 4 ? contains(pWalk, q) : pWalk->getOppositeTriangle(result) == nullptr && beyond(pWalk, result, q)) << q;
     }
     EXPECT_GT(numInside, 2000u);
     // A vertex is located in a triangle that has it as a corner.
@@ -74,38 +68,33 @@ TEST(Locate, FindsAContainingTriangleOrNullOutsideEvenAfterAFarInsertion) {
     EXPECT_EQ(lumo_test::meshFault(dt), "");
 }
 
-// ---- adjacency -------------------------------------------------------------------------------------
-
-TEST(Adjacency, TriangleOfADirectedEdge) {
-    // A pair of vertices that is no edge has none; every directed edge of a larger triangulation
-    // has the triangle on its left (none on the outer side of the hull), hull vertices with long
-    // fans included; the incident triangles of every vertex are those that have it as a corner.
+// Brute force over the triangles, for every pair of vertices: the triangle on the left of a
+// directed edge, none for a pair that is no edge or on the outer side of the hull (long fans at
+// hull vertices included); the incident triangles of every vertex. (Null and foreign vertices
+// are rows of the misuse table.)
+TEST(Adjacency, TriangleOfEveryDirectedPairAndAroundEveryVertex) {
     Lumo_2D dt;
     std::vector<Point2*> h;
-    dt.insert({Point2(0, 0), Point2(2, 0), Point2(1, 2), Point2(1, -2)}, h);
-    EXPECT_EQ(dt.getAdjacentTriangle(h[2], h[3]), nullptr);
-    Lumo_2D big;
-    std::vector<Point2*> hBig;
-    big.insert(randomPoints(300, 6), hBig);
+    dt.insert(randomPoints(300, 6), h);
+    EXPECT_EQ(lumo_test::meshFault(dt), "");
+    std::map<std::pair<Point2*, Point2*>, Triangle2*> mLeft;
     std::map<Point2*, std::set<Triangle2*>> mIncident;
-    for (Triangle2* pT : triangles(big))
+    for (Triangle2* pT : triangles(dt))
         for (int i = 0; i < 3; ++i) {
-            Point2 *a = pT->getCorner((i + 1) % 3), *b = pT->getCorner((i + 2) % 3);
-            ASSERT_EQ(big.getAdjacentTriangle(a, b), pT);
-            ASSERT_EQ(big.getAdjacentTriangle(b, a), pT->getOppositeTriangle(i));
+            mLeft[{pT->getCorner((i + 1) % 3), pT->getCorner((i + 2) % 3)}] = pT;
             mIncident[pT->getCorner(i)].insert(pT);
         }
-    EXPECT_EQ(lumo_test::meshFault(big), "");
-    for (Point2* p : hBig) {
+    for (Point2* a : h) {
+        for (Point2* b : h) {
+            const auto it = mLeft.find({a, b});
+            ASSERT_TRUE(a == b || dt.getAdjacentTriangle(a, b) == (it == mLeft.end() ? nullptr : it->second));
+        }
         std::vector<Triangle2*> w;
-        big.getIncidentTriangles(p, w);
-        EXPECT_EQ(std::set<Triangle2*>(w.begin(), w.end()), mIncident[p]);
-        EXPECT_EQ(w.size(), mIncident[p].size());
+        dt.getIncidentTriangles(a, w);
+        EXPECT_EQ(std::set<Triangle2*>(w.begin(), w.end()), mIncident[a]);
+        EXPECT_EQ(w.size(), mIncident[a].size());
     }
-    // (Null and foreign vertices are rows of the misuse table.)
 }
-
-// ---- convex hull -------------------------------------------------------------------------------------
 
 TEST(ConvexHull, AllVerticesOrOnlyCorners) {
     Lumo_2D dt;
@@ -127,8 +116,10 @@ TEST(ConvexHull, AllVerticesOrOnlyCorners) {
         EXPECT_GE(lumo_test::exactOrientation(*all[i], *all[(i + 1) % all.size()], Point2(2, 2)), 1);
 }
 
-// ---- self-test ----------------------------------------------------------------------------------------
-
+// The self-test passes a valid triangulation and names the faults forced by hand into two
+// triangles over a convex quadrilateral: a broken neighbour link, a non-Delaunay diagonal,
+// clockwise corners. The independent oracle names them too, and a triangle missing or listed
+// twice and a point missing.
 TEST(CheckValidity, PassesOnAValidTriangulationAndDetectsBrokenLinksNonDelaunayEdgesAndClockwiseCorners) {
     lumo_test::ScopedTempDir tmpDir;  // failures are drawn into PostScript files
     const std::vector<Point2> v = randomPoints(3000, 9);
@@ -136,34 +127,23 @@ TEST(CheckValidity, PassesOnAValidTriangulationAndDetectsBrokenLinksNonDelaunayE
     dt.insert(v);
     EXPECT_EQ(lumo_test::stdoutOf([&] { EXPECT_TRUE(dt.checkValidity(true, "random")); }),
               "Lumo_2D::CheckValidity(random) has been started\n");
-    // The independent oracle catches the same kinds of faults: a triangle missing or listed
-    // twice, a point missing (below: a non-Delaunay edge, clockwise corners).
-    const std::vector<Triangle2*> vAll = triangles(dt), vMissing(vAll.begin() + 1, vAll.end());
-    std::vector<Triangle2*> vTwice(vAll);
-    vTwice.push_back(vAll[7]);
-    EXPECT_EQ(lumo_test::checkDelaunayTriangulation(v, vMissing).rfind("boundary (", 0), 0u);
-    EXPECT_EQ(lumo_test::checkDelaunayTriangulation(v, vTwice), "a directed edge occurs twice");
+    std::vector<Triangle2*> vAll = triangles(dt);
     EXPECT_EQ(lumo_test::checkDelaunayTriangulation({v.begin() + 1, v.end()}, vAll).rfind("vertex set differs", 0), 0u);
-    Triangle2* pT = nullptr;
-    int i = 0;
-    for (Triangle2* t : triangles(dt))
-        for (int k = 0; k < 3 && pT == nullptr; ++k)
-            if (t->getOppositeTriangle(k) != nullptr) pT = t, i = k;
-    Triangle2* pN = pT->getOppositeTriangle(i);
-    pT->setOppTriangle(i, nullptr);
-    std::string out = lumo_test::stdoutOf([&] { EXPECT_FALSE(dt.checkValidity(true, "broken")); });
-    EXPECT_NE(out.find("Inconsistent neighborships:"), std::string::npos) << out;
-    EXPECT_NE(out.find("\ncheckValidity, bug, name=broken"), std::string::npos);
-    EXPECT_TRUE(lumo_test::fileExists("currentState.ps") && lumo_test::fileExists("checkValidityFail_broken.ps"));
-    pT->setOppTriangle(i, pN);
-    // Two triangles over a convex quadrilateral, with the wrong diagonal forced by hand.
+    vAll.push_back(vAll[7]);
+    EXPECT_EQ(lumo_test::checkDelaunayTriangulation(v, vAll), "a directed edge occurs twice");
+    EXPECT_EQ(lumo_test::checkDelaunayTriangulation(v, {vAll.begin() + 1, vAll.end() - 1}).rfind("boundary (", 0), 0u);
     Lumo_2D quad;
     quad.insert({Point2(0, 0), Point2(4, -1), Point2(8, 0), Point2(4, 1)});
     const std::vector<Triangle2*> vT = triangles(quad);
     ASSERT_EQ(vT.size(), 2u);
     Triangle2 *a = vT[0], *b = vT[1];
     const int ia = a->getIntraTriangleIndex(b), ib = b->getIntraTriangleIndex(a);
-    // Flip the shared diagonal (the same Lawson flip the insertion uses).
+    a->setOppTriangle(ia, nullptr);
+    std::string out = lumo_test::stdoutOf([&] { EXPECT_FALSE(quad.checkValidity(true, "broken")); });
+    EXPECT_NE(out.find("Inconsistent neighborships:"), std::string::npos) << out;
+    EXPECT_NE(out.find("\ncheckValidity, bug, name=broken"), std::string::npos);
+    EXPECT_TRUE(lumo_test::fileExists("currentState.ps") && lumo_test::fileExists("checkValidityFail_broken.ps"));
+    // Flip the shared diagonal (the same Lawson flip the insertion uses), which links a and b again.
     Point2 *pa = a->getCorner(ia), *pb = b->getCorner(ib), *s = a->getCorner((ia + 1) % 3), *t = a->getCorner((ia + 2) % 3);
     a->setPropertiesAndOppT(pa, s, pb, nullptr, b, nullptr);
     b->setPropertiesAndOppT(pb, t, pa, nullptr, a, nullptr);
@@ -179,8 +159,6 @@ TEST(CheckValidity, PassesOnAValidTriangulationAndDetectsBrokenLinksNonDelaunayE
                   .find("Corners are not counterclockwise:"), std::string::npos);
     EXPECT_EQ(lumo_test::meshFault(quad), "a triangle is not counterclockwise");
 }
-
-// ---- statistics ------------------------------------------------------------------------------------------
 
 TEST(Statistics, EquilateralAnglesFallIntoTheBinEndingAtSixty) {
     Lumo_2D dt;

@@ -18,11 +18,9 @@ struct Tri {
 };
 } // namespace
 
-// ---- topology -----------------------------------------------------------------------------------
-
-TEST(Triangle2, LinksAndIntraTriangleIndices) {
+TEST(Triangle2, LinksIntraTriangleIndicesAndCorners) {
     EXPECT_EQ(sizeof(Triangle2), 6 * sizeof(void*));  // links only, no geometry
-    Tri x(Point2(0, 0), Point2(1, 0), Point2(0, 1));
+    Tri x(Point2(0, 0), Point2(4, 0), Point2(0, 4));
     Triangle2 n0, n2;
     x.t.setOppTriangle(0, &n0);
     x.t.setProperties(&x.a, &x.b, &x.c);  // clears the neighbours, links the corners back
@@ -43,23 +41,14 @@ TEST(Triangle2, LinksAndIntraTriangleIndices) {
     std::ostringstream expected;
     expected << "BUG: Triangle2::getIntraTriangleIndex failed for\n" << x.a << "\n" << stranger << "\n" << x.t << "\n";
     EXPECT_EQ(out, expected.str());
-}
-
-TEST(Triangle2, HasVertexAndHasOnEdge) {
-    Tri x(Point2(0, 0), Point2(4, 0), Point2(0, 4));
-    Point2 same(4, 0);
-    EXPECT_TRUE(x.t.hasVertex(&x.b));
-    EXPECT_FALSE(x.t.hasVertex(&same));  // by pointer
-    EXPECT_TRUE(x.t.hasVertex(same));    // by value
-    EXPECT_FALSE(x.t.hasVertex(Point2(4, 1e-300)));
-    // The closed edge: (edge index, point, expected)
-    const struct { int i; Point2 q; bool b; } aCases[] = {
+    // By pointer (a twin of a corner is none) and by value; the closed edge (edge index, point, expected).
+    const Point2 twin(x.b);
+    EXPECT_TRUE(x.t.hasVertex(&x.b) && !x.t.hasVertex(&twin) && x.t.hasVertex(twin) && !x.t.hasVertex(Point2(4, 1e-300)));
+    const struct { int i; Point2 q; bool b; } aOnEdge[] = {
         {0, Point2(2, 2), true},   {0, Point2(4, 0), true},  {0, Point2(0, 4), true},
         {0, Point2(5, -1), false}, {0, Point2(1, 1), false}, {2, Point2(3, 0), true}};
-    for (const auto& c : aCases) EXPECT_EQ(x.t.hasOnEdge(c.i, c.q), c.b) << c.i << " " << c.q;
+    for (const auto& c : aOnEdge) EXPECT_EQ(x.t.hasOnEdge(c.i, c.q), c.b) << c.i << " " << c.q;
 }
-
-// ---- measures ---------------------------------------------------------------------------------------
 
 // (A non-finite corner's area is an assertion: a row of the misuse table.)
 TEST(Triangle2, MeasuresTiesAndTheCircumcentre) {
@@ -111,8 +100,6 @@ TEST(Triangle2, TextForm) {
         EXPECT_NE(o.str().find(c.text), std::string::npos) << o.str();
     }
 }
-
-// ---- iterator ------------------------------------------------------------------------------------------
 
 // (Forward around every vertex: getIncidentTriangles against brute force in test_queries.cpp.)
 // Backward to the hull, across the null that stands for the outside, and the previews.
