@@ -2,9 +2,9 @@
 // (closed simple polygons, bounded segment lengths, connected sine chains), checked exactly.
 // Refused arguments (empty or non-finite ranges, bad counts) are rows of the misuse table.
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <functional>
 #include <string>
 #include "ExactPolygons.h"
 #include "Lumo_2D.h"
@@ -26,43 +26,22 @@ bool inBox(const Point2& p, double min, double max) {
     return min <= p.x() && p.x() <= max && min <= p.y() && p.y() <= max;
 }
 
-std::vector<double> coords(const std::vector<double>& v) { return v; }
-std::vector<double> coords(const std::vector<Point2>& v) {
-    std::vector<double> r;
-    for (const Point2& p : v) r.insert(r.end(), {p.x(), p.y()});
-    return r;
-}
-std::vector<double> coords(const std::vector<Segment2>& v) {
-    std::vector<double> r;
-    for (const Segment2& s : v) r.insert(r.end(), {s.getSrc().x(), s.getSrc().y(), s.getTrg().x(), s.getTrg().y()});
-    return r;
-}
-// The coordinates a generator leaves in a vector that held nothing, or one default element.
-typedef std::function<std::vector<double>(unsigned seed, bool bPrefilled)> Coordinates;
-template <class T> Coordinates runOf(void (*gen)(std::vector<T>&, unsigned)) {
-    return [gen](unsigned seed, bool bPrefilled) {
-        std::vector<T> v(bPrefilled ? 1 : 0);
-        gen(v, seed);
-        return coords(v);
-    };
+// The same non-zero seed gives the same output, appended behind a default element the vector
+// held (or replacing it: bAppends false); another seed, or seed 0 twice in a row, other output.
+template <class T> void expectSeedsReproduce(const char* what, void (*gen)(std::vector<T>&, unsigned), bool bAppends) {
+    std::vector<T> a, prefilled(1), other, zero1, zero2;
+    gen(a, 42), gen(prefilled, 42), gen(other, 43), gen(zero1, 0), gen(zero2, 0);
+    ASSERT_EQ(prefilled.size(), a.size() + (bAppends ? 1 : 0)) << what;
+    EXPECT_TRUE(std::equal(a.begin(), a.end(), prefilled.end() - long(a.size()))) << what;
+    EXPECT_TRUE(a != other && zero1 != zero2) << what;
 }
 } // namespace
 
-// The same non-zero seed gives the same output, appended behind what the vector held (numbers
-// replace it); another seed, or seed 0 twice in a row, gives other output.
 TEST(Generators, SeedsReproduceAndOutputIsAppended) {
-    const std::pair<Coordinates, size_t> aGenerators[] = {  // (generator, coordinates kept of the prefilled element)
-        {runOf<double>([](std::vector<double>& v, unsigned seed) { generateRandomNumbers(300, -5, 5, v, seed); }), 0},
-        {runOf<Point2>([](std::vector<Point2>& v, unsigned seed) { generateRandomPoints(100, 0, 10, v, seed); }), 2},
-        {runOf<Segment2>([](std::vector<Segment2>& v, unsigned seed) { generateRandomPolygon(50, 0, 1, v, seed); }), 4},
-        {runOf<Segment2>([](std::vector<Segment2>& v, unsigned seed) { generateRandomSegments(100, 0, 10, 1, v, seed); }), 4}};
-    for (const auto& g : aGenerators) {
-        const std::vector<double> a = g.first(42, false), prefilled = g.first(42, true);
-        ASSERT_EQ(prefilled.size(), a.size() + g.second);
-        EXPECT_TRUE(std::equal(a.begin(), a.end(), prefilled.end() - long(a.size()))) << g.second;
-        EXPECT_NE(a, g.first(43, false)) << g.second;
-        EXPECT_NE(g.first(0, false), g.first(0, false)) << g.second;
-    }
+    expectSeedsReproduce<double>("numbers", [](std::vector<double>& v, unsigned seed) { generateRandomNumbers(300, -5, 5, v, seed); }, false);
+    expectSeedsReproduce<Point2>("points", [](std::vector<Point2>& v, unsigned seed) { generateRandomPoints(100, 0, 10, v, seed); }, true);
+    expectSeedsReproduce<Segment2>("polygon", [](std::vector<Segment2>& v, unsigned seed) { generateRandomPolygon(50, 0, 1, v, seed); }, true);
+    expectSeedsReproduce<Segment2>("segments", [](std::vector<Segment2>& v, unsigned seed) { generateRandomSegments(100, 0, 10, 1, v, seed); }, true);
 }
 
 // Numbers: rand() reduced to 15 bits, times range/32768, plus min; points: the first half of
@@ -113,41 +92,31 @@ TEST(RandomPolygon, ClosedSimpleCounterclockwiseInsideTheBox) {
 }
 
 TEST(RandomSegments, EverySegmentIsAtMostTheBoundAndInsideTheBox) {
-    // (box, bound, how close the longest comes to the bound, most degenerate ones); 1000 exceeds
-    // the box: clamping. 1e-9 is about four ulps of the coordinates: many of those segments round
-    // to a point, but none may exceed the bound.
-    const struct { double lo, hi, maxLen, used; int maxDegenerate; } aCases[] = {
-        {-7, 13, 0.5, 0.45, 2000}, {-7, 13, 3.0, 2.7, 2000}, {-7, 13, 1000.0, 18, 2000},
-        {1e6, 2e6, 1e-7, 0, 30}, {1e6, 2e6, 1e-9, 0, 2000}};
+    // (box, bound, how close the longest comes to the bound, most degenerate ones, whether lengths
+    // and directions spread evenly); 1000 exceeds the box: clamping. 1e-9 is about four ulps of
+    // the coordinates: many of those segments round to a point, but none may exceed the bound.
+    const struct { double lo, hi, maxLen, used; int maxDegenerate; bool bSpread; } aCases[] = {
+        {-7, 13, 0.5, 0.45, 2000, true}, {-7, 13, 3.0, 2.7, 2000, true}, {-7, 13, 1000.0, 18, 2000, false},
+        {1e6, 2e6, 1e-7, 0, 30, false}, {1e6, 2e6, 1e-9, 0, 2000, false}};
     for (const auto& c : aCases) {
         std::vector<Segment2> segs;
         generateRandomSegments(2000, c.lo, c.hi, c.maxLen, segs, 21);
         ASSERT_EQ(segs.size(), 2000u);
         double longest = 0;
-        int degenerate = 0;
+        int degenerate = 0, shortOnes = 0, quadrant[4] = {0, 0, 0, 0};
         for (const Segment2& s : segs) {
             ASSERT_TRUE(lengthAtMost(s, c.maxLen)) << s;
             ASSERT_TRUE(inBox(s.getSrc(), c.lo, c.hi) && inBox(s.getTrg(), c.lo, c.hi)) << s;
             longest = std::max(longest, std::sqrt(s.getSqLen2D()));
             degenerate += s.getSrc() == s.getTrg();
+            shortOnes += std::sqrt(s.getSqLen2D()) < 0.5 * c.maxLen;
+            ++quadrant[(s.getTrg().x() >= s.getSrc().x() ? 0 : 1) + (s.getTrg().y() >= s.getSrc().y() ? 0 : 2)];
         }
         EXPECT_GT(longest, c.used) << c.maxLen;  // the bound is used, not just respected
         EXPECT_LT(degenerate, c.maxDegenerate) << c.maxLen;
+        EXPECT_TRUE(!c.bSpread || (std::abs(shortOnes - 1000) < 250 && *std::min_element(quadrant, quadrant + 4) > 400))
+            << c.maxLen << ": " << shortOnes << " short ones";
     }
-}
-
-TEST(RandomSegments, LengthsAndDirectionsSpread) {
-    std::vector<Segment2> segs;
-    generateRandomSegments(4000, 0, 100, 2, segs, 8);
-    int shortOnes = 0, quadrant[4] = {0, 0, 0, 0};
-    for (const Segment2& s : segs) {
-        const double dx = s.getTrg().x() - s.getSrc().x(), dy = s.getTrg().y() - s.getSrc().y();
-        if (std::sqrt(dx * dx + dy * dy) < 1) ++shortOnes;
-        ++quadrant[(dx >= 0 ? 0 : 1) + (dy >= 0 ? 0 : 2)];
-    }
-    EXPECT_GT(shortOnes, 1500);
-    EXPECT_LT(shortOnes, 2500);
-    for (int q : quadrant) EXPECT_GT(q, 800);
 }
 
 TEST(SineSegments, ConnectedChainAlongTheCurve) {
