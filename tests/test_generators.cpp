@@ -119,24 +119,20 @@ TEST(RandomSegments, EverySegmentIsAtMostTheBoundAndInsideTheBox) {
     }
 }
 
+// Every vertex on the documented curve (5 + 2t, -1 + 0.5 sin t), t = k 2pi / 40, in one
+// connected chain; with bSwapXY the same points with their coordinates exchanged.
 TEST(SineSegments, ConnectedChainAlongTheCurve) {
-    std::vector<Segment2> segs;
+    std::vector<Segment2> segs, swapped;
     generateSineSegments(3, 40, 5, 2, -1, 0.5, false, segs);
-    ASSERT_EQ(segs.size(), 120u);
-    EXPECT_EQ(segs.front().getSrc(), Point2(5, -1));
-    for (size_t i = 0; i + 1 < segs.size(); ++i) ASSERT_EQ(segs[i].getTrg(), segs[i + 1].getSrc());
-    for (const Segment2& s : segs) {
-        EXPECT_LT(s.getSrc().x(), s.getTrg().x());   // monotone in x
-        EXPECT_LE(std::fabs(s.getTrg().y() + 1), 0.5);
-    }
-    EXPECT_NEAR(segs.back().getTrg().x(), 5 + 2 * 3 * 6.283185307179586, 1e-12);
-    EXPECT_NEAR(segs.back().getTrg().y(), -1, 1e-12);
-    EXPECT_NEAR(segs[9].getTrg().y(), -1 + 0.5, 1e-12);   // a quarter period: the crest
-    std::vector<Segment2> swapped;  // the same with the coordinates exchanged
     generateSineSegments(3, 40, 5, 2, -1, 0.5, true, swapped);
-    ASSERT_EQ(swapped.size(), segs.size());
-    for (size_t i = 0; i < segs.size(); ++i) {
-        EXPECT_EQ(swapped[i].getSrc(), Point2(segs[i].getSrc().y(), segs[i].getSrc().x()));
-        EXPECT_EQ(swapped[i].getTrg(), Point2(segs[i].getTrg().y(), segs[i].getTrg().x()));
+    ASSERT_TRUE(segs.size() == 120u && swapped.size() == 120u);
+    for (size_t k = 0; k < 120; ++k) {
+        ASSERT_TRUE(k + 1 == 120 || segs[k].getTrg() == segs[k + 1].getSrc()) << k;
+        for (size_t e = 0; e < 2; ++e) {
+            const double t = 6.283185307179586 * double(k + e) / 40;
+            const Point2 p = e == 0 ? segs[k].getSrc() : segs[k].getTrg(), q = e == 0 ? swapped[k].getSrc() : swapped[k].getTrg();
+            EXPECT_TRUE(std::fabs(p.x() - (5 + 2 * t)) < 1e-12 && std::fabs(p.y() - (-1 + 0.5 * std::sin(t))) < 1e-12) << k << " " << p;
+            EXPECT_EQ(q, Point2(p.y(), p.x())) << k;
+        }
     }
 }

@@ -23,7 +23,6 @@ struct Batch {
     std::vector<Point2> v;
     Mode mode;
 };
-typedef std::pair<double, double> XY;
 
 // Random points and a grid at one scale: exact degeneracies at huge or tiny magnitudes.
 std::vector<Point2> scaled(double scale) {
@@ -77,11 +76,10 @@ std::vector<std::vector<Batch>> growthCases(std::vector<std::string>& vNames) {
     *add("two on a line, then a large bulk call") = {{{Point2(0, 0), Point2(1, 1)}, VECTOR}, {randomPoints(2200, 12), ARRAY}};
     // The vertices stored before the triangulation starts go in first: every old point again,
     // in reverse, with one off the line.
-    std::vector<Point2> vDiag, vBack;
-    for (int i = 0; i < 40; ++i) vDiag.emplace_back(i, i);
-    vBack.assign(vDiag.rbegin(), vDiag.rend());
+    const std::vector<Point2> vLine = line(40, false, false);
+    std::vector<Point2> vBack(vLine.rbegin(), vLine.rend());
     vBack.emplace_back(3, -5);
-    *add("line again with one off") = {{vDiag, VECTOR}, {vBack, ARRAY}};
+    *add("line again with one off") = {{vLine, VECTOR}, {vBack, ARRAY}};
     // Each batch further out: the key box grows and the vault re-keys.
     std::vector<Batch>* c = add("growing bulk calls");
     for (unsigned k = 0; k < 5; ++k) c->push_back({randomPoints(500, 100 + k, -std::pow(4.0, k), std::pow(4.0, k)), VECTOR});
@@ -155,7 +153,7 @@ TEST(Insertion, GrowingInBatchesStaysDelaunay) {
         Lumo_2D dt;
         dt.setNumCPU(numThreads);
         std::vector<Point2> all;
-        std::map<XY, std::pair<Point2*, int>> mFirst;   // position -> handle, custom index
+        std::map<Point2, std::pair<Point2*, int>> mFirst;   // position -> handle, custom index
         for (size_t k = 0; k < vCases[c].size(); ++k) {
             std::vector<Point2> v = vCases[c][k].v;
             if (vCases[c][k].mode != ARRAY)
@@ -170,12 +168,10 @@ TEST(Insertion, GrowingInBatchesStaysDelaunay) {
             }
             for (size_t i = 0; i < v.size(); ++i) {
                 ASSERT_TRUE(h[i] != nullptr && *h[i] == v[i]) << "batch " << k << " point " << i;
-                auto& first = mFirst[XY(v[i].x(), v[i].y())];
+                auto& first = mFirst[v[i]];
                 if (first.first == nullptr) {
                     first = {h[i], h[i]->getCustomIndex()};
-                    if (vCases[c][k].mode != ARRAY) {
-                        ASSERT_EQ(v.at(size_t(first.second) - all.size()), v[i]);
-                    }
+                    ASSERT_TRUE(vCases[c][k].mode == ARRAY || v.at(size_t(first.second) - all.size()) == v[i]);
                 }
                 ASSERT_EQ(h[i], first.first) << "batch " << k << " point " << i;
             }

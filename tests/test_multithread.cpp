@@ -3,8 +3,10 @@
 // with every thread count above one, and in general position the single-threaded one; handles
 // and duplicates as on one thread; a failure on a worker thread reaches the caller.
 #include <gtest/gtest.h>
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <map>
 #include <random>
 #include <stdexcept>
