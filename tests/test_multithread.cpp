@@ -67,7 +67,7 @@ struct Outcome {
 
 // Inserts the calls with numThreads threads and checks what every run must give.
 Outcome insertAndCheck(const std::vector<std::vector<Point2>>& vCalls, int numThreads, const std::string& what) {
-    Dt2 dt(100);   // the pools grow
+    Dt2 dt(unsigned(vCalls[0].size()));   // later calls grow the pools
     dt.setNumCPU(numThreads);
     std::vector<Point2> v;
     std::vector<Point2*> vHandles, vCallHandles;

@@ -24,8 +24,7 @@ TEST(Triangle2, LinksIntraTriangleIndicesAndCorners) {
     Triangle2 n0, n2;
     x.t.setOppTriangle(0, &n0);
     x.t.setProperties(&x.a, &x.b, &x.c);  // clears the neighbours, links the corners back
-    EXPECT_EQ(x.t.getOppositeTriangle(0), nullptr);
-    EXPECT_EQ(x.c.getIncidentTriangle(), &x.t);
+    EXPECT_TRUE(x.t.getOppositeTriangle(0) == nullptr && x.c.getIncidentTriangle() == &x.t);
     x.t.setOppTriangle(0, &n0);
     x.t.setOppTriangle(2, &n2);
     EXPECT_EQ(n0.getOppositeTriangle(0), nullptr);  // no back link is made
