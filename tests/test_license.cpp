@@ -23,13 +23,20 @@ struct LicenseScope {
 };
 
 LicenseRecord acme(size_t maxPoints, size_t maxMeshTriangles, size_t maxCheckedSegments) {
-    LicenseRecord r;
-    r.licensee = "ACME";
-    r.key = "K-0001-ABCD";
-    r.maxPoints = maxPoints;
-    r.maxMeshTriangles = maxMeshTriangles;
-    r.maxCheckedSegments = maxCheckedSegments;
-    return r;
+    return {"ACME", "K-0001-ABCD", maxPoints, maxMeshTriangles, maxCheckedSegments};
+}
+
+// What f prints, and whether it threw LumoLicenseException.
+std::pair<std::string, bool> outputAndThrown(const std::function<void()>& f) {
+    bool bThrown = false;
+    const std::string out = lumo_test::stdoutOf([&] {
+        try {
+            f();
+        } catch (const LumoLicenseException&) {
+            bThrown = true;
+        }
+    });
+    return {out, bThrown};
 }
 
 std::string stopped(const std::string& where, const std::string& what, size_t limit, size_t reached) {
@@ -51,9 +58,9 @@ struct Row {
 
 TEST(License, LimitsStopOperationsAndLeaveTheTriangulationValid) {
     const std::vector<Point2> vMore = lumo_test::randomPoints(2000, 7, 2.0, 3.0);
-    auto insertOne = [&](Lumo_2D& dt, std::vector<Point2>& vIn) { vIn.push_back(vMore[0]); dt.insert(vMore[0]); };
+    auto insertOne = [&](auto& dt, auto& vIn) { vIn.push_back(vMore[0]); dt.insert(vMore[0]); };
     auto insertVector = [&](size_t n) {
-        return [&vMore, n](Lumo_2D& dt, std::vector<Point2>& vIn) {
+        return [&vMore, n](auto& dt, auto& vIn) {
             const std::vector<Point2> v(vMore.begin(), vMore.begin() + long(n));
             vIn.insert(vIn.end(), v.begin(), v.end());
             dt.insert(v);
@@ -63,7 +70,7 @@ TEST(License, LimitsStopOperationsAndLeaveTheTriangulationValid) {
         {"vector beyond the limit", acme(100, 0, 0), 50, 1, insertVector(60), stopped("Dt2::insert()", "points", 100, 110), true},
         {"vector up to the limit", acme(100, 0, 0), 50, 1, insertVector(50), "", false},
         {"array beyond the limit", acme(100, 0, 0), 0, 1,
-         [&](Lumo_2D& dt, std::vector<Point2>& vIn) {
+         [&](auto& dt, auto& vIn) {
              std::vector<double> a;
              for (size_t i = 0; i < 101; ++i) a.insert(a.end(), {vMore[i].x(), vMore[i].y()});
              vIn.insert(vIn.end(), vMore.begin(), vMore.begin() + 101);
@@ -75,7 +82,7 @@ TEST(License, LimitsStopOperationsAndLeaveTheTriangulationValid) {
         {"multithreaded beyond the limit", acme(1400, 0, 0), 0, 2, insertVector(1500), stopped("Dt2::insert()", "points", 1400, 1500), true},
         {"multithreaded up to the limit", acme(1500, 0, 0), 0, 2, insertVector(1500), "", false},
         {"a refused NaN point does not count", acme(3, 0, 0), 0, 1,
-         [&](Lumo_2D& dt, std::vector<Point2>& vIn) {
+         [&](auto& dt, auto& vIn) {
              std::vector<Point2> v(vMore.begin(), vMore.begin() + 3);
              vIn = v;
              v.emplace_back(std::nan(""), 1.0);
@@ -83,13 +90,13 @@ TEST(License, LimitsStopOperationsAndLeaveTheTriangulationValid) {
          },
          lumo_test::warning("Dt2::insert()", "point (nan, 1) has a NaN or infinite coordinate and is ignored"), false},
         {"constraint endpoints beyond the limit", acme(52, 0, 0), 50, 1,
-         [&](Lumo_2D& dt, std::vector<Point2>&) {
+         [&](auto& dt, auto&) {
              std::vector<Segment2> v = polygon(4, 0.25);
              dt.createConstraint(v, CIS_CONSTRAINED_DELAUNAY);
          },
          stopped("Lumo_2D::createConstraint()", "points", 52, 54), true},
         {"checker beyond the limit", acme(0, 0, 10), 0, 1,
-         [&](Lumo_2D&, std::vector<Point2>&) {
+         [&](auto&, auto&) {
              std::vector<Segment2> v = polygon(11, 1.0);
              std::vector<Segment2*> vp;
              for (Segment2& s : v) vp.push_back(&s);
@@ -97,18 +104,18 @@ TEST(License, LimitsStopOperationsAndLeaveTheTriangulationValid) {
          },
          stopped("SegmentChecker::SegmentChecker()", "checked segments", 10, 11), true},
         {"checker at the limit", acme(0, 0, 10), 0, 1,
-         [&](Lumo_2D&, std::vector<Point2>&) { EXPECT_TRUE(isSimplePolygon(polygon(10, 1.0))); }, "", false},
+         [&](auto&, auto&) { EXPECT_TRUE(isSimplePolygon(polygon(10, 1.0))); }, "", false},
         {"simplicity test beyond the limit", acme(0, 0, 10), 0, 1,
-         [&](Lumo_2D&, std::vector<Point2>&) { isSimplePolygon(polygon(12, 1.0)); },
+         [&](auto&, auto&) { isSimplePolygon(polygon(12, 1.0)); },
          stopped("SegmentChecker::SegmentChecker()", "checked segments", 10, 12), true},
         {"mesh-generation triangles", acme(0, 500, 0), 0, 1,
-         [&](Lumo_2D&, std::vector<Point2>&) {
+         [&](auto&, auto&) {
              EXPECT_TRUE(licenseAllowsTriangles(500, "refine()"));
              EXPECT_FALSE(licenseAllowsTriangles(501, "refine()"));
          },
          stopped("refine()", "mesh-generation triangles", 500, 501), false},
         {"no licence: no limits", LicenseRecord(), 50, 2,
-         [&](Lumo_2D& dt, std::vector<Point2>& vIn) {
+         [&](auto& dt, auto& vIn) {
              insertVector(1500)(dt, vIn);
              EXPECT_TRUE(licenseAllowsTriangles(size_t(-1), "refine()"));
              EXPECT_TRUE(isSimplePolygon(polygon(3000, 1.0)));
@@ -123,17 +130,8 @@ TEST(License, LimitsStopOperationsAndLeaveTheTriangulationValid) {
         dt.insert(vIn);
         LicenseScope scope(row.rec);
         std::vector<Point2> vTried = vIn;
-        bool bThrown = false;
-        const std::string out = lumo_test::stdoutOf([&] {
-            try {
-                row.call(dt, vTried);
-            } catch (const LumoLicenseException&) {
-                bThrown = true;
-            }
-        });
-        EXPECT_EQ(out, row.expected);
-        EXPECT_EQ(bThrown, row.bThrows);
-        if (!bThrown) vIn = vTried;
+        EXPECT_EQ(outputAndThrown([&] { row.call(dt, vTried); }), std::make_pair(row.expected, row.bThrows));
+        if (!row.bThrows) vIn = vTried;
         if (vIn.empty()) EXPECT_EQ(dt.numberOfTriangles(), 0u);
         else EXPECT_EQ(lumo_test::checkDelaunayTriangulation(vIn, lumo_test::triangles(dt)), "");
         EXPECT_EQ(dt.numberOfPoints(), vIn.size());
@@ -147,14 +145,7 @@ TEST(License, MeshTriangleLimitStopsRefinementWithAValidMesh) {
     Zone2* pZone = dt.createZone(dt.createConstraint(vSquare, CIS_CONSTRAINED_DELAUNAY, true), ZL_INSIDE);
     ASSERT_NE(pZone, nullptr);
     LicenseScope scope(acme(0, 200, 0));
-    bool bThrown = false;
-    const std::string out = lumo_test::stdoutOf([&] {
-        try {
-            dt.refine(pZone, 20.0, 1e-6, 0.01, true);
-        } catch (const LumoLicenseException&) {
-            bThrown = true;
-        }
-    });
+    const auto [out, bThrown] = outputAndThrown([&] { dt.refine(pZone, 20.0, 1e-6, 0.01, true); });
     EXPECT_TRUE(bThrown);
     EXPECT_NE(out.find("the license of ACME permits at most 200 mesh-generation triangles"), std::string::npos) << out;
     EXPECT_LE(dt.numberOfTriangles(), 200u);

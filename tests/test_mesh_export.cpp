@@ -1,11 +1,8 @@
 // Mesh export: OBJ files read back, scene directories and the built-in scene files.
 #include <gtest/gtest.h>
-#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <set>
-#include <sstream>
+#include <map>
 #include <string>
 #include <vector>
 #include "DelaunayOracle.h"
@@ -27,10 +24,11 @@ using lumo_test::readFile;
 class Export : public testing::Test {
     lumo_test::ScopedTempDir tmp;
 };
+// The built-in files; a web scene holds the first four.
+const char* const aBuiltIn[] = {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js",
+                                "jsc3d.3ds.js", "jsc3d.console.js", "jsc3d.ie.js", "jsc3d.webgl.js"};
 
 } // namespace
-
-// ---- OBJ -----------------------------------------------------------------------------
 
 // The exact lines; vertices with equal coordinates but other addresses are distinct; an empty
 // list writes an empty file (an unopenable file is silent: a row of the misuse table).
@@ -49,10 +47,8 @@ TEST_F(Export, ObjExport_LinesAreExactAndVerticesAreRecords) {
     }
 }
 
-// ---- directories ---------------------------------------------------------------------------
-
 TEST_F(Export, CreateDirectory_MakesMissingLevelsIsIdempotentAndFailsOnAFileInTheWay) {
-    { std::ofstream("cd_file") << "x"; }
+    lumo_test::writeFile("cd_file", "x");
     // (path, result, directories that exist afterwards)
     const struct { const char* path; bool ok; std::vector<const char*> dirs; } aCases[] = {
         {"cd_a/b/c", true, {"cd_a", "cd_a/b", "cd_a/b/c"}}, {"cd_a/b/c", true, {}}, {"cd_a/b/d/", true, {"cd_a/b/d"}},
@@ -63,20 +59,16 @@ TEST_F(Export, CreateDirectory_MakesMissingLevelsIsIdempotentAndFailsOnAFileInTh
     }
 }
 
-// ---- built-in scene files ------------------------------------------------------------------
-
 TEST_F(Export, FileReplicate_AllEightNamesAreWrittenThePageWiresTheViewerAnUnknownNameIsReported) {
     createDirectory("fr_all");
-    const char* names[] = {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js",
-                           "jsc3d.3ds.js", "jsc3d.console.js", "jsc3d.ie.js", "jsc3d.webgl.js"};
-    EXPECT_EQ(lumo_test::stdoutOf([&] { for (const char* n : names) fileReplicate(n, "fr_all"); }), "");
-    for (const char* n : names) {
+    EXPECT_EQ(lumo_test::stdoutOf([&] { for (const char* n : aBuiltIn) fileReplicate(n, "fr_all"); }), "");
+    for (const char* n : aBuiltIn) {
         const std::string text = readFile(std::string("fr_all/") + n);
         EXPECT_GT(text.size(), 100u) << n;
         EXPECT_EQ(text.find('\0'), std::string::npos) << n;
     }
     EXPECT_EQ(lumo_test::stdoutOf([&] { fileReplicate("other.js", "fr_all"); }),
-              "\n      [Lumo2D-Message] fileReplicate, ERROR: unknown fileother.js\n\n");
+              lumo_test::error("fileReplicate", "unknown fileother.js"));
     EXPECT_FALSE(fileExists("fr_all/other.js"));
     // The page loads the scripts a scene has and the scene's OBJ, and offers the top view
     // only where the scene has one.
@@ -88,25 +80,9 @@ TEST_F(Export, FileReplicate_AllEightNamesAreWrittenThePageWiresTheViewerAnUnkno
         EXPECT_NE(page.find(needle), std::string::npos) << needle;
 }
 
-// A scene directory that cannot be created is a row of the misuse table.
-
-// ---- the triangulation's exports --------------------------------------------------------------
-
-namespace {
-const char* const notFullDim =
-    "\n      [Lumo2D-Message] Dt2::show(), ERROR: The triangulation is not full dimensional yet, no visualization\n\n";
-
-// Random points on a coarse grid, so that duplicates and collinear runs occur.
-std::vector<Point2> gridCloud(int n, unsigned seed) {
-    std::srand(seed);
-    std::vector<Point2> v;
-    for (int i = 0; i < n; ++i) v.emplace_back(std::rand() % 40, std::rand() % 30);
-    return v;
-}
-} // namespace
-
 // Empty or collinear: every export, into a file or a caller's drawing, says so and writes nothing.
 TEST_F(Export, TriangulationExport_NothingBeforeTheFirstTriangle) {
+    const std::string notFullDim = lumo_test::error("Dt2::show()", "The triangulation is not full dimensional yet, no visualization");
     Lumo_2D empty, line;
     line.insert(std::vector<Point2>{Point2(0, 0), Point2(1, 1), Point2(2, 2)});
     for (Lumo_2D* dt : {&empty, &line}) {
@@ -115,18 +91,19 @@ TEST_F(Export, TriangulationExport_NothingBeforeTheFirstTriangle) {
                       Visualizer2 vis("mine.ps");
                       dt->show(&vis, Color());
                   }),
-                  std::string(notFullDim) + notFullDim + notFullDim + "Visualizer2:: Writing mine.ps\n" + notFullDim +
+                  notFullDim + notFullDim + notFullDim + "Visualizer2:: Writing mine.ps\n" + notFullDim +
                       "Calling Visualizer2::writeFile() to complete an unfinished visualization [mine.ps]\n");
         for (const char* name : {"never.obj", "never.ps", "never.svg"}) EXPECT_FALSE(fileExists(name)) << name;
     }
 }
 
 // The OBJ holds every vertex once and every triangle in corner order; both drawings hold every
-// triangle, the hull and the counts; the scene holds the page, the scripts, the same OBJ and the
-// same drawing as showSvg.
+// triangle, the hull and the counts, a caller's drawing in the caller's colour; the scene holds
+// the page, the scripts, the same OBJ and the same drawing as showSvg.
 TEST_F(Export, TriangulationExport_ObjDrawingsAndWebScene) {
     Lumo_2D dt;
-    dt.insert(gridCloud(400, 7));
+    std::srand(7);   // points on a coarse grid, so that duplicates and collinear runs occur
+    for (int i = 0; i < 400; ++i) dt.insert(Point2(std::rand() % 40, std::rand() % 30));
     EXPECT_EQ(lumo_test::meshFault(dt), "");
     EXPECT_EQ(lumo_test::stdoutOf([&] {
                   dt.writeObj("dt.obj");
@@ -134,40 +111,44 @@ TEST_F(Export, TriangulationExport_ObjDrawingsAndWebScene) {
                   dt.showSvg("wsd/a/b/2d.svg");  // not there yet: nothing written
                   dt.writeWebScene("wsd/a/b");
                   dt.showSvg("dt.svg");
+                  Visualizer2 vis("mine.ps");
+                  dt.show(&vis, Color(CPURPLE, 0.5f, false));
+                  vis.addObject(Point2(1, 1), Color(CRED, 1.0f, false));
+                  vis.writeFile();
               }),
               "Visualizer2:: Writing dt.ps\nVisualizer2:: Writing wsd/a/b/2d.svg\nwriteWebScene: Creating wsd/a/b\n"
-              "Visualizer2:: Writing wsd/a/b/2d.svg\nVisualizer2:: Writing dt.svg\n");
+              "Visualizer2:: Writing wsd/a/b/2d.svg\nVisualizer2:: Writing dt.svg\nVisualizer2:: Writing mine.ps\n");
+    // The OBJ expected: the triangles' corners in their (counterclockwise) order, every vertex
+    // written once, numbered from 1 in order of first use.
+    lumo_test::Obj expected;
+    std::map<const Point2*, int> mIndex;
+    for (const Triangle2* t : lumo_test::triangles(dt)) {
+        expected.faces.emplace_back();
+        for (int i = 0; i < 3; ++i) {
+            const Point2* p = t->getCorner(i);
+            if (mIndex.emplace(p, int(mIndex.size()) + 1).second) expected.vertices.emplace_back(p->x(), p->y());
+            expected.faces.back().push_back(mIndex[p]);
+        }
+    }
     const lumo_test::Obj obj = lumo_test::readObj("dt.obj");
     EXPECT_EQ(obj.vertices.size(), dt.numberOfPoints());
-    std::vector<Triangle2*> vT;
-    dt.getTrianglePointers(vT);
-    ASSERT_EQ(vT.size(), obj.faces.size());
-    std::set<std::pair<double, double>> distinct(obj.vertices.begin(), obj.vertices.end());
-    EXPECT_EQ(distinct.size(), obj.vertices.size());  // shared vertices written once
-    int maxIndex = 0;
-    for (size_t t = 0; t < vT.size(); ++t) {
-        for (int idx : obj.faces[t]) {
-            // 1-based, in order of first use
-            EXPECT_TRUE(idx >= 1 && idx <= maxIndex + 1) << idx;
-            maxIndex = std::max(maxIndex, idx);
-        }
-        for (int i = 0; i < 3; ++i)   // the corners in the triangulation's (counterclockwise) order
-            EXPECT_EQ(obj.vertices[size_t(obj.faces[t][size_t(i)]) - 1], std::make_pair(vT[t]->getCorner(i)->x(), vT[t]->getCorner(i)->y()));
-    }
+    EXPECT_EQ(obj.vertices, expected.vertices);
+    EXPECT_EQ(obj.faces, expected.faces);
     std::vector<Point2*> vHull;
     dt.getConvexHull(false, vHull);
     const std::string counts =
         std::to_string(dt.numberOfPoints()) + " points, " + std::to_string(dt.numberOfTriangles()) + " triangles";
     const std::string ps = readFile("dt.ps"), svg = readFile("dt.svg");
     EXPECT_EQ(countOf(ps, "\nclosepath\n"), dt.numberOfTriangles());
+    const std::string mine = readFile("mine.ps");
+    EXPECT_NE(mine.find("stroke\n0.627\t0.125\t0.941\tsetrgbcolor\n0.5\tsetlinewidth\n"), std::string::npos);
+    EXPECT_EQ(countOf(mine, "\nclosepath\n"), dt.numberOfTriangles());
     EXPECT_EQ(countOf(svg, "Z"), dt.numberOfTriangles());
     EXPECT_EQ(countOf(ps, "lineto\n") - 2 * dt.numberOfTriangles() - 3 /*header frame*/, vHull.size());
     EXPECT_EQ(countOf(svg, "L") - countOf(svg, "Lumo") - 2 * dt.numberOfTriangles(), vHull.size());
     EXPECT_EQ(countOf(ps, "(" + counts + ")\tshow\n"), 1u);
     EXPECT_EQ(countOf(svg, ">" + counts + "</text>"), 1u);
-    for (const char* n : {"index.html", "jsc3d.js", "jsc3d.ctm.js", "jsc3d.touch.js"})
-        EXPECT_TRUE(fileExists(std::string("wsd/a/b/") + n)) << n;
-    EXPECT_FALSE(fileExists("wsd/a/b/jsc3d.webgl.js"));
+    for (size_t i = 0; i < 8; ++i) EXPECT_EQ(fileExists(std::string("wsd/a/b/") + aBuiltIn[i]), i < 4) << aBuiltIn[i];
     EXPECT_EQ(readFile("wsd/a/b/3d.obj"), readFile("dt.obj"));
     // the same drawing apart from its title, the file name
     std::string scene = readFile("wsd/a/b/2d.svg"), ref = svg;
@@ -178,19 +159,4 @@ TEST_F(Export, TriangulationExport_ObjDrawingsAndWebScene) {
         }
     }
     EXPECT_EQ(scene, ref);
-}
-
-TEST_F(Export, TriangulationExport_ShowIntoACallersDrawingUsesItsColour) {
-    Lumo_2D dt;
-    dt.insert(std::vector<Point2>{Point2(0, 0), Point2(2, 0), Point2(0, 2), Point2(2, 2)});
-    EXPECT_EQ(lumo_test::meshFault(dt), "");
-    lumo_test::stdoutOf([&] {
-        Visualizer2 vis("mine.ps");
-        dt.show(&vis, Color(CPURPLE, 0.5f, false));
-        vis.addObject(Point2(1, 1), Color(CRED, 1.0f, false));
-        vis.writeFile();
-    });
-    const std::string ps = readFile("mine.ps");
-    EXPECT_NE(ps.find("stroke\n0.627\t0.125\t0.941\tsetrgbcolor\n0.5\tsetlinewidth\n"), std::string::npos);
-    EXPECT_EQ(countOf(ps, "\nclosepath\n"), 2u);
 }

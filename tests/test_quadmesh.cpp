@@ -22,10 +22,6 @@ using lumo_test::Loop;
 using lumo_test::rectangle;
 using lumo_test::scaled;
 
-std::vector<Point2> without(std::vector<Point2> v, double x0, double y0, double x1, double y1) {
-    v.erase(std::remove_if(v.begin(), v.end(), [&](const Point2& p) { return p.x() > x0 && p.x() < x1 && p.y() > y0 && p.y() < y1; }), v.end());
-    return v;
-}
 QuadMeshParams across(bool b, size_t limit = 256) {
     QuadMeshParams p;
     p.bPairAcrossConstraints = b;
@@ -44,14 +40,11 @@ const Loop lShape{Point2(0, 0), Point2(30, 0), Point2(30, 10), Point2(10, 10), P
 
 // One region: points, its border loops (outer counterclockwise, holes clockwise) as one
 // oriented graph, optional constraint polylines through it, and the least paired fraction.
-// The lattice rows ask for 100%: a lattice cell is cocircular, so the triangulation splits it
-// into two right triangles whose union is an exact square (no angle deviation at all), and
-// squares are paired first; the zones have an even number of triangles, all in cells. With
-// the diagonal constraint kept, the 40 triangles along it have no strictly convex partner
-// (their unions with the next cells have three collinear corners): exactly 95%. Random points
-// pair less: the mesher reaches about 96.7% (greedy alone about 80%; an exact maximum matching
-// of the same candidate pairs is about 0.2% higher); the bounds lie one to three percent
-// below, so that greedy pairing alone fails them.
+// Lattice cells are cocircular squares, split into two right triangles and paired first: 100%,
+// except the 40 triangles along a kept diagonal, whose unions with the next cells have three
+// collinear corners (95%).
+// Random points reach about 96.7% (greedy alone about 80%, an exact maximum matching of the
+// same candidates about 0.2% more); the bounds lie one to three percent below that.
 const struct Case {
     const char* what;
     std::vector<Point2> vPoints;
@@ -69,7 +62,7 @@ const struct Case {
     {"lattice, a diagonal constraint paired across", lumo_test::gridPoints(21), {rectangle(0, 0, 20, 20)}, {{Point2(0, 0), Point2(20, 20)}}, across(true), 1.0},
     {"random points in a square", lumo_test::randomPoints(3000, 7), {rectangle(0, 0, 1, 1)}, {}, {}, 0.95},
     {"random points, greedy only", lumo_test::randomPoints(3000, 7), {rectangle(0, 0, 1, 1)}, {}, across(false, 0), 0.78},
-    {"random points around a hole", without(lumo_test::randomPoints(3000, 8), 0.3, 0.3, 0.6, 0.7),
+    {"random points around a hole, and in it", lumo_test::randomPoints(3000, 8),
      {rectangle(0, 0, 1, 1), rectangle(0.3, 0.3, 0.6, 0.7, false)}, {}, {}, 0.95},
     {"random points, a zigzag constraint", scaled(lumo_test::randomPoints(2000, 9), 8.0), {rectangle(0, 0, 8, 8)},
      {{Point2(1, 1), Point2(3, 7), Point2(5, 1), Point2(7, 7)}}, {}, 0.93},
@@ -86,10 +79,8 @@ TEST(QuadMesh, PairsTheZoneTrianglesIntoConvexQuads) {
         Lumo_2D dt;
         dt.insert(c.vPoints);
         std::vector<Segment2> vBorder, vInner;
-        for (const Loop& l : c.vLoops) {
-            const std::vector<Segment2> v = lumo_test::loopSegments(l);
-            vBorder.insert(vBorder.end(), v.begin(), v.end());
-        }
+        for (const Loop& l : c.vLoops)
+            for (const Segment2& seg : lumo_test::loopSegments(l)) vBorder.push_back(seg);
         for (const Loop& l : c.vPolylines) pointsToPolyline(l, false, vInner);
         ConstraintGraph2* pBorder = vBorder.empty() ? nullptr : dt.createConstraint(vBorder, CIS_CONSTRAINED_DELAUNAY, true);
         if (!vInner.empty()) dt.createConstraint(vInner, CIS_CONSTRAINED_DELAUNAY);
@@ -114,7 +105,6 @@ TEST(QuadMesh, PairsTheZoneTrianglesIntoConvexQuads) {
         for (const QMesh::Triangle& t : mesh.getTriangles()) vFaces.push_back({int(t[0]) + 1, int(t[1]) + 1, int(t[2]) + 1});
         const QuadMeshStatistics& s = mesh.getStatistics();
         EXPECT_EQ(s.numZoneTriangles, vZone.size());
-        EXPECT_EQ(2 * s.numQuads + s.numTriangles, vZone.size());
         EXPECT_EQ(s.numQuads, mesh.numberOfQuads());
         EXPECT_EQ(s.numTriangles, mesh.numberOfTriangles());
         EXPECT_LE(s.numGreedyQuads, s.numQuads);
