@@ -4,6 +4,8 @@
 #include <cctype>
 #include <array>
 #include <map>
+#include <set>
+#include <sstream>
 #include <cfloat>
 #include <cmath>
 #include "DelaunayOracle.h"
@@ -86,7 +88,21 @@ std::string constrainedDelaunayFault(const Lumo_2D& dt, const std::vector<Constr
     for (ConstraintGraph2* pG : vGraphs) pG->getChildConstraintSegments(vAlive);
     std::vector<CoordEdge> vConstraintEdges;
     for (ConstraintSegment2* s : vAlive) vConstraintEdges.push_back(coordEdge(*s->getSrc(), *s->getTrg()));
-    return meshFault(dt, &vConstraintEdges);
+    const std::string fault = meshFault(dt, &vConstraintEdges);
+    if (!fault.empty()) return fault;
+    // Exempt from the Delaunay test, the pieces must be edges.
+    std::set<CoordEdge> sEdges;
+    for (Triangle2* t : triangles(dt))
+        for (int i = 0; i < 3; ++i) sEdges.insert(coordEdge(*t->getCorner(i), *t->getCorner((i + 1) % 3)));
+    for (const CoordEdge& e : vConstraintEdges)
+        if (sEdges.count(e) == 0) {
+            std::ostringstream os;
+            os.precision(17);
+            os << "constraint piece (" << e.first.first << ", " << e.first.second << ") - (" << e.second.first << ", "
+               << e.second.second << ") is no edge";
+            return os.str();
+        }
+    return "";
 }
 
 double distanceToRings(const Point2& p, const std::vector<Ring>& vRings) {

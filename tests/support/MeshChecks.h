@@ -29,7 +29,7 @@ ORBI_LUMO2D::Zone2* insertDomain(ORBI_LUMO2D::Lumo_2D& dt, const std::vector<Rin
                                  const std::vector<ORBI_LUMO2D::Point2>& vCloud,
                                  std::vector<ORBI_LUMO2D::ConstraintGraph2*>& vGraphsOut);
 // Empty when the whole triangulation is the constrained Delaunay triangulation of its vertices
-// with the graphs' alive segments as constraints (the exact oracle); else the first fault.
+// with the graphs' alive segments as constraints, each an edge (the exact oracle); else the first fault.
 std::string constrainedDelaunayFault(const ORBI_LUMO2D::Lumo_2D& dt,
                                      const std::vector<ORBI_LUMO2D::ConstraintGraph2*>& vGraphs);
 // The distance from p to the nearest edge of the rings.
