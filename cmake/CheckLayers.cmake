@@ -17,7 +17,7 @@ set(LAYER_topology    Triangle2 Edge2 TopologyOps SimplePool HC2 VertexVault)
 set(LAYER_insertion   Inserter InserterMT Dt2 Dt2_insertion Dt2_queries Dt2_removal)
 set(LAYER_constraints ConstraintSegment2 ConstraintGraph2 ConstraintMgr InnerVtxMgr Dt2_constraints)
 set(LAYER_zones       Zone2 Dt2_zones TriangleSet Dt2_cutting)
-set(LAYER_refinement  MeshGenParams Dt2_meshing RefCand3 GridMesher)
+set(LAYER_refinement  MeshGenParams Dt2_meshing RefCand3 CandidateQueue GridMesher)
 set(SIDE              Visualizer2 MeshExport MeshExport_internal webFiles Dt2_output LumoFiles freeFunctions
                       PointFileReaders PointFileReaders_internal
                       testDataGenerators SegmentChecker SegmentCheckerInspector RTree Lumo_2D

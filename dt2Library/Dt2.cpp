@@ -94,6 +94,8 @@ void Dt2::updateGeomBound() {
 
 void Dt2::growBoxes(double minX, double minY, double maxX, double maxY) {
     const Point2 pMin(minX, minY), pMax(maxX, maxY);
+    // Refinement inserts hundreds of thousands of vertices inside the box, one by one.
+    if (bboxVertices.isInBox(pMin) && bboxVertices.isInBox(pMax)) return;
     bboxVertices.add(pMin);
     bboxVertices.add(pMax);
     inserter.getGeomTest().setDifferenceBound(bboxVertices.getMaxRange());

@@ -20,6 +20,7 @@
 #include <vector>
 #include "ConstraintGraph2.h"
 #include "ConstraintMgr.h"
+#include "CandidateQueue.h"
 #include "ConstraintSegment2.h"
 #include "Dt2.h"
 #include "GridMesher.h"
@@ -100,104 +101,6 @@ struct ObserverScope {
     TopologyObserver* pPrevious;
     ObserverScope(Dt2& dt_, TopologyObserver* pMine) : dt(dt_), pPrevious(dt_.getObserver()) { dt.setObserver(pMine); }
     ~ObserverScope() { dt.setObserver(pPrevious); }
-};
-
-// The candidate queue: smallest angle first, the earliest among equal angles. An entry is what
-// the candidate needs again when it is taken out (its triangle, the corners that tell whether it
-// is still alive, the angle and its corner, whether the size is bad), so that a candidate that
-// died meanwhile, most of them, costs no record. Angles lie in [0, 60]; they are spread over
-// buckets of equal width (a monotone map, so the order between buckets is the order of the
-// keys). Entries arrive in random buckets, so an arrival is one append; a bucket is sorted only
-// when it becomes the first one. What arrives while its sorted part is being taken extends that
-// part when it is no smaller than its last entry (refinement makes many congruent triangles,
-// right isosceles ones under an area bound, and these then cost no heap operation), else goes
-// to a small binary heap beside it. A pop takes the smaller of the two fronts.
-class CandidateQueue {
-public:
-    struct Entry {
-        double key;
-        uint64_t order;   // arrival number, then the smallest angle's corner and the size flag
-        Triangle2* pT;
-        Point2* aCorners[3];
-        bool operator<(const Entry& o) const { return key < o.key || (key == o.key && order < o.order); }
-        bool isAlive() const {
-            return pT->getCorner(0) == aCorners[0] && pT->getCorner(1) == aCorners[1] && pT->getCorner(2) == aCorners[2];
-        }
-        void prefetch() const {
-            __builtin_prefetch(pT);
-            for (const Point2* p : aCorners) __builtin_prefetch(p);
-        }
-        int minIdx() const { return int((order >> 1) & 3); }
-        bool isSizeBad() const { return (order & 1) != 0; }
-    };
-    CandidateQueue() : vBuckets(NUM_BUCKETS) {}
-    bool empty() const { return num == 0; }
-    void push(const RefCand3& rc) {
-        const double key = rc.getMinAngle();
-        const Entry e{key, (seq++ << 3) | (uint64_t(rc.getMinIdx()) << 1) | uint64_t(rc.isSizeBad()), rc.getTriangle(),
-                      {rc.getCorner(0), rc.getCorner(1), rc.getCorner(2)}};
-        size_t b = 0;
-        if (key > 0.0) b = std::min(NUM_BUCKETS - 1, size_t(key * (double(NUM_BUCKETS) / 60.0)));
-        Bucket& bucket = vBuckets[b];
-        if (bucket.head == bucket.sortedEnd) {
-            bucket.vItems.push_back(e);
-        } else if (bucket.sortedEnd == bucket.vItems.size() && !(e < bucket.vItems.back())) {
-            bucket.vItems.push_back(e);   // no smaller than the sorted part: it extends it
-            ++bucket.sortedEnd;
-        } else {
-            bucket.vHeap.push_back(e);
-            std::push_heap(bucket.vHeap.begin(), bucket.vHeap.end(), Later());
-        }
-        if (b < first) first = b;
-        ++num;
-    }
-    Entry pop() {
-        while (vBuckets[first].empty()) ++first;
-        Bucket& bucket = vBuckets[first];
-        --num;
-        if (bucket.head == bucket.sortedEnd && bucket.head < bucket.vItems.size()) bucket.sortArrivals();
-        Entry e;
-        if (bucket.head < bucket.sortedEnd && (bucket.vHeap.empty() || bucket.vItems[bucket.head] < bucket.vHeap.front())) {
-            e = bucket.vItems[bucket.head++];
-            if (bucket.head == bucket.vItems.size()) bucket.clearItems();
-        } else {
-            std::pop_heap(bucket.vHeap.begin(), bucket.vHeap.end(), Later());
-            e = bucket.vHeap.back();
-            bucket.vHeap.pop_back();
-        }
-        // The entries lie all over the mesh: fetch the likely next one's records while this
-        // one is being refined.
-        if (bucket.head < bucket.sortedEnd) bucket.vItems[bucket.head].prefetch();
-        if (!bucket.vHeap.empty()) bucket.vHeap.front().prefetch();
-        return e;
-    }
-
-private:
-    struct Later {
-        bool operator()(const Entry& x, const Entry& y) const { return y < x; }
-    };
-    struct Bucket {
-        std::vector<Entry> vItems;   // sorted from head to sortedEnd, then arrivals
-        uint32_t head{0};
-        uint32_t sortedEnd{0};
-        std::vector<Entry> vHeap;    // arrivals while the sorted part is being taken
-        bool empty() const { return head == vItems.size() && vHeap.empty(); }
-        void clearItems() {
-            vItems.clear();
-            head = sortedEnd = 0;
-        }
-        void sortArrivals() {
-            vItems.erase(vItems.begin(), vItems.begin() + head);
-            std::sort(vItems.begin(), vItems.end());
-            head = 0;
-            sortedEnd = uint32_t(vItems.size());
-        }
-    };
-    static const size_t NUM_BUCKETS = 256;
-    std::vector<Bucket> vBuckets;
-    size_t first{NUM_BUCKETS};
-    size_t num{0};
-    uint64_t seq{0};
 };
 
 // Bad triangles that refinement left as they are, kept across the runs of one refinement: while
@@ -400,14 +303,14 @@ void Refiner::addRefCandsAround(Point2* pVtx) {
 
 bool Refiner::process() {
     bool bInserted = false;
-    while (!queue.empty() && !bLicenseStopped) {
-        const CandidateQueue::Entry e = queue.pop();
+    CandidateQueue::Entry e;
+    while (!bLicenseStopped && queue.pop(e)) {
         if (e.isAlive() && marks.get(e.pT) == MARK_IN) {
             cand.restore(&dt, e.pT, e.key, e.minIdx(), e.isSizeBad());
             cand.computeLocation();
             if (tryRefine()) bInserted = true;
         }
-        if (pPub != nullptr) pPub->step();
+        if (pPub != nullptr) pPub->advance(1 + queue.takeDropped());
     }
     return bInserted;
 }

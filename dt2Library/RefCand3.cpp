@@ -27,8 +27,8 @@ void normalize(double& x, double& y) {
     x /= len;
     y /= len;
 }
-double angleOf(double ux, double uy, double vx, double vy) {
-    return std::acos(std::max(-1.0, std::min(1.0, ux * vx + uy * vy))) * RAD_TO_DEG;
+double clampedDot(double ux, double uy, double vx, double vy) {
+    return std::max(-1.0, std::min(1.0, ux * vx + uy * vy));
 }
 } // namespace
 
@@ -39,8 +39,21 @@ double smallestAngleDegree(const Point2* a, const Point2* b, const Point2* c, in
     normalize(abx, aby);
     normalize(acx, acy);
     normalize(bcx, bcy);
-    const double angA = angleOf(abx, aby, acx, acy);
-    const double angB = angleOf(-abx, -aby, bcx, bcy);
+    const double cosA = clampedDot(abx, aby, acx, acy), cosB = clampedDot(-abx, -aby, bcx, bcy);
+    const double cosC = clampedDot(acx, acy, bcx, bcy);
+    // The smallest angle has the largest cosine. When that is clearly largest, its arc cosine
+    // alone is the measure, taken with the corners relabelled to start there (the cosine at c
+    // is that of the unit vectors a-c and b-c): the margin dwarfs every rounding of the three
+    // angles, so the smallest stays the smallest.
+    const double margin = 1e-6;
+    const double aCos[3] = {cosA, cosB, cosC};
+    const int k = cosA >= cosB ? (cosA >= cosC ? 0 : 2) : (cosB >= cosC ? 1 : 2);
+    if (aCos[k] > aCos[incIndexBy1(k)] + margin && aCos[k] > aCos[incIndexBy2(k)] + margin) {
+        minIdx = k;
+        return std::acos(aCos[k]) * RAD_TO_DEG;
+    }
+    const double angA = std::acos(cosA) * RAD_TO_DEG;
+    const double angB = std::acos(cosB) * RAD_TO_DEG;
     const double angC = 180.0 - angA - angB;
     minIdx = 0;
     double best = angA;
@@ -69,6 +82,7 @@ void RefCand3::restore(Dt2* pDt2_, Triangle2* pT_, double minAngle_, int minIdx_
     takeCorners(pDt2_, pT_);
     minAngle = minAngle_;
     minIdx = int8_t(minIdx_);
+    bHasAngle = true;
     bSizeBad = bSizeBad_;
 }
 
@@ -80,16 +94,22 @@ bool RefCand3::init(Dt2* pDt2_, Triangle2* pT_, MeshGenParams& params, double co
     area = 0.5 * std::fabs((b.x() - a.x()) * (c.y() - a.y()) - (b.y() - a.y()) * (c.x() - a.x()));
     bSizeBad = std::sqrt(sqLongest) > params.getMaxEdgeLength(pT) || area > params.getMaxTriangleArea(pT) ||
                (params.growFactor != DBL_MAX && needRefinementDueToGrowth(params));
-    if (!bSizeBad) {
-        // The smallest angle lies opposite the shortest edge: a cosine clearly below that of
-        // the bound decides without the arc cosines (the margin keeps borderline cases exact).
-        const double la = l[shortIdx], lb = l[incIndexBy1(shortIdx)], lc = l[incIndexBy2(shortIdx)];
-        const double cosSmallest = (lb + lc - la) / (2.0 * std::sqrt(lb * lc));
-        if (cosSmallest < cosMinAngle - 1e-9) return false;
+    // The smallest angle lies opposite the shortest edge. Within these bounds the squared
+    // lengths are exact to rounding and their products neither overflow nor underflow.
+    const double la = l[shortIdx], lb = l[incIndexBy1(shortIdx)], lc = l[incIndexBy2(shortIdx)];
+    cosSmallest = la >= 1e-150 && sqLongest <= 1e150 ? (lb + lc - la) / (2.0 * std::sqrt(lb * lc)) : NAN;
+    bHasAngle = false;
+    if (bSizeBad) {
+        if (!std::isnan(cosSmallest)) return true;
+    } else if (cosSmallest < cosMinAngle - 1e-9) {
+        // A cosine clearly below that of the bound decides without the arc cosines (the
+        // margin keeps borderline cases exact).
+        return false;
     }
     int k;
     minAngle = smallestAngleDegree(aCorners[0], aCorners[1], aCorners[2], k);
     minIdx = int8_t(k);
+    bHasAngle = true;
     return bSizeBad || minAngle < params.minAngleDegree;
 }
 

@@ -34,7 +34,13 @@ public:
     // only call of the virtual getters for this triangle). True when the triangle is bad by
     // size, growth or angle, i.e. when it is worth queueing. cosMinAngle: the cosine of the
     // angle bound.
+    // A triangle bad by size gets its angle later (hasAngle() false): most of them are gone
+    // before the queue needs it.
     bool init(Dt2* pDt2, Triangle2* pT, MeshGenParams& params, double cosMinAngle);
+    bool hasAngle() const { return bHasAngle; }
+    // The cosine of the smallest angle from the squared edge lengths, or NaN where those may
+    // have lost their relative precision (tiny, huge or degenerate triangles).
+    double getCosSmallest() const { return cosSmallest; }
     // The candidate again from what init() found, kept by the queue in the meantime; the
     // triangle must still have these corners.
     void restore(Dt2* pDt2, Triangle2* pT, double minAngle, int minIdx, bool bSizeBad);
@@ -85,7 +91,9 @@ private:
     double minAngle{0.0};
     int8_t maxIdx{0};   // the edge opposite the largest angle (the longest edge)
     int8_t minIdx{0};   // the corner of the smallest angle
+    double cosSmallest{0.0};
     bool bSizeBad{false};
+    bool bHasAngle{false};
     bool bDebug{false};
 };
 

@@ -3,13 +3,18 @@
 // here, exact point-in-polygon for every vertex, and the constraints that must stay unsplit.
 #include <gtest/gtest.h>
 #include <algorithm>
+#include <array>
 #include <cfloat>
 #include <cmath>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <random>
 #include <set>
+#include "CandidateQueue.h"
+#include "ConstraintGraph2.h"
 #include "DelaunayOracle.h"
+#include "Dt2.h"
 #include "ExactPolygons.h"
 #include "MeshChecks.h"
 #include "Lumo_2D.h"
@@ -190,6 +195,105 @@ TEST(Refinement, RefinesAgainWithTighterBounds) {
     dt.refineAdvanced(&params);
     EXPECT_GT(dt.numberOfPoints(), 5 * numFirst);
     EXPECT_EQ(lumo_test::constrainedDelaunayFault(dt, vGraphs), "");
+}
+
+// The measure of the smallest angle is that of the refinement's definition for one labelling of
+// the corners: the unit edge vectors, the clamped arc cosines, the third angle as 180 minus both.
+TEST(CandidateQueue, MeasuresTheSmallestAngleByItsDefinition) {
+    std::mt19937_64 rng(11);
+    std::uniform_real_distribution<double> coord(-1.0, 1.0);
+    auto unit = [](double x, double y) {
+        const double len = std::sqrt(x * x + y * y);
+        return std::make_pair(x / len, y / len);
+    };
+    auto byDefinition = [&](const Point2& a, const Point2& b, const Point2& c) {
+        const auto ab = unit(b.x() - a.x(), b.y() - a.y()), ac = unit(c.x() - a.x(), c.y() - a.y()),
+                   bc = unit(c.x() - b.x(), c.y() - b.y());
+        const double angA = std::acos(std::max(-1.0, std::min(1.0, ab.first * ac.first + ab.second * ac.second))) * 57.295779513;
+        const double angB =
+            std::acos(std::max(-1.0, std::min(1.0, -ab.first * bc.first + -ab.second * bc.second))) * 57.295779513;
+        return std::min({angA, angB, 180.0 - angA - angB});
+    };
+    for (int round = 0; round < 20000; ++round) {
+        Point2 a(coord(rng), coord(rng)), b(coord(rng), coord(rng)), c(coord(rng), coord(rng));
+        if (round % 2 == 0) {   // isosceles up to rounding: the two base angles nearly tie
+            c = Point2(-a.x(), a.y() + 1e-15 * coord(rng));
+            b = Point2(0.0, a.y() + std::fabs(a.x() * coord(rng)));
+        }
+        int k;
+        const double measure = smallestAngleDegree(&a, &b, &c, k);
+        const double aLabelled[3] = {byDefinition(a, b, c), byDefinition(b, c, a), byDefinition(c, a, b)};
+        ASSERT_TRUE(measure == aLabelled[0] || measure == aLabelled[1] || measure == aLabelled[2]) << round;
+        ASSERT_GE(k, 0);
+        ASSERT_LE(k, 2);
+    }
+}
+
+// Half the triangles bad by size (they reach the queue without their angle), the rest bad by
+// angle (the bound is 60 degrees).
+struct HalfBadBySize : MeshGenParams {
+    explicit HalfBadBySize(Zone2* pZone) : MeshGenParams(pZone) { minAngleDegree = 60.0; }
+    double getMaxTriangleArea(Triangle2* pT) override {
+        return (reinterpret_cast<uintptr_t>(pT) / sizeof(Triangle2)) % 2 == 0 ? 0.0 : DBL_MAX;
+    }
+};
+
+// The queue against an ordered multimap, while insertions kill queued triangles: live candidates
+// leave by smallest angle, the earliest among equal angles, whether their angle was taken on
+// arrival or when their bucket came first; dead ones may be dropped unseen. Lattice triangles
+// have their smallest angle of 45 degrees on a border between buckets.
+TEST(CandidateQueue, TakesTheSmallestAngleFirstThenTheEarliest) {
+    Lumo_2D lumo;
+    std::vector<ConstraintGraph2*> vGraphs;
+    HalfBadBySize params(lumo_test::insertDomain(lumo, {rectangle(0, 0, 30, 30)}, {}, vGraphs));
+    Dt2& dt = *vGraphs[0]->getDt2();
+    std::mt19937_64 rng(5);
+    std::uniform_real_distribution<double> coord(0.0, 30.0);
+    for (int i = 1; i < 30; i += 2)
+        for (int j = 1; j < 30; j += 2) dt.insert(Point2(i, j));
+    struct Queued {
+        Triangle2* pT;
+        std::array<Point2*, 3> aCorners;
+        bool isAlive() const { return pT->getCorner(0) == aCorners[0] && pT->getCorner(1) == aCorners[1] && pT->getCorner(2) == aCorners[2]; }
+    };
+    std::map<std::pair<double, uint64_t>, Queued> oracle;
+    uint64_t seq = 0;
+    CandidateQueue queue;
+    RefCand3 rc;
+    const double cosBound = std::cos(60.0 / 57.295779513);
+    auto popAndCompare = [&]() {
+        CandidateQueue::Entry e;
+        if (!queue.pop(e)) return false;
+        if (!e.isAlive()) return true;
+        while (!oracle.empty() && !oracle.begin()->second.isAlive()) oracle.erase(oracle.begin());
+        EXPECT_FALSE(oracle.empty());
+        if (oracle.empty()) return false;
+        const auto first = oracle.begin();
+        EXPECT_EQ(e.key, first->first.first);
+        EXPECT_EQ(e.pT, first->second.pT);
+        EXPECT_TRUE(std::equal(first->second.aCorners.begin(), first->second.aCorners.end(), e.aCorners));
+        oracle.erase(first);
+        return true;
+    };
+    for (int round = 0; round < 200; ++round) {
+        std::vector<Triangle2*> vT;
+        dt.getTrianglePool().forEach([&](const Triangle2* pT) {
+            if (pT->getCorner(0) != nullptr && rng() % 4 == 0) vT.push_back(const_cast<Triangle2*>(pT));
+        });
+        for (Triangle2* pT : vT) {
+            if (!rc.init(&dt, pT, params, cosBound)) continue;
+            queue.push(rc);
+            int k;
+            const double key = smallestAngleDegree(pT->getCorner(0), pT->getCorner(1), pT->getCorner(2), k);
+            oracle.emplace(std::make_pair(key, seq++), Queued{pT, {pT->getCorner(0), pT->getCorner(1), pT->getCorner(2)}});
+        }
+        for (int i = 0; i < 5; ++i) dt.insert(Point2(coord(rng), coord(rng)));
+        for (size_t n = rng() % 40; n > 0 && popAndCompare(); --n) {}
+    }
+    while (popAndCompare()) {}
+    while (!oracle.empty() && !oracle.begin()->second.isAlive()) oracle.erase(oracle.begin());
+    EXPECT_TRUE(oracle.empty()) << oracle.size() << " live candidates never left the queue";
+    EXPECT_EQ(lumo_test::constrainedDelaunayFault(lumo, vGraphs), "");
 }
 
 } // namespace
