@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <memory>
 #include <vector>
 #include "RefCand3.h"
 
@@ -22,6 +23,11 @@ namespace ORBI_LUMO2D {
 // (refinement makes many congruent triangles, right isosceles ones under an area bound, and
 // these then cost no heap operation), else goes to a small binary heap beside it. A pop takes
 // the smaller of the two fronts.
+//
+// Memory: arrivals wait in chunks of a few kilobytes, which a sorted bucket hands back for the
+// others to fill, and a bucket's sorted part goes back to a few spare arrays once taken. The
+// queue thus holds about what waits at one time; buckets that each grew an array to their own
+// peak held several times that, in fresh pages the system had to clear first.
 class CandidateQueue {
 public:
     struct Entry {
@@ -51,25 +57,22 @@ public:
         for (size_t b = 0; b <= NUM_BUCKETS; ++b)
             aCosBorder[b] = std::cos((double(b) * (60.0 / double(NUM_BUCKETS))) / 57.295779513);
     }
+    CandidateQueue(const CandidateQueue&) = delete;
+    CandidateQueue& operator=(const CandidateQueue&) = delete;
     bool empty() const { return num == 0; }
     void push(const RefCand3& rc) {
         Entry e{rc.hasAngle() ? rc.getMinAngle() : 0.0, seq++ << 4 | uint64_t(rc.isSizeBad()), rc.getTriangle(),
                 {rc.getCorner(0), rc.getCorner(1), rc.getCorner(2)}};
         if (rc.hasAngle()) e.order |= 8 | (uint64_t(rc.getMinIdx()) << 1);
         size_t b = e.hasKey() ? NUM_BUCKETS : bucketOfCosine(rc.getCosSmallest());
-        Bucket* pBucket = b < NUM_BUCKETS ? &vBuckets[b] : nullptr;
         // The bucket being taken needs the key now.
-        if (!e.hasKey() && (pBucket == nullptr || pBucket->head != pBucket->sortedEnd)) e.takeKey();
-        if (pBucket == nullptr) {
-            b = bucketOfKey(e.key);
-            pBucket = &vBuckets[b];
-        }
-        Bucket& bucket = *pBucket;
-        if (bucket.head == bucket.sortedEnd) {
-            bucket.vItems.push_back(e);
-        } else if (bucket.sortedEnd == bucket.vItems.size() && !(e < bucket.vItems.back())) {
-            bucket.vItems.push_back(e);   // no smaller than the sorted part: it extends it
-            ++bucket.sortedEnd;
+        if (!e.hasKey() && (b == NUM_BUCKETS || vBuckets[b].isBeingTaken())) e.takeKey();
+        if (b == NUM_BUCKETS) b = bucketOfKey(e.key);
+        Bucket& bucket = vBuckets[b];
+        if (!bucket.isBeingTaken()) {
+            append(bucket, e);
+        } else if (!(e < bucket.vSorted.back())) {
+            bucket.vSorted.push_back(e);   // no smaller than the sorted part: it extends it
         } else {
             bucket.vHeap.push_back(e);
             std::push_heap(bucket.vHeap.begin(), bucket.vHeap.end(), Later());
@@ -83,17 +86,16 @@ public:
             if (num == 0) return false;
             while (vBuckets[first].empty()) ++first;
             Bucket& bucket = vBuckets[first];
-            if (bucket.head == bucket.sortedEnd && bucket.head < bucket.vItems.size()) {
-                const size_t numDead = bucket.sortArrivals();
+            if (!bucket.isBeingTaken() && bucket.pArrivals != nullptr) {
+                const size_t numDead = sortArrivals(bucket);
                 num -= numDead;
                 numDropped += numDead;
                 if (bucket.empty()) continue;
             }
             --num;
-            if (bucket.head < bucket.sortedEnd &&
-                (bucket.vHeap.empty() || bucket.vItems[bucket.head] < bucket.vHeap.front())) {
-                e = bucket.vItems[bucket.head++];
-                if (bucket.head == bucket.vItems.size()) bucket.clearItems();
+            if (bucket.isBeingTaken() && (bucket.vHeap.empty() || bucket.vSorted[bucket.head] < bucket.vHeap.front())) {
+                e = bucket.vSorted[bucket.head++];
+                if (!bucket.isBeingTaken()) giveBackSorted(bucket);
             } else {
                 std::pop_heap(bucket.vHeap.begin(), bucket.vHeap.end(), Later());
                 e = bucket.vHeap.back();
@@ -101,7 +103,7 @@ public:
             }
             // The entries lie all over the mesh: fetch the likely next one's records while this
             // one is being refined.
-            if (bucket.head < bucket.sortedEnd) bucket.vItems[bucket.head].prefetch();
+            if (bucket.isBeingTaken()) bucket.vSorted[bucket.head].prefetch();
             if (!bucket.vHeap.empty()) bucket.vHeap.front().prefetch();
             return true;
         }
@@ -135,37 +137,82 @@ private:
     struct Later {
         bool operator()(const Entry& x, const Entry& y) const { return y < x; }
     };
-    struct Bucket {
-        std::vector<Entry> vItems;   // sorted from head to sortedEnd, then arrivals
-        uint32_t head{0};
-        uint32_t sortedEnd{0};
-        std::vector<Entry> vHeap;    // arrivals while the sorted part is being taken
-        bool empty() const { return head == vItems.size() && vHeap.empty(); }
-        void clearItems() {
-            vItems.clear();
-            head = sortedEnd = 0;
-        }
-        // Sorts the arrivals after dropping the dead ones; returns how many were dropped.
-        size_t sortArrivals() {
-            const size_t n = vItems.size(), ahead = 8;
-            size_t kept = 0;
-            for (size_t i = head; i < n; ++i) {
-                if (i + ahead < n) vItems[i + ahead].prefetch();
-                Entry& e = vItems[i];
-                if (!e.isAlive()) continue;
-                if (!e.hasKey()) e.takeKey();
-                vItems[kept++] = e;
-            }
-            const size_t numDead = n - head - kept;
-            vItems.resize(kept);
-            std::sort(vItems.begin(), vItems.end());
-            head = 0;
-            sortedEnd = uint32_t(kept);
-            return numDead;
-        }
+    struct Chunk {
+        static const uint32_t CAPACITY = 85;   // about 4 KB
+        Chunk* pNext;
+        uint32_t num;
+        Entry aEntries[CAPACITY];
     };
+    struct Bucket {
+        Chunk* pArrivals{nullptr};   // the newest chunk first
+        std::vector<Entry> vSorted;   // taken from head on
+        size_t head{0};
+        std::vector<Entry> vHeap;     // arrivals while the sorted part is being taken
+        bool isBeingTaken() const { return head < vSorted.size(); }
+        bool empty() const { return !isBeingTaken() && pArrivals == nullptr && vHeap.empty(); }
+    };
+    void append(Bucket& bucket, const Entry& e) {
+        if (bucket.pArrivals == nullptr || bucket.pArrivals->num == Chunk::CAPACITY) {
+            if (pFreeChunks == nullptr) {
+                const size_t numChunks = 64;
+                vChunkBlocks.emplace_back(new Chunk[numChunks]);
+                for (size_t i = 0; i < numChunks; ++i) giveBack(&vChunkBlocks.back()[i]);
+            }
+            Chunk* pChunk = pFreeChunks;
+            pFreeChunks = pChunk->pNext;
+            pChunk->pNext = bucket.pArrivals;
+            pChunk->num = 0;
+            bucket.pArrivals = pChunk;
+        }
+        bucket.pArrivals->aEntries[bucket.pArrivals->num++] = e;
+    }
+    void giveBack(Chunk* pChunk) {
+        pChunk->pNext = pFreeChunks;
+        pFreeChunks = pChunk;
+    }
+    // Sorts the arrivals after dropping the dead ones; returns how many were dropped.
+    size_t sortArrivals(Bucket& bucket) {
+        if (bucket.vSorted.capacity() == 0 && !vSpareSorted.empty()) {
+            bucket.vSorted.swap(vSpareSorted.back());
+            vSpareSorted.pop_back();
+        }
+        bucket.vSorted.clear();
+        bucket.head = 0;
+        const size_t ahead = 8;
+        size_t numDead = 0;
+        while (Chunk* pChunk = bucket.pArrivals) {
+            for (uint32_t i = 0; i < pChunk->num; ++i) {
+                if (i + ahead < pChunk->num) pChunk->aEntries[i + ahead].prefetch();
+                Entry& e = pChunk->aEntries[i];
+                if (!e.isAlive()) {
+                    ++numDead;
+                    continue;
+                }
+                if (!e.hasKey()) e.takeKey();
+                bucket.vSorted.push_back(e);
+            }
+            bucket.pArrivals = pChunk->pNext;
+            giveBack(pChunk);
+        }
+        std::sort(bucket.vSorted.begin(), bucket.vSorted.end());
+        if (bucket.vSorted.empty()) giveBackSorted(bucket);
+        return numDead;
+    }
+    // A taken sorted part keeps its array for the next bucket to be sorted.
+    void giveBackSorted(Bucket& bucket) {
+        bucket.vSorted.clear();
+        bucket.head = 0;
+        if (vSpareSorted.size() < 4) {
+            vSpareSorted.emplace_back();
+            vSpareSorted.back().swap(bucket.vSorted);
+        }
+    }
+
     std::vector<Bucket> vBuckets;
     double aCosBorder[NUM_BUCKETS + 1];
+    std::vector<std::unique_ptr<Chunk[]>> vChunkBlocks;
+    Chunk* pFreeChunks{nullptr};
+    std::vector<std::vector<Entry>> vSpareSorted;
     size_t first{NUM_BUCKETS};
     size_t num{0};
     size_t numDropped{0};

@@ -9,10 +9,6 @@
 
 namespace ORBI_LUMO2D {
 
-namespace {
-const size_t TAIL_SIZE = 2048;
-}
-
 size_t InnerVtxMgr::PointerSet::home(const Point2* p) const {
     return addressSlot(p, vSlots.size() - 1);
 }
@@ -57,13 +53,9 @@ bool InnerVtxMgr::PointerSet::erase(const Point2* p) {
 
 // An entry of p at its present x, withdrawn or not.
 bool InnerVtxMgr::hasEntry(const Point2* p) const {
+    if (vCells.empty()) return false;
     const double x = p->x();
-    for (const std::vector<XEntry>& run : vRuns) {
-        auto it = std::lower_bound(run.begin(), run.end(), x, [](const XEntry& e, double v) { return e.x < v; });
-        for (; it != run.end() && it->x == x; ++it)
-            if (it->p == p) return true;
-    }
-    for (const XEntry& e : vTail)
+    for (const XEntry& e : vCells[cellOf(x)])
         if (e.p == p && e.x == x) return true;
     return false;
 }
@@ -77,29 +69,32 @@ bool InnerVtxMgr::contains(const Point2* p) const {
 void InnerVtxMgr::add(Point2* p) {
     sWithdrawn.erase(p);
     ++numMembers;
-    vTail.push_back(XEntry{p->x(), p});
-    if (vTail.size() >= TAIL_SIZE) flushTail();
+    const double x = p->x();
+    minX = numEntries == 0 ? x : std::min(minX, x);
+    maxX = numEntries == 0 ? x : std::max(maxX, x);
+    if (numEntries >= redrawAt) redrawCells();
+    vCells[cellOf(x)].push_back(XEntry{x, p});
+    ++numEntries;
 }
 
-// The sorted tail is carried into the runs like a bit into a binary counter.
-void InnerVtxMgr::flushTail() {
-    std::vector<XEntry> vCarry;
-    vCarry.swap(vTail);
-    std::sort(vCarry.begin(), vCarry.end());
-    for (size_t level = 0;; ++level) {
-        if (level == vRuns.size()) vRuns.emplace_back();
-        std::vector<XEntry>& run = vRuns[level];
-        if (run.empty()) {
-            run.swap(vCarry);
-            break;
-        }
-        vMergeScratch.resize(run.size() + vCarry.size());
-        std::merge(run.begin(), run.end(), vCarry.begin(), vCarry.end(), vMergeScratch.begin());
-        run.clear();
-        vCarry.swap(vMergeScratch);
-    }
-    vTail.clear();
-    vTail.reserve(TAIL_SIZE);
+void InnerVtxMgr::redrawCells() {
+    size_t numCells = 16;
+    while (numCells * 16 < numEntries) numCells *= 2;
+    std::vector<std::vector<XEntry>> vOld(numCells);
+    vOld.swap(vCells);
+    halfX0 = 0.5 * minX;
+    const double halfRange = 0.5 * maxX - halfX0;
+    cellScale = halfRange > 0.0 ? double(numCells) / halfRange : 0.0;
+    if (!std::isfinite(cellScale)) cellScale = 0.0;   // a range below the smallest normal double
+    // Each cell gets room for twice its entries, what it will hold at the next redraw if the
+    // entries keep their spread: no cell grows by copying in between.
+    std::vector<uint32_t> vCounts(numCells, 0);
+    for (const std::vector<XEntry>& cell : vOld)
+        for (const XEntry& e : cell) ++vCounts[cellOf(e.x)];
+    for (size_t c = 0; c < numCells; ++c) vCells[c].reserve(2 * size_t(vCounts[c]) + 2);
+    for (const std::vector<XEntry>& cell : vOld)
+        for (const XEntry& e : cell) vCells[cellOf(e.x)].push_back(e);
+    redrawAt = std::max<size_t>(64, 2 * numEntries);
 }
 
 void InnerVtxMgr::withdraw(Point2* p) {
@@ -110,9 +105,8 @@ void InnerVtxMgr::withdraw(Point2* p) {
 
 void InnerVtxMgr::clear() {
     sWithdrawn.clear();
-    numMembers = 0;
-    vRuns.clear();
-    vTail.clear();
+    numMembers = numEntries = redrawAt = 0;
+    vCells.clear();
 }
 
 void InnerVtxMgr::removePreviouslyInsertedVertices(Point2* pCenter, double sqRadius, Dt2* pDt2,
@@ -127,12 +121,9 @@ void InnerVtxMgr::removePreviouslyInsertedVertices(Point2* pCenter, double sqRad
         const double dx = e.p->x() - pCenter->x(), dy = e.p->y() - pCenter->y();
         if (dx * dx + dy * dy < sqRadius && e.x == e.p->x() && !sWithdrawn.contains(e.p)) vClose.push_back(e);
     };
-    for (const std::vector<XEntry>& run : vRuns) {
-        auto it = std::lower_bound(run.begin(), run.end(), lo, [](const XEntry& e, double x) { return e.x < x; });
-        for (; it != run.end() && it->x <= hi; ++it) consider(*it);
-    }
-    for (const XEntry& e : vTail)
-        if (e.x >= lo && e.x <= hi) consider(e);
+    for (size_t c = cellOf(lo), cEnd = cellOf(hi); c <= cEnd; ++c)
+        for (const XEntry& e : vCells[c])
+            if (e.x >= lo && e.x <= hi) consider(e);
     std::stable_sort(vClose.begin(), vClose.end());
     for (const XEntry& e : vClose) {
         if (sWithdrawn.contains(e.p)) continue;   // a second entry of a vertex recorded twice

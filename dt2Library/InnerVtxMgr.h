@@ -4,8 +4,9 @@
 //
 // Refinement records every vertex it places (hundreds of thousands per run) and asks for the
 // neighbourhood of a split vertex only now and then, so recording must be cheap: one append.
-// The x order, which answers the range queries and membership, is kept as sorted runs of
-// doubling size merged like a binary counter (with a short unsorted tail). Taking a vertex out
+// The x order, which answers the range queries and membership, is kept as cells of equal width
+// in x (a monotone map, so a range of x is a range of cells), redrawn over the x range of the
+// entries whenever their number has doubled; a query sorts what it finds. Taking a vertex out
 // leaves its entry and puts it into a small hash set of withdrawn vertices; an entry counts only
 // while its vertex still has the entry's x (a pooled record may carry a new vertex later).
 #pragma once
@@ -54,14 +55,21 @@ private:
         size_t num{0};
     };
     bool hasEntry(const Point2* p) const;
-    void flushTail();
+    size_t cellOf(double x) const {
+        const double t = (0.5 * x - halfX0) * cellScale;   // halves: no overflow on any finite range
+        if (!(t > 0.0)) return 0;
+        return t < double(vCells.size() - 1) ? size_t(t) : vCells.size() - 1;
+    }
+    // Redraws the cells over the x range of the entries, about sixteen entries to a cell.
+    void redrawCells();
 
     size_t numMembers{0};
+    size_t numEntries{0};   // withdrawn and stale ones included
+    size_t redrawAt{0};
+    double minX{0.0}, maxX{0.0};   // of all entries
+    double halfX0{0.0}, cellScale{0.0};
     PointerSet sWithdrawn;
-    // Sorted runs (run i empty or about 2^i tail sizes long) and the unsorted tail.
-    std::vector<std::vector<XEntry>> vRuns;
-    std::vector<XEntry> vTail;
-    std::vector<XEntry> vMergeScratch;
+    std::vector<std::vector<XEntry>> vCells;
 };
 
 } // namespace ORBI_LUMO2D

@@ -241,8 +241,9 @@ size_t VertexVault::findEntry(uint32_t key, const Point2* p) const {
 
 size_t VertexVault::tailLookup(const Point2* p) const {
     const size_t tailSize = vIdxVtxAct.size() - numSorted;
-    // A short tail is scanned: an index would cost more than it saves.
-    if (tailSize < 64) {
+    // A short tail is scanned: an index would cost more than it saves (and beyond four billion
+    // entries an index would not fit its slots).
+    if (tailSize < 64 || vIdxVtxAct.size() >= UINT32_MAX) {
         for (size_t i = numSorted; i < vIdxVtxAct.size(); ++i)
             if (vIdxVtxAct[i].pVtx == p) return i;
         return size_t(-1);
@@ -253,7 +254,7 @@ size_t VertexVault::tailLookup(const Point2* p) const {
         // Rebuilt at four times the tail, so that it stays at most half full until the tail doubles.
         size_t numSlots = 64;
         while (numSlots < 4 * tailSize) numSlots *= 2;
-        vTailIndex.assign(numSlots, TailSlot{nullptr, 0});
+        vTailIndex.assign(numSlots, 0);
         tailIndexedEnd = numSorted;
     }
     const size_t mask = vTailIndex.size() - 1;
@@ -262,14 +263,11 @@ size_t VertexVault::tailLookup(const Point2* p) const {
         const Point2* q = vIdxVtxAct[tailIndexedEnd].pVtx;
         if (q == nullptr) continue;
         size_t i = addressSlot(q, mask);
-        while (vTailIndex[i].p != nullptr && vTailIndex[i].p != q) i = (i + 1) & mask;
-        vTailIndex[i] = TailSlot{q, tailIndexedEnd};
+        while (vTailIndex[i] != 0 && vIdxVtxAct[vTailIndex[i] - 1].pVtx != q) i = (i + 1) & mask;
+        vTailIndex[i] = uint32_t(tailIndexedEnd + 1);
     }
-    for (size_t i = addressSlot(p, mask); vTailIndex[i].p != nullptr; i = (i + 1) & mask) {
-        if (vTailIndex[i].p != p) continue;
-        const size_t idx = vTailIndex[i].idx;
-        return idx < vIdxVtxAct.size() && vIdxVtxAct[idx].pVtx == p ? idx : size_t(-1);
-    }
+    for (size_t i = addressSlot(p, mask); vTailIndex[i] != 0; i = (i + 1) & mask)
+        if (vIdxVtxAct[vTailIndex[i] - 1].pVtx == p) return vTailIndex[i] - 1;
     return size_t(-1);
 }
 

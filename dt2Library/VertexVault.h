@@ -123,17 +123,15 @@ private:
     // The tail's index: the entries of the tail by vertex address (open addressing, a power of
     // two of slots), so that removing vertices that were inserted one by one does not scan a
     // tail that may hold half of all entries. Built lazily by lookups, over the entries from
-    // numSorted up to tailIndexedEnd; whatever moves tail entries drops it.
-    struct TailSlot {
-        const Point2* p;
-        size_t idx;
-    };
+    // numSorted up to tailIndexedEnd; whatever moves tail entries drops it. A slot holds an
+    // entry's index plus one (0: empty), the address is read from the entry: four bytes a slot,
+    // for an index that may grow to several times a tail of hundreds of thousands.
     size_t tailLookup(const Point2* p) const;
     void dropTailIndex() const {
         vTailIndex.clear();
         tailIndexedEnd = 0;
     }
-    mutable std::vector<TailSlot> vTailIndex;
+    mutable std::vector<uint32_t> vTailIndex;
     mutable size_t tailIndexedEnd{0};
     static const int DIRECTORY_BITS = 16;
     mutable std::vector<uint32_t> vKeyDirectory;

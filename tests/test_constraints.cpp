@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <deque>
 #include <map>
 #include <random>
 #include <set>
@@ -460,6 +461,45 @@ TEST(Constraints, SegmentRecordSplits) {
     EXPECT_EQ(pieces(pG).size(), 4u);
     EXPECT_EQ(pG->getSplitVertices().count(pOn), 1u);
     EXPECT_EQ(constrainedFault(dt, {pG}, "record"), "");
+}
+
+// The record of refinement vertices against brute force, as it grows between queries: a removal
+// takes exactly the recorded, not withdrawn vertices strictly inside the circle, for x spread
+// evenly, over twelve orders of magnitude, and all on one vertical line.
+TEST(Constraints, InnerVertexRecordTakesExactlyTheVerticesInsideTheCircle) {
+    std::mt19937_64 rng(3);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    const std::function<double()> aX[] = {[&] { return unit(rng); }, [&] { return std::pow(10.0, 12.0 * unit(rng) - 6.0); },
+                                          [&] { return 5.0; }};
+    for (const auto& drawX : aX) {
+        InnerVtxMgr inner;
+        std::deque<Point2> vPoints;
+        std::set<Point2*> sMembers;
+        for (int round = 0; round < 30; ++round) {
+            for (int i = 0; i < 50 * (round + 1); ++i) {
+                vPoints.emplace_back(drawX(), unit(rng));
+                inner.add(&vPoints.back());
+                sMembers.insert(&vPoints.back());
+            }
+            Point2* pWithdrawn = &vPoints[rng() % vPoints.size()];
+            inner.withdraw(pWithdrawn);
+            sMembers.erase(pWithdrawn);
+            Point2 center = vPoints[rng() % vPoints.size()];
+            const double sqRadius = std::pow(unit(rng), 4.0) * (center.x() * center.x() + 0.1);
+            std::set<Point2*> sInside;
+            for (Point2* p : sMembers)
+                if ((p->x() - center.x()) * (p->x() - center.x()) + (p->y() - center.y()) * (p->y() - center.y()) < sqRadius)
+                    sInside.insert(p);
+            inner.removePreviouslyInsertedVertices(&center, sqRadius, nullptr);
+            for (Point2* p : sInside) sMembers.erase(p);
+            ASSERT_EQ(inner.size(), sMembers.size()) << round;
+            for (Point2* p : sInside) ASSERT_FALSE(inner.contains(p)) << round;
+            for (int i = 0; i < 200; ++i) {
+                Point2* q = &vPoints[rng() % vPoints.size()];
+                ASSERT_EQ(inner.contains(q), sMembers.count(q) != 0) << round;
+            }
+        }
+    }
 }
 
 TEST(Constraints, BadInputIsRefusedWithAMessageAndNothingIsLost) {
