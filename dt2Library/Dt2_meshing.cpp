@@ -18,9 +18,9 @@
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
+#include "CandidateQueue.h"
 #include "ConstraintGraph2.h"
 #include "ConstraintMgr.h"
-#include "CandidateQueue.h"
 #include "ConstraintSegment2.h"
 #include "Dt2.h"
 #include "GridMesher.h"
