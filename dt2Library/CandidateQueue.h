@@ -125,13 +125,11 @@ private:
     size_t bucketOfCosine(double c) const {
         const double margin = 1e-9;
         if (!(c > aCosBorder[NUM_BUCKETS - 1] + margin)) return c < aCosBorder[NUM_BUCKETS - 1] - margin ? NUM_BUCKETS - 1 : NUM_BUCKETS;
-        size_t lo = 0, hi = NUM_BUCKETS - 1;   // aCosBorder[lo] >= c > aCosBorder[hi]
-        while (hi - lo > 1) {
-            const size_t mid = (lo + hi) / 2;
-            if (aCosBorder[mid] >= c) lo = mid;
-            else hi = mid;
-        }
-        if (aCosBorder[hi] + margin > c || (lo > 0 && aCosBorder[lo] - margin < c)) return NUM_BUCKETS;
+        // The last border at or above c, by halving steps without branches (random cosines
+        // would mispredict every one of them).
+        size_t lo = 0;
+        for (size_t step = NUM_BUCKETS / 2; step > 0; step /= 2) lo += aCosBorder[lo + step] >= c ? step : 0;
+        if (aCosBorder[lo + 1] + margin > c || (lo > 0 && aCosBorder[lo] - margin < c)) return NUM_BUCKETS;
         return lo;
     }
     struct Later {

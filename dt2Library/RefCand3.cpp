@@ -220,7 +220,7 @@ bool RefCand3::isSafe() {
 bool RefCand3::isAtPrecisionLimit() const {
     double m = 0.0;
     for (const Point2* p : aCorners) m = std::max({m, std::fabs(p->x()), std::fabs(p->y())});
-    const double limit = std::ldexp(m, 6 - 52);   // 64 units in the last place, or more
+    const double limit = m * 0x1p-46;   // 64 units in the last place (2^6 * 2^-52), or more
     const double sqShortest = std::min({aSqLen[0], aSqLen[1], aSqLen[2]});
     // Below the smallest normal double the squared lengths, and every measure made of them, are lost.
     return sqShortest < DBL_MIN || sqShortest < limit * limit;
