@@ -77,6 +77,7 @@ public:
             bucket.vHeap.push_back(e);
             std::push_heap(bucket.vHeap.begin(), bucket.vHeap.end(), Later());
         }
+        aOccupied[b / 64] |= uint64_t(1) << (b % 64);
         if (b < first) first = b;
         ++num;
     }
@@ -84,13 +85,16 @@ public:
     bool pop(Entry& e) {
         for (;;) {
             if (num == 0) return false;
-            while (vBuckets[first].empty()) ++first;
+            first = firstOccupied(first);
             Bucket& bucket = vBuckets[first];
             if (!bucket.isBeingTaken() && bucket.pArrivals != nullptr) {
                 const size_t numDead = sortArrivals(bucket);
                 num -= numDead;
                 numDropped += numDead;
-                if (bucket.empty()) continue;
+                if (bucket.empty()) {
+                    aOccupied[first / 64] &= ~(uint64_t(1) << (first % 64));
+                    continue;
+                }
             }
             --num;
             if (bucket.isBeingTaken() && (bucket.vHeap.empty() || bucket.vSorted[bucket.head] < bucket.vHeap.front())) {
@@ -101,6 +105,7 @@ public:
                 e = bucket.vHeap.back();
                 bucket.vHeap.pop_back();
             }
+            if (bucket.empty()) aOccupied[first / 64] &= ~(uint64_t(1) << (first % 64));
             // The entries lie all over the mesh: fetch the likely next one's records while this
             // one is being refined.
             if (bucket.isBeingTaken()) bucket.vSorted[bucket.head].prefetch();
@@ -131,6 +136,14 @@ private:
         for (size_t step = NUM_BUCKETS / 2; step > 0; step /= 2) lo += aCosBorder[lo + step] >= c ? step : 0;
         if (aCosBorder[lo + 1] + margin > c || (lo > 0 && aCosBorder[lo] - margin < c)) return NUM_BUCKETS;
         return lo;
+    }
+    // The first bucket from b on that holds entries (there is one while num > 0): after a few
+    // arrivals far below the front, a scan bucket by bucket back up to it cost 1% of the run.
+    size_t firstOccupied(size_t b) const {
+        for (size_t w = b / 64;; ++w) {
+            const uint64_t bits = aOccupied[w] & (w == b / 64 ? ~uint64_t(0) << (b % 64) : ~uint64_t(0));
+            if (bits != 0) return w * 64 + size_t(__builtin_ctzll(bits));
+        }
     }
     struct Later {
         bool operator()(const Entry& x, const Entry& y) const { return y < x; }
@@ -211,6 +224,7 @@ private:
     std::vector<std::unique_ptr<Chunk[]>> vChunkBlocks;
     Chunk* pFreeChunks{nullptr};
     std::vector<std::vector<Entry>> vSpareSorted;
+    uint64_t aOccupied[NUM_BUCKETS / 64]{};   // bit b: bucket b holds entries
     size_t first{NUM_BUCKETS};
     size_t num{0};
     size_t numDropped{0};
