@@ -129,7 +129,8 @@ private:
     // a border that only the angle itself can tell (the margin dwarfs the rounding of both).
     size_t bucketOfCosine(double c) const {
         const double margin = 1e-9;
-        if (!(c > aCosBorder[NUM_BUCKETS - 1] + margin)) return c < aCosBorder[NUM_BUCKETS - 1] - margin ? NUM_BUCKETS - 1 : NUM_BUCKETS;
+        const double lastBorder = aCosBorder[NUM_BUCKETS - 1];
+        if (!(c > lastBorder + margin)) return c < lastBorder - margin ? NUM_BUCKETS - 1 : NUM_BUCKETS;
         // The last border at or above c, by halving steps without branches (random cosines
         // would mispredict every one of them).
         size_t lo = 0;

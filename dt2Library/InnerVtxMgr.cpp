@@ -70,30 +70,47 @@ void InnerVtxMgr::add(Point2* p) {
     sWithdrawn.erase(p);
     ++numMembers;
     const double x = p->x();
-    minX = numEntries == 0 ? x : std::min(minX, x);
-    maxX = numEntries == 0 ? x : std::max(maxX, x);
     if (numEntries >= redrawAt) redrawCells();
     vCells[cellOf(x)].push_back(XEntry{x, p});
     ++numEntries;
 }
 
 void InnerVtxMgr::redrawCells() {
-    size_t numCells = 16;
-    while (numCells * 16 < numEntries) numCells *= 2;
+    std::vector<double> vSample;
+    size_t i = 0;
+    for (const std::vector<XEntry>& cell : vCells)
+        for (const XEntry& e : cell)
+            if (i++ % 8 == 0) vSample.push_back(e.x);
+    std::sort(vSample.begin(), vSample.end());
+    size_t numCells = 1;
+    while (numCells * 16 < numEntries && 2 * numCells <= vSample.size()) numCells *= 2;
+    vBorders.clear();
+    for (size_t c = 1; c < numCells; ++c) vBorders.push_back(vSample[c * vSample.size() / numCells]);
+    // As many slots as cells, over the range of the borders; a border belongs to the slot of its x.
+    vSlotStart.assign(numCells + 1, 0);
+    if (!vBorders.empty()) {
+        halfX0 = 0.5 * vBorders.front();
+        const double halfRange = 0.5 * vBorders.back() - halfX0;
+        slotScale = halfRange > 0.0 ? double(numCells) / halfRange : 0.0;
+        if (!std::isfinite(slotScale)) slotScale = 0.0;   // a range below the smallest normal double
+        for (double b : vBorders) ++vSlotStart[slotOf(b) + 1];
+        for (size_t k = 1; k <= numCells; ++k) vSlotStart[k] += vSlotStart[k - 1];
+    }
     std::vector<std::vector<XEntry>> vOld(numCells);
     vOld.swap(vCells);
-    halfX0 = 0.5 * minX;
-    const double halfRange = 0.5 * maxX - halfX0;
-    cellScale = halfRange > 0.0 ? double(numCells) / halfRange : 0.0;
-    if (!std::isfinite(cellScale)) cellScale = 0.0;   // a range below the smallest normal double
     // Each cell gets room for twice its entries, what it will hold at the next redraw if the
     // entries keep their spread: no cell grows by copying in between.
-    std::vector<uint32_t> vCounts(numCells, 0);
+    std::vector<uint32_t> vCounts(numCells, 0), vCellOf;
+    vCellOf.reserve(numEntries);
     for (const std::vector<XEntry>& cell : vOld)
-        for (const XEntry& e : cell) ++vCounts[cellOf(e.x)];
+        for (const XEntry& e : cell) {
+            vCellOf.push_back(uint32_t(cellOf(e.x)));
+            ++vCounts[vCellOf.back()];
+        }
     for (size_t c = 0; c < numCells; ++c) vCells[c].reserve(2 * size_t(vCounts[c]) + 2);
+    i = 0;
     for (const std::vector<XEntry>& cell : vOld)
-        for (const XEntry& e : cell) vCells[cellOf(e.x)].push_back(e);
+        for (const XEntry& e : cell) vCells[vCellOf[i++]].push_back(e);
     redrawAt = std::max<size_t>(64, 2 * numEntries);
 }
 
@@ -106,6 +123,8 @@ void InnerVtxMgr::withdraw(Point2* p) {
 void InnerVtxMgr::clear() {
     sWithdrawn.clear();
     numMembers = numEntries = redrawAt = 0;
+    vBorders.clear();
+    vSlotStart.clear();
     vCells.clear();
 }
 

@@ -4,11 +4,13 @@
 //
 // Refinement records every vertex it places (hundreds of thousands per run) and asks for the
 // neighbourhood of a split vertex only now and then, so recording must be cheap: one append.
-// The x order, which answers the range queries and membership, is kept as cells of equal width
-// in x (a monotone map, so a range of x is a range of cells), redrawn over the x range of the
-// entries whenever their number has doubled; a query sorts what it finds. Taking a vertex out
-// leaves its entry and puts it into a small hash set of withdrawn vertices; an entry counts only
-// while its vertex still has the entry's x (a pooled record may carry a new vertex later).
+// The x order, which answers the range queries and membership, is kept as cells of about sixteen
+// entries, between borders drawn at quantiles of a sample of the entries' x and redrawn whenever
+// their number has doubled. The map from x to cell is monotone, so a range of x is a range of
+// cells; quantiles rather than equal widths, so that zones far apart or vertices spread over many
+// orders of magnitude do not crowd into a few cells. A query sorts what it finds. Taking a vertex
+// out leaves its entry and puts it into a small hash set of withdrawn vertices; an entry counts
+// only while its vertex still has the entry's x (a pooled record may carry a new vertex later).
 #pragma once
 #include <cstdint>
 #include <vector>
@@ -55,20 +57,35 @@ private:
         size_t num{0};
     };
     bool hasEntry(const Point2* p) const;
-    size_t cellOf(double x) const {
-        const double t = (0.5 * x - halfX0) * cellScale;   // halves: no overflow on any finite range
+    // The number of borders at or below x. Slots of equal width narrow the search to the borders
+    // in x's slot (vSlotStart), which halving steps without branches then count.
+    size_t slotOf(double x) const {
+        const double t = (0.5 * x - halfX0) * slotScale;   // halves: no overflow on any finite range
         if (!(t > 0.0)) return 0;
-        return t < double(vCells.size() - 1) ? size_t(t) : vCells.size() - 1;
+        return t < double(vSlotStart.size() - 2) ? size_t(t) : vSlotStart.size() - 2;
     }
-    // Redraws the cells over the x range of the entries, about sixteen entries to a cell.
+    size_t cellOf(double x) const {
+        if (vBorders.empty()) return 0;
+        const size_t k = slotOf(x);
+        const double* pBase = vBorders.data() + vSlotStart[k];
+        size_t n = vSlotStart[k + 1] - vSlotStart[k];
+        while (n > 1) {
+            const size_t half = n / 2;
+            pBase = pBase[half] <= x ? pBase + half : pBase;
+            n -= half;
+        }
+        return size_t(pBase - vBorders.data()) + (n == 1 && *pBase <= x ? 1 : 0);
+    }
+    // Redraws the cells from a sample of every eighth entry.
     void redrawCells();
 
     size_t numMembers{0};
     size_t numEntries{0};   // withdrawn and stale ones included
     size_t redrawAt{0};
-    double minX{0.0}, maxX{0.0};   // of all entries
-    double halfX0{0.0}, cellScale{0.0};
     PointerSet sWithdrawn;
+    std::vector<double> vBorders;   // ascending; cell c: x from vBorders[c - 1] to below vBorders[c]
+    std::vector<uint32_t> vSlotStart;   // the first border of each slot, and the number of borders
+    double halfX0{0.0}, slotScale{0.0};
     std::vector<std::vector<XEntry>> vCells;
 };
 
