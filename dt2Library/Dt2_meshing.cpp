@@ -53,9 +53,13 @@ private:
         const Triangle2* pEnd;
         size_t firstIndex;
     };
+    // New triangles come from the newest block, flipped ones from any: both are tried before
+    // the search.
     size_t indexOf(const Triangle2* pT) {
-        const Block& b = vBlocks[lastBlock];
-        if (pT >= b.pBegin && pT < b.pEnd) return b.firstIndex + size_t(pT - b.pBegin);
+        for (size_t i : {newestBlock, lastBlock}) {
+            const Block& b = vBlocks[i];
+            if (pT >= b.pBegin && pT < b.pEnd) return b.firstIndex + size_t(pT - b.pBegin);
+        }
         return slowIndexOf(pT);
     }
     size_t slowIndexOf(const Triangle2* pT) {
@@ -76,8 +80,10 @@ private:
     void refresh() {
         const std::vector<int32_t>& vSizes = pool.getBlockSizes();
         size_t b = 0;
+        const Triangle2* pNewest = nullptr;
         pool.forEachBlock([&](const Triangle2* pFirst, size_t) {
             const size_t capacity = size_t(vSizes[b++]);
+            pNewest = pFirst;
             for (const Block& known : vBlocks)
                 if (known.pBegin == pFirst) return;
             vBlocks.push_back(Block{pFirst, pFirst + capacity, numRecords});
@@ -85,14 +91,17 @@ private:
         });
         std::sort(vBlocks.begin(), vBlocks.end(), [](const Block& x, const Block& y) { return x.pBegin < y.pBegin; });
         vMarks.resize(numRecords, MARK_OUT);
-        lastBlock = 0;
+        lastBlock = newestBlock = 0;
         if (vBlocks.empty()) vBlocks.push_back(Block{nullptr, nullptr, 0});
+        for (size_t i = 0; i < vBlocks.size(); ++i)
+            if (vBlocks[i].pBegin == pNewest) newestBlock = i;
     }
     const SimplePool<Triangle2>& pool;
     std::vector<Block> vBlocks;
     std::vector<uint8_t> vMarks;
     size_t numRecords{0};
     size_t lastBlock{0};
+    size_t newestBlock{0};
 };
 
 // Restores the triangulation's observer however the run ends.
