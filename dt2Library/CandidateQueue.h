@@ -49,7 +49,7 @@ public:
         void takeKey() {
             int k;
             key = smallestAngleDegree(aCorners[0], aCorners[1], aCorners[2], k);
-            order = (order & ~uint64_t(7)) | 8 | (uint64_t(k) << 1) | (order & 1);
+            order = (order & ~uint64_t(6)) | 8 | (uint64_t(k) << 1);
         }
     };
     CandidateQueue() : vBuckets(NUM_BUCKETS) {
@@ -77,7 +77,7 @@ public:
             bucket.vHeap.push_back(e);
             std::push_heap(bucket.vHeap.begin(), bucket.vHeap.end(), Later());
         }
-        aOccupied[b / 64] |= uint64_t(1) << (b % 64);
+        aOccupied[b / 64] |= bitOf(b);
         if (b < first) first = b;
         ++num;
     }
@@ -92,7 +92,7 @@ public:
                 num -= numDead;
                 numDropped += numDead;
                 if (bucket.empty()) {
-                    aOccupied[first / 64] &= ~(uint64_t(1) << (first % 64));
+                    vacate(first);
                     continue;
                 }
             }
@@ -105,7 +105,7 @@ public:
                 e = bucket.vHeap.back();
                 bucket.vHeap.pop_back();
             }
-            if (bucket.empty()) aOccupied[first / 64] &= ~(uint64_t(1) << (first % 64));
+            if (bucket.empty()) vacate(first);
             // The entries lie all over the mesh: fetch the likely next one's records while this
             // one is being refined.
             if (bucket.isBeingTaken()) bucket.vSorted[bucket.head].prefetch();
@@ -138,6 +138,8 @@ private:
         if (aCosBorder[lo + 1] + margin > c || (lo > 0 && aCosBorder[lo] - margin < c)) return NUM_BUCKETS;
         return lo;
     }
+    static uint64_t bitOf(size_t b) { return uint64_t(1) << (b % 64); }
+    void vacate(size_t b) { aOccupied[b / 64] &= ~bitOf(b); }
     // The first bucket from b on that holds entries (there is one while num > 0): after a few
     // arrivals far below the front, a scan bucket by bucket back up to it cost 1% of the run.
     size_t firstOccupied(size_t b) const {
